@@ -1,0 +1,12 @@
+// The main window: its class, creation and the procedure that routes each message to a
+// handler of its own.
+#pragma once
+#include "services/base.h"
+
+extern const char kMainWindowClass[];  // "Kestrelia"
+extern const char kProductName[];      // "Kestrelia"
+
+ATOM RegisterMainWindowClass(HINSTANCE instance);
+HWND CreateMainWindow(HINSTANCE instance, int showCommand);
+HWND GetMainWindow();
+LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam);

@@ -1,0 +1,11 @@
+#include "services/base.h"
+#include "model/archive_kind.h"
+
+namespace {
+int g_archiveKind = ARCHIVE_ZIP;
+}
+
+int GetArchiveKind() { return g_archiveKind; }
+void SetArchiveKind(int kind) { g_archiveKind = kind; }
+bool IsKnownArchiveKind(int kind) { return kind >= ARCHIVE_ZIP && kind <= ARCHIVE_ZIP64; }
+char ArchiveSeparator(int kind) { return kind == ARCHIVE_TAR ? '/' : '\\'; }

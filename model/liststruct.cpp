@@ -1,0 +1,225 @@
+#include "services/base.h"
+#include "model/liststruct.h"
+
+#include "kestrelia_lang.h"
+#include "model/compare.h"
+#include "model/namelist.h"
+#include "services/log.h"
+
+#include <shellapi.h>
+
+#include <cctype>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+
+namespace {
+
+NameList* g_foundList = nullptr;
+
+char* Dup(const char* s) { return _strdup(s ? s : ""); }
+
+// The shell answers by extension only (the file need not exist), so one question per
+// extension serves every row that has it: a big archive holds few extensions.
+struct ShellType {
+  std::string type;
+  int icon;
+};
+std::mutex g_typeLock;
+std::unordered_map<std::string, ShellType> g_typeCache;
+
+std::string ExtensionKey(const char* fileName) {
+  const char* dot = strrchr(fileName, '.');
+  std::string key = dot ? dot : "";
+  for (char& c : key) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+  return key;
+}
+
+}  // namespace
+
+void FreeListStruct(liststruct* record) {
+  if (!record) return;
+  free(record->path);
+  free(record->filename);
+  free(record->rate);
+  free(record->type);
+  free(record->scratch);
+  free(record);
+}
+
+void MakeRateText(uint64_t compressed, uint64_t uncompressed, char (&out)[4]) {
+  int64_t total = static_cast<int64_t>(uncompressed);
+  if (total <= 0) {
+    snprintf(out, sizeof out, " 0%%");
+    return;
+  }
+  int64_t p = (100 * static_cast<int64_t>(compressed)) / total;
+  if (p > 100) {
+    snprintf(out, sizeof out, " 0%%");
+    return;
+  }
+  unsigned long r = static_cast<unsigned long>(100 - p);
+  if (r == 100)
+    snprintf(out, sizeof out, "99%%");  // a fully packed entry never shows 100
+  else if (r <= 9)
+    snprintf(out, sizeof out, " %1.1lu%c", r, '%');
+  else
+    snprintf(out, sizeof out, "%2.2lu%c", r, '%');
+}
+
+void MakeEntryPath(const char* fileName, const char* fullName, char* out, size_t outSize) {
+  size_t nameLen = strlen(fileName);
+  size_t fullLen = strlen(fullName);
+  if (nameLen >= fullLen) {
+    if (outSize) out[0] = '\0';
+    return;
+  }
+  // Walk both backwards while they agree: what is left of the full name is the folder part.
+  const char* f = fullName + fullLen;
+  const char* n = fileName + nameLen;
+  while (n > fileName && f > fullName && f[-1] == n[-1]) --f, --n;
+  size_t len = static_cast<size_t>(f - fullName);
+  if (len >= outSize) len = outSize - 1;
+  memcpy(out, fullName, len);
+  out[len] = '\0';
+}
+
+void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconIndex) {
+  std::string key = ExtensionKey(fileName);
+  ShellType found;
+  bool cached;
+  {
+    std::lock_guard<std::mutex> hold(g_typeLock);
+    auto it = g_typeCache.find(key);
+    cached = it != g_typeCache.end();
+    if (cached) found = it->second;
+  }
+  if (!cached) {
+    SHFILEINFOA info = {};
+    SHGetFileInfoA(fileName, FILE_ATTRIBUTE_NORMAL, &info, sizeof info,
+                   SHGFI_USEFILEATTRIBUTES | SHGFI_SYSICONINDEX | SHGFI_SMALLICON | SHGFI_TYPENAME);
+    found.icon = info.iIcon;
+    if (info.szTypeName[0]) {
+      found.type = info.szTypeName;
+    } else if (const char* dot = strrchr(fileName, '.')) {
+      std::string ext = dot + 1;
+      for (char& c : ext) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
+      char text[kPathBuf];
+      snprintf(text, sizeof text, "%s-%s", ext.c_str(), GetGenericText(36));
+      found.type = text;
+    } else {
+      found.type = GetGenericText(36);
+    }
+    std::lock_guard<std::mutex> hold(g_typeLock);
+    g_typeCache.emplace(key, found);
+  }
+  snprintf(out, outSize, "%s", found.type.c_str());
+  if (iconIndex) *iconIndex = found.icon;
+}
+
+void MakeDateText(const SYSTEMTIME& date, char* out, size_t outSize) {
+  char day[80] = "", time[80] = "";
+  GetDateFormatA(LOCALE_USER_DEFAULT, DATE_SHORTDATE, &date, nullptr, day, sizeof day);
+  GetTimeFormatA(LOCALE_USER_DEFAULT, TIME_NOSECONDS | TIME_FORCE24HOURFORMAT, &date, nullptr, time,
+                 sizeof time);
+  snprintf(out, outSize, "%s %s", day, time);
+}
+
+void InitEntryListColumns(HWND list) {
+  const char* titles[LISTSTRUCT_COLUMNS] = {
+      GetDescriptionFilename(), GetDescriptionEncrypted(),        GetDescriptionCompressed(),
+      GetDescriptionUncompressed(), GetDescriptionCompressionRatio(), GetDescriptionDate(),
+      GetDescriptionType(),     GetDescriptionPath()};
+  const int widths[LISTSTRUCT_COLUMNS] = {200, 30, 90, 90, 50, 120, 140, 220};
+  for (int i = 0; i < LISTSTRUCT_COLUMNS; ++i) {
+    LVCOLUMNA column = {};
+    column.mask = LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM | LVCF_FMT;
+    column.fmt = (i >= LISTSTRUCT_COMPRESSED && i <= LISTSTRUCT_RATE) ? LVCFMT_RIGHT : LVCFMT_LEFT;
+    column.cx = widths[i];
+    column.pszText = const_cast<char*>(titles[i]);
+    column.iSubItem = i;
+    SendMessageA(list, LVM_INSERTCOLUMNA, i, reinterpret_cast<LPARAM>(&column));
+  }
+}
+
+int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, const char* fullName,
+                   NameList* folderList, uint64_t compressed, uint64_t uncompressed) {
+  liststruct* record = static_cast<liststruct*>(calloc(1, sizeof(liststruct)));
+  record->uncompressed = uncompressed;
+  record->compressed = compressed;
+  record->scratch = malloc(20);
+
+  char path[kPathBuf];
+  MakeEntryPath(fileName, fullName, path, sizeof path);
+  record->path = Dup(path);
+  if (folderList && !NameListSearch(folderList, path) && !NameListAppendCopy(folderList, path))
+    printf("cannot insert %s\n", path);
+  record->filename = Dup(fileName);
+
+  char type[kPathBuf];
+  int icon = 0;
+  MakeTypeText(fileName, type, sizeof type, &icon);
+  record->type = Dup(type);
+
+  record->date.wYear = static_cast<WORD>(stamp.year);
+  record->date.wMonth = static_cast<WORD>(stamp.month + 1);
+  record->date.wDay = static_cast<WORD>(stamp.day);
+  record->date.wHour = static_cast<WORD>(stamp.hour);
+  record->date.wMinute = static_cast<WORD>(stamp.minute);
+  char rate[4];
+  MakeRateText(compressed, uncompressed, rate);
+  record->rate = Dup(rate);
+
+  LVITEMA item = {};
+  item.mask = LVIF_TEXT | LVIF_PARAM | LVIF_IMAGE;
+  item.iItem = static_cast<int>(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0));
+  item.pszText = record->filename;
+  item.lParam = reinterpret_cast<LPARAM>(record);
+  item.iImage = icon;
+  int row = static_cast<int>(SendMessageA(list, LVM_INSERTITEMA, 0, reinterpret_cast<LPARAM>(&item)));
+  if (row < 0) {
+    char text[kPathBuf];
+    snprintf(text, sizeof text, "cannot insert item %d #error %lu", item.iItem, GetLastError());
+    MessageBoxA(nullptr, text, "", MB_TOPMOST);
+    return -1;
+  }
+  if (g_foundList) {
+    for (NameCell* c = g_foundList->first; c; c = c->next)
+      if (c->element && *static_cast<int*>(c->element) >= row) ++*static_cast<int*>(c->element);
+  }
+
+  char compressedText[32], uncompressedText[32], date[kPathBuf];
+  snprintf(compressedText, sizeof compressedText, "%" PRIu64, compressed);
+  snprintf(uncompressedText, sizeof uncompressedText, "%" PRIu64, uncompressed);
+  MakeDateText(record->date, date, sizeof date);
+  const char* texts[LISTSTRUCT_COLUMNS] = {record->filename, "", compressedText, uncompressedText,
+                                           record->rate, date, record->type, record->path};
+  for (int column = 1; column < LISTSTRUCT_COLUMNS; ++column) {
+    LVITEMA sub = {};
+    sub.iSubItem = column;
+    sub.pszText = const_cast<char*>(texts[column]);
+    SendMessageA(list, LVM_SETITEMTEXTA, row, reinterpret_cast<LPARAM>(&sub));
+  }
+  return row;
+}
+
+liststruct* GetRowRecord(HWND list, int row) {
+  LVITEMA item = {};
+  item.mask = LVIF_PARAM;
+  item.iItem = row;
+  if (!SendMessageA(list, LVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&item))) return nullptr;
+  return reinterpret_cast<liststruct*>(item.lParam);
+}
+
+void DeleteAllEntryRows(HWND list) {
+  int count = static_cast<int>(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0));
+  for (int row = 0; row < count; ++row) FreeListStruct(GetRowRecord(list, row));
+  SendMessageA(list, LVM_DELETEALLITEMS, 0, 0);
+}
+
+NameList* GetFoundList() { return g_foundList; }
+void SetFoundList(NameList* list) { g_foundList = list; }

@@ -1,0 +1,62 @@
+// The entry record behind every list row, the texts of its columns, and row insertion.
+#pragma once
+#include "services/base.h"
+
+#include <commctrl.h>
+
+struct NameList;
+
+// An entry's modification time as archive readers deliver it (month counted from 0).
+struct EntryStamp {
+  int second, minute, hour, day, month, year;
+};
+
+struct liststruct {
+  uint64_t uncompressed;
+  uint64_t compressed;
+  char* path;      // folder part with its trailing separator, "" at the top level
+  char* filename;  // name without folders
+  SYSTEMTIME date; // day of week, second and millisecond stay 0
+  char* rate;      // at most 3 characters
+  char* type;
+  void* scratch;   // 20 bytes, free for the views
+};
+
+enum ListColumn {
+  LISTSTRUCT_FILENAME = 0,
+  LISTSTRUCT_ENCRYPTED = 1,
+  LISTSTRUCT_COMPRESSED = 2,
+  LISTSTRUCT_UNCOMPRESSED = 3,
+  LISTSTRUCT_RATE = 4,
+  LISTSTRUCT_DATE = 5,
+  LISTSTRUCT_TYPE = 6,
+  LISTSTRUCT_PATH = 7,
+  LISTSTRUCT_COLUMNS = 8,
+};
+
+void FreeListStruct(liststruct* record);
+
+// The "Rate" text: " 0%" for nothing saved or an empty entry, "99%" for everything saved.
+void MakeRateText(uint64_t compressed, uint64_t uncompressed, char (&out)[4]);
+// The folder part of a full name given its file name part ("dir\sub\" for "dir\sub\a.txt").
+void MakeEntryPath(const char* fileName, const char* fullName, char* out, size_t outSize);
+// The shell's type name for a file of this name, or "EXT-<generic 36>" when it has none.
+// iconIndex (optional) receives the small system icon.
+void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconIndex);
+// The user's short date and 24-hour time without seconds, "%s %s".
+void MakeDateText(const SYSTEMTIME& date, char* out, size_t outSize);
+
+// Adds the eight columns with their titles from the language library.
+void InitEntryListColumns(HWND list);
+// Appends a row for an entry and extends the folder list with its path. Returns the new
+// row's index, or -1 when the list refused it.
+int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, const char* fullName,
+                   NameList* folderList, uint64_t compressed, uint64_t uncompressed);
+// The record behind a row, or none.
+liststruct* GetRowRecord(HWND list, int row);
+// Frees the records of every row, then deletes the rows.
+void DeleteAllEntryRows(HWND list);
+
+// The search hits: row indexes, kept in step when rows are inserted before them.
+NameList* GetFoundList();
+void SetFoundList(NameList* list);

@@ -1,0 +1,4 @@
+// Resource and command identifiers, in ranges per menu and dialog.
+#pragma once
+
+#define IDI_KESTRELIA 301

@@ -1,0 +1,79 @@
+#!/usr/bin/env bash
+# Fetches the Debian source packages of the third-party libraries that are built for the
+# Windows target. It uses an apt configuration of its own under build/deps, derived from the
+# machine's binary sources, so the machine's apt set-up is never touched. Each package is
+# unpacked once per version into build/deps/src/<package>-<version>; a file
+# build/deps/<package>.dir names the current folder for CMake.
+#
+#   scripts/deps.sh [package ...]      (default: every package the build needs)
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+deps=${KESTRELIA_DEPS:-$root/build/deps}
+apt_dir=$deps/apt
+mkdir -p "$apt_dir/lists/partial" "$apt_dir/cache/archives/partial" "$deps/src"
+
+wanted=("$@")
+[ ${#wanted[@]} -gt 0 ] || wanted=(zlib)
+
+# deb-src entries for every Debian source the machine already uses, with non-free added.
+sources=$apt_dir/sources.list
+if [ ! -s "$sources" ]; then
+  python3 - "$sources" <<'PY'
+import glob, re, sys
+out = []
+def add(uri, suite, signed):
+    opt = " [signed-by=%s]" % signed if signed else ""
+    line = "deb-src%s %s %s main non-free" % (opt, uri, suite)
+    if line not in out:
+        out.append(line)
+for path in glob.glob("/etc/apt/sources.list.d/*.sources"):
+    for stanza in re.split(r"\n\s*\n", open(path).read()):
+        f = {}
+        for l in stanza.splitlines():
+            if ":" in l and not l.startswith("#"):
+                k, v = l.split(":", 1)
+                f[k.strip().lower()] = v.strip()
+        if "deb" not in f.get("types", "").split() or "debian" not in f.get("uris", ""):
+            continue
+        for uri in f["uris"].split():
+            for suite in f.get("suites", "").split():
+                add(uri, suite, f.get("signed-by", ""))
+for path in ["/etc/apt/sources.list"] + glob.glob("/etc/apt/sources.list.d/*.list"):
+    try:
+        lines = open(path).read().splitlines()
+    except OSError:
+        continue
+    for l in lines:
+        m = re.match(r"deb\s+(\[[^\]]*\]\s+)?(\S+)\s+(\S+)", l)
+        if m and "debian" in m.group(2):
+            add(m.group(2), m.group(3), "")
+if not out:
+    sys.exit("no Debian sources found in /etc/apt")
+open(sys.argv[1], "w").write("\n".join(out) + "\n")
+PY
+fi
+
+aptopts=(-o "Dir::Etc::sourcelist=$sources" -o "Dir::Etc::sourceparts=-"
+         -o "Dir::State::Lists=$apt_dir/lists" -o "Dir::Cache=$apt_dir/cache"
+         -o "APT::Get::List-Cleanup=0" -o "Debug::NoLocking=1" -o "APT::Sandbox::User=root")
+
+# Lists older than a day are refreshed; otherwise reuse them.
+if [ -z "$(find "$apt_dir/lists" -name '*Sources*' -mtime -1 2>/dev/null | head -1)" ]; then
+  echo "== refreshing private source lists"
+  apt-get "${aptopts[@]}" update -qq
+fi
+
+for pkg in "${wanted[@]}"; do
+  ver=$(apt-cache "${aptopts[@]}" showsrc "$pkg" | awk '/^Version:/ {print $2}' | sort -V | tail -1)
+  [ -n "$ver" ] || { echo "no source package $pkg" >&2; exit 1; }
+  dir=$deps/src/$pkg-${ver//:/_}
+  if [ ! -f "$dir/.unpacked" ]; then
+    echo "== fetching source $pkg $ver"
+    rm -rf "$dir" && mkdir -p "$dir.tmp"
+    (cd "$dir.tmp" && apt-get "${aptopts[@]}" source -qq "$pkg=$ver" >/dev/null)
+    tree=$(find "$dir.tmp" -mindepth 1 -maxdepth 1 -type d | head -1)
+    mv "$tree" "$dir" && rm -rf "$dir.tmp"
+    touch "$dir/.unpacked"
+  fi
+  echo "$dir" > "$deps/$pkg.dir"
+done

@@ -1,0 +1,45 @@
+# Shared pieces of the run and test scripts: build, a virtual display, a resident wineserver.
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+build=$root/build
+export WINEPREFIX=${KESTRELIA_WINEPREFIX:-$build/wineprefix}
+export WINEDEBUG=${WINEDEBUG:--all}
+export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=}
+export WINEARCH=win64
+
+kestrelia_build() {
+  "$root/scripts/setup.sh"
+  cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null
+  cmake --build "$build" -j"$(nproc)" 2>&1 | grep -vE '^\[ *[0-9]+%\]|^-- ' || true
+  [ -f "$build/bin/Kestrelia.exe" ] || { echo "build failed" >&2; return 1; }
+}
+
+# A fresh prefix boots once (several seconds); later starts reuse it.
+kestrelia_wine_up() {
+  if [ ! -f "$WINEPREFIX/system.reg" ]; then
+    echo "== creating Wine prefix $WINEPREFIX"
+    wineboot -i >/dev/null 2>&1 || true
+  fi
+  wineserver -p >/dev/null 2>&1 || true
+}
+
+kestrelia_wine_down() {
+  wineserver -k >/dev/null 2>&1 || true
+}
+
+# Starts Xvfb on a free display number and exports DISPLAY.
+kestrelia_display_up() {
+  local n
+  for n in $(seq 90 120); do
+    [ -e /tmp/.X11-unix/X$n ] || [ -e /tmp/.X$n-lock ] && continue
+    Xvfb ":$n" -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
+    KESTRELIA_XVFB_PID=$!
+    export DISPLAY=":$n"
+    for _ in $(seq 50); do [ -e /tmp/.X11-unix/X$n ] && return 0; sleep 0.1; done
+  done
+  echo "could not start Xvfb" >&2
+  return 1
+}
+
+kestrelia_display_down() {
+  [ -n "${KESTRELIA_XVFB_PID:-}" ] && kill "$KESTRELIA_XVFB_PID" 2>/dev/null || true
+}

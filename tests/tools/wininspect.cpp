@@ -1,0 +1,121 @@
+// Reads what a running Kestrelia window shows, the way a person would see it: the title,
+// the child controls, every row of its list views and the parts of its status bar.
+// Controls of another process take their text buffers in that process, so the buffers are
+// allocated there.
+//
+//   wininspect [--wait SECONDS] [--close] [--rows N] [--class NAME]
+// Exit code 0 when the window was found, 1 otherwise.
+#include "services/base.h"
+
+#include <commctrl.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+struct Remote {
+  HANDLE process = nullptr;
+  char* memory = nullptr;
+  static constexpr size_t kSize = 4096;
+
+  explicit Remote(HWND hwnd) {
+    DWORD pid = 0;
+    GetWindowThreadProcessId(hwnd, &pid);
+    process = OpenProcess(PROCESS_VM_OPERATION | PROCESS_VM_READ | PROCESS_VM_WRITE, FALSE, pid);
+    if (process)
+      memory = static_cast<char*>(VirtualAllocEx(process, nullptr, kSize, MEM_COMMIT, PAGE_READWRITE));
+  }
+  ~Remote() {
+    if (memory) VirtualFreeEx(process, memory, 0, MEM_RELEASE);
+    if (process) CloseHandle(process);
+  }
+  void Write(size_t offset, const void* data, size_t size) {
+    WriteProcessMemory(process, memory + offset, data, size, nullptr);
+  }
+  std::string ReadString(size_t offset) {
+    char buffer[1024] = "";
+    ReadProcessMemory(process, memory + offset, buffer, sizeof buffer - 1, nullptr);
+    return buffer;
+  }
+};
+
+std::string ListCell(HWND list, Remote& remote, int row, int column) {
+  LVITEMA item = {};
+  item.iSubItem = column;
+  item.cchTextMax = 1024;
+  item.pszText = remote.memory + 512;
+  remote.Write(0, &item, sizeof item);
+  SendMessageA(list, LVM_GETITEMTEXTA, row, reinterpret_cast<LPARAM>(remote.memory));
+  return remote.ReadString(512);
+}
+
+void DumpList(HWND list, int maxRows) {
+  Remote remote(list);
+  if (!remote.memory) return;
+  HWND header = reinterpret_cast<HWND>(SendMessageA(list, LVM_GETHEADER, 0, 0));
+  int columns = header ? static_cast<int>(SendMessageA(header, HDM_GETITEMCOUNT, 0, 0)) : 1;
+  if (columns < 1) columns = 1;
+  int rows = static_cast<int>(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0));
+  printf("list rows: %d\n", rows);
+  for (int r = 0; r < rows && r < maxRows; ++r) {
+    printf("row %d:", r);
+    for (int c = 0; c < columns; ++c) printf(" | %s", ListCell(list, remote, r, c).c_str());
+    printf("\n");
+  }
+}
+
+void DumpStatus(HWND status) {
+  Remote remote(status);
+  if (!remote.memory) return;
+  int parts = static_cast<int>(SendMessageA(status, SB_GETPARTS, 0, 0));
+  for (int p = 0; p < parts; ++p) {
+    SendMessageA(status, SB_GETTEXTA, p, reinterpret_cast<LPARAM>(remote.memory));
+    printf("status %d: %s\n", p, remote.ReadString(0).c_str());
+  }
+}
+
+int g_maxRows = 50;
+
+BOOL CALLBACK DumpChild(HWND child, LPARAM) {
+  char cls[128] = "", text[512] = "";
+  GetClassNameA(child, cls, sizeof cls);
+  GetWindowTextA(child, text, sizeof text);
+  printf("control %s \"%s\"%s\n", cls, text, IsWindowVisible(child) ? "" : " (hidden)");
+  if (!_stricmp(cls, WC_LISTVIEWA) && IsWindowVisible(child)) DumpList(child, g_maxRows);
+  if (!_stricmp(cls, STATUSCLASSNAMEA)) DumpStatus(child);
+  return TRUE;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  double wait = 0;
+  bool close = false;
+  const char* cls = "Kestrelia";
+  for (int i = 1; i < argc; ++i) {
+    if (!strcmp(argv[i], "--wait") && i + 1 < argc) wait = atof(argv[++i]);
+    else if (!strcmp(argv[i], "--close")) close = true;
+    else if (!strcmp(argv[i], "--rows") && i + 1 < argc) g_maxRows = atoi(argv[++i]);
+    else if (!strcmp(argv[i], "--class") && i + 1 < argc) cls = argv[++i];
+  }
+  HWND hwnd = nullptr;
+  for (DWORD start = GetTickCount();;) {
+    hwnd = FindWindowA(cls, nullptr);
+    if (hwnd || GetTickCount() - start >= wait * 1000) break;
+    Sleep(100);
+  }
+  if (!hwnd) {
+    printf("no window of class %s\n", cls);
+    return 1;
+  }
+  char title[512] = "";
+  GetWindowTextA(hwnd, title, sizeof title);
+  printf("window \"%s\"\n", title);
+  EnumChildWindows(hwnd, DumpChild, 0);
+  fflush(stdout);
+  if (close) PostMessageA(hwnd, WM_CLOSE, 0, 0);
+  return 0;
+}
