@@ -1,6 +1,8 @@
 # Shared pieces of the run and test scripts: build, a virtual display, a resident wineserver.
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-build=$root/build
+export KESTRELIA_BUILD=${KESTRELIA_BUILD:-$root/build}
+build=$KESTRELIA_BUILD
+export KESTRELIA_DEPS=${KESTRELIA_DEPS:-$root/build/deps}
 export WINEPREFIX=${KESTRELIA_WINEPREFIX:-$build/wineprefix}
 export WINEDEBUG=${WINEDEBUG:--all}
 export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=}
@@ -8,7 +10,7 @@ export WINEARCH=win64
 
 kestrelia_build() {
   "$root/scripts/setup.sh"
-  cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null
+  cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DKESTRELIA_DEPS="$KESTRELIA_DEPS" >/dev/null
   cmake --build "$build" -j"$(nproc)" 2>&1 | grep -vE '^\[ *[0-9]+%\]|^-- ' || true
   [ -f "$build/bin/Kestrelia.exe" ] || { echo "build failed" >&2; return 1; }
 }
@@ -18,6 +20,9 @@ kestrelia_wine_up() {
   if [ ! -f "$WINEPREFIX/system.reg" ]; then
     echo "== creating Wine prefix $WINEPREFIX"
     wineboot -i >/dev/null 2>&1 || true
+    # Without a window manager on the virtual display, Wine draws the frames and captions
+    # itself, so screenshots show them.
+    wine reg add 'HKCU\Software\Wine\X11 Driver' /v Decorated /d N /f >/dev/null 2>&1 || true
   fi
   wineserver -p >/dev/null 2>&1 || true
 }
