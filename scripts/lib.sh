@@ -25,6 +25,9 @@ kestrelia_wine_up() {
     wine reg add 'HKCU\Software\Wine\X11 Driver' /v Decorated /d N /f >/dev/null 2>&1 || true
   fi
   wineserver -p >/dev/null 2>&1 || true
+  # Wine's own services start with the first program and keep its output pipes open; start
+  # them here, detached, or ctest would wait on those pipes until its time-out.
+  wine cmd.exe /c exit </dev/null >/dev/null 2>&1 || true
 }
 
 kestrelia_wine_down() {
