@@ -88,6 +88,17 @@ void MakeEntryPath(const char* fileName, const char* fullName, char* out, size_t
   out[len] = '\0';
 }
 
+void MakeFallbackTypeText(const char* fileName, char* out, size_t outSize) {
+  const char* dot = strrchr(fileName, '.');
+  if (!dot) {
+    snprintf(out, outSize, "%s", GetGenericText(36));
+    return;
+  }
+  std::string ext = dot + 1;
+  for (char& c : ext) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
+  snprintf(out, outSize, "%s-%s", ext.c_str(), GetGenericText(36));
+}
+
 void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconIndex) {
   std::string key = ExtensionKey(fileName);
   ShellType found;
@@ -105,14 +116,10 @@ void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconInde
     found.icon = info.iIcon;
     if (info.szTypeName[0]) {
       found.type = info.szTypeName;
-    } else if (const char* dot = strrchr(fileName, '.')) {
-      std::string ext = dot + 1;
-      for (char& c : ext) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
-      char text[kPathBuf];
-      snprintf(text, sizeof text, "%s-%s", ext.c_str(), GetGenericText(36));
-      found.type = text;
     } else {
-      found.type = GetGenericText(36);
+      char text[kPathBuf];
+      MakeFallbackTypeText(fileName, text, sizeof text);
+      found.type = text;
     }
     std::lock_guard<std::mutex> hold(g_typeLock);
     g_typeCache.emplace(key, found);

@@ -40,6 +40,8 @@ void FreeListStruct(liststruct* record);
 void MakeRateText(uint64_t compressed, uint64_t uncompressed, char (&out)[4]);
 // The folder part of a full name given its file name part ("dir\sub\" for "dir\sub\a.txt").
 void MakeEntryPath(const char* fileName, const char* fullName, char* out, size_t outSize);
+// "EXT-<generic 36>", or generic text 36 alone for a name without a dot.
+void MakeFallbackTypeText(const char* fileName, char* out, size_t outSize);
 // The shell's type name for a file of this name, or "EXT-<generic 36>" when it has none.
 // iconIndex (optional) receives the small system icon.
 void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconIndex);

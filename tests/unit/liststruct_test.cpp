@@ -1,1 +1,162 @@
+// Rows inserted into a real list view in a hidden window and read back column by column.
+#include "services/base.h"
 
+#include <gtest/gtest.h>
+
+#include "kestrelia_lang.h"
+#include "model/archive_kind.h"
+#include "model/liststruct.h"
+#include "model/namelist.h"
+#include "model/rowkey.h"
+
+#include <commctrl.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+std::string Rate(uint64_t compressed, uint64_t uncompressed) {
+  char out[4];
+  MakeRateText(compressed, uncompressed, out);
+  return out;
+}
+
+std::string Cell(HWND list, int row, int column) {
+  char text[kPathBuf] = "";
+  LVITEMA item = {};
+  item.iSubItem = column;
+  item.pszText = text;
+  item.cchTextMax = kPathBuf;
+  SendMessageA(list, LVM_GETITEMTEXTA, row, reinterpret_cast<LPARAM>(&item));
+  return text;
+}
+
+class ListRows : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    INITCOMMONCONTROLSEX icc = {sizeof icc, ICC_LISTVIEW_CLASSES};
+    InitCommonControlsEx(&icc);
+    parent_ = CreateWindowExA(0, "STATIC", "", WS_POPUP, 0, 0, 400, 300, nullptr, nullptr, nullptr, nullptr);
+    list_ = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | LVS_REPORT, 0, 0, 400, 300, parent_, nullptr,
+                            nullptr, nullptr);
+    InitEntryListColumns(list_);
+    SetArchiveKind(ARCHIVE_ZIP);
+  }
+  void TearDown() override {
+    DeleteAllEntryRows(list_);
+    DestroyWindow(parent_);
+  }
+  HWND parent_ = nullptr;
+  HWND list_ = nullptr;
+};
+
+EntryStamp Stamp() { return EntryStamp{59, 30, 14, 5, 2, 2024}; }  // 2024-03-05 14:30:59
+
+}  // namespace
+
+TEST(ListStruct, RateTexts) {
+  EXPECT_EQ(Rate(0, 10), "99%");  // fully packed shows 99, never 100
+  EXPECT_EQ(Rate(10, 10), " 0%");
+  EXPECT_EQ(Rate(11, 10), " 0%");
+  EXPECT_EQ(Rate(95, 100), " 5%");
+  EXPECT_EQ(Rate(50, 100), "50%");
+  EXPECT_EQ(Rate(0, 0), " 0%");
+  EXPECT_EQ(Rate(1, 1000), "99%");
+  EXPECT_EQ(Rate(91, 100), " 9%");
+  EXPECT_EQ(Rate(90, 100), "10%");
+  EXPECT_EQ(Rate(5, 0x8000000000000000ull), " 0%");  // not positive as a signed size
+}
+
+TEST(ListStruct, PathIsTheFullNameWithoutItsName) {
+  char path[kPathBuf];
+  MakeEntryPath("name.txt", "dir\\sub\\name.txt", path, sizeof path);
+  EXPECT_STREQ(path, "dir\\sub\\");
+  MakeEntryPath("name.txt", "name.txt", path, sizeof path);
+  EXPECT_STREQ(path, "");
+  MakeEntryPath("a.txt", "a\\a.txt", path, sizeof path);
+  EXPECT_STREQ(path, "a\\");
+}
+
+TEST(ListStruct, TypeFallsBackToExtensionAndGenericText) {
+  char type[kPathBuf];
+  MakeFallbackTypeText("archive.tar.Gz", type, sizeof type);
+  EXPECT_EQ(std::string(type), std::string("GZ-") + GetGenericText(36));
+  MakeFallbackTypeText("README", type, sizeof type);
+  EXPECT_EQ(std::string(type), GetGenericText(36));
+  // The shell is asked first; whatever it says, a row never gets an empty type.
+  MakeTypeText("archive.kestrelunknownext", type, sizeof type, nullptr);
+  EXPECT_NE(type[0], '\0');
+}
+
+TEST(RowKey, FolderDepth) {
+  EXPECT_EQ(GetFolderDepth("", ARCHIVE_ZIP), 0);
+  EXPECT_EQ(GetFolderDepth("a\\b\\", ARCHIVE_ZIP), 2);
+  EXPECT_EQ(GetFolderDepth("\\a\\b\\", ARCHIVE_ZIP), 2);  // a leading separator never counts
+  EXPECT_EQ(GetFolderDepth("a/b/", ARCHIVE_TAR), 2);
+  EXPECT_EQ(GetFolderDepth("a/b/", ARCHIVE_ZIP), 0);
+}
+
+TEST_F(ListRows, InsertedRowReadsBackColumnByColumn) {
+  NameList* folders = NameListCreate();
+  int row = InsertEntryRow(list_, Stamp(), "notes.txt", "docs\\notes.txt", folders, 50, 100);
+  ASSERT_EQ(row, 0);
+  InsertEntryRow(list_, Stamp(), "other.txt", "docs\\other.txt", folders, 0, 0);
+  InsertEntryRow(list_, Stamp(), "top.txt", "top.txt", folders, 7, 7);
+
+  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_FILENAME), "notes.txt");
+  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_ENCRYPTED), "");
+  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_COMPRESSED), "50");
+  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_UNCOMPRESSED), "100");
+  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_RATE), "50%");
+  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_PATH), "docs\\");
+  EXPECT_EQ(Cell(list_, 2, LISTSTRUCT_PATH), "");
+  EXPECT_FALSE(Cell(list_, 0, LISTSTRUCT_TYPE).empty());
+
+  // The date column: the user's short date and time without seconds, 24-hour.
+  std::string date = Cell(list_, 0, LISTSTRUCT_DATE);
+  EXPECT_NE(date.find("14:30"), std::string::npos) << date;
+  EXPECT_EQ(date.find(":59"), std::string::npos) << date;
+  EXPECT_NE(date.find("2024"), std::string::npos) << date;
+
+  liststruct* record = GetRowRecord(list_, 0);
+  ASSERT_NE(record, nullptr);
+  EXPECT_EQ(record->date.wMonth, 3);
+  EXPECT_EQ(record->date.wSecond, 0);
+  EXPECT_EQ(record->compressed, 50u);
+
+  // The folder list holds each path once.
+  EXPECT_EQ(folders->count, 2u);
+  EXPECT_NE(NameListSearch(folders, "docs\\"), nullptr);
+  EXPECT_NE(NameListSearch(folders, ""), nullptr);
+  NameListDestroy(&folders);
+
+  char key[1024];
+  GetValuesFromList(list_, key, sizeof key, 0);
+  EXPECT_EQ(std::string(key), "  1*docs\\notes.txt**50*100*50%*" + date + "*" + Cell(list_, 0, LISTSTRUCT_TYPE));
+  GetValuesFromListExchangeFilename(list_, key, sizeof key, 0, "renamed.txt");
+  EXPECT_EQ(std::string(key).substr(0, 22), "  1*docs\\renamed.txt**");
+  GetValuesFromListExchangePath(list_, key, sizeof key, 2, "x\\y\\");
+  EXPECT_EQ(std::string(key).substr(0, 16), "  2*x\\y\\top.txt*");
+}
+
+TEST_F(ListRows, BigSizesShowInFull) {
+  InsertEntryRow(list_, Stamp(), "huge.bin", "huge.bin", nullptr, 6000000000ull, 8000000000ull);
+  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_COMPRESSED), "6000000000");
+  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_UNCOMPRESSED), "8000000000");
+  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_RATE), "25%");
+}
+
+TEST_F(ListRows, SearchHitsFollowTheirRows) {
+  NameList* found = NameListCreate();
+  int* hit = static_cast<int*>(malloc(sizeof(int)));
+  *hit = 0;
+  NameListAppend(found, hit);
+  SetFoundList(found);
+  InsertEntryRow(list_, Stamp(), "a.txt", "a.txt", nullptr, 1, 1);  // lands at row 0
+  EXPECT_EQ(*hit, 1);
+  InsertEntryRow(list_, Stamp(), "b.txt", "b.txt", nullptr, 1, 1);  // lands at row 1, the hit's own
+  EXPECT_EQ(*hit, 2);
+  SetFoundList(nullptr);
+  NameListDestroy(&found);
+}
