@@ -3,6 +3,7 @@
 
 #include "kestrelia_lang.h"
 #include "model/compare.h"
+#include "model/entry_rows.h"
 #include "model/namelist.h"
 #include "services/log.h"
 
@@ -20,6 +21,8 @@
 namespace {
 
 NameList* g_foundList = nullptr;
+
+constexpr size_t kScratchSize = 20;
 
 char* Dup(const char* s) { return _strdup(s ? s : ""); }
 
@@ -158,7 +161,8 @@ int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, con
   liststruct* record = static_cast<liststruct*>(calloc(1, sizeof(liststruct)));
   record->uncompressed = uncompressed;
   record->compressed = compressed;
-  record->scratch = malloc(20);
+  // The scratch block holds the "Encrypted" column's text, empty until someone sets it.
+  record->scratch = calloc(1, kScratchSize);
 
   char path[kPathBuf];
   MakeEntryPath(fileName, fullName, path, sizeof path);
@@ -168,8 +172,7 @@ int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, con
   record->filename = Dup(fileName);
 
   char type[kPathBuf];
-  int icon = 0;
-  MakeTypeText(fileName, type, sizeof type, &icon);
+  MakeTypeText(fileName, type, sizeof type, nullptr);
   record->type = Dup(type);
 
   record->date.wYear = static_cast<WORD>(stamp.year);
@@ -181,16 +184,11 @@ int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, con
   MakeRateText(compressed, uncompressed, rate);
   record->rate = Dup(rate);
 
-  LVITEMA item = {};
-  item.mask = LVIF_TEXT | LVIF_PARAM | LVIF_IMAGE;
-  item.iItem = static_cast<int>(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0));
-  item.pszText = record->filename;
-  item.lParam = reinterpret_cast<LPARAM>(record);
-  item.iImage = icon;
-  int row = static_cast<int>(SendMessageA(list, LVM_INSERTITEMA, 0, reinterpret_cast<LPARAM>(&item)));
+  int row = AppendEntryRecord(list, record);
   if (row < 0) {
     char text[kPathBuf];
-    snprintf(text, sizeof text, "cannot insert item %d #error %lu", item.iItem, GetLastError());
+    snprintf(text, sizeof text, "cannot insert item %d #error %lu", static_cast<int>(GetEntryRowCount(list)),
+             GetLastError());
     MessageBoxA(nullptr, text, "", MB_TOPMOST);
     return -1;
   }
@@ -198,34 +196,15 @@ int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, con
     for (NameCell* c = g_foundList->first; c; c = c->next)
       if (c->element && *static_cast<int*>(c->element) >= row) ++*static_cast<int*>(c->element);
   }
-
-  char compressedText[32], uncompressedText[32], date[kPathBuf];
-  snprintf(compressedText, sizeof compressedText, "%" PRIu64, compressed);
-  snprintf(uncompressedText, sizeof uncompressedText, "%" PRIu64, uncompressed);
-  MakeDateText(record->date, date, sizeof date);
-  const char* texts[LISTSTRUCT_COLUMNS] = {record->filename, "", compressedText, uncompressedText,
-                                           record->rate, date, record->type, record->path};
-  for (int column = 1; column < LISTSTRUCT_COLUMNS; ++column) {
-    LVITEMA sub = {};
-    sub.iSubItem = column;
-    sub.pszText = const_cast<char*>(texts[column]);
-    SendMessageA(list, LVM_SETITEMTEXTA, row, reinterpret_cast<LPARAM>(&sub));
-  }
   return row;
 }
 
-liststruct* GetRowRecord(HWND list, int row) {
-  LVITEMA item = {};
-  item.mask = LVIF_PARAM;
-  item.iItem = row;
-  if (!SendMessageA(list, LVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&item))) return nullptr;
-  return reinterpret_cast<liststruct*>(item.lParam);
+void SetEntryEncryptedText(liststruct* record, const char* text) {
+  snprintf(static_cast<char*>(record->scratch), kScratchSize, "%s", text ? text : "");
 }
 
-void DeleteAllEntryRows(HWND list) {
-  int count = static_cast<int>(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0));
-  for (int row = 0; row < count; ++row) FreeListStruct(GetRowRecord(list, row));
-  SendMessageA(list, LVM_DELETEALLITEMS, 0, 0);
+const char* GetEntryEncryptedText(const liststruct* record) {
+  return record->scratch ? static_cast<const char*>(record->scratch) : "";
 }
 
 NameList* GetFoundList() { return g_foundList; }

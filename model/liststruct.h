@@ -19,7 +19,7 @@ struct liststruct {
   SYSTEMTIME date; // day of week, second and millisecond stay 0
   char* rate;      // at most 3 characters
   char* type;
-  void* scratch;   // 20 bytes, free for the views
+  void* scratch;   // 20 bytes: the "Encrypted" column's text
 };
 
 enum ListColumn {
@@ -50,14 +50,14 @@ void MakeDateText(const SYSTEMTIME& date, char* out, size_t outSize);
 
 // Adds the eight columns with their titles from the language library.
 void InitEntryListColumns(HWND list);
-// Appends a row for an entry and extends the folder list with its path. Returns the new
-// row's index, or -1 when the list refused it.
+// Appends a row for an entry to the list's row store and extends the folder list with its
+// path. Returns the new row's index, or -1 when the list has no store. The control shows the
+// new rows once PublishEntryRows is called.
 int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, const char* fullName,
                    NameList* folderList, uint64_t compressed, uint64_t uncompressed);
-// The record behind a row, or none.
-liststruct* GetRowRecord(HWND list, int row);
-// Frees the records of every row, then deletes the rows.
-void DeleteAllEntryRows(HWND list);
+// The "Encrypted" column's text, empty at insertion.
+void SetEntryEncryptedText(liststruct* record, const char* text);
+const char* GetEntryEncryptedText(const liststruct* record);
 
 // The search hits: row indexes, kept in step when rows are inserted before them.
 NameList* GetFoundList();

@@ -5,6 +5,7 @@
 
 #include "kestrelia_lang.h"
 #include "model/archive_kind.h"
+#include "model/entry_rows.h"
 #include "model/liststruct.h"
 #include "model/namelist.h"
 #include "model/rowkey.h"
@@ -32,21 +33,35 @@ std::string Cell(HWND list, int row, int column) {
   return text;
 }
 
+// The parent answers the virtual list's questions, as the main window does.
+LRESULT CALLBACK ParentProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+  LRESULT result = 0;
+  if (message == WM_NOTIFY && HandleEntryListNotify(reinterpret_cast<NMHDR*>(lParam), &result)) return result;
+  return DefWindowProcA(hwnd, message, wParam, lParam);
+}
+
 class ListRows : public ::testing::Test {
  protected:
   void SetUp() override {
     INITCOMMONCONTROLSEX icc = {sizeof icc, ICC_LISTVIEW_CLASSES};
     InitCommonControlsEx(&icc);
-    parent_ = CreateWindowExA(0, "STATIC", "", WS_POPUP, 0, 0, 400, 300, nullptr, nullptr, nullptr, nullptr);
-    list_ = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | LVS_REPORT, 0, 0, 400, 300, parent_, nullptr,
-                            nullptr, nullptr);
+    WNDCLASSA wc = {};
+    wc.lpfnWndProc = ParentProc;
+    wc.lpszClassName = "KestreliaTestParent";
+    RegisterClassA(&wc);
+    parent_ = CreateWindowExA(0, wc.lpszClassName, "", WS_POPUP, 0, 0, 400, 300, nullptr, nullptr, nullptr,
+                              nullptr);
+    list_ = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | LVS_REPORT | LVS_OWNERDATA, 0, 0, 400, 300,
+                            parent_, nullptr, nullptr, nullptr);
+    AttachEntryRows(list_);
     InitEntryListColumns(list_);
     SetArchiveKind(ARCHIVE_ZIP);
   }
   void TearDown() override {
-    DeleteAllEntryRows(list_);
+    DetachEntryRows(list_);
     DestroyWindow(parent_);
   }
+  int Rows() { return static_cast<int>(SendMessageA(list_, LVM_GETITEMCOUNT, 0, 0)); }
   HWND parent_ = nullptr;
   HWND list_ = nullptr;
 };
@@ -103,6 +118,9 @@ TEST_F(ListRows, InsertedRowReadsBackColumnByColumn) {
   ASSERT_EQ(row, 0);
   InsertEntryRow(list_, Stamp(), "other.txt", "docs\\other.txt", folders, 0, 0);
   InsertEntryRow(list_, Stamp(), "top.txt", "top.txt", folders, 7, 7);
+  EXPECT_EQ(Rows(), 0) << "rows show once published";
+  PublishEntryRows(list_);
+  ASSERT_EQ(Rows(), 3);
 
   EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_FILENAME), "notes.txt");
   EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_ENCRYPTED), "");
@@ -142,6 +160,7 @@ TEST_F(ListRows, InsertedRowReadsBackColumnByColumn) {
 
 TEST_F(ListRows, BigSizesShowInFull) {
   InsertEntryRow(list_, Stamp(), "huge.bin", "huge.bin", nullptr, 6000000000ull, 8000000000ull);
+  PublishEntryRows(list_);
   EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_COMPRESSED), "6000000000");
   EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_UNCOMPRESSED), "8000000000");
   EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_RATE), "25%");
@@ -159,4 +178,33 @@ TEST_F(ListRows, SearchHitsFollowTheirRows) {
   EXPECT_EQ(*hit, 2);
   SetFoundList(nullptr);
   NameListDestroy(&found);
+}
+
+TEST_F(ListRows, SortingOrdersByValueAndFindsByTypedPrefix) {
+  InsertEntryRow(list_, Stamp(), "b.txt", "x\\b.txt", nullptr, 5, 900);
+  InsertEntryRow(list_, Stamp(), "A.txt", "y\\A.txt", nullptr, 5, 80);
+  InsertEntryRow(list_, Stamp(), "c.txt", "c.txt", nullptr, 5, 1000);
+  PublishEntryRows(list_);
+  SortEntryRows(list_, LISTSTRUCT_UNCOMPRESSED, false);  // by number, not by text
+  EXPECT_EQ(Cell(list_, 0, 0) + Cell(list_, 1, 0) + Cell(list_, 2, 0), "A.txtb.txtc.txt");
+  SortEntryRows(list_, LISTSTRUCT_UNCOMPRESSED, true);
+  EXPECT_EQ(Cell(list_, 0, 0) + Cell(list_, 1, 0) + Cell(list_, 2, 0), "c.txtb.txtA.txt");
+  SortEntryRows(list_, LISTSTRUCT_FILENAME, false);  // case does not count
+  EXPECT_EQ(Cell(list_, 0, 0) + Cell(list_, 1, 0) + Cell(list_, 2, 0), "A.txtb.txtc.txt");
+  SortEntryRows(list_, LISTSTRUCT_PATH, false);
+  EXPECT_EQ(Cell(list_, 0, 0), "c.txt");
+
+  LVFINDINFOA find = {};
+  find.flags = LVFI_STRING | LVFI_PARTIAL;
+  find.psz = "B";
+  EXPECT_EQ(Cell(list_, static_cast<int>(SendMessageA(list_, LVM_FINDITEMA, static_cast<WPARAM>(-1),
+                                                       reinterpret_cast<LPARAM>(&find))), 0),
+            "b.txt");
+
+  DeleteEntryRow(list_, 0);
+  EXPECT_EQ(GetEntryRowCount(list_), 2u);
+  EXPECT_EQ(Rows(), 2);
+  DeleteAllEntryRows(list_);
+  EXPECT_EQ(Rows(), 0);
+  EXPECT_EQ(GetRowRecord(list_, 0), nullptr);
 }

@@ -1,0 +1,220 @@
+#include "services/base.h"
+#include "model/entry_rows.h"
+
+#include "model/liststruct.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+namespace {
+
+const char kStoreProperty[] = "KestreliaEntryRows";
+
+// The listing thread appends while the window's thread reads the rows it paints.
+struct RowStore {
+  std::mutex lock;
+  std::vector<liststruct*> rows;
+};
+
+RowStore* Store(HWND list) { return static_cast<RowStore*>(GetPropA(list, kStoreProperty)); }
+
+int CompareText(const char* a, const char* b) { return lstrcmpiA(a ? a : "", b ? b : ""); }
+
+template <typename T>
+int CompareValue(T a, T b) {
+  return a < b ? -1 : (a > b ? 1 : 0);
+}
+
+uint64_t DateValue(const SYSTEMTIME& d) {
+  return (((static_cast<uint64_t>(d.wYear) * 13 + d.wMonth) * 32 + d.wDay) * 24 + d.wHour) * 60 + d.wMinute;
+}
+
+int CompareColumn(const liststruct* a, const liststruct* b, int column) {
+  switch (column) {
+    case LISTSTRUCT_ENCRYPTED: return CompareText(GetEntryEncryptedText(a), GetEntryEncryptedText(b));
+    case LISTSTRUCT_COMPRESSED: return CompareValue(a->compressed, b->compressed);
+    case LISTSTRUCT_UNCOMPRESSED: return CompareValue(a->uncompressed, b->uncompressed);
+    case LISTSTRUCT_RATE: return CompareValue(atoi(a->rate), atoi(b->rate));
+    case LISTSTRUCT_DATE: return CompareValue(DateValue(a->date), DateValue(b->date));
+    case LISTSTRUCT_TYPE: return CompareText(a->type, b->type);
+    case LISTSTRUCT_PATH: {
+      int c = CompareText(a->path, b->path);
+      return c ? c : CompareText(a->filename, b->filename);
+    }
+    default: return CompareText(a->filename, b->filename);
+  }
+}
+
+int FindByPrefix(RowStore* store, const char* prefix, int start) {
+  size_t n = store->rows.size();
+  size_t len = strlen(prefix);
+  if (!n || !len) return -1;
+  for (size_t i = 0; i < n; ++i) {
+    size_t row = (static_cast<size_t>(start < 0 ? 0 : start) + i) % n;
+    if (CompareStringA(LOCALE_USER_DEFAULT, NORM_IGNORECASE, store->rows[row]->filename,
+                       static_cast<int>(std::min(len, strlen(store->rows[row]->filename))), prefix,
+                       static_cast<int>(len)) == CSTR_EQUAL)
+      return static_cast<int>(row);
+  }
+  return -1;
+}
+
+}  // namespace
+
+void AttachEntryRows(HWND list) {
+  if (!Store(list)) SetPropA(list, kStoreProperty, new RowStore);
+}
+
+void DetachEntryRows(HWND list) {
+  RowStore* store = Store(list);
+  if (!store) return;
+  DeleteAllEntryRows(list);
+  RemovePropA(list, kStoreProperty);
+  delete store;
+}
+
+bool HasEntryRows(HWND list) { return Store(list) != nullptr; }
+
+int AppendEntryRecord(HWND list, liststruct* record) {
+  RowStore* store = Store(list);
+  if (!store) return -1;
+  std::lock_guard<std::mutex> hold(store->lock);
+  store->rows.push_back(record);
+  return static_cast<int>(store->rows.size() - 1);
+}
+
+void PublishEntryRows(HWND list) {
+  SendMessageA(list, LVM_SETITEMCOUNT, GetEntryRowCount(list), 0);
+}
+
+size_t GetEntryRowCount(HWND list) {
+  RowStore* store = Store(list);
+  if (!store) return 0;
+  std::lock_guard<std::mutex> hold(store->lock);
+  return store->rows.size();
+}
+
+liststruct* GetRowRecord(HWND list, int row) {
+  RowStore* store = Store(list);
+  if (!store || row < 0) return nullptr;
+  std::lock_guard<std::mutex> hold(store->lock);
+  return static_cast<size_t>(row) < store->rows.size() ? store->rows[row] : nullptr;
+}
+
+void DeleteAllEntryRows(HWND list) {
+  if (RowStore* store = Store(list)) {
+    std::vector<liststruct*> old;
+    {
+      std::lock_guard<std::mutex> hold(store->lock);
+      old.swap(store->rows);
+    }
+    SendMessageA(list, LVM_SETITEMCOUNT, 0, 0);
+    for (liststruct* r : old) FreeListStruct(r);
+  }
+  SendMessageA(list, LVM_DELETEALLITEMS, 0, 0);
+}
+
+void DeleteEntryRow(HWND list, int row) {
+  RowStore* store = Store(list);
+  if (!store || row < 0) return;
+  liststruct* record = nullptr;
+  {
+    std::lock_guard<std::mutex> hold(store->lock);
+    if (static_cast<size_t>(row) >= store->rows.size()) return;
+    record = store->rows[row];
+    store->rows.erase(store->rows.begin() + row);
+  }
+  SendMessageA(list, LVM_DELETEITEM, row, 0);
+  FreeListStruct(record);
+}
+
+void GetEntryColumnText(const liststruct* r, int column, char* out, size_t outSize) {
+  if (!outSize) return;
+  switch (column) {
+    case LISTSTRUCT_FILENAME: snprintf(out, outSize, "%s", r->filename); break;
+    case LISTSTRUCT_ENCRYPTED: snprintf(out, outSize, "%s", GetEntryEncryptedText(r)); break;
+    case LISTSTRUCT_COMPRESSED: snprintf(out, outSize, "%" PRIu64, r->compressed); break;
+    case LISTSTRUCT_UNCOMPRESSED: snprintf(out, outSize, "%" PRIu64, r->uncompressed); break;
+    case LISTSTRUCT_RATE: snprintf(out, outSize, "%s", r->rate); break;
+    case LISTSTRUCT_DATE: MakeDateText(r->date, out, outSize); break;
+    case LISTSTRUCT_TYPE: snprintf(out, outSize, "%s", r->type); break;
+    case LISTSTRUCT_PATH: snprintf(out, outSize, "%s", r->path); break;
+    default: out[0] = '\0';
+  }
+}
+
+bool HandleEntryListNotify(const NMHDR* header, LRESULT* result) {
+  RowStore* store = Store(header->hwndFrom);
+  if (!store) return false;
+  switch (header->code) {
+    case LVN_GETDISPINFOA: {
+      LVITEMA& item = reinterpret_cast<NMLVDISPINFOA*>(const_cast<NMHDR*>(header))->item;
+      liststruct* r = GetRowRecord(header->hwndFrom, item.iItem);
+      if (!r) return true;
+      if ((item.mask & LVIF_TEXT) && item.pszText && item.cchTextMax > 0)
+        GetEntryColumnText(r, item.iSubItem, item.pszText, item.cchTextMax);
+      if ((item.mask & LVIF_IMAGE) && item.iSubItem == 0) {
+        char type[kPathBuf];
+        MakeTypeText(r->filename, type, sizeof type, &item.iImage);
+      }
+      return true;
+    }
+    case LVN_GETDISPINFOW: {
+      LVITEMW& item = reinterpret_cast<NMLVDISPINFOW*>(const_cast<NMHDR*>(header))->item;
+      liststruct* r = GetRowRecord(header->hwndFrom, item.iItem);
+      if (!r) return true;
+      if ((item.mask & LVIF_TEXT) && item.pszText && item.cchTextMax > 0) {
+        char text[kPathBuf * 2];
+        GetEntryColumnText(r, item.iSubItem, text, sizeof text);
+        MultiByteToWideChar(CP_ACP, 0, text, -1, item.pszText, item.cchTextMax);
+        item.pszText[item.cchTextMax - 1] = L'\0';
+      }
+      if ((item.mask & LVIF_IMAGE) && item.iSubItem == 0) {
+        char type[kPathBuf];
+        MakeTypeText(r->filename, type, sizeof type, &item.iImage);
+      }
+      return true;
+    }
+    case LVN_ODFINDITEMA: {
+      const NMLVFINDITEMA* find = reinterpret_cast<const NMLVFINDITEMA*>(header);
+      std::lock_guard<std::mutex> hold(store->lock);
+      *result = (find->lvfi.flags & (LVFI_STRING | LVFI_PARTIAL)) && find->lvfi.psz
+                    ? FindByPrefix(store, find->lvfi.psz, find->iStart)
+                    : -1;
+      return true;
+    }
+    case LVN_ODFINDITEMW: {
+      const NMLVFINDITEMW* find = reinterpret_cast<const NMLVFINDITEMW*>(header);
+      char prefix[kPathBuf] = "";
+      if (find->lvfi.psz)
+        WideCharToMultiByte(CP_ACP, 0, find->lvfi.psz, -1, prefix, sizeof prefix, nullptr, nullptr);
+      std::lock_guard<std::mutex> hold(store->lock);
+      *result = (find->lvfi.flags & (LVFI_STRING | LVFI_PARTIAL)) ? FindByPrefix(store, prefix, find->iStart) : -1;
+      return true;
+    }
+    default:
+      return false;
+  }
+}
+
+void SortEntryRows(HWND list, int column, bool descending) {
+  RowStore* store = Store(list);
+  if (!store) return;
+  {
+    std::lock_guard<std::mutex> hold(store->lock);
+    std::stable_sort(store->rows.begin(), store->rows.end(), [&](const liststruct* a, const liststruct* b) {
+      int c = CompareColumn(a, b, column);
+      return descending ? c > 0 : c < 0;
+    });
+  }
+  // Row numbers now name other entries: a selection kept by number would be wrong.
+  LVITEMA clear = {};
+  clear.stateMask = LVIS_SELECTED | LVIS_FOCUSED;
+  SendMessageA(list, LVM_SETITEMSTATE, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(&clear));
+  InvalidateRect(list, nullptr, FALSE);
+}
