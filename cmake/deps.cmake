@@ -8,6 +8,8 @@ function(kestrelia_dep_dir package out)
     message(FATAL_ERROR "${package} sources missing: run scripts/deps.sh first")
   endif()
   file(STRINGS ${marker} dir LIMIT_COUNT 1)
+  # A new version or patch set of the sources makes CMake configure again.
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${marker})
   set(${out} ${dir} PARENT_SCOPE)
 endfunction()
 

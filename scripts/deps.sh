@@ -66,12 +66,18 @@ fi
 for pkg in "${wanted[@]}"; do
   ver=$(apt-cache "${aptopts[@]}" showsrc "$pkg" | awk '/^Version:/ {print $2}' | sort -V | tail -1)
   [ -n "$ver" ] || { echo "no source package $pkg" >&2; exit 1; }
-  dir=$deps/src/$pkg-${ver//:/_}
+  # Our fixes to a library live in cmake/patches/<package>/ and are part of the cache key.
+  patches=("$root"/cmake/patches/$pkg/*.patch)
+  [ -e "${patches[0]}" ] || patches=()
+  key=plain
+  [ ${#patches[@]} -eq 0 ] || key=$(cat "${patches[@]}" | sha256sum | cut -c1-8)
+  dir=$deps/src/$pkg-${ver//:/_}-$key
   if [ ! -f "$dir/.unpacked" ]; then
     echo "== fetching source $pkg $ver"
-    rm -rf "$dir" && mkdir -p "$dir.tmp"
+    rm -rf "$dir" "$dir.tmp" && mkdir -p "$dir.tmp"
     (cd "$dir.tmp" && apt-get "${aptopts[@]}" source -qq "$pkg=$ver" >/dev/null)
     tree=$(find "$dir.tmp" -mindepth 1 -maxdepth 1 -type d | head -1)
+    for p in "${patches[@]}"; do patch -d "$tree" -p1 -s < "$p"; done
     mv "$tree" "$dir" && rm -rf "$dir.tmp"
     touch "$dir/.unpacked"
   fi

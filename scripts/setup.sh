@@ -8,7 +8,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 packages=(
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
   binutils-mingw-w64-x86-64 libz-mingw-w64-dev
-  cmake googletest wine wine64 xvfb xauth imagemagick xdotool dpkg-dev
+  cmake googletest wine wine64 xvfb xauth imagemagick xdotool dpkg-dev patch
   zip unzip 7zip libarchive-tools xorriso python3
 )
 missing=()
