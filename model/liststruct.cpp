@@ -42,6 +42,12 @@ std::string ExtensionKey(const char* fileName) {
   return key;
 }
 
+// Archives mostly keep a folder's entries together: the folder just added is the one to
+// test first, before the walk over every folder.
+bool IsLastFolder(const NameList* folders, const char* path) {
+  return folders->last && folders->last->element && strcmp(static_cast<char*>(folders->last->element), path) == 0;
+}
+
 }  // namespace
 
 void FreeListStruct(liststruct* record) {
@@ -167,7 +173,8 @@ int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, con
   char path[kPathBuf];
   MakeEntryPath(fileName, fullName, path, sizeof path);
   record->path = Dup(path);
-  if (folderList && !NameListSearch(folderList, path) && !NameListAppendCopy(folderList, path))
+  if (folderList && !IsLastFolder(folderList, path) && !NameListSearch(folderList, path) &&
+      !NameListAppendCopy(folderList, path))
     printf("cannot insert %s\n", path);
   record->filename = Dup(fileName);
 

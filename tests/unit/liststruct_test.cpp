@@ -9,6 +9,7 @@
 #include "model/liststruct.h"
 #include "model/namelist.h"
 #include "model/rowkey.h"
+#include "test_support.h"
 
 #include <commctrl.h>
 
@@ -23,46 +24,15 @@ std::string Rate(uint64_t compressed, uint64_t uncompressed) {
   return out;
 }
 
-std::string Cell(HWND list, int row, int column) {
-  char text[kPathBuf] = "";
-  LVITEMA item = {};
-  item.iSubItem = column;
-  item.pszText = text;
-  item.cchTextMax = kPathBuf;
-  SendMessageA(list, LVM_GETITEMTEXTA, row, reinterpret_cast<LPARAM>(&item));
-  return text;
-}
-
-// The parent answers the virtual list's questions, as the main window does.
-LRESULT CALLBACK ParentProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
-  LRESULT result = 0;
-  if (message == WM_NOTIFY && HandleEntryListNotify(reinterpret_cast<NMHDR*>(lParam), &result)) return result;
-  return DefWindowProcA(hwnd, message, wParam, lParam);
-}
 
 class ListRows : public ::testing::Test {
  protected:
   void SetUp() override {
-    INITCOMMONCONTROLSEX icc = {sizeof icc, ICC_LISTVIEW_CLASSES};
-    InitCommonControlsEx(&icc);
-    WNDCLASSA wc = {};
-    wc.lpfnWndProc = ParentProc;
-    wc.lpszClassName = "KestreliaTestParent";
-    RegisterClassA(&wc);
-    parent_ = CreateWindowExA(0, wc.lpszClassName, "", WS_POPUP, 0, 0, 400, 300, nullptr, nullptr, nullptr,
-                              nullptr);
-    list_ = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | LVS_REPORT | LVS_OWNERDATA, 0, 0, 400, 300,
-                            parent_, nullptr, nullptr, nullptr);
-    AttachEntryRows(list_);
-    InitEntryListColumns(list_);
+    list_ = window_.list;
     SetArchiveKind(ARCHIVE_ZIP);
   }
-  void TearDown() override {
-    DetachEntryRows(list_);
-    DestroyWindow(parent_);
-  }
-  int Rows() { return static_cast<int>(SendMessageA(list_, LVM_GETITEMCOUNT, 0, 0)); }
-  HWND parent_ = nullptr;
+  int Rows() { return window_.Rows(); }
+  HiddenEntryList window_;
   HWND list_ = nullptr;
 };
 
@@ -122,17 +92,17 @@ TEST_F(ListRows, InsertedRowReadsBackColumnByColumn) {
   PublishEntryRows(list_);
   ASSERT_EQ(Rows(), 3);
 
-  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_FILENAME), "notes.txt");
-  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_ENCRYPTED), "");
-  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_COMPRESSED), "50");
-  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_UNCOMPRESSED), "100");
-  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_RATE), "50%");
-  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_PATH), "docs\\");
-  EXPECT_EQ(Cell(list_, 2, LISTSTRUCT_PATH), "");
-  EXPECT_FALSE(Cell(list_, 0, LISTSTRUCT_TYPE).empty());
+  EXPECT_EQ(ListCell(list_, 0, LISTSTRUCT_FILENAME), "notes.txt");
+  EXPECT_EQ(ListCell(list_, 0, LISTSTRUCT_ENCRYPTED), "");
+  EXPECT_EQ(ListCell(list_, 0, LISTSTRUCT_COMPRESSED), "50");
+  EXPECT_EQ(ListCell(list_, 0, LISTSTRUCT_UNCOMPRESSED), "100");
+  EXPECT_EQ(ListCell(list_, 0, LISTSTRUCT_RATE), "50%");
+  EXPECT_EQ(ListCell(list_, 0, LISTSTRUCT_PATH), "docs\\");
+  EXPECT_EQ(ListCell(list_, 2, LISTSTRUCT_PATH), "");
+  EXPECT_FALSE(ListCell(list_, 0, LISTSTRUCT_TYPE).empty());
 
   // The date column: the user's short date and time without seconds, 24-hour.
-  std::string date = Cell(list_, 0, LISTSTRUCT_DATE);
+  std::string date = ListCell(list_, 0, LISTSTRUCT_DATE);
   EXPECT_NE(date.find("14:30"), std::string::npos) << date;
   EXPECT_EQ(date.find(":59"), std::string::npos) << date;
   EXPECT_NE(date.find("2024"), std::string::npos) << date;
@@ -151,7 +121,7 @@ TEST_F(ListRows, InsertedRowReadsBackColumnByColumn) {
 
   char key[1024];
   GetValuesFromList(list_, key, sizeof key, 0);
-  EXPECT_EQ(std::string(key), "  1*docs\\notes.txt**50*100*50%*" + date + "*" + Cell(list_, 0, LISTSTRUCT_TYPE));
+  EXPECT_EQ(std::string(key), "  1*docs\\notes.txt**50*100*50%*" + date + "*" + ListCell(list_, 0, LISTSTRUCT_TYPE));
   GetValuesFromListExchangeFilename(list_, key, sizeof key, 0, "renamed.txt");
   EXPECT_EQ(std::string(key).substr(0, 22), "  1*docs\\renamed.txt**");
   GetValuesFromListExchangePath(list_, key, sizeof key, 2, "x\\y\\");
@@ -161,9 +131,9 @@ TEST_F(ListRows, InsertedRowReadsBackColumnByColumn) {
 TEST_F(ListRows, BigSizesShowInFull) {
   InsertEntryRow(list_, Stamp(), "huge.bin", "huge.bin", nullptr, 6000000000ull, 8000000000ull);
   PublishEntryRows(list_);
-  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_COMPRESSED), "6000000000");
-  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_UNCOMPRESSED), "8000000000");
-  EXPECT_EQ(Cell(list_, 0, LISTSTRUCT_RATE), "25%");
+  EXPECT_EQ(ListCell(list_, 0, LISTSTRUCT_COMPRESSED), "6000000000");
+  EXPECT_EQ(ListCell(list_, 0, LISTSTRUCT_UNCOMPRESSED), "8000000000");
+  EXPECT_EQ(ListCell(list_, 0, LISTSTRUCT_RATE), "25%");
 }
 
 TEST_F(ListRows, SearchHitsFollowTheirRows) {
@@ -186,18 +156,18 @@ TEST_F(ListRows, SortingOrdersByValueAndFindsByTypedPrefix) {
   InsertEntryRow(list_, Stamp(), "c.txt", "c.txt", nullptr, 5, 1000);
   PublishEntryRows(list_);
   SortEntryRows(list_, LISTSTRUCT_UNCOMPRESSED, false);  // by number, not by text
-  EXPECT_EQ(Cell(list_, 0, 0) + Cell(list_, 1, 0) + Cell(list_, 2, 0), "A.txtb.txtc.txt");
+  EXPECT_EQ(ListCell(list_, 0, 0) + ListCell(list_, 1, 0) + ListCell(list_, 2, 0), "A.txtb.txtc.txt");
   SortEntryRows(list_, LISTSTRUCT_UNCOMPRESSED, true);
-  EXPECT_EQ(Cell(list_, 0, 0) + Cell(list_, 1, 0) + Cell(list_, 2, 0), "c.txtb.txtA.txt");
+  EXPECT_EQ(ListCell(list_, 0, 0) + ListCell(list_, 1, 0) + ListCell(list_, 2, 0), "c.txtb.txtA.txt");
   SortEntryRows(list_, LISTSTRUCT_FILENAME, false);  // case does not count
-  EXPECT_EQ(Cell(list_, 0, 0) + Cell(list_, 1, 0) + Cell(list_, 2, 0), "A.txtb.txtc.txt");
+  EXPECT_EQ(ListCell(list_, 0, 0) + ListCell(list_, 1, 0) + ListCell(list_, 2, 0), "A.txtb.txtc.txt");
   SortEntryRows(list_, LISTSTRUCT_PATH, false);
-  EXPECT_EQ(Cell(list_, 0, 0), "c.txt");
+  EXPECT_EQ(ListCell(list_, 0, 0), "c.txt");
 
   LVFINDINFOA find = {};
   find.flags = LVFI_STRING | LVFI_PARTIAL;
   find.psz = "B";
-  EXPECT_EQ(Cell(list_, static_cast<int>(SendMessageA(list_, LVM_FINDITEMA, static_cast<WPARAM>(-1),
+  EXPECT_EQ(ListCell(list_, static_cast<int>(SendMessageA(list_, LVM_FINDITEMA, static_cast<WPARAM>(-1),
                                                        reinterpret_cast<LPARAM>(&find))), 0),
             "b.txt");
 

@@ -1,0 +1,57 @@
+#include "services/base.h"
+#include "model/app_state.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+ArchiveControlBlock* g_current = nullptr;
+ArchiveControlBlock* g_second = nullptr;
+int g_busy = 0;
+int g_busy2 = 0;
+int g_openInProgress = 0;
+int g_simulation = 0;
+char g_archivePath[kPathBuf] = "";
+int g_archiveEncrypted = 0;
+char g_password[kPathBuf] = "";
+HWND g_mainWindow = nullptr;
+HWND g_statusBar = nullptr;
+HINSTANCE g_instance = nullptr;
+DWORD g_storedError = 0;
+}  // namespace
+
+bool AllocateControlBlocks() {
+  if (!g_current) g_current = static_cast<ArchiveControlBlock*>(calloc(1, sizeof(ArchiveControlBlock)));
+  if (!g_second) g_second = static_cast<ArchiveControlBlock*>(calloc(1, sizeof(ArchiveControlBlock)));
+  return g_current && g_second;
+}
+
+ArchiveControlBlock* GetCurrentControlBlock() { return g_current; }
+ArchiveControlBlock* GetSecondControlBlock() { return g_second; }
+
+int IsBusy() { return g_busy; }
+void SetBusy(int on) { g_busy = on; }
+int IsBusy2() { return g_busy2; }
+void SetBusy2(int on) { g_busy2 = on; }
+int IsOpenInProgress() { return g_openInProgress; }
+void SetOpenInProgress(int on) { g_openInProgress = on; }
+int GetSimulationFlag() { return g_simulation; }
+void SetSimulationFlag(int on) { g_simulation = on; }
+
+const char* GetCurrentArchivePath() { return g_archivePath; }
+void SetCurrentArchivePath(const char* path) { snprintf(g_archivePath, sizeof g_archivePath, "%s", path ? path : ""); }
+
+int IsArchiveEncrypted() { return g_archiveEncrypted; }
+void SetArchiveEncrypted(int on) { g_archiveEncrypted = on; }
+const char* GetCurrentPassword() { return g_password; }
+void SetCurrentPassword(const char* password) { snprintf(g_password, sizeof g_password, "%s", password ? password : ""); }
+
+HWND GetMainWindowHandle() { return g_mainWindow; }
+void SetMainWindowHandle(HWND hwnd) { g_mainWindow = hwnd; }
+HWND GetStatusBarHandle() { return g_statusBar; }
+void SetStatusBarHandle(HWND hwnd) { g_statusBar = hwnd; }
+HINSTANCE GetAppInstance() { return g_instance; }
+void SetAppInstance(HINSTANCE instance) { g_instance = instance; }
+
+DWORD GetStoredSystemError() { return g_storedError; }
+void SetStoredSystemError(DWORD error) { g_storedError = error; }

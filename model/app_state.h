@@ -1,0 +1,55 @@
+// Process-wide state that the window, the archive engines and their threads share: plain
+// words read without locks (each has one writer at a time), set at start-up and by the
+// open operation.
+#pragma once
+#include "services/base.h"
+
+struct NameList;
+
+// One per open archive; two exist from start-up (the current archive and a second one for
+// comparisons and moves).
+struct ArchiveControlBlock {
+  char path[kPathBuf];
+  int listingStarted;
+  HWND list;           // the full list of every entry
+  HWND tree;           // the folder tree
+  HWND treeList;       // the folder list beside the tree
+  HWND viewComponent;  // whichever of the two lists is shown
+  int kind;
+  NameList* folders;   // the archive's folder paths, recreated at every open
+  int opened;
+};
+
+// Allocates both blocks zero-filled; false when memory ran out.
+bool AllocateControlBlocks();
+ArchiveControlBlock* GetCurrentControlBlock();
+ArchiveControlBlock* GetSecondControlBlock();
+
+int IsBusy();
+void SetBusy(int on);
+int IsBusy2();
+void SetBusy2(int on);
+int IsOpenInProgress();
+void SetOpenInProgress(int on);
+int GetSimulationFlag();
+void SetSimulationFlag(int on);
+
+const char* GetCurrentArchivePath();
+void SetCurrentArchivePath(const char* path);
+
+// Whether the open ZIP needs a password (from its first entry), and the one the user gave.
+int IsArchiveEncrypted();
+void SetArchiveEncrypted(int on);
+const char* GetCurrentPassword();
+void SetCurrentPassword(const char* password);
+
+HWND GetMainWindowHandle();
+void SetMainWindowHandle(HWND hwnd);
+HWND GetStatusBarHandle();
+void SetStatusBarHandle(HWND hwnd);
+HINSTANCE GetAppInstance();
+void SetAppInstance(HINSTANCE instance);
+
+// The last platform error worth reporting after an open attempt (0 when none).
+DWORD GetStoredSystemError();
+void SetStoredSystemError(DWORD error);

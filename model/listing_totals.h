@@ -1,0 +1,20 @@
+// The running totals of a listing and the status bar texts made from them.
+#pragma once
+#include "services/base.h"
+
+struct ListingTotals {
+  uint64_t entries;       // file entries; directories do not count
+  uint64_t compressed;    // directories add their sizes to both sums
+  uint64_t uncompressed;
+};
+
+ListingTotals& GetListingTotals();
+void ResetListingTotals();
+
+// "<3> <4> <n>KB - <5> <n>B": each sum in KB when it holds at least one, else in bytes.
+void FormatListingSizes(const ListingTotals& totals, char* out, size_t outSize);
+// "1 <6>" for exactly one entry, else "<n> <7>".
+void FormatListingCount(const ListingTotals& totals, char* out, size_t outSize);
+// Writes both into the status bar (part 1 the count, part 2 the sizes), unless the folder
+// list is being refilled.
+void WriteListingStatusBar();

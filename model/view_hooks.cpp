@@ -1,0 +1,13 @@
+#include "services/base.h"
+#include "model/view_hooks.h"
+
+namespace {
+void Nothing() {}
+void NothingBool(bool) {}
+void NothingText(const char*) {}
+int Zero() { return 0; }
+ViewHooks g_hooks = {Nothing, Nothing, NothingBool, NothingText, NothingText, Nothing,
+                     Nothing, Nothing, Nothing,     Nothing,     Nothing,     Zero};
+}  // namespace
+
+ViewHooks& GetViewHooks() { return g_hooks; }

@@ -1,0 +1,21 @@
+// What the archive engines ask of the window while they list: the window installs these at
+// start-up; until then (and in tests) they do nothing.
+#pragma once
+#include "services/base.h"
+
+struct ViewHooks {
+  void (*beginListing)();                  // the views' listing state is reset
+  void (*finishListing)();                 // the views' listing state is finished
+  void (*lockUpdates)(bool lock);          // window updates of the current view locked or not
+  void (*setWindowTitle)(const char* path);  // "Kestrelia: <path>", or the plain name for none
+  void (*addRecent)(const char* path);     // the archive joins the recent list
+  void (*refreshToolbar)();
+  void (*rebuildTreeList)();               // the folder presentation is refilled
+  void (*focusCurrentView)();
+  void (*loadImageLists)();                // system image lists into the views, once
+  void (*applyStoredSort)();               // the kept sort order on the current view
+  void (*resetSortMark)();                 // no sort column, both directions ascending
+  int (*isTreeListRefilling)();            // the status bar is left alone while set
+};
+
+ViewHooks& GetViewHooks();

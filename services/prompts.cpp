@@ -1,0 +1,84 @@
+#include "services/base.h"
+#include "services/prompts.h"
+
+#include <commdlg.h>
+#include <shlobj.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+int RealMessageBox(HWND owner, const char* text, const char* title, UINT flags) {
+  return MessageBoxA(owner, text, title, flags);
+}
+
+void Filter(const char* extension, char (&out)[128]) {
+  // "*.zip\0*.zip\0All files\0*.*\0\0"
+  int n = snprintf(out, sizeof out, "*.%s", extension);
+  n += 1 + snprintf(out + n + 1, sizeof out - n - 1, "*.%s", extension);
+  n += 1 + snprintf(out + n + 1, sizeof out - n - 1, "*.*");
+  n += 1 + snprintf(out + n + 1, sizeof out - n - 1, "*.*");
+  out[n + 1] = '\0';
+}
+
+bool RealOpenFile(HWND owner, const char* extension, const char* title, char* path) {
+  char filter[128];
+  Filter(extension, filter);
+  path[0] = '\0';
+  OPENFILENAMEA ofn = {};
+  ofn.lStructSize = sizeof ofn;
+  ofn.hwndOwner = owner;
+  ofn.lpstrFilter = filter;
+  ofn.lpstrFile = path;
+  ofn.nMaxFile = kPathBuf;
+  ofn.lpstrTitle = title;
+  ofn.lpstrDefExt = extension;
+  ofn.Flags = OFN_FILEMUSTEXIST | OFN_PATHMUSTEXIST | OFN_HIDEREADONLY | OFN_EXPLORER;
+  return GetOpenFileNameA(&ofn) != 0;
+}
+
+bool RealSaveFile(HWND owner, const char* extension, const char* title, bool confirmOverwrite, char* path) {
+  char filter[128];
+  Filter(extension, filter);
+  OPENFILENAMEA ofn = {};
+  ofn.lStructSize = sizeof ofn;
+  ofn.hwndOwner = owner;
+  ofn.lpstrFilter = filter;
+  ofn.lpstrFile = path;
+  ofn.nMaxFile = kPathBuf;
+  ofn.lpstrTitle = title;
+  ofn.lpstrDefExt = extension;
+  ofn.Flags = OFN_PATHMUSTEXIST | OFN_HIDEREADONLY | OFN_EXPLORER | (confirmOverwrite ? OFN_OVERWRITEPROMPT : 0);
+  return GetSaveFileNameA(&ofn) != 0;
+}
+
+int CALLBACK BrowseCallback(HWND hwnd, UINT message, LPARAM, LPARAM data) {
+  if (message == BFFM_INITIALIZED && data) SendMessageA(hwnd, BFFM_SETSELECTIONA, TRUE, data);
+  return 0;
+}
+
+bool RealBrowseFolder(HWND owner, const char* title, char* folder) {
+  BROWSEINFOA bi = {};
+  bi.hwndOwner = owner;
+  bi.lpszTitle = title;
+  bi.ulFlags = BIF_RETURNONLYFSDIRS | BIF_NEWDIALOGSTYLE;
+  bi.lpfn = BrowseCallback;
+  bi.lParam = reinterpret_cast<LPARAM>(folder[0] ? folder : nullptr);
+  PIDLIST_ABSOLUTE item = SHBrowseForFolderA(&bi);
+  if (!item) return false;
+  bool ok = SHGetPathFromIDListA(item, folder) != 0;
+  CoTaskMemFree(item);
+  return ok;
+}
+
+Prompts g_prompts = {RealMessageBox, RealOpenFile, RealSaveFile, RealBrowseFolder};
+
+}  // namespace
+
+Prompts& GetPrompts() { return g_prompts; }
+void ResetPrompts() { g_prompts = Prompts{RealMessageBox, RealOpenFile, RealSaveFile, RealBrowseFolder}; }
+
+int PromptMessageBox(HWND owner, const char* text, const char* title, UINT flags) {
+  return g_prompts.messageBox(owner, text, title, flags);
+}

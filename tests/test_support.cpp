@@ -1,0 +1,102 @@
+#include "services/base.h"
+#include "test_support.h"
+
+#include "model/entry_rows.h"
+#include "model/liststruct.h"
+
+#include <commctrl.h>
+#include <shellapi.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+std::string TestData(const std::string& name) {
+  const char* root = getenv("KESTRELIA_TESTDATA");
+  std::string path = std::string("Z:") + (root ? root : "/tmp/kestrelia-testdata") + "/" + name;
+  for (char& c : path)
+    if (c == '/') c = '\\';
+  return path;
+}
+
+std::string ScratchDir(const std::string& name) {
+  char temp[MAX_PATH];
+  GetTempPathA(MAX_PATH, temp);
+  std::string dir = std::string(temp) + "kestrelia_test_" + name;
+  std::string from = dir + '\0';
+  SHFILEOPSTRUCTA op = {};
+  op.wFunc = FO_DELETE;
+  op.pFrom = from.c_str();
+  op.fFlags = FOF_NO_UI;
+  SHFileOperationA(&op);
+  CreateDirectoryA(dir.c_str(), nullptr);
+  return dir;
+}
+
+std::string ReadFileBytes(const std::string& path) {
+  std::string out;
+  if (FILE* f = fopen(path.c_str(), "rb")) {
+    char buffer[65536];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof buffer, f)) > 0) out.append(buffer, n);
+    fclose(f);
+  }
+  return out;
+}
+
+std::vector<std::string> ReadLines(const std::string& path) {
+  std::vector<std::string> lines;
+  std::string all = ReadFileBytes(path), line;
+  for (char c : all) {
+    if (c == '\n') {
+      lines.push_back(line);
+      line.clear();
+    } else if (c != '\r') {
+      line += c;
+    }
+  }
+  if (!line.empty()) lines.push_back(line);
+  return lines;
+}
+
+namespace {
+
+LRESULT CALLBACK ParentProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+  LRESULT result = 0;
+  if (message == WM_NOTIFY && HandleEntryListNotify(reinterpret_cast<NMHDR*>(lParam), &result)) return result;
+  return DefWindowProcA(hwnd, message, wParam, lParam);
+}
+
+}  // namespace
+
+HiddenEntryList::HiddenEntryList() {
+  INITCOMMONCONTROLSEX icc = {sizeof icc, ICC_LISTVIEW_CLASSES};
+  InitCommonControlsEx(&icc);
+  WNDCLASSA wc = {};
+  wc.lpfnWndProc = ParentProc;
+  wc.lpszClassName = "KestreliaTestParent";
+  RegisterClassA(&wc);  // fails harmlessly when already registered
+  parent = CreateWindowExA(0, wc.lpszClassName, "", WS_POPUP, 0, 0, 400, 300, nullptr, nullptr, nullptr, nullptr);
+  list = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | LVS_REPORT | LVS_OWNERDATA, 0, 0, 400, 300, parent,
+                         nullptr, nullptr, nullptr);
+  AttachEntryRows(list);
+  InitEntryListColumns(list);
+}
+
+HiddenEntryList::~HiddenEntryList() {
+  DetachEntryRows(list);
+  DestroyWindow(parent);
+}
+
+int HiddenEntryList::Rows() const { return static_cast<int>(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0)); }
+
+std::string HiddenEntryList::Cell(int row, int column) const { return ListCell(list, row, column); }
+
+std::string ListCell(HWND list, int row, int column) {
+  char text[kPathBuf] = "";
+  LVITEMA item = {};
+  item.iSubItem = column;
+  item.pszText = text;
+  item.cchTextMax = kPathBuf;
+  SendMessageA(list, LVM_GETITEMTEXTA, row, reinterpret_cast<LPARAM>(&item));
+  return text;
+}

@@ -1,0 +1,28 @@
+// Helpers shared by the test executables: where the generated inputs are, scratch folders,
+// and a hidden window holding a virtual entry list like the main window's.
+#pragma once
+#include "services/base.h"
+
+#include <string>
+#include <vector>
+
+// The folder the input generators wrote to (KESTRELIA_TESTDATA, a Unix path, seen through
+// Wine's Z: drive), with a name appended.
+std::string TestData(const std::string& name);
+// A fresh empty folder under the temporary folder.
+std::string ScratchDir(const std::string& name);
+std::vector<std::string> ReadLines(const std::string& path);
+std::string ReadFileBytes(const std::string& path);
+
+// The text a list view shows in a cell.
+std::string ListCell(HWND list, int row, int column);
+
+// A hidden top-level window whose child is an owner-data entry list with its row store.
+struct HiddenEntryList {
+  HWND parent = nullptr;
+  HWND list = nullptr;
+  HiddenEntryList();
+  ~HiddenEntryList();
+  int Rows() const;
+  std::string Cell(int row, int column) const;
+};

@@ -1,0 +1,213 @@
+// Archives made by zip, 7zz and python's zipfile, listed by the engine and compared entry by
+// entry with what the peers report.
+#include "services/base.h"
+
+#include <gtest/gtest.h>
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "model/entry_rows.h"
+#include "model/liststruct.h"
+#include "model/listing_totals.h"
+#include "model/namelist.h"
+#include "services/prompts.h"
+#include "test_support.h"
+#include "zip/open_archive.h"
+#include "zip/zip_listing.h"
+#include "zip/zip_open.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <set>
+#include <string>
+#include <thread>
+
+namespace {
+
+struct Listed {
+  std::multiset<std::string> rows;  // "name\tcompressed\tuncompressed", names with "/"
+  ListingTotals totals;
+};
+
+Listed ListArchive(const std::string& file) {
+  HiddenEntryList window;
+  ArchiveControlBlock block = {};
+  block.list = window.list;
+  NameListRecreate(&block.folders);
+  snprintf(block.path, sizeof block.path, "%s", TestData(file).c_str());
+  unzFile archive = MyWaitunzOpen2_64(block.path, 0);
+  EXPECT_NE(archive, nullptr) << file;
+  Listed out = {};
+  if (!archive) return out;
+  EXPECT_EQ(do_listing(archive, &block, 1), 0);
+  unzClose(archive);
+  for (int r = 0; r < window.Rows(); ++r) {
+    liststruct* rec = GetRowRecord(window.list, r);
+    std::string name = std::string(rec->path) + rec->filename;
+    for (char& c : name)
+      if (c == '\\') c = '/';
+    char line[kPathBuf * 2];
+    snprintf(line, sizeof line, "%s\t%" PRIu64 "\t%" PRIu64, name.c_str(), rec->compressed, rec->uncompressed);
+    out.rows.insert(line);
+  }
+  out.totals = GetListingTotals();
+  NameListDestroy(&block.folders);
+  return out;
+}
+
+std::multiset<std::string> Expected(const std::string& listFile) {
+  auto lines = ReadLines(TestData(listFile));
+  return std::multiset<std::string>(lines.begin(), lines.end());
+}
+
+struct MessageCapture {
+  static std::string text, title;
+  static int calls;
+  static int Box(HWND, const char* t, const char* c, UINT) {
+    text = t;
+    title = c;
+    ++calls;
+    return IDOK;
+  }
+  MessageCapture() {
+    text.clear();
+    title.clear();
+    calls = 0;
+    GetPrompts().messageBox = Box;
+  }
+  ~MessageCapture() { ResetPrompts(); }
+};
+std::string MessageCapture::text, MessageCapture::title;
+int MessageCapture::calls = 0;
+
+}  // namespace
+
+TEST(ZipListing, EveryPeerArchiveListsAsThePeersSeeIt) {
+  for (const char* name : {"zip_deflated", "zip_stored", "zip_encrypted", "sevenzip", "python", "empty", "zip64_big"}) {
+    SCOPED_TRACE(name);
+    Listed got = ListArchive(std::string(name) + ".zip");
+    std::multiset<std::string> want = Expected(std::string(name) + ".list");
+    EXPECT_EQ(got.rows, want);
+    // Directory entries get no row and no count, but their sizes are in the sums.
+    EXPECT_EQ(got.totals.entries, want.size());
+    uint64_t compressed = 0, uncompressed = 0;
+    sscanf(ReadFileBytes(TestData(std::string(name) + ".sums")).c_str(), "%" SCNu64 " %" SCNu64, &compressed,
+           &uncompressed);
+    EXPECT_EQ(got.totals.compressed, compressed);
+    EXPECT_EQ(got.totals.uncompressed, uncompressed);
+  }
+}
+
+TEST(ZipListing, EncryptionOfTheFirstEntrySetsTheArchiveFlag) {
+  ListArchive("zip_encrypted.zip");
+  EXPECT_EQ(IsArchiveEncrypted(), 1);
+  ListArchive("zip_deflated.zip");
+  EXPECT_EQ(IsArchiveEncrypted(), 0);
+}
+
+TEST(ZipListing, StatusTexts) {
+  ListingTotals t = {};
+  char text[kPathBuf];
+  FormatListingSizes(t, text, sizeof text);
+  EXPECT_EQ(std::string(text), std::string(GetMessageText(3)) + " " + GetMessageText(4) + " 0B - " +
+                                   GetMessageText(5) + " 0B");
+  t = {1, 1023, 5000};
+  FormatListingSizes(t, text, sizeof text);
+  EXPECT_NE(std::string(text).find(" 1023B - "), std::string::npos) << text;
+  EXPECT_NE(std::string(text).find(" 4KB"), std::string::npos) << text;
+  FormatListingCount(t, text, sizeof text);
+  EXPECT_EQ(std::string(text), std::string("1 ") + GetMessageText(6));
+  t.entries = 101111;
+  FormatListingCount(t, text, sizeof text);
+  EXPECT_EQ(std::string(text), std::string("101111 ") + GetMessageText(7));
+}
+
+TEST(ZipOpen, KindByNameThenBySignature) {
+  EXPECT_EQ(DecideArchiveKind(TestData("zip_deflated.zip").c_str()), ARCHIVE_ZIP);
+  EXPECT_EQ(DecideArchiveKind(TestData("unknown.dat").c_str()), ARCHIVE_ZIP);
+  EXPECT_EQ(DecideArchiveKind(TestData("pk56.bin").c_str()), ARCHIVE_ZIP);  // "PK" 5 6: an empty archive
+  EXPECT_EQ(DecideArchiveKind(TestData("plain.txt").c_str()), 0);
+  EXPECT_EQ(GetArchiveKindFromName("Backup.TGZ"), ARCHIVE_TAR);
+  EXPECT_EQ(GetArchiveKindFromName("x.tar.z"), ARCHIVE_TAR);
+  EXPECT_EQ(GetArchiveKindFromName("x.tar.xz"), 0);
+  EXPECT_EQ(GetArchiveKindFromName("guitar"), ARCHIVE_TAR);  // a plain suffix test, on purpose
+  EXPECT_EQ(GetArchiveKindFromName("CD.ISO"), ARCHIVE_ISO);
+  EXPECT_EQ(GetArchiveKindFromName("a.rar"), ARCHIVE_RAR);
+  EXPECT_EQ(GetArchiveKindFromName("app.JAR"), ARCHIVE_ZIP);
+  EXPECT_EQ(GetArchiveKindFromName("zip"), 0);
+  unsigned char pk34[] = {'P', 'K', 3, 4, 0};
+  unsigned char short4[] = {'P', 'K', 3, 4};
+  unsigned char pk78[] = {'P', 'K', 7, 8, 0};
+  EXPECT_TRUE(HasZipSignature(pk34, sizeof pk34));
+  EXPECT_FALSE(HasZipSignature(short4, sizeof short4));  // more than four bytes are needed
+  EXPECT_FALSE(HasZipSignature(pk78, sizeof pk78));
+}
+
+TEST(ZipOpen, RefusalsAndFailuresTellTheUser) {
+  MessageCapture box;
+  EXPECT_EQ(OpenCompressedFile(TestData("does_not_exist.zip").c_str(), nullptr), OPEN_REFUSED);
+  EXPECT_EQ(box.calls, 1);
+  EXPECT_EQ(box.title, "Kestrelia");
+  EXPECT_NE(box.text.find("does_not_exist.zip"), std::string::npos);
+  EXPECT_NE(box.text.find(GetMessageText(35)), std::string::npos);
+
+  EXPECT_EQ(OpenCompressedFile(TestData("plain.txt").c_str(), nullptr), OPEN_REFUSED);
+  EXPECT_EQ(box.text, GetMessageText(71));
+  EXPECT_EQ(IsOpenInProgress(), 0);
+
+  SetBusy(1);
+  int calls = box.calls;
+  EXPECT_EQ(OpenCompressedFile(TestData("zip_deflated.zip").c_str(), nullptr), OPEN_REFUSED);
+  EXPECT_EQ(box.calls, calls) << "a busy refusal is only printed";
+  SetBusy(0);
+}
+
+TEST(ZipOpen, DamagedArchiveFailsWithTheProgramsMessage) {
+  EXPECT_EQ(MyWaitunzOpen2_64(TestData("damaged.zip").c_str(), 30), nullptr);
+  EXPECT_EQ(GetUnzipErrorIndex(), 5);
+  EXPECT_STREQ(GetUnzipErrorText(GetUnzipErrorIndex()), "unzip bad zip file");
+  EXPECT_STREQ(GetUnzipErrorText(21), "unzip unknown error");
+  EXPECT_STREQ(GetUnzipErrorText(-1), "unzip unknown error");
+
+  // The whole open road: the listing thread shows the error box and clears the open mark.
+  MessageCapture box;
+  HiddenEntryList window;
+  ArchiveControlBlock* block = GetCurrentControlBlock();
+  ASSERT_TRUE(AllocateControlBlocks());
+  block = GetCurrentControlBlock();
+  block->list = window.list;
+  ASSERT_EQ(OpenCompressedFile(TestData("damaged.zip").c_str(), nullptr), OPEN_STARTED);
+  for (int i = 0; i < 1000 && IsOpenInProgress(); ++i) Sleep(10);
+  EXPECT_EQ(IsOpenInProgress(), 0);
+  EXPECT_EQ(box.title, GetMessageText(94));
+  EXPECT_NE(box.text.find("damaged.zip"), std::string::npos);
+  EXPECT_EQ(window.Rows(), 0);
+  block->list = nullptr;
+}
+
+TEST(ZipOpen, ShortLockIsWaitedOutLongLockFails) {
+  std::string path = TestData("zip_stored.zip");
+  HANDLE lock = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(lock, INVALID_HANDLE_VALUE);
+  std::thread release([lock] {
+    Sleep(300);
+    CloseHandle(lock);
+  });
+  SetStoredSystemError(0);
+  unzFile archive = MyWaitunzOpen2_64(path.c_str(), 0xFFFFFFFF);
+  release.join();
+  ASSERT_NE(archive, nullptr);
+  unzClose(archive);
+  EXPECT_EQ(GetStoredSystemError(), 0u) << "nothing to report once the wait worked";
+
+  lock = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  EXPECT_EQ(MyWaitunzOpen2_64(path.c_str(), 100), nullptr);
+  CloseHandle(lock);
+  EXPECT_EQ(GetStoredSystemError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
+  EXPECT_EQ(GetUnzipErrorIndex(), 9);
+  char text[kPathBuf * 3];
+  MakeZipOpenErrorText(path.c_str(), text, sizeof text);
+  EXPECT_NE(std::string(text).find(":\n"), std::string::npos) << "the system's message follows: " << text;
+  EXPECT_EQ(GetStoredSystemError(), 0u) << "reported once";
+}

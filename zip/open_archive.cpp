@@ -1,0 +1,127 @@
+#include "services/base.h"
+#include "zip/open_archive.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "model/entry_rows.h"
+#include "model/namelist.h"
+#include "model/view_hooks.h"
+#include "services/log.h"
+#include "services/prompts.h"
+#include "zip/zip_listing.h"
+
+#include <cstdio>
+
+namespace {
+
+ListingThreadProc g_listingThreads[ARCHIVE_ZIP64 + 1] = {nullptr, ListZipFilesThread};
+
+bool CanRead(const char* path) {
+  FILE* f = fopen(path, "rb");
+  if (!f) return false;
+  fclose(f);
+  return true;
+}
+
+void TellCannotOpen(const char* path, HWND owner) {
+  char text[kPathBuf * 3];
+  if (IsDebugConsole())
+    snprintf(text, sizeof text, "(DebugConsoleEnabled)\n%d %s \"%s\" %s %s", 17979, GetMessageText(35), path,
+             GetMessageText(36), GetMessageText(99));
+  else
+    snprintf(text, sizeof text, "%s \"%s\" %s %s", GetMessageText(35), path, GetMessageText(36), GetMessageText(99));
+  PromptMessageBox(owner ? owner : GetMainWindowHandle(), text, "Kestrelia", MB_ICONERROR);
+}
+
+void ResetControlBlock(ArchiveControlBlock* block, const char* path, int kind) {
+  snprintf(block->path, sizeof block->path, "%s", path);
+  SetCurrentArchivePath(path);
+  block->listingStarted = 0;
+  block->opened = 1;
+  if (block->list) DeleteAllEntryRows(block->list);
+  if (block->treeList) DeleteAllEntryRows(block->treeList);
+  NameListRecreate(&block->folders);
+  block->kind = kind;
+  SetArchiveKind(kind);
+}
+
+}  // namespace
+
+int DecideArchiveKind(const char* path) {
+  int kind = GetArchiveKindFromName(path);
+  if (kind) return kind;
+  unsigned char head[512];
+  size_t got = 0;
+  if (FILE* f = fopen(path, "rb")) {
+    got = fread(head, 1, sizeof head, f);
+    fclose(f);
+  }
+  return HasZipSignature(head, got) ? ARCHIVE_ZIP : 0;
+}
+
+void SetListingThread(int kind, ListingThreadProc proc) {
+  if (kind >= 0 && kind <= ARCHIVE_ZIP64) g_listingThreads[kind] = proc;
+}
+
+ListingThreadProc GetListingThread(int kind) {
+  return (kind >= 0 && kind <= ARCHIVE_ZIP64) ? g_listingThreads[kind] : nullptr;
+}
+
+bool StartListingThread(int kind, void* block) {
+  ListingThreadProc proc = GetListingThread(kind);
+  if (!proc) return false;
+  HANDLE thread = CreateThread(nullptr, 0, proc, block, 0, nullptr);
+  if (!thread) return false;
+  CloseHandle(thread);
+  return true;
+}
+
+int OpenCompressedFile(const char* path, HWND owner) {
+  if (path && *path && !CanRead(path)) {
+    TellCannotOpen(path, owner);
+    return OPEN_REFUSED;
+  }
+  if (IsBusy()) {
+    printf("already busy\n");
+    return OPEN_REFUSED;
+  }
+  if (IsOpenInProgress()) {
+    printf("already busy open\n");
+    return OPEN_REFUSED;
+  }
+  SetOpenInProgress(1);
+
+  char chosen[kPathBuf] = "";
+  if (!path || !*path) {
+    if (!GetPrompts().openFile(owner ? owner : GetMainWindowHandle(), "zip", GetMessageText(28), chosen)) {
+      SetOpenInProgress(0);
+      GetViewHooks().focusCurrentView();
+      return OPEN_CANCELLED;
+    }
+    path = chosen;
+  }
+
+  int kind = DecideArchiveKind(path);
+  if (!kind) {
+    PromptMessageBox(owner ? owner : GetMainWindowHandle(), GetMessageText(71), "Kestrelia", MB_ICONINFORMATION);
+    SetOpenInProgress(0);
+    return OPEN_REFUSED;
+  }
+
+  GetViewHooks().loadImageLists();
+  ArchiveControlBlock* block = GetCurrentControlBlock();
+  ResetControlBlock(block, path, kind);
+  if (!IsKnownArchiveKind(kind) || kind == ARCHIVE_ZIP64) {
+    printf("OpenCompressedFile: we should not arrive here !!\n");
+    SetOpenInProgress(0);
+    return OPEN_REFUSED;
+  }
+  if (!StartListingThread(kind, block)) {
+    // The kind's plug-in is not installed.
+    PromptMessageBox(owner ? owner : GetMainWindowHandle(), GetMessageText(71), GetMessageText(94), MB_ICONERROR);
+    SetOpenInProgress(0);
+    return OPEN_REFUSED;
+  }
+  return OPEN_STARTED;
+}

@@ -1,0 +1,24 @@
+// The one way into an archive, whatever asked for it (open dialog, recent list, dropped file,
+// command line): checks, decides the kind, resets the views and starts the kind's listing.
+#pragma once
+#include "services/base.h"
+
+enum OpenResult {
+  OPEN_REFUSED = 0,    // refused or failed; the user was told where that helps
+  OPEN_CANCELLED = 1,  // the open dialog was cancelled
+  OPEN_STARTED = 2,    // the listing thread reports from now on
+};
+
+int OpenCompressedFile(const char* path, HWND owner);
+
+// The kind of archive a file is, by its name, else by a ZIP signature in its first bytes;
+// 0 for neither.
+int DecideArchiveKind(const char* path);
+
+// Listing threads of the other kinds, installed by their adapters (ZIP's is built in).
+typedef DWORD(WINAPI* ListingThreadProc)(LPVOID block);
+void SetListingThread(int kind, ListingThreadProc proc);
+ListingThreadProc GetListingThread(int kind);
+// Starts the kind's listing thread for the block and closes its handle; false when the
+// kind has no listing thread.
+bool StartListingThread(int kind, void* block);

@@ -1,0 +1,137 @@
+#include "services/base.h"
+#include "zip/zip_io.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr size_t kBufferSize = 1 << 20;
+
+thread_local DWORD t_lastOpenError = 0;
+
+struct BufferedFile {
+  HANDLE handle;
+  uint64_t position;  // where the caller is
+  uint64_t size;
+  unsigned char* buffer;
+  uint64_t bufferStart;  // file offset of buffer[0]
+  size_t bufferLength;
+  int error;
+};
+
+bool ReadAt(BufferedFile* f, uint64_t offset, void* out, DWORD size, DWORD* got) {
+  OVERLAPPED at = {};
+  at.Offset = static_cast<DWORD>(offset);
+  at.OffsetHigh = static_cast<DWORD>(offset >> 32);
+  *got = 0;
+  if (ReadFile(f->handle, out, size, got, &at)) return true;
+  return GetLastError() == ERROR_HANDLE_EOF;
+}
+
+voidpf ZCALLBACK OpenFile(voidpf, const void* name, int mode) {
+  DWORD access = GENERIC_READ, share = FILE_SHARE_READ, disposition = OPEN_EXISTING;
+  if ((mode & ZLIB_FILEFUNC_MODE_READWRITEFILTER) != ZLIB_FILEFUNC_MODE_READ) {
+    access = GENERIC_READ | GENERIC_WRITE;
+    share = 0;
+    disposition = (mode & ZLIB_FILEFUNC_MODE_CREATE) ? CREATE_ALWAYS : OPEN_EXISTING;
+  }
+  HANDLE h = CreateFileA(static_cast<const char*>(name), access, share, nullptr, disposition,
+                         FILE_ATTRIBUTE_NORMAL | FILE_FLAG_RANDOM_ACCESS, nullptr);
+  if (h == INVALID_HANDLE_VALUE) {
+    t_lastOpenError = GetLastError();
+    SetLastError(t_lastOpenError);
+    return nullptr;
+  }
+  t_lastOpenError = 0;
+  BufferedFile* f = static_cast<BufferedFile*>(calloc(1, sizeof(BufferedFile)));
+  f->handle = h;
+  LARGE_INTEGER size = {};
+  GetFileSizeEx(h, &size);
+  f->size = static_cast<uint64_t>(size.QuadPart);
+  return f;
+}
+
+uLong ZCALLBACK ReadFileFn(voidpf, voidpf stream, void* out, uLong size) {
+  BufferedFile* f = static_cast<BufferedFile*>(stream);
+  unsigned char* dest = static_cast<unsigned char*>(out);
+  uLong done = 0;
+  while (done < size) {
+    uint64_t at = f->position;
+    if (at >= f->bufferStart && at < f->bufferStart + f->bufferLength) {
+      size_t offset = static_cast<size_t>(at - f->bufferStart);
+      size_t take = f->bufferLength - offset;
+      if (take > size - done) take = size - done;
+      memcpy(dest + done, f->buffer + offset, take);
+      done += static_cast<uLong>(take);
+      f->position += take;
+      continue;
+    }
+    DWORD got = 0;
+    if (size - done >= kBufferSize) {
+      // Large reads go straight to the caller's memory.
+      if (!ReadAt(f, at, dest + done, size - done, &got)) f->error = 1;
+      done += got;
+      f->position += got;
+      break;
+    }
+    if (!f->buffer) f->buffer = static_cast<unsigned char*>(malloc(kBufferSize));
+    if (!ReadAt(f, at, f->buffer, kBufferSize, &got)) f->error = 1;
+    f->bufferStart = at;
+    f->bufferLength = got;
+    if (got == 0) break;
+  }
+  return done;
+}
+
+uLong ZCALLBACK WriteFileFn(voidpf, voidpf stream, const void* data, uLong size) {
+  BufferedFile* f = static_cast<BufferedFile*>(stream);
+  OVERLAPPED at = {};
+  at.Offset = static_cast<DWORD>(f->position);
+  at.OffsetHigh = static_cast<DWORD>(f->position >> 32);
+  DWORD written = 0;
+  if (!WriteFile(f->handle, data, size, &written, &at)) f->error = 1;
+  // What was buffered for reading may now be stale.
+  f->bufferLength = 0;
+  f->position += written;
+  if (f->position > f->size) f->size = f->position;
+  return written;
+}
+
+ZPOS64_T ZCALLBACK TellFn(voidpf, voidpf stream) { return static_cast<BufferedFile*>(stream)->position; }
+
+long ZCALLBACK SeekFn(voidpf, voidpf stream, ZPOS64_T offset, int origin) {
+  BufferedFile* f = static_cast<BufferedFile*>(stream);
+  switch (origin) {
+    case ZLIB_FILEFUNC_SEEK_CUR: f->position += offset; break;
+    case ZLIB_FILEFUNC_SEEK_END: f->position = f->size + offset; break;
+    case ZLIB_FILEFUNC_SEEK_SET: f->position = offset; break;
+    default: return -1;
+  }
+  return 0;
+}
+
+int ZCALLBACK CloseFn(voidpf, voidpf stream) {
+  BufferedFile* f = static_cast<BufferedFile*>(stream);
+  int result = CloseHandle(f->handle) ? 0 : -1;
+  free(f->buffer);
+  free(f);
+  return result;
+}
+
+int ZCALLBACK ErrorFn(voidpf, voidpf stream) { return static_cast<BufferedFile*>(stream)->error; }
+
+}  // namespace
+
+void FillBufferedFileFunctions(zlib_filefunc64_def* functions) {
+  functions->zopen64_file = OpenFile;
+  functions->zread_file = ReadFileFn;
+  functions->zwrite_file = WriteFileFn;
+  functions->ztell64_file = TellFn;
+  functions->zseek64_file = SeekFn;
+  functions->zclose_file = CloseFn;
+  functions->zerror_file = ErrorFn;
+  functions->opaque = nullptr;
+}
+
+DWORD GetLastZipFileOpenError() { return t_lastOpenError; }

@@ -1,0 +1,182 @@
+#include "services/base.h"
+#include "zip/zip_listing.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/entry_rows.h"
+#include "model/liststruct.h"
+#include "model/listing_totals.h"
+#include "model/view_hooks.h"
+#include "services/log.h"
+#include "services/prompts.h"
+#include "zip/zip_listing_progress.h"
+#include "zip/zip_open.h"
+
+#include <objbase.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+// The name of the entry being listed; names are read up to 256 characters.
+char g_entryName[kPathBuf];
+constexpr uLong kNameLimit = 256;
+
+bool ReadCurrentEntry(unzFile archive, unz_file_info64* info) {
+  memset(g_entryName, 0, sizeof g_entryName);
+  return unzGetCurrentFileInfo64(archive, info, g_entryName, kNameLimit, nullptr, 0, nullptr, 0) == UNZ_OK;
+}
+
+void SetFirstEntryEncryption(unzFile archive) {
+  unz_file_info64 info;
+  SetArchiveEncrypted(ReadCurrentEntry(archive, &info) && (info.flag & 1) ? 1 : 0);
+}
+
+void ListCurrentEntry(unzFile archive, ArchiveControlBlock* block) {
+  unz_file_info64 info = {};
+  ReadCurrentEntry(archive, &info);
+  ListingTotals& totals = GetListingTotals();
+  char* name = g_entryName;
+  char* part = name;
+  for (char* p = name; *p; ++p)
+    if (*p == '/' || *p == '\\') part = p + 1;
+  if (!*part) {  // a directory entry: its sizes count, it gets no row
+    totals.compressed += info.compressed_size;
+    totals.uncompressed += info.uncompressed_size;
+    return;
+  }
+  for (char* p = name; *p; ++p)
+    if (*p == '/') *p = '\\';
+  if (block->list) {
+    EntryStamp stamp = {static_cast<int>(info.tmu_date.tm_sec), static_cast<int>(info.tmu_date.tm_min),
+                        static_cast<int>(info.tmu_date.tm_hour), static_cast<int>(info.tmu_date.tm_mday),
+                        static_cast<int>(info.tmu_date.tm_mon), static_cast<int>(info.tmu_date.tm_year)};
+    InsertEntryRow(block->list, stamp, part, name, block->folders, info.compressed_size, info.uncompressed_size);
+  } else {
+    printf("list is null yet!!! %s %s\n", part, name);
+  }
+  ++totals.entries;
+  totals.compressed += info.compressed_size;
+  totals.uncompressed += info.uncompressed_size;
+}
+
+void SetMainTitle(const char* path) {
+  char title[kPathBuf * 2];
+  snprintf(title, sizeof title, "%s: %s", "Kestrelia", path);
+  if (HWND main = GetMainWindowHandle()) SetWindowTextA(main, title);
+}
+
+}  // namespace
+
+int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel) {
+  ViewHooks& views = GetViewHooks();
+  ResetListingTotals();
+  views.resetSortMark();
+
+  unz_global_info64 global = {};
+  int error = unzGetGlobalInfo64(archive, &global);
+  if (error != UNZ_OK) Log(0, GetVerbose(), "do_listing: error %d with zipfile in unzGetGlobalInfo", error);
+
+  views.beginListing();
+  DWORD start = GetTickCount();
+  ListingProgress progress = {};
+  bool cancelled = false;
+  for (uint64_t i = 0; i < global.number_entry;) {
+    if (i == 0) SetFirstEntryEncryption(archive);
+    ListCurrentEntry(archive, block);
+    if (!progress.shown && GetTickCount() - start > 3000) {
+      ShowListingProgress(&progress, withCancel, global.number_entry, i);
+      views.lockUpdates(false);
+      PublishEntryRows(block->list);
+    } else if (progress.shown && i % 100 == 0) {
+      if (IsListingCancelled()) {
+        cancelled = true;
+        break;
+      }
+      StepListingProgress(&progress, i, global.number_entry);
+      PublishEntryRows(block->list);
+    }
+    ++i;
+    if (i >= global.number_entry) break;
+    error = unzGoToNextFile(archive);
+    if (error != UNZ_OK) {
+      Log(0, GetVerbose(), "do_listing: error %d with zipfile in unzGoToNextFile", error);
+      break;
+    }
+  }
+
+  if (cancelled) {
+    CloseListingProgress(&progress);
+    views.finishListing();
+    GetListingTotals().entries = 0;
+    DeleteAllEntryRows(block->list);
+    return 1;
+  }
+  CloseListingProgress(&progress);
+  views.finishListing();
+  PublishEntryRows(block->list);
+  views.loadImageLists();
+  WriteListingStatusBar();
+  SetMainTitle(block->path);
+  views.applyStoredSort();
+  if (HWND status = GetStatusBarHandle()) InvalidateRect(status, nullptr, TRUE);
+  return 0;
+}
+
+void MakeZipOpenErrorText(const char* path, char* out, size_t outSize) {
+  const char* zipError = GetUnzipErrorText(GetUnzipErrorIndex());
+  DWORD stored = GetStoredSystemError();
+  if (stored) {
+    char system[kPathBuf] = "";
+    FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, stored, 0, system,
+                   sizeof system, nullptr);
+    if (IsDebugConsole())
+      snprintf(out, outSize, "(DebugConsole)\nLine: %d ziperror: %s\n%s \"%s\" %s:\n%s", 6001, zipError,
+               GetMessageText(35), path, GetMessageText(36), system);
+    else
+      snprintf(out, outSize, "%s \"%s\" %s:\n%s", GetMessageText(35), path, GetMessageText(36), system);
+    SetStoredSystemError(0);
+  } else if (IsDebugConsole()) {
+    snprintf(out, outSize, "(DebugConsole)\nLine: %d ziperror: %s\n%s \"%s\" %s", 6009, zipError,
+             GetMessageText(35), path, GetMessageText(36));
+  } else {
+    snprintf(out, outSize, "%s \"%s\" %s", GetMessageText(35), path, GetMessageText(36));
+  }
+}
+
+DWORD WINAPI ListZipFilesThread(LPVOID parameter) {
+  ArchiveControlBlock* block = static_cast<ArchiveControlBlock*>(parameter);
+  ViewHooks& views = GetViewHooks();
+  CoInitialize(nullptr);
+  printf("ListZipFilesThread started\n");
+  views.beginListing();
+
+  unzFile archive = MyWaitunzOpen2_64(block->path, 3000);
+  if (archive) {
+    views.lockUpdates(true);
+    DWORD start = GetTickCount();
+    do_listing(archive, block, 1);
+    views.lockUpdates(false);
+    Log(-1, GetVerbose(), "time measure(do_listing): %lu\n", GetTickCount() - start);
+    unzClose(archive);
+    if (block->viewComponent && block->viewComponent == block->treeList) views.rebuildTreeList();
+    if (GetEntryRowCount(block->list) > 0) {
+      views.setWindowTitle(block->path);
+      views.addRecent(block->path);
+      if (!IsWindowEnabled(block->list)) EnableWindow(block->list, TRUE);
+      views.refreshToolbar();
+    }
+    views.focusCurrentView();
+    CoUninitialize();
+  } else {
+    char text[kPathBuf * 3];
+    MakeZipOpenErrorText(block->path, text, sizeof text);
+    PromptMessageBox(GetMainWindowHandle(), text, GetMessageText(94), MB_TOPMOST | MB_ICONERROR);
+    views.focusCurrentView();
+    views.setWindowTitle(nullptr);
+  }
+  views.finishListing();
+  SetOpenInProgress(0);
+  return 0;
+}

@@ -1,0 +1,89 @@
+#include "services/base.h"
+#include "zip/zip_open.h"
+
+#include "model/app_state.h"
+#include "services/log.h"
+#include "zip/zip_io.h"
+
+#include <cstdio>
+
+namespace {
+
+int g_unzipError = 0;
+
+const char* const kUnzipErrors[] = {
+    "unzip is ok",
+    "unzip end of list of file",
+    "unzip unknown error",
+    "unzip EOF",
+    "unzip parameter error",
+    "unzip bad zip file",
+    "unzip internal error",
+    "unzip crc error",
+    "unzip base error",
+    "unzip file stream error",
+    "unzip central dir error",
+    "unzip seek error",
+    "unzip signature error",
+    "unzip number disk error",
+    "unzip number disk cd error",
+    "unzip total number cd disk error",
+    "unzip total number cd error",
+    "unzip size cd error",
+    "unzip offset cd error",
+    "unzip comment length error",
+    "unzip copyright error",
+};
+
+constexpr int kFileStreamError = 9;
+constexpr int kBadZipFile = 5;
+
+unzFile OpenOnce(const char* path) {
+  zlib_filefunc64_def functions;
+  FillBufferedFileFunctions(&functions);
+  SetLastError(0);
+  unzFile archive = unzOpen2_64(path, &functions);
+  if (!archive) {
+    DWORD error = GetLastZipFileOpenError();
+    g_unzipError = error ? kFileStreamError : kBadZipFile;
+    SetLastError(error);
+  }
+  return archive;
+}
+
+}  // namespace
+
+int GetUnzipErrorIndex() { return g_unzipError; }
+void SetUnzipErrorIndex(int index) { g_unzipError = index; }
+
+const char* GetUnzipErrorText(int index) {
+  if (index < 0 || index > 20) return "unzip unknown error";
+  return kUnzipErrors[index];
+}
+
+unzFile MyWaitunzOpen2_64(const char* path, DWORD wait) {
+  if (wait == 0xFFFFFFFF) wait = 3000;
+  g_unzipError = 0;
+  unzFile archive = OpenOnce(path);
+  printf("%s %d unzfile: %p\n", "ziphelper", __LINE__, archive);
+  if (GetLastError() == ERROR_SHARING_VIOLATION) {
+    printf("error ERROR_SHARING_VIOLATION occurred\n");
+    SetStoredSystemError(ERROR_SHARING_VIOLATION);
+  }
+  if (archive) return archive;
+
+  // Any failure is retried: a program that is still writing the file may let go of it.
+  DWORD waited = 0;
+  while (!archive && waited < wait) {
+    Sleep(10);
+    waited += 10;
+    archive = OpenOnce(path);
+  }
+  if (waited) printf("MyWaitunzOpen2_64 slept millis %lu\n", waited);
+  if (!archive) {
+    printf("unzip error: (%d) %s\n", g_unzipError, GetUnzipErrorText(g_unzipError));
+  } else if (GetStoredSystemError() == ERROR_SHARING_VIOLATION) {
+    SetStoredSystemError(0);  // the wait worked: nothing left to report
+  }
+  return archive;
+}

@@ -1,0 +1,15 @@
+// Opening a ZIP archive for reading, with a short wait for files another program holds.
+#pragma once
+#include "services/base.h"
+
+#include "unzip.h"
+
+// Opens the archive, retrying every 10 ms until wait milliseconds have passed (the all-ones
+// value means 3000). None when it could not be opened.
+unzFile MyWaitunzOpen2_64(const char* path, DWORD wait);
+
+// The reading layer's error index (0 at every open, 9 when the file itself cannot be opened)
+// and its texts.
+int GetUnzipErrorIndex();
+void SetUnzipErrorIndex(int index);
+const char* GetUnzipErrorText(int index);
