@@ -1,35 +1,108 @@
 #include "services/base.h"
 #include "app/mainwindow.h"
 
+#include "app/main_state.h"
+#include "model/app_state.h"
+#include "model/entry_rows.h"
 #include "res/resource.h"
 #include "services/log.h"
+#include "zip/open_archive.h"
+
+#include <commctrl.h>
+#include <shellapi.h>
 
 const char kMainWindowClass[] = "Kestrelia";
 const char kProductName[] = "Kestrelia";
 
 namespace {
 
-HWND g_mainWindow = nullptr;
+MainWindowState g_main = {};
 
 LRESULT MsgCreate(HWND hwnd) {
-  g_mainWindow = hwnd;
-  Log(1, GetVerbose(), "MainWndProc: WM_CREATE");
+  SetMainWindowHandle(hwnd);
+  g_main.dpi = 96;
+  if (HDC dc = GetDC(hwnd)) {
+    g_main.dpi = static_cast<UINT>(GetDeviceCaps(dc, LOGPIXELSY));
+    ReleaseDC(hwnd, dc);
+  }
+  CreateMainControls(hwnd);
+  SetMenu(hwnd, BuildMainMenu());
+  g_main.accelerators = BuildAccelerators();
+  InstallViewHooks();
+  LoadSystemImageLists();
+  DragAcceptFiles(hwnd, TRUE);
   return 0;
 }
 
 LRESULT MsgDestroy() {
-  Log(1, GetVerbose(), "MainWndProc: WM_DESTROY");
-  g_mainWindow = nullptr;
+  DetachEntryRows(g_main.list);
+  DetachEntryRows(g_main.treeList);
+  if (g_main.font) DeleteObject(g_main.font);
+  g_main.hwnd = nullptr;
+  SetMainWindowHandle(nullptr);
   PostQuitMessage(0);
+  return 0;
+}
+
+LRESULT MsgNotify(NMHDR* header) {
+  LRESULT result = 0;
+  if (HandleEntryListNotify(header, &result)) return result;
+  if (header->hwndFrom == g_main.list || header->hwndFrom == g_main.treeList) {
+    switch (header->code) {
+      case LVN_COLUMNCLICK:
+        SortByColumn(header->hwndFrom, reinterpret_cast<NMLISTVIEW*>(header)->iSubItem);
+        return 0;
+      case NM_DBLCLK:
+        OnMainCommand(IDOK);
+        return 0;
+      default:
+        break;
+    }
+  }
+  return 0;
+}
+
+LRESULT MsgDropFiles(HDROP drop) {
+  char path[kPathBuf] = "";
+  if (DragQueryFileA(drop, 0, path, sizeof path)) {
+    Log(1, GetVerbose(), "MainWndProc: dropped %s", path);
+    OpenCompressedFile(path, g_main.hwnd);
+  }
+  DragFinish(drop);
+  return 0;
+}
+
+LRESULT MsgDpiChanged(HWND hwnd, WPARAM wParam, const RECT* suggested) {
+  g_main.dpi = HIWORD(wParam);
+  SetWindowPos(hwnd, nullptr, suggested->left, suggested->top, suggested->right - suggested->left,
+               suggested->bottom - suggested->top, SWP_NOZORDER | SWP_NOACTIVATE);
+  LayoutMainControls();
   return 0;
 }
 
 }  // namespace
 
+MainWindowState& Main() { return g_main; }
+
 LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
   switch (message) {
     case WM_CREATE:
       return MsgCreate(hwnd);
+    case WM_SIZE:
+      LayoutMainControls();
+      return 0;
+    case WM_NOTIFY:
+      return MsgNotify(reinterpret_cast<NMHDR*>(lParam));
+    case WM_COMMAND:
+      OnMainCommand(LOWORD(wParam));
+      return 0;
+    case WM_DROPFILES:
+      return MsgDropFiles(reinterpret_cast<HDROP>(wParam));
+    case WM_SETFOCUS:
+      SetFocus(CurrentView());
+      return 0;
+    case 0x02E0:  // WM_DPICHANGED
+      return MsgDpiChanged(hwnd, wParam, reinterpret_cast<const RECT*>(lParam));
     case WM_DESTROY:
       return MsgDestroy();
     default:
@@ -40,7 +113,7 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
 ATOM RegisterMainWindowClass(HINSTANCE instance) {
   WNDCLASSEXA wc = {};
   wc.cbSize = sizeof wc;
-  wc.style = CS_HREDRAW | CS_VREDRAW;
+  wc.style = CS_OWNDC;
   wc.lpfnWndProc = MainWndProc;
   wc.hInstance = instance;
   wc.hIcon = LoadIconA(instance, MAKEINTRESOURCEA(IDI_KESTRELIA));
@@ -53,12 +126,15 @@ ATOM RegisterMainWindowClass(HINSTANCE instance) {
 }
 
 HWND CreateMainWindow(HINSTANCE instance, int showCommand) {
-  HWND hwnd = CreateWindowExA(WS_EX_ACCEPTFILES, kMainWindowClass, kProductName, WS_OVERLAPPEDWINDOW,
-                              CW_USEDEFAULT, CW_USEDEFAULT, 900, 600, nullptr, nullptr, instance, nullptr);
+  HWND hwnd = CreateWindowExA(WS_EX_ACCEPTFILES | WS_EX_CONTROLPARENT, kMainWindowClass, kProductName,
+                              WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN, CW_USEDEFAULT, CW_USEDEFAULT, 960, 640,
+                              nullptr, nullptr, instance, nullptr);
   if (!hwnd) return nullptr;
   ShowWindow(hwnd, showCommand);
   UpdateWindow(hwnd);
+  SetFocus(CurrentView());
   return hwnd;
 }
 
-HWND GetMainWindow() { return g_mainWindow; }
+HWND GetMainWindow() { return g_main.hwnd; }
+HACCEL GetMainAccelerators() { return g_main.accelerators; }

@@ -7,6 +7,8 @@ extern const char kMainWindowClass[];  // "Kestrelia"
 extern const char kProductName[];      // "Kestrelia"
 
 ATOM RegisterMainWindowClass(HINSTANCE instance);
+// Loads the settings, creates the window and its controls, shows it.
 HWND CreateMainWindow(HINSTANCE instance, int showCommand);
 HWND GetMainWindow();
+HACCEL GetMainAccelerators();
 LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam);

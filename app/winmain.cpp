@@ -1,30 +1,152 @@
+// The process entry: start-up in the order the program depends on, one road per command
+// line, the message loop, and shut-down in the reverse order of what start-up set up.
 #include "services/base.h"
 
+#include "app/cmdline.h"
 #include "app/mainwindow.h"
+#include "app/startup.h"
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
 #include "services/log.h"
 
 #include <commctrl.h>
 #include <ole2.h>
 
-int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR, int showCommand) {
-  OleInitialize(nullptr);
-  INITCOMMONCONTROLSEX controls = {sizeof controls, ICC_WIN95_CLASSES | ICC_USEREX_CLASSES | ICC_BAR_CLASSES};
-  InitCommonControlsEx(&controls);
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
 
+namespace {
+
+UINT g_findReplaceMessage = 0;
+HCURSOR g_waitCursor = nullptr;
+HCURSOR g_arrowCursor = nullptr;
+int g_themeLoaded = 0;
+DWORD g_processors = 0;
+HWND g_nextClipboardViewer = nullptr;
+
+// Classes: list view, tree view, bar, tab, tooltip and extended combo box.
+constexpr DWORD kCommonControlClasses = 0x20F;
+
+bool InitControls() {
+  INITCOMMONCONTROLSEX controls = {sizeof controls, kCommonControlClasses};
+  if (InitCommonControlsEx(&controls)) return true;
+  MessageBoxA(nullptr, "cannot init common controls!", GetMessageText(94), MB_ICONERROR);
+  return false;
+}
+
+int ThemeActive() {
+  HMODULE uxtheme = LoadLibraryA("UXTHEME.DLL");
+  if (!uxtheme) return 0;
+  typedef BOOL(WINAPI * IsThemeActiveFn)();
+  IsThemeActiveFn isThemeActive = reinterpret_cast<IsThemeActiveFn>(GetProcAddress(uxtheme, "IsThemeActive"));
+  return isThemeActive && isThemeActive() ? 1 : 0;
+}
+
+int RunHelpRoad(HINSTANCE instance) {
+  if (!InitControls()) return 1;
+  if (!LoadLibraryA("Riched20.dll")) {
+    printf("cannot load riched20 will try riched32\n");
+    if (!LoadLibraryA("Riched32.dll")) {
+      MessageBoxA(nullptr, "cannot load riched lib", "Kestrelia", MB_OK);
+      return 1;
+    }
+  }
+  return ShowConsoleHelp(instance);
+}
+
+int MessageLoop() {
+  MSG msg;
+  while (GetMessageA(&msg, nullptr, 0, 0) > 0) {
+    HWND main = GetMainWindow();
+    if (main && TranslateAcceleratorA(main, GetMainAccelerators(), &msg)) continue;
+    // Tab and the arrow keys move between the main window's controls as in a dialog.
+    if (main && IsWindow(main) && IsDialogMessageA(main, &msg)) continue;
+    TranslateMessage(&msg);
+    DispatchMessageA(&msg);
+  }
+  return static_cast<int>(msg.wParam);
+}
+
+void ShutDown() {
+  HWND main = GetMainWindow();
+  ChangeClipboardChain(main, g_nextClipboardViewer);
+  OleUninitialize();
+}
+
+}  // namespace
+
+UINT GetFindReplaceMessage() { return g_findReplaceMessage; }
+HCURSOR GetWaitCursor() { return g_waitCursor; }
+HCURSOR GetArrowCursor() { return g_arrowCursor; }
+int IsXPThemeLoaded() { return g_themeLoaded; }
+DWORD GetProcessorCount() { return g_processors; }
+
+int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR line, int showCommand) {
+  if (FAILED(OleInitialize(nullptr)))
+    return MessageBoxA(nullptr, "oleinitialize failure!!", "oleinitialize failure!!", MB_OK);
+  SetAppInstance(instance);
+
+  if (line && *line) Log(5, GetVerbose(), "Commandlineparameter %s", line);
+  CommandPlan plan = DecideCommandRoad(line, nullptr, 0);
+  if (plan.road == ROAD_HELP) return RunHelpRoad(instance);
+  if (plan.road == ROAD_SILENT_EXIT) {
+    Sleep(1000);
+    return 0;
+  }
+
+  if (!InitControls()) return 1;
   if (!RegisterMainWindowClass(instance)) {
     Log(-1, GetVerbose(), "WinMain: RegisterClassEx failed %lu", GetLastError());
     return 1;
   }
-  if (!CreateMainWindow(instance, showCommand)) {
+  if (!AllocateControlBlocks()) {
+    MessageBoxA(nullptr, "memory error (uzfts)", GetMessageText(94), MB_ICONERROR);
+    ExitProcess(1);
+  }
+  CoInitialize(nullptr);
+
+  HWND main = nullptr;
+  if (line && *line) {
+    printf("Commandline:\n---%s---\n", line);
+    int count = TokenizeCommandLine(line, nullptr, kPathBuf - 1);
+    // One 260-byte buffer per argument, kept until the process ends.
+    char (*args)[kPathBuf] = static_cast<char (*)[kPathBuf]>(calloc(count ? count : 1, kPathBuf));
+    TokenizeCommandLine(line, args, kPathBuf - 1);
+    plan = DecideCommandRoad(line, args, count);
+    if (count == 1) {
+      SetBusy(0);
+      SetBusy2(0);
+      main = CreateMainWindow(instance, showCommand);
+      OpenCommandLineFile(args[0]);
+    } else if (count >= 2 && plan.road == ROAD_EXTRACT) {
+      return RunExtractRoad(args, count);
+    } else if (count >= 2) {
+      main = CreateMainWindow(instance, showCommand);
+      SetSimulationFlag(plan.simulation ? 1 : 0);
+      RunArchiveBuilder(args + plan.firstFile, count - plan.firstFile, plan.silent, plan.add);
+    } else {
+      main = CreateMainWindow(instance, showCommand);
+    }
+  } else {
+    main = CreateMainWindow(instance, showCommand);
+  }
+  if (!main) {
     Log(-1, GetVerbose(), "WinMain: CreateWindowEx failed %lu", GetLastError());
     return 1;
   }
 
-  MSG msg;
-  while (GetMessageA(&msg, nullptr, 0, 0) > 0) {
-    TranslateMessage(&msg);
-    DispatchMessageA(&msg);
-  }
-  OleUninitialize();
+  g_findReplaceMessage = RegisterWindowMessageA("commdlg_FindReplace");
+  g_waitCursor = LoadCursorA(nullptr, MAKEINTRESOURCEA(32514));   // IDC_WAIT
+  g_arrowCursor = LoadCursorA(nullptr, MAKEINTRESOURCEA(32512));  // IDC_ARROW
+  g_themeLoaded = ThemeActive();
+  printf("IsXPThemeLoaded %d \n", g_themeLoaded);
+  SYSTEM_INFO system;
+  GetSystemInfo(&system);
+  g_processors = system.dwNumberOfProcessors;
+  g_nextClipboardViewer = SetClipboardViewer(main);
+
+  MessageLoop();
+  ShutDown();
   return 0;
 }

@@ -140,7 +140,7 @@ void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconInde
 void MakeDateText(const SYSTEMTIME& date, char* out, size_t outSize) {
   char day[80] = "", time[80] = "";
   GetDateFormatA(LOCALE_USER_DEFAULT, DATE_SHORTDATE, &date, nullptr, day, sizeof day);
-  GetTimeFormatA(LOCALE_USER_DEFAULT, TIME_NOSECONDS | TIME_FORCE24HOURFORMAT, &date, nullptr, time,
+  GetTimeFormatA(LOCALE_USER_DEFAULT, TIME_NOSECONDS | TIME_FORCE24HOURFORMAT | TIME_NOTIMEMARKER, &date, nullptr, time,
                  sizeof time);
   snprintf(out, outSize, "%s %s", day, time);
 }

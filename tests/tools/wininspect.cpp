@@ -72,6 +72,8 @@ void DumpStatus(HWND status) {
   if (!remote.memory) return;
   int parts = static_cast<int>(SendMessageA(status, SB_GETPARTS, 0, 0));
   for (int p = 0; p < parts; ++p) {
+    char empty = '\0';
+    remote.Write(0, &empty, 1);  // an empty part writes nothing
     SendMessageA(status, SB_GETTEXTA, p, reinterpret_cast<LPARAM>(remote.memory));
     printf("status %d: %s\n", p, remote.ReadString(0).c_str());
   }

@@ -1,0 +1,80 @@
+#include "services/base.h"
+#include "app/main_state.h"
+
+#include "model/app_state.h"
+#include "model/entry_rows.h"
+#include "model/view_hooks.h"
+
+#include <commctrl.h>
+#include <shellapi.h>
+
+#include <initializer_list>
+
+#include <cstdio>
+
+namespace {
+
+// The listing thread asks; the window's own thread must change its controls, so these go
+// through SendMessage where a control needs it and otherwise touch plain state only.
+void BeginListing() {}
+void FinishListing() {}
+
+void LockUpdates(bool lock) { SendMessageA(CurrentView(), WM_SETREDRAW, lock ? FALSE : TRUE, 0); }
+
+void AddRecent(const char*) {}
+
+void RefreshToolbar() {
+  if (Main().hwnd) PostMessageA(Main().hwnd, WM_APP_REFRESH_TOOLBAR, 0, 0);
+}
+
+void RebuildTreeList() {}
+
+void FocusCurrentView() {
+  HWND view = CurrentView();
+  if (view) PostMessageA(Main().hwnd, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(view), TRUE);
+}
+
+void ResetSortMarkHook() { ResetSortMarks(); }
+void ApplyStoredSortHook() { ApplyStoredSort(); }
+int NotRefilling() { return 0; }
+
+}  // namespace
+
+void LoadSystemImageLists() {
+  MainWindowState& m = Main();
+  if (m.imageListsLoaded) return;
+  SHFILEINFOA info = {};
+  HIMAGELIST small = reinterpret_cast<HIMAGELIST>(
+      SHGetFileInfoA("C:\\", 0, &info, sizeof info, SHGFI_SYSICONINDEX | SHGFI_SMALLICON));
+  if (!small) return;
+  for (HWND list : {m.list, m.treeList})
+    SendMessageA(list, LVM_SETIMAGELIST, LVSIL_SMALL, reinterpret_cast<LPARAM>(small));
+  SendMessageA(m.tree, TVM_SETIMAGELIST, TVSIL_NORMAL, reinterpret_cast<LPARAM>(small));
+  m.imageListsLoaded = true;
+}
+
+void SetMyWindowText(const char* path) {
+  char title[kPathBuf * 2];
+  if (path && *path)
+    snprintf(title, sizeof title, "%s: %s", "Kestrelia", path);
+  else
+    snprintf(title, sizeof title, "%s", "Kestrelia");
+  if (Main().hwnd) SetWindowTextA(Main().hwnd, title);
+  if (Main().address) SetWindowTextA(Main().address, path ? path : "");
+}
+
+void InstallViewHooks() {
+  ViewHooks& hooks = GetViewHooks();
+  hooks.beginListing = BeginListing;
+  hooks.finishListing = FinishListing;
+  hooks.lockUpdates = LockUpdates;
+  hooks.setWindowTitle = SetMyWindowText;
+  hooks.addRecent = AddRecent;
+  hooks.refreshToolbar = RefreshToolbar;
+  hooks.rebuildTreeList = RebuildTreeList;
+  hooks.focusCurrentView = FocusCurrentView;
+  hooks.loadImageLists = LoadSystemImageLists;
+  hooks.applyStoredSort = ApplyStoredSortHook;
+  hooks.resetSortMark = ResetSortMarkHook;
+  hooks.isTreeListRefilling = NotRefilling;
+}

@@ -1,0 +1,55 @@
+// The main window's controls and view state, shared by the files that make up the window.
+#pragma once
+#include "services/base.h"
+
+// Posted to the main window by worker threads.
+enum MainWindowMessage {
+  WM_APP_REFRESH_TOOLBAR = WM_APP + 1,  // enable the commands that fit the current state
+};
+
+enum Presentation {
+  PRESENT_FULL_LIST = 0,    // one list of every entry
+  PRESENT_FOLDER_TREE = 1,  // the folder tree beside the folder list
+};
+
+struct MainWindowState {
+  HWND hwnd;
+  HWND toolbar;
+  HWND address;   // extended combo box with the archive path
+  HWND list;      // the full list
+  HWND tree;      // the folder tree
+  HWND treeList;  // the folder list beside the tree
+  HWND status;
+  HACCEL accelerators;
+  HFONT font;
+  int presentation;
+  int splitX;           // width of the tree pane, in pixels at the current DPI
+  int sortColumn[2];    // per list (full, folder); -1 for none
+  bool sortDescending[2];
+  bool imageListsLoaded;
+  UINT dpi;
+};
+
+MainWindowState& Main();
+
+// Child controls and their layout (main_layout.cpp).
+void CreateMainControls(HWND hwnd);
+void LayoutMainControls();
+void SetPresentation(int presentation);
+HWND CurrentView();
+
+// Sorting by a column header (main_sort.cpp).
+void SortByColumn(HWND list, int column);
+void ShowSortMark(HWND list, int column, bool descending);
+void ResetSortMarks();
+void ApplyStoredSort();
+
+// The hooks the archive engines call while they list (main_hooks.cpp).
+void InstallViewHooks();
+void LoadSystemImageLists();
+void SetMyWindowText(const char* path);
+
+// Commands from menus, tool bar and keys (main_commands.cpp).
+void OnMainCommand(int id);
+HMENU BuildMainMenu();
+HACCEL BuildAccelerators();

@@ -1,0 +1,2 @@
+#pragma once
+inline bool IsRememberSortedColumn() { return false; }

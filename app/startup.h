@@ -1,0 +1,22 @@
+// What start-up sets up for the rest of the program, and the roads a command line can take.
+#pragma once
+#include "services/base.h"
+
+#include "app/cmdline.h"
+
+// The registered "commdlg_FindReplace" message.
+UINT GetFindReplaceMessage();
+HCURSOR GetWaitCursor();
+HCURSOR GetArrowCursor();
+int IsXPThemeLoaded();
+DWORD GetProcessorCount();
+
+// Opens the one file a single argument names: an archive by its kind, a picture in the
+// viewer, anything else is ignored.
+void OpenCommandLineFile(const char* path);
+// The "-x" road: extract the archive without a window. Returns the exit code.
+int RunExtractRoad(char (*args)[kPathBuf], int count);
+// Builds or extends a ZIP from the files on the command line.
+void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add);
+// The console help dialog; returns its result.
+int ShowConsoleHelp(HINSTANCE instance);
