@@ -3,11 +3,14 @@
 // Controls of another process take their text buffers in that process, so the buffers are
 // allocated there.
 //
-//   wininspect [--wait SECONDS] [--close] [--rows N] [--class NAME]
+//   wininspect [--wait SECONDS] [--close] [--rows N] [--class NAME] [--until-rows N]
+// --until-rows waits (up to --wait) until the visible list shows at least N rows.
+// --drop PATH drops a file on the window as the shell would (WM_DROPFILES).
 // Exit code 0 when the window was found, 1 otherwise.
 #include "services/base.h"
 
 #include <commctrl.h>
+#include <shlobj.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -81,6 +84,45 @@ void DumpStatus(HWND status) {
 
 int g_maxRows = 50;
 
+// The drop's file list must live in the receiving process: a fixed block there is what
+// DragQueryFile reads.
+void DropFile(HWND hwnd, const char* path) {
+  DWORD pid = 0;
+  GetWindowThreadProcessId(hwnd, &pid);
+  HANDLE process = OpenProcess(PROCESS_VM_OPERATION | PROCESS_VM_WRITE, FALSE, pid);
+  if (!process) return;
+  size_t length = strlen(path);
+  std::string block(sizeof(DROPFILES) + length + 2, '\0');
+  DROPFILES* drop = reinterpret_cast<DROPFILES*>(&block[0]);
+  drop->pFiles = sizeof(DROPFILES);
+  drop->fWide = FALSE;
+  memcpy(&block[sizeof(DROPFILES)], path, length);
+  void* remote = VirtualAllocEx(process, nullptr, block.size(), MEM_COMMIT, PAGE_READWRITE);
+  if (remote && WriteProcessMemory(process, remote, block.data(), block.size(), nullptr))
+    PostMessageA(hwnd, WM_DROPFILES, reinterpret_cast<WPARAM>(remote), 0);
+  CloseHandle(process);
+}
+
+struct RowWait {
+  HWND list;
+};
+
+BOOL CALLBACK FindVisibleList(HWND child, LPARAM out) {
+  char cls[64] = "";
+  GetClassNameA(child, cls, sizeof cls);
+  if (!_stricmp(cls, WC_LISTVIEWA) && IsWindowVisible(child)) {
+    reinterpret_cast<RowWait*>(out)->list = child;
+    return FALSE;
+  }
+  return TRUE;
+}
+
+int VisibleRows(HWND hwnd) {
+  RowWait wait = {nullptr};
+  EnumChildWindows(hwnd, FindVisibleList, reinterpret_cast<LPARAM>(&wait));
+  return wait.list ? static_cast<int>(SendMessageA(wait.list, LVM_GETITEMCOUNT, 0, 0)) : 0;
+}
+
 BOOL CALLBACK DumpChild(HWND child, LPARAM) {
   char cls[128] = "", text[512] = "";
   GetClassNameA(child, cls, sizeof cls);
@@ -97,18 +139,26 @@ int main(int argc, char** argv) {
   double wait = 0;
   bool close = false;
   const char* cls = "Kestrelia";
+  int untilRows = -1;
+  const char* drop = nullptr;
   for (int i = 1; i < argc; ++i) {
     if (!strcmp(argv[i], "--wait") && i + 1 < argc) wait = atof(argv[++i]);
     else if (!strcmp(argv[i], "--close")) close = true;
     else if (!strcmp(argv[i], "--rows") && i + 1 < argc) g_maxRows = atoi(argv[++i]);
     else if (!strcmp(argv[i], "--class") && i + 1 < argc) cls = argv[++i];
+    else if (!strcmp(argv[i], "--until-rows") && i + 1 < argc) untilRows = atoi(argv[++i]);
+    else if (!strcmp(argv[i], "--drop") && i + 1 < argc) drop = argv[++i];
   }
   HWND hwnd = nullptr;
-  for (DWORD start = GetTickCount();;) {
+  DWORD start = GetTickCount();
+  for (;;) {
     hwnd = FindWindowA(cls, nullptr);
     if (hwnd || GetTickCount() - start >= wait * 1000) break;
-    Sleep(100);
+    Sleep(20);
   }
+  if (hwnd && drop) DropFile(hwnd, drop);
+  while (hwnd && untilRows >= 0 && VisibleRows(hwnd) < untilRows && GetTickCount() - start < wait * 1000)
+    Sleep(20);
   if (!hwnd) {
     printf("no window of class %s\n", cls);
     return 1;

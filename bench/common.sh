@@ -1,0 +1,32 @@
+# Shared pieces of the benchmarks: the corpus, and timing a command several times.
+bench_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+corpus=${KESTRELIA_CORPUS:-/tmp/kbench}
+runs=${KESTRELIA_BENCH_RUNS:-3}
+
+# Builds the shared corpus once; later runs reuse it.
+bench_corpus() {
+  if [ ! -f "$corpus/corpus.txt" ]; then
+    echo "== building the benchmark corpus in $corpus (about 80 s, 2.2 GB)"
+    bash "$bench_root/../shared/bench/make_corpus.sh" "$corpus" >/dev/null
+  fi
+}
+
+now() { date +%s.%N; }
+
+# median_of SECONDS...: the middle value.
+median_of() { printf '%s\n' "$@" | sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
+
+# bench_time NAME COMMAND...: runs the command $runs times, prints and returns (in $median)
+# the median wall time.
+bench_time() {
+  local name=$1; shift
+  local times=() t0 t1
+  for _ in $(seq "$runs"); do
+    t0=$(now); "$@" >/dev/null 2>&1; t1=$(now)
+    times+=("$(awk -v a="$t0" -v b="$t1" 'BEGIN{printf "%.3f", b-a}')")
+  done
+  median=$(median_of "${times[@]}")
+  printf '%-28s %8.3f s   (runs: %s)\n' "$name" "$median" "${times[*]}"
+}
+
+ratio() { awk -v a="$1" -v b="$2" 'BEGIN{printf "%.2f", a/b}'; }

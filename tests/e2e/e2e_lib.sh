@@ -1,0 +1,51 @@
+# Shared pieces of the end-to-end tests: start the real program on the test display, read
+# its window with wininspect, take screenshots, count failures.
+set -u
+bin=${KESTRELIA_BIN:?}
+shots=${KESTRELIA_SHOTS:-/tmp/kestrelia-shots}
+mkdir -p "$shots"
+failures=0
+
+winpath() { winepath -w "$1" 2>/dev/null; }
+
+# start_program ARGS...: runs Kestrelia.exe in the background, its pid in $app.
+start_program() {
+  wine "$bin/Kestrelia.exe" "$@" > "$shots/program.out" 2>&1 &
+  app=$!
+}
+
+inspect() { wine "$bin/wininspect.exe" "$@" 2>/dev/null | tr -d '\r'; }
+
+screenshot() { import -display "$DISPLAY" -window root "$shots/$1.png" 2>/dev/null || true; }
+
+# stop_program: closes the window and checks the exit code.
+stop_program() {
+  inspect --close >/dev/null
+  local code=0
+  wait "$app" || code=$?
+  expect_eq "exit code" 0 "$code"
+}
+
+expect_eq() {
+  if [ "$2" != "$3" ]; then
+    echo "FAIL: $1: expected [$2], got [$3]"
+    failures=$((failures + 1))
+  else
+    echo "ok: $1"
+  fi
+}
+
+expect_contains() {
+  if ! grep -qF -- "$2" <<<"$3"; then
+    echo "FAIL: $1: [$2] not in:"
+    echo "$3" | head -20
+    failures=$((failures + 1))
+  else
+    echo "ok: $1"
+  fi
+}
+
+finish() {
+  echo "screenshots in $shots"
+  [ "$failures" -eq 0 ]
+}
