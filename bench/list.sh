@@ -25,9 +25,18 @@ program_once() {
   wait "$app" || true
 }
 
+empty_once() {
+  wine "$build/bin/Kestrelia.exe" > /dev/null 2>&1 &
+  local app=$!
+  wine "$build/bin/wininspect.exe" --wait 60 --rows 0 --close >/dev/null
+  wait "$app" || true
+}
+
 bench_time "unzip -l" unzip -l "$archive"; unzip_t=$median
 bench_time "7zz l" 7zz l "$archive"; sz_t=$median
 bench_time "Kestrelia (start to rows)" program_once; k_t=$median
-grep -a "time measure(do_listing)" "$build/bench_list.out" | tail -1 || true
+bench_time "Kestrelia (empty window)" empty_once; empty_t=$median
+grep -a "time measure" "$build/bench_list.out" | tail -2 || true
+echo "Wine's start and close of a window: ${empty_t} s of the program's figure"
 echo "ratio Kestrelia / 7zz l:   $(ratio "$k_t" "$sz_t")"
 echo "ratio Kestrelia / unzip -l: $(ratio "$k_t" "$unzip_t")"

@@ -13,15 +13,27 @@
 
 namespace {
 
-const char kStoreProperty[] = "KestreliaEntryRows";
-
 // The listing thread appends while the window's thread reads the rows it paints.
 struct RowStore {
   std::mutex lock;
   std::vector<liststruct*> rows;
 };
 
-RowStore* Store(HWND list) { return static_cast<RowStore*>(GetPropA(list, kStoreProperty)); }
+// The stores by list: kept in the process rather than as window properties, because a
+// property of another thread's window costs a round trip to the window system per row.
+struct StoreSlot {
+  HWND list;
+  RowStore* store;
+};
+std::mutex g_storesLock;
+std::vector<StoreSlot> g_stores;
+
+RowStore* Store(HWND list) {
+  std::lock_guard<std::mutex> hold(g_storesLock);
+  for (const StoreSlot& slot : g_stores)
+    if (slot.list == list) return slot.store;
+  return nullptr;
+}
 
 int CompareText(const char* a, const char* b) { return lstrcmpiA(a ? a : "", b ? b : ""); }
 
@@ -67,14 +79,22 @@ int FindByPrefix(RowStore* store, const char* prefix, int start) {
 }  // namespace
 
 void AttachEntryRows(HWND list) {
-  if (!Store(list)) SetPropA(list, kStoreProperty, new RowStore);
+  if (Store(list)) return;
+  std::lock_guard<std::mutex> hold(g_storesLock);
+  g_stores.push_back(StoreSlot{list, new RowStore});
 }
 
 void DetachEntryRows(HWND list) {
   RowStore* store = Store(list);
   if (!store) return;
   DeleteAllEntryRows(list);
-  RemovePropA(list, kStoreProperty);
+  std::lock_guard<std::mutex> hold(g_storesLock);
+  for (size_t i = 0; i < g_stores.size(); ++i) {
+    if (g_stores[i].list == list) {
+      g_stores.erase(g_stores.begin() + i);
+      break;
+    }
+  }
   delete store;
 }
 

@@ -61,6 +61,15 @@ void ListCurrentEntry(unzFile archive, ArchiveControlBlock* block) {
   totals.uncompressed += info.uncompressed_size;
 }
 
+DWORD MillisecondsSinceProcessStart() {
+  FILETIME created, exited, kernel, user, now;
+  GetProcessTimes(GetCurrentProcess(), &created, &exited, &kernel, &user);
+  GetSystemTimeAsFileTime(&now);
+  ULARGE_INTEGER a = {{created.dwLowDateTime, created.dwHighDateTime}};
+  ULARGE_INTEGER b = {{now.dwLowDateTime, now.dwHighDateTime}};
+  return static_cast<DWORD>((b.QuadPart - a.QuadPart) / 10000);
+}
+
 void SetMainTitle(const char* path) {
   char title[kPathBuf * 2];
   snprintf(title, sizeof title, "%s: %s", "Kestrelia", path);
@@ -159,6 +168,7 @@ DWORD WINAPI ListZipFilesThread(LPVOID parameter) {
     do_listing(archive, block, 1);
     views.lockUpdates(false);
     Log(-1, GetVerbose(), "time measure(do_listing): %lu\n", GetTickCount() - start);
+    Log(-1, GetVerbose(), "time measure(process start to list): %lu\n", MillisecondsSinceProcessStart());
     unzClose(archive);
     if (block->viewComponent && block->viewComponent == block->treeList) views.rebuildTreeList();
     if (GetEntryRowCount(block->list) > 0) {
