@@ -154,6 +154,11 @@ HACCEL BuildAccelerators() {
   return CreateAcceleratorTableA(keys, sizeof keys / sizeof keys[0]);
 }
 
+bool IsCommandAvailable(int id) {
+  const Command* c = FindCommand(id);
+  return c && c->run;
+}
+
 void OnMainCommand(int id) {
   if (id == IDOK) id = IDM_VIEW_ENTRY;  // Enter in a list, or a double click
   const Command* c = FindCommand(id);

@@ -65,7 +65,7 @@ void CreateMainControls(HWND hwnd) {
   SystemParametersInfoA(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
   m.font = CreateFontIndirectA(&metrics.lfMessageFont);
 
-  m.toolbar = nullptr;  // made by the command module, which knows the buttons
+  m.toolbar = CreateMainToolbar(hwnd);
   m.address = CreateWindowExA(0, WC_COMBOBOXEXA, "", WS_CHILD | WS_VISIBLE | WS_TABSTOP | CBS_DROPDOWN,
                               0, 0, 0, Scale(200), hwnd, nullptr, GetAppInstance(), nullptr);
   m.list = MakeEntryList(hwnd, 1001);
@@ -87,6 +87,7 @@ void CreateMainControls(HWND hwnd) {
   block->tree = m.tree;
   block->treeList = m.treeList;
   SetPresentation(m.presentation);
+  RefreshToolbarState();
 }
 
 void SetPresentation(int presentation) {
@@ -98,6 +99,7 @@ void SetPresentation(int presentation) {
   ShowWindow(m.treeList, tree ? SW_SHOW : SW_HIDE);
   if (ArchiveControlBlock* block = GetCurrentControlBlock()) block->viewComponent = CurrentView();
   LayoutMainControls();
+  if (m.toolbar) RefreshToolbarState();
 }
 
 void LayoutMainControls() {

@@ -44,6 +44,10 @@ void ShowSortMark(HWND list, int column, bool descending);
 void ResetSortMarks();
 void ApplyStoredSort();
 
+// The tool bar (main_toolbar.cpp).
+HWND CreateMainToolbar(HWND parent);
+void RefreshToolbarState();
+
 // The hooks the archive engines call while they list (main_hooks.cpp).
 void InstallViewHooks();
 void LoadSystemImageLists();
@@ -51,5 +55,6 @@ void SetMyWindowText(const char* path);
 
 // Commands from menus, tool bar and keys (main_commands.cpp).
 void OnMainCommand(int id);
+bool IsCommandAvailable(int id);
 HMENU BuildMainMenu();
 HACCEL BuildAccelerators();

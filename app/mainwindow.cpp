@@ -96,6 +96,9 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
     case WM_COMMAND:
       OnMainCommand(LOWORD(wParam));
       return 0;
+    case WM_APP_REFRESH_TOOLBAR:
+      RefreshToolbarState();
+      return 0;
     case WM_DROPFILES:
       return MsgDropFiles(reinterpret_cast<HDROP>(wParam));
     case WM_SETFOCUS:

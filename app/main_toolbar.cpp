@@ -1,0 +1,74 @@
+#include "services/base.h"
+#include "app/main_state.h"
+
+#include "app/commands.h"
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/entry_rows.h"
+
+#include <commctrl.h>
+
+namespace {
+
+struct Button {
+  int command;
+  int bitmap;  // image index in the standard or view strip
+  bool view;   // from the view strip
+};
+
+// The tool bar's buttons in order; the index is the button number the language library's
+// tool-bar texts and tips take.
+const Button kButtons[] = {
+    {IDM_OPEN, STD_FILEOPEN, false},       {IDM_NEW_ARCHIVE, STD_FILENEW, false},
+    {IDM_ADD_FILES, STD_COPY, false},      {IDM_EXTRACT_ALL, STD_PASTE, false},
+    {IDM_VIEW_ENTRY, STD_PRINTPRE, false}, {IDM_DELETE, STD_DELETE, false},
+    {IDM_FIND, STD_FIND, false},           {IDM_PROPERTIES, STD_PROPERTIES, false},
+    {IDM_FULL_LIST, VIEW_DETAILS, true},   {IDM_FOLDER_TREE, VIEW_PARENTFOLDER, true},
+};
+constexpr int kButtonCount = sizeof kButtons / sizeof kButtons[0];
+
+// Commands that need an open archive with rows.
+bool NeedsRows(int command) {
+  return command == IDM_EXTRACT_ALL || command == IDM_VIEW_ENTRY || command == IDM_DELETE || command == IDM_FIND ||
+         command == IDM_PROPERTIES;
+}
+
+}  // namespace
+
+HWND CreateMainToolbar(HWND parent) {
+  HWND bar = CreateWindowExA(0, TOOLBARCLASSNAMEA, "",
+                             WS_CHILD | WS_VISIBLE | TBSTYLE_FLAT | TBSTYLE_TOOLTIPS | CCS_TOP,
+                             0, 0, 0, 0, parent, reinterpret_cast<HMENU>(1005), GetAppInstance(), nullptr);
+  SendMessageA(bar, TB_BUTTONSTRUCTSIZE, sizeof(TBBUTTON), 0);
+  SendMessageA(bar, TB_SETEXTENDEDSTYLE, 0, TBSTYLE_EX_DRAWDDARROWS);
+  LRESULT standard = SendMessageA(bar, TB_LOADIMAGES, IDB_STD_SMALL_COLOR, reinterpret_cast<LPARAM>(HINST_COMMCTRL));
+  LRESULT view = SendMessageA(bar, TB_LOADIMAGES, IDB_VIEW_SMALL_COLOR, reinterpret_cast<LPARAM>(HINST_COMMCTRL));
+  TBBUTTON buttons[kButtonCount + 2] = {};
+  int n = 0;
+  for (int i = 0; i < kButtonCount; ++i) {
+    if (i == 8 || i == 4) buttons[n++] = TBBUTTON{0, 0, 0, BTNS_SEP, {0}, 0, 0};
+    TBBUTTON& b = buttons[n++];
+    b.iBitmap = static_cast<int>((kButtons[i].view ? view : standard) + kButtons[i].bitmap);
+    b.idCommand = kButtons[i].command;
+    b.fsState = TBSTATE_ENABLED;
+    b.fsStyle = BTNS_BUTTON;
+    b.iString = reinterpret_cast<INT_PTR>(GetToolBarToolTipText(i));
+  }
+  SendMessageA(bar, TB_ADDBUTTONSA, n, reinterpret_cast<LPARAM>(buttons));
+  // The strings serve as tips only; the buttons show their pictures.
+  SendMessageA(bar, TB_SETMAXTEXTROWS, 0, 0);
+  SendMessageA(bar, TB_AUTOSIZE, 0, 0);
+  return bar;
+}
+
+void RefreshToolbarState() {
+  MainWindowState& m = Main();
+  bool rows = GetEntryRowCount(CurrentView()) > 0 || GetEntryRowCount(m.list) > 0;
+  bool busy = IsBusy() || IsOpenInProgress();
+  for (const Button& b : kButtons) {
+    bool enabled = IsCommandAvailable(b.command) && !(NeedsRows(b.command) && !rows) && !(busy && b.command != IDM_FIND);
+    SendMessageA(m.toolbar, TB_ENABLEBUTTON, b.command, MAKELONG(enabled ? TRUE : FALSE, 0));
+  }
+  SendMessageA(m.toolbar, TB_CHECKBUTTON, IDM_FULL_LIST, m.presentation == PRESENT_FULL_LIST);
+  SendMessageA(m.toolbar, TB_CHECKBUTTON, IDM_FOLDER_TREE, m.presentation == PRESENT_FOLDER_TREE);
+}
