@@ -22,10 +22,10 @@ void Filter(const char* extension, char (&out)[128]) {
   out[n + 1] = '\0';
 }
 
-bool RealOpenFile(HWND owner, const char* extension, const char* title, char* path) {
+// Both file dialogs: one extension's files first, then all files.
+bool RunFileDialog(HWND owner, const char* extension, const char* title, DWORD flags, char* path, bool save) {
   char filter[128];
   Filter(extension, filter);
-  path[0] = '\0';
   OPENFILENAMEA ofn = {};
   ofn.lStructSize = sizeof ofn;
   ofn.hwndOwner = owner;
@@ -34,23 +34,17 @@ bool RealOpenFile(HWND owner, const char* extension, const char* title, char* pa
   ofn.nMaxFile = kPathBuf;
   ofn.lpstrTitle = title;
   ofn.lpstrDefExt = extension;
-  ofn.Flags = OFN_FILEMUSTEXIST | OFN_PATHMUSTEXIST | OFN_HIDEREADONLY | OFN_EXPLORER;
-  return GetOpenFileNameA(&ofn) != 0;
+  ofn.Flags = OFN_PATHMUSTEXIST | OFN_HIDEREADONLY | OFN_EXPLORER | flags;
+  return (save ? GetSaveFileNameA(&ofn) : GetOpenFileNameA(&ofn)) != 0;
+}
+
+bool RealOpenFile(HWND owner, const char* extension, const char* title, char* path) {
+  path[0] = '\0';
+  return RunFileDialog(owner, extension, title, OFN_FILEMUSTEXIST, path, false);
 }
 
 bool RealSaveFile(HWND owner, const char* extension, const char* title, bool confirmOverwrite, char* path) {
-  char filter[128];
-  Filter(extension, filter);
-  OPENFILENAMEA ofn = {};
-  ofn.lStructSize = sizeof ofn;
-  ofn.hwndOwner = owner;
-  ofn.lpstrFilter = filter;
-  ofn.lpstrFile = path;
-  ofn.nMaxFile = kPathBuf;
-  ofn.lpstrTitle = title;
-  ofn.lpstrDefExt = extension;
-  ofn.Flags = OFN_PATHMUSTEXIST | OFN_HIDEREADONLY | OFN_EXPLORER | (confirmOverwrite ? OFN_OVERWRITEPROMPT : 0);
-  return GetSaveFileNameA(&ofn) != 0;
+  return RunFileDialog(owner, extension, title, confirmOverwrite ? OFN_OVERWRITEPROMPT : 0, path, true);
 }
 
 int CALLBACK BrowseCallback(HWND hwnd, UINT message, LPARAM, LPARAM data) {
