@@ -63,6 +63,18 @@ void DumpList(HWND list, int maxRows) {
   if (columns < 1) columns = 1;
   int rows = static_cast<int>(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0));
   printf("list rows: %d\n", rows);
+  printf("list selected: %d\n", static_cast<int>(SendMessageA(list, LVM_GETSELECTEDCOUNT, 0, 0)));
+  if (header) {
+    // Where each column's header sits on the screen, so a test can click it.
+    for (int c = 0; c < columns; ++c) {
+      SendMessageA(header, HDM_GETITEMRECT, c, reinterpret_cast<LPARAM>(remote.memory));
+      RECT r = {};
+      ReadProcessMemory(remote.process, remote.memory, &r, sizeof r, nullptr);
+      POINT center = {(r.left + r.right) / 2, (r.top + r.bottom) / 2};
+      ClientToScreen(header, &center);
+      printf("header %d at %ld %ld\n", c, center.x, center.y);
+    }
+  }
   for (int r = 0; r < rows && r < maxRows; ++r) {
     printf("row %d:", r);
     for (int c = 0; c < columns; ++c) printf(" | %s", ListCell(list, remote, r, c).c_str());
