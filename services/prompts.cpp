@@ -66,13 +66,34 @@ bool RealBrowseFolder(HWND owner, const char* title, char* folder) {
   return ok;
 }
 
-Prompts g_prompts = {RealMessageBox, RealOpenFile, RealSaveFile, RealBrowseFolder};
+// Placeholders until the real dialogs exist: a plain Yes/No/Cancel box and no password.
+int RealOverwriteQuestion(HWND owner, const char* text, const char* title, const char*) {
+  switch (MessageBoxA(owner, text, title, MB_YESNOCANCEL | MB_ICONQUESTION)) {
+    case IDYES: return 0;
+    case IDNO: return 2;
+    default: return 3;
+  }
+}
+
+bool RealPassword(HWND, char*) { return false; }
+
+Prompts RealPrompts() {
+  return Prompts{RealMessageBox, RealOpenFile, RealSaveFile, RealBrowseFolder, RealOverwriteQuestion, RealPassword};
+}
+
+Prompts g_prompts = RealPrompts();
 
 }  // namespace
 
 Prompts& GetPrompts() { return g_prompts; }
-void ResetPrompts() { g_prompts = Prompts{RealMessageBox, RealOpenFile, RealSaveFile, RealBrowseFolder}; }
+void ResetPrompts() { g_prompts = RealPrompts(); }
 
 int PromptMessageBox(HWND owner, const char* text, const char* title, UINT flags) {
   return g_prompts.messageBox(owner, text, title, flags);
 }
+
+int PromptOverwrite(HWND owner, const char* text, const char* title, const char* labels) {
+  return g_prompts.overwriteQuestion(owner, text, title, labels);
+}
+
+bool PromptPassword(HWND owner, char* password) { return g_prompts.password(owner, password); }

@@ -13,6 +13,11 @@ struct Prompts {
   bool (*saveFile)(HWND owner, const char* extension, const char* title, bool confirmOverwrite, char* path);
   // The folder chooser, starting in folder (kPathBuf, in and out).
   bool (*browseFolder)(HWND owner, const char* title, char* folder);
+  // The four-button overwrite question; labels holds the four captions separated by '\n'.
+  // Returns the pressed button 0..3 (yes, yes to all, no, cancel), -1 when closed.
+  int (*overwriteQuestion)(HWND owner, const char* text, const char* title, const char* labels);
+  // The password dialog; fills password (kPathBuf) and returns true only on OK.
+  bool (*password)(HWND owner, char* password);
 };
 
 // The table in use; change its members to replace a prompt.
@@ -21,3 +26,5 @@ Prompts& GetPrompts();
 void ResetPrompts();
 
 int PromptMessageBox(HWND owner, const char* text, const char* title, UINT flags);
+int PromptOverwrite(HWND owner, const char* text, const char* title, const char* labels);
+bool PromptPassword(HWND owner, char* password);

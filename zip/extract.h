@@ -1,0 +1,90 @@
+// Extraction of ZIP entries: whole archives, the list's selection, and single entries to the
+// temporary folder for viewing. One worker thread per run beside the progress dialog.
+#pragma once
+#include "services/base.h"
+
+#include "unzip.h"
+
+struct RBTree;
+
+// Overwrite modes of a run.
+enum OverwriteMode {
+  OVERWRITE_ALWAYS = 0,  // replace existing files without asking
+  OVERWRITE_ASK = 1,     // ask per existing file
+  OVERWRITE_ALL = 2,     // the user answered "yes to all": no more questions this run
+};
+
+// Results of the per-entry writer beyond minizip's own codes.
+enum ExtractResult {
+  EXTRACT_OK = 0,
+  EXTRACT_WRITE_ERROR = 2,
+  EXTRACT_NO_MEMORY = 6,
+  EXTRACT_NO_PASSWORD = 21,
+  EXTRACT_CANCELLED = 100,
+};
+
+// The parameter block of one extraction, zero-filled by whoever starts the run.
+struct ExtractJob {
+  char destination[kPathBuf];  // the working directory for the run; empty keeps the current one
+  int overwriteMode;           // OverwriteMode; may change from ASK to ALL during the run
+  int withoutPath;             // 1: every file lands in the destination under its last name
+  int countEntries;            // 1: progress counts entries, never bytes
+  HWND source;                 // the window whose selection defines the entries, or none
+  HWND mainWindow;
+  int silent;                  // no progress dialog; names only logged
+  char archive[kPathBuf];
+  char password[kPathBuf];     // empty: none
+  unzFile zip;
+  RBTree* selection;           // entry paths to extract (both separators looked up), or none
+  int extractAll;              // 1: every entry; 0: only those in the selection
+  uint64_t total;              // entries to extract
+  int progressPerEntry;        // set by the whole-archive run
+  HANDLE done;                 // signalled when the run ends, when the starter waits
+  int* cancelled;              // set to 1 when the run ended by the user's cancel
+  // Names the safety check refused, '\n'-separated; the starter tells the user once.
+  char* refused;
+  size_t refusedCount;
+};
+
+// Whole-archive extraction started from the window or "-x": asks for the destination (and the
+// password when the archive needs one), then runs the archive kind's worker, on a new thread
+// when inThread is set.
+void ExtractArchive(const char* archive, int silent, int inThread);
+// Extracts the selected entries of a list view (or the whole list when extractAll is 1).
+int ExtractZipFilesFromList(HWND source, const char* archive, int* withoutPath, int* overwriteMode,
+                            const char* password, const char* destination, int extractAll, int silent,
+                            int countEntries);
+// The whole archive without a selection index, one progress step per entry.
+int ExtractZipFilesFromListMF(HWND source, const char* archive, int* withoutPath, int* overwriteMode,
+                              const char* password, const char* destination, int ignored, int silent);
+// The entry loop of a run; 100 when cancelled, else 0.
+int UnZipWorkThread(ExtractJob* job);
+
+// Opens the current entry, asking for the password first when the archive needs one and none
+// was given (21 when the user cancels).
+int OpenCurrentEntry(unzFile zip);
+// Writes the current entry below the working directory.
+int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, const char* password, HWND owner,
+                         unz_file_info64 info, const char* nameInArchive, const char* nameWithoutPath,
+                         int progressByBytes, uint64_t totalBytes, uint64_t* byteCounter, int silent);
+// Writes the current entry to the temporary folder and opens it (with the choice of program
+// when openWith is set).
+int do_view_currentfile(unzFile zip, const char* name, int openWith, unz_file_info64 info);
+// Copies the open current entry into a file or memory, never past its declared size.
+int ReadEntryToFile(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer, FILE* file,
+                    const char* name, int busyIndicator);
+int ReadEntryToMemory(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer,
+                      char* destination);
+
+// Creates a folder with its parents; non-zero when the last creation succeeded.
+BOOL CreateDirectoryPath(const char* path);
+// Creates each prefix of a relative path; 0 on success.
+int MakeDirectoryPath(const char* path, int reportExisting, int showErrors);
+
+// Sets a written file's creation and modification times from an entry's DOS date and time,
+// read as local time.
+bool SetFileTimesFromDos(const char* path, uLong dosDate);
+
+// The names of temporary files written for viewing; deleted at exit.
+void AddTempFile(const char* path);
+void DeleteTempFiles();
