@@ -1,6 +1,39 @@
 /* The language library's contract: every user-visible text, addressed by number, in the
-   language chosen with SetLanguage (7 is German, anything else English). Texts are 8-bit
-   in the ANSI code page, owned by the library and valid for the life of the process. */
+   language chosen with SetLanguage (7 is German, anything else English; only the low 8 bits
+   of the number are compared). Texts are 8-bit Windows-1252, owned by the library and valid
+   for the life of the process.
+
+   Every number of a range below answers with a non-empty text in every language; a number
+   outside the ranges answers with the empty string, never with a null pointer.
+
+     GetMessageText              0..102
+     GetGenericText              0..87
+     GetMenuText                 5001..5005 (the menus of app/commands.h)
+     GetMenuItemText             4001..4028 except 4025 (command identifiers of app/commands.h);
+                                 captions carry their & accelerator but no shortcut key
+     GetPopupText                0..26 (KLANG_POPUP_*)
+     GetStatusWindowToolTipText  0..5, one per status-bar part
+     GetToolBarText, GetToolBarToolTipText
+                                 0..9, the main tool bar's buttons in their order
+                                 (KLANG_TB_*)
+     GetToolBarText2, GetToolBarToolTipText2, and their ...WI forms (the same texts)
+                                 0..10, the folder tool bar's buttons (KLANG_TB2_*)
+     GetConfigurationText        5..100, the configuration dialog (KLANG_CFG_*)
+     GetPluginText               0..9, the RAR library's errors
+     GetLanguageString           0..KLANG_LANGUAGE_COUNT-1, the languages offered by the
+                                 configuration dialog in list order; each language also
+                                 answers by its language number (9 English, 7 German). Each
+                                 name is written in its own language, so that a reader finds
+                                 his language whatever the current one is.
+
+   GetConfirmationDialogText() gives the four button labels of the overwrite question in
+   answer order (overwrite, overwrite all, skip, cancel), separated by '\n', for example
+   "&Yes\nYes to &all\n&No\n&Cancel"; the caller splits it.
+
+   GetConsoleHelpText() is the help for the command line; its lines end with "\r\n".
+
+   The message and generic texts that callers put into printf formats (such as 3..7, 14..16,
+   35/36/99, 57..62) hold no '%' themselves; no text of the library does. */
 #ifndef KESTRELIA_LANG_H
 #define KESTRELIA_LANG_H
 
@@ -9,6 +42,113 @@
 #else
 #define KLANG_API __declspec(dllimport)
 #endif
+
+/* Language numbers (Windows primary language identifiers). */
+#define KLANG_LANGUAGE_GERMAN 7
+#define KLANG_LANGUAGE_ENGLISH 9
+#define KLANG_LANGUAGE_COUNT 2
+
+/* Main tool bar buttons (GetToolBarText / GetToolBarToolTipText). */
+#define KLANG_TB_OPEN 0
+#define KLANG_TB_NEW_ARCHIVE 1
+#define KLANG_TB_ADD_FILES 2
+#define KLANG_TB_EXTRACT_ALL 3
+#define KLANG_TB_VIEW_ENTRY 4
+#define KLANG_TB_DELETE 5
+#define KLANG_TB_FIND 6
+#define KLANG_TB_PROPERTIES 7
+#define KLANG_TB_FULL_LIST 8
+#define KLANG_TB_FOLDER_TREE 9
+#define KLANG_TB_COUNT 10
+
+/* Folder tool bar buttons (GetToolBarText2 / GetToolBarToolTipText2). */
+#define KLANG_TB2_UP 0
+#define KLANG_TB2_EXPAND_ALL 1
+#define KLANG_TB2_COLLAPSE_ALL 2
+#define KLANG_TB2_EXTRACT_FOLDER 3
+#define KLANG_TB2_FIND_IN_CONTENTS 4
+#define KLANG_TB2_FIND_PREVIOUS 5
+#define KLANG_TB2_FIND_NEXT 6
+#define KLANG_TB2_RELOAD 7
+#define KLANG_TB2_SELF_EXTRACTING 8
+#define KLANG_TB2_CONFIGURATION 9
+#define KLANG_TB2_HELP 10
+#define KLANG_TB2_COUNT 11
+
+/* Context menu items (GetPopupText). */
+#define KLANG_POPUP_VIEW 0
+#define KLANG_POPUP_OPEN_WITH 1
+#define KLANG_POPUP_EXTRACT_SELECTED 2
+#define KLANG_POPUP_EXTRACT_ALL 3
+#define KLANG_POPUP_DELETE 4
+#define KLANG_POPUP_RENAME 5
+#define KLANG_POPUP_CUT 6
+#define KLANG_POPUP_COPY 7
+#define KLANG_POPUP_PASTE 8
+#define KLANG_POPUP_SELECT_ALL 9
+#define KLANG_POPUP_FIND 10
+#define KLANG_POPUP_FIND_IN_CONTENTS 11
+#define KLANG_POPUP_FIND_NEXT 12
+#define KLANG_POPUP_PROPERTIES 13
+#define KLANG_POPUP_EXPAND 14
+#define KLANG_POPUP_COLLAPSE 15
+#define KLANG_POPUP_EXPAND_ALL 16
+#define KLANG_POPUP_EXTRACT_FOLDER 17
+#define KLANG_POPUP_RENAME_FOLDER 18
+#define KLANG_POPUP_DELETE_FOLDER 19
+#define KLANG_POPUP_REMOVE_EMPTY_FOLDERS 20
+#define KLANG_POPUP_ADD_FILES 21
+#define KLANG_POPUP_ADD_FOLDER 22
+#define KLANG_POPUP_COPY_PATH 23
+#define KLANG_POPUP_SORT_ASCENDING 24
+#define KLANG_POPUP_SORT_DESCENDING 25
+#define KLANG_POPUP_RELOAD 26
+
+/* Configuration dialog (GetConfigurationText): title, groups, one label per option of the
+   option word (named after the option) and the dialog's other controls. */
+#define KLANG_CFG_TITLE 5
+#define KLANG_CFG_GROUP_GENERAL 6
+#define KLANG_CFG_GROUP_COMPRESSION 7
+#define KLANG_CFG_GROUP_PICTURES 8
+#define KLANG_CFG_GROUP_HISTORY 9
+#define KLANG_CFG_GROUP_APPEARANCE 10
+#define KLANG_CFG_DEFAULT_COMPRESSION 11
+#define KLANG_CFG_CREATE_SELF_EXECUTABLE 12
+#define KLANG_CFG_PASSWORD_ENCRYPTED 13
+#define KLANG_CFG_FILE_FILTER 14
+#define KLANG_CFG_PLAIN_DIRECTORY 15
+#define KLANG_CFG_PREVIEW_PICTURE_FILES 16
+#define KLANG_CFG_REMEMBER_SORTED_COLUMN 17
+#define KLANG_CFG_OPEN_PREFERRED_INTERNALLY 18
+#define KLANG_CFG_ADD_DIRECTORIES_COMBO 19
+#define KLANG_CFG_PREFERRED_FORMAT 20
+#define KLANG_CFG_PREFERRED_TAR 21
+#define KLANG_CFG_PREFERRED_ZIP 22
+#define KLANG_CFG_ENABLE_SAVE_BUTTON 23
+#define KLANG_CFG_USE_JAD_FOR_CLASS_FILES 24
+#define KLANG_CFG_USE_MODERN_MENU_STYLE 25
+#define KLANG_CFG_SAVE_RICH_EDIT_SETTINGS 26
+#define KLANG_CFG_CHECK_HISTORY_ENABLE 27
+#define KLANG_CFG_CHECK_HISTORY_PASSWORD 28
+#define KLANG_CFG_HIDE_DIALOG_FILES_DIRS 29
+#define KLANG_CFG_SHOW_PICTURES_CENTERED 30
+#define KLANG_CFG_SHOW_PICTURES_WITH_SCROLL_BARS 31
+#define KLANG_CFG_CHECK_SEARCH_AND_DISPLAY_UPDATES 32
+#define KLANG_CFG_LANGUAGE 33
+#define KLANG_CFG_COLOR_MENU_HIGH 34
+#define KLANG_CFG_COLOR_MENU_LOW 35
+#define KLANG_CFG_CHOOSE_COLOR 36
+#define KLANG_CFG_JAD_PATH 37
+#define KLANG_CFG_BROWSE 38
+#define KLANG_CFG_MIN_PIC_SIZE 39
+#define KLANG_CFG_PIXELS 40
+#define KLANG_CFG_LEVEL_STORE 41
+#define KLANG_CFG_LEVEL_FASTEST 42
+#define KLANG_CFG_LEVEL_NORMAL 43
+#define KLANG_CFG_LEVEL_BEST 44
+#define KLANG_CFG_OK 46
+#define KLANG_CFG_CANCEL 47
+#define KLANG_CFG_LANGUAGE_NEXT_START 50
 
 #ifdef __cplusplus
 extern "C" {

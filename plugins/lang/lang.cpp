@@ -1,14 +1,19 @@
 // The language library: numbered text tables in English and German.
+#include "services/base.h"
 #define KESTRELIA_LANG_BUILD
 #include "kestrelia_lang.h"
 #include "texts.h"
 
 namespace {
 
-int g_language = 0;
+int g_language = KLANG_LANGUAGE_ENGLISH;
 
-bool German() { return (g_language & 0xFF) == 7; }
+// Only the low byte names the language, as the settings store it.
+bool German() { return (g_language & 0xFF) == KLANG_LANGUAGE_GERMAN; }
 
+// The tables hold a few hundred entries at most and are read at window creation and for
+// message boxes, so a scan is fast enough. A number outside a table answers with the empty
+// string: callers never check for absence, so it must not be null.
 const char* Pick(const LangTable& table, int n) {
   for (int i = 0; i < table.count; ++i)
     if (table.items[i].number == n) return German() ? table.items[i].de : table.items[i].en;

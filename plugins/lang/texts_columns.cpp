@@ -1,3 +1,5 @@
+// The column titles of the list views, in column order.
+#include "services/base.h"
 #include "texts.h"
 
 namespace {

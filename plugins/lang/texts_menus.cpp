@@ -1,0 +1,84 @@
+// Menus, their items and the context menus. Menu and item numbers are the command
+// identifiers of the main window; each caption has one & accelerator, unique within its
+// menu, and no shortcut key (the window appends those).
+#include "services/base.h"
+#include "texts.h"
+
+namespace {
+const LangText menus[] = {
+    {5001, "&File", "&Datei"},
+    {5002, "&Edit", "&Bearbeiten"},
+    {5003, "&View", "&Ansicht"},
+    {5004, "&Tools", "E&xtras"},
+    {5005, "&Help", "&Hilfe"},
+};
+
+const LangText menuItems[] = {
+    // File
+    {4001, "&Open...", "\xD6&ffnen..."},
+    {4002, "&Recent files", "&Zuletzt ge\xF6" "ffnet"},
+    {4003, "&New archive...", "&Neues Archiv..."},
+    {4004, "&Add files...", "Dateien &hinzuf\xFCgen..."},
+    {4005, "Add &folder...", "&Ordner hinzuf\xFCgen..."},
+    {4006, "&Extract all...", "&Alles entpacken..."},
+    {4007, "Extract &selected...", "Auswahl &entpacken..."},
+    {4008, "&Properties", "E&igenschaften"},
+    {4009, "E&xit", "&Beenden"},
+    // Edit
+    {4010, "&View", "&Anzeigen"},
+    {4011, "Open &with...", "\xD6&ffnen mit..."},
+    {4012, "&Delete", "&L\xF6schen"},
+    {4013, "Re&name", "&Umbenennen"},
+    {4014, "Select &all", "Alles &markieren"},
+    {4015, "&Find...", "&Suchen..."},
+    {4016, "Find in &contents...", "Im &Inhalt suchen..."},
+    {4017, "Find ne&xt", "&Weitersuchen"},
+    // View
+    {4018, "&Full list", "&Vollst\xE4ndige Liste"},
+    {4019, "Folder &tree", "&Ordnerbaum"},
+    {4020, "&Reload", "&Neu laden"},
+    // Tools
+    {4021, "&Self-extracting archive...", "&Selbstentpackendes Archiv..."},
+    {4022, "&Configuration...", "&Konfiguration..."},
+    {4023, "&Language...", "S&prache..."},
+    {4024, "Registry &values", "&Registrierungswerte"},
+    // Help
+    {4026, "&Help topics", "&Hilfethemen"},
+    {4027, "Check for &updates...", "Nach &Aktualisierungen suchen..."},
+    {4028, "&About Kestrelia...", "\xDC&ber Kestrelia..."},
+};
+
+const LangText popup[] = {
+    {0, "&View", "&Anzeigen"},
+    {1, "Open &with...", "\xD6&ffnen mit..."},
+    {2, "E&xtract...", "&Entpacken..."},
+    {3, "Extract &all...", "&Alles entpacken..."},
+    {4, "&Delete", "&L\xF6schen"},
+    {5, "Re&name", "&Umbenennen"},
+    {6, "Cu&t", "&Ausschneiden"},
+    {7, "&Copy", "&Kopieren"},
+    {8, "&Paste", "E&inf\xFCgen"},
+    {9, "Select &all", "Alles &markieren"},
+    {10, "&Find...", "&Suchen..."},
+    {11, "Find in c&ontents...", "Im I&nhalt suchen..."},
+    {12, "Find ne&xt", "&Weitersuchen"},
+    {13, "P&roperties", "E&igenschaften"},
+    {14, "&Expand", "&Aufklappen"},
+    {15, "C&ollapse", "&Zuklappen"},
+    {16, "Expand a&ll", "Alle a&ufklappen"},
+    {17, "Extract &folder...", "&Ordner entpacken..."},
+    {18, "&Rename folder", "Ordner &umbenennen"},
+    {19, "&Delete folder", "Ordner &l\xF6schen"},
+    {20, "Remove &empty folders", "&Leere Ordner entfernen"},
+    {21, "Add &files...", "Dateien &hinzuf\xFCgen..."},
+    {22, "Add f&older...", "O&rdner hinzuf\xFCgen..."},
+    {23, "Copy &path", "&Pfad kopieren"},
+    {24, "Sort &ascending", "&Aufsteigend sortieren"},
+    {25, "Sort &descending", "Ab&steigend sortieren"},
+    {26, "&Reload", "&Neu laden"},
+};
+}  // namespace
+
+const LangTable kMenus = KLANG_TABLE_OF(menus);
+const LangTable kMenuItems = KLANG_TABLE_OF(menuItems);
+const LangTable kPopup = KLANG_TABLE_OF(popup);

@@ -1,0 +1,77 @@
+// Tool-bar labels and tips, and the tips of the status-bar parts. The main tool bar's
+// numbers are its buttons in order (Open, New, Add, Extract, View, Delete, Find,
+// Properties, Full list, Folder tree); the second set belongs to the folder tool bar.
+#include "services/base.h"
+#include "texts.h"
+
+namespace {
+const LangText toolBar[] = {
+    {0, "Open", "\xD6" "ffnen"},
+    {1, "New", "Neu"},
+    {2, "Add", "Hinzuf\xFCgen"},
+    {3, "Extract", "Entpacken"},
+    {4, "View", "Anzeigen"},
+    {5, "Delete", "L\xF6schen"},
+    {6, "Find", "Suchen"},
+    {7, "Properties", "Eigenschaften"},
+    {8, "List", "Liste"},
+    {9, "Tree", "Baum"},
+};
+
+const LangText toolBarTips[] = {
+    {0, "Open an archive", "Ein Archiv \xF6" "ffnen"},
+    {1, "Create a new archive", "Ein neues Archiv erstellen"},
+    {2, "Add files to the archive", "Dateien zum Archiv hinzuf\xFCgen"},
+    {3, "Extract all entries", "Alle Eintr\xE4ge entpacken"},
+    {4, "View the selected entry", "Den ausgew\xE4hlten Eintrag anzeigen"},
+    {5, "Delete the selected entries", "Die ausgew\xE4hlten Eintr\xE4ge l\xF6schen"},
+    {6, "Find entries by name", "Eintr\xE4ge nach Namen suchen"},
+    {7, "Properties of the archive", "Eigenschaften des Archivs"},
+    {8, "Show all entries in one list", "Alle Eintr\xE4ge in einer Liste zeigen"},
+    {9, "Show the folder tree", "Den Ordnerbaum zeigen"},
+};
+
+const LangText toolBar2[] = {
+    {0, "Up", "Nach oben"},
+    {1, "Expand", "Aufklappen"},
+    {2, "Collapse", "Zuklappen"},
+    {3, "Extract folder", "Ordner entpacken"},
+    {4, "Contents", "Inhalt"},
+    {5, "Previous", "Zur\xFC" "ck"},
+    {6, "Next", "Weiter"},
+    {7, "Reload", "Neu laden"},
+    {8, "SFX", "SFX"},
+    {9, "Options", "Optionen"},
+    {10, "Help", "Hilfe"},
+};
+
+const LangText toolBarTips2[] = {
+    {0, "Go to the parent folder", "Zum \xFC" "bergeordneten Ordner"},
+    {1, "Expand all folders", "Alle Ordner aufklappen"},
+    {2, "Collapse all folders", "Alle Ordner zuklappen"},
+    {3, "Extract the selected folder", "Den ausgew\xE4hlten Ordner entpacken"},
+    {4, "Find text in the contents of the entries", "Text im Inhalt der Eintr\xE4ge suchen"},
+    {5, "Go to the previous hit", "Zum vorigen Treffer"},
+    {6, "Go to the next hit", "Zum n\xE4" "chsten Treffer"},
+    {7, "Read the archive again", "Das Archiv neu einlesen"},
+    {8, "Make a self-extracting archive", "Ein selbstentpackendes Archiv erstellen"},
+    {9, "Change the configuration", "Die Konfiguration \xE4ndern"},
+    {10, "Show the help", "Die Hilfe anzeigen"},
+};
+
+// The parts from left to right.
+const LangText statusTips[] = {
+    {0, "Selected entries", "Ausgew\xE4hlte Eintr\xE4ge"},
+    {1, "Number of entries in the archive", "Anzahl der Eintr\xE4ge im Archiv"},
+    {2, "Compressed and uncompressed size of the archive", "Gepackte und entpackte Gr\xF6\xDF" "e des Archivs"},
+    {3, "State of the running operation", "Stand des laufenden Vorgangs"},
+    {4, "Elapsed time", "Verstrichene Zeit"},
+    {5, "Transfer rate", "\xDC" "bertragungsrate"},
+};
+}  // namespace
+
+const LangTable kToolBar = KLANG_TABLE_OF(toolBar);
+const LangTable kToolBarTips = KLANG_TABLE_OF(toolBarTips);
+const LangTable kToolBar2 = KLANG_TABLE_OF(toolBar2);
+const LangTable kToolBarTips2 = KLANG_TABLE_OF(toolBarTips2);
+const LangTable kStatusTips = KLANG_TABLE_OF(statusTips);
