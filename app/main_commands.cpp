@@ -5,6 +5,7 @@
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
+#include "services/help_file.h"
 #include "services/log.h"
 #include "zip/open_archive.h"
 
@@ -35,6 +36,7 @@ void CmdSelectAll() {
 void CmdExit() { PostMessageA(Main().hwnd, WM_CLOSE, 0, 0); }
 void CmdFullList() { SetPresentation(PRESENT_FULL_LIST); }
 void CmdFolderTree() { SetPresentation(PRESENT_FOLDER_TREE); }
+void CmdHelp() { ShowHelpFile(Main().hwnd); }
 
 struct Command {
   int id;
@@ -67,7 +69,7 @@ const Command kCommands[] = {
     {IDM_CONFIGURATION, nullptr, nullptr},
     {IDM_LANGUAGE, nullptr, nullptr},
     {IDM_REGISTRY_VALUES, nullptr, "Ctrl+9"},
-    {IDM_HELP, nullptr, "F1"},
+    {IDM_HELP, CmdHelp, "F1"},
     {IDM_CHECK_UPDATE, nullptr, nullptr},
     {IDM_ABOUT, nullptr, nullptr},
 };
