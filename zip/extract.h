@@ -20,8 +20,26 @@ enum ExtractResult {
   EXTRACT_WRITE_ERROR = 2,
   EXTRACT_NO_MEMORY = 6,
   EXTRACT_NO_PASSWORD = 21,
+  EXTRACT_WRONG_PASSWORD = 22,  // the password fails the entry's check byte; nothing written
   EXTRACT_CANCELLED = 100,
 };
+
+// The one-second timer on the main window while a run goes on, for the elapsed time and the
+// transfer rate. A timer belongs to the window's own thread, so the worker posts
+// WM_APP_EXTRACTION_TIMER (wParam 1 start, 0 stop) and the main window sets or kills timer
+// kExtractionTimerId itself; on its own thread the worker sets it directly.
+constexpr UINT_PTR kExtractionTimerId = 9999;
+constexpr UINT WM_APP_EXTRACTION_TIMER = WM_APP + 99;
+// The tick count when the running (or last) extraction started, and its bytes written so far.
+DWORD GetExtractionStartTick();
+uint64_t GetExtractionByteCounter();
+
+// What the last run of ExtractZipFilesFromList(MF) refused to write for safety: the names,
+// '\n'-separated ("" when none), and their number. Read after the run returned.
+const char* GetLastRefusedNames();
+size_t GetLastRefusedCount();
+// Entries of the last run that a wrong password kept from being written.
+size_t GetLastWrongPasswordCount();
 
 // The parameter block of one extraction, zero-filled by whoever starts the run.
 struct ExtractJob {
@@ -50,6 +68,10 @@ struct ExtractJob {
 // password when the archive needs one), then runs the archive kind's worker, on a new thread
 // when inThread is set.
 void ExtractArchive(const char* archive, int silent, int inThread);
+// The selection index of a run: the full paths ("\\" separators) of a list view's selected
+// rows, or of every row. 0 on success, -1 when the list has no rows behind it.
+int FillZipTreeWithSelectedFromList(HWND list, RBTree* tree);
+int FillZipTreeWithWholeList(HWND list, RBTree* tree);
 // Extracts the selected entries of a list view (or the whole list when extractAll is 1).
 int ExtractZipFilesFromList(HWND source, const char* archive, int* withoutPath, int* overwriteMode,
                             const char* password, const char* destination, int extractAll, int silent,
@@ -84,6 +106,9 @@ int MakeDirectoryPath(const char* path, int reportExisting, int showErrors);
 // Sets a written file's creation and modification times from an entry's DOS date and time,
 // read as local time.
 bool SetFileTimesFromDos(const char* path, uLong dosDate);
+// The same on a file still open for writing (saves opening each file a second time).
+bool SetHandleTimesFromDos(HANDLE file, uLong dosDate);
+bool DosDateToUtcFileTime(uLong dosDate, FILETIME* utc);
 
 // The names of temporary files written for viewing; deleted at exit.
 void AddTempFile(const char* path);

@@ -1,0 +1,284 @@
+#include "services/base.h"
+#include "zip/extract.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "services/log.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "zip/extract_run.h"
+
+#include <io.h>
+#include <zlib.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr unsigned kChunk = 65536;
+
+// The traditional PKWARE cipher's key schedule, enough to decrypt the 12-byte header. The
+// container library decrypts without looking at the header's check byte, so a wrong password
+// would only show as garbage: checking it first keeps an existing file from being replaced by
+// garbage in 255 cases out of 256 (the rest is caught by the CRC at the end).
+struct CipherKeys {
+  uint32_t k[3] = {305419896u, 591751049u, 878082192u};
+  const z_crc_t* table = get_crc_table();
+  uint32_t Crc(uint32_t crc, uint8_t c) const { return table[(crc ^ c) & 0xff] ^ (crc >> 8); }
+  void Update(uint8_t c) {
+    k[0] = Crc(k[0], c);
+    k[1] = (k[1] + (k[0] & 0xff)) * 134775813u + 1;
+    k[2] = Crc(k[2], static_cast<uint8_t>(k[1] >> 24));
+  }
+  uint8_t Decrypt(uint8_t c) {
+    uint32_t t = (k[2] & 0xffff) | 2;
+    uint8_t plain = c ^ static_cast<uint8_t>((t * (t ^ 1)) >> 8);
+    Update(plain);
+    return plain;
+  }
+};
+
+bool PasswordMatchesHeader(unzFile zip, const unz_file_info64& info, const char* password) {
+  int method = 0, level = 0;
+  if (unzOpenCurrentFile2(zip, &method, &level, 1) != UNZ_OK) return true;  // the real open reports it
+  uint8_t header[12];
+  int read = unzReadCurrentFile(zip, header, sizeof header);
+  unzCloseCurrentFile(zip);
+  if (read != static_cast<int>(sizeof header)) return true;
+  CipherKeys keys;
+  for (const char* p = password; *p; ++p) keys.Update(static_cast<uint8_t>(*p));
+  uint8_t last = 0;
+  for (uint8_t c : header) last = keys.Decrypt(c);
+  // With a data descriptor the sizes and CRC were unknown when the header was made, so the
+  // check byte comes from the modification time instead.
+  uint8_t expected = (info.flag & 8) ? static_cast<uint8_t>(info.dosDate >> 8) : static_cast<uint8_t>(info.crc >> 24);
+  return last == expected;
+}
+
+bool EndsWithSeparator(const char* name) {
+  size_t length = strlen(name);
+  return length && (name[length - 1] == '/' || name[length - 1] == '\\');
+}
+
+const char* LastSeparator(const char* name) {
+  const char* last = nullptr;
+  for (const char* p = name; *p; ++p)
+    if (*p == '/' || *p == '\\') last = p;
+  return last;
+}
+
+void ToBackslashes(char* text) {
+  for (char* p = text; *p; ++p)
+    if (*p == '/') *p = '\\';
+}
+
+bool TargetExists(const char* target) {
+  FILE* probe = fopen(target, "rb");
+  if (!probe) return false;
+  fclose(probe);
+  return true;
+}
+
+int AskOverwrite(const char* target) {
+  char text[kPathBuf * 2];
+  snprintf(text, sizeof text, "%s %s %s ?", GetMessageText(14), target, GetMessageText(15));
+  HWND dialog = GetProgressDialog();
+  bool hidden = dialog && IsWindowVisible(dialog);
+  if (hidden) ShowWindow(dialog, SW_HIDE);
+  int answer = PromptOverwrite(GetForegroundWindow(), text, GetMessageText(16), GetConfirmationDialogText());
+  if (hidden) ShowWindow(dialog, SW_SHOW);
+  return answer;
+}
+
+void ReportCannotOpen(const char* target, int line) {
+  printf("error opening ---%s--- (%s %d)\n", target, "Kestrelia", line);
+  char text[kPathBuf * 2];
+  snprintf(text, sizeof text, "error opening %s", target);
+  ShowRunMessage(text, GetMessageText(94), MB_OK | MB_ICONERROR | MB_TOPMOST);
+}
+
+// The fixed 64 KiB chunks go straight to the file: a stream buffer in between would only
+// copy every byte once more.
+FILE* OpenTarget(const char* target) {
+  FILE* file = fopen(target, "wb");
+  if (file) setvbuf(file, nullptr, _IONBF, 0);
+  return file;
+}
+
+// A target that cannot be created usually lacks its folder (the archive has no entry for
+// it, or it comes later): make the folder and try again.
+FILE* OpenTargetRepairing(const char* target, int withoutPath) {
+  FILE* file = OpenTarget(target);
+  if (file) return file;
+  char folder[kPathBuf];
+  snprintf(folder, sizeof folder, "%s", target);
+  if (!withoutPath) {
+    if (char* cut = const_cast<char*>(LastSeparator(folder))) {
+      *cut = 0;
+      MakeDirectoryPath(folder, 0, 1);
+      if ((file = OpenTarget(target))) return file;
+    }
+  }
+  snprintf(folder, sizeof folder, "%s", target);
+  char* slash = strrchr(folder, '/');
+  if (!slash) {
+    ReportCannotOpen(target, 11108);
+    return nullptr;
+  }
+  *slash = 0;
+  char cwd[kPathBuf], path[kPathBuf * 2];
+  GetCurrentDirectoryA(sizeof cwd, cwd);
+  snprintf(path, sizeof path, "%s\\%s", cwd, folder);
+  ToBackslashes(path);
+  Log(-1, GetVerbose(), "zipfile is not ok: parent directory \"%s\" is not available so we will try to create it for you",
+      path);
+  if (!CreateDirectoryPath(path))
+    printf("%s %d cannot create directory %s - # %lu\n", "Kestrelia", 11093, path, GetLastError());
+  if ((file = OpenTarget(target))) return file;
+  ReportCannotOpen(target, 11098);
+  return nullptr;
+}
+
+int CreateFolderEntry(const char* target) {
+  char cwd[kPathBuf], path[kPathBuf * 2];
+  GetCurrentDirectoryA(sizeof cwd, cwd);
+  snprintf(path, sizeof path, "%s\\%s", cwd, target);
+  ToBackslashes(path);
+  size_t length = strlen(path);
+  if (length) path[length - 1] = 0;
+  SetLastError(0);
+  if (!CreateDirectoryPath(path)) {
+    DWORD error = GetLastError();
+    if (error != ERROR_ALREADY_EXISTS)
+      printf("%s %d cannot create directory %s - # %lu\n", "Kestrelia", 11058, path, error);
+  }
+  return 0;
+}
+
+// A wrong password that passed the check byte inflates to garbage: a data error while
+// reading, or a CRC that does not match at the end. What was written is not the file.
+bool WrongPasswordResult(const unz_file_info64& info, int readResult, int closeResult) {
+  return (info.flag & 1) && (readResult == Z_DATA_ERROR || closeResult == UNZ_CRCERROR);
+}
+
+void RemoveGarbage(const char* target) {
+  Log(0, GetVerbose(), "do_write_currentfile: wrong password for %s - the partly written file is removed", target);
+  remove(target);
+  CountWrongPassword();
+}
+
+}  // namespace
+
+int OpenCurrentEntry(unzFile zip) {
+  unz_file_info64 info = {};
+  unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
+  bool entryEncrypted = (info.flag & 1) != 0;
+  if (IsArchiveEncrypted() || entryEncrypted) {
+    if (!GetCurrentPassword()[0]) {
+      char password[kPathBuf] = {};
+      if (!PromptPassword(GetForegroundWindow(), password)) {
+        printf("password not set - canceled by user %s %d\n", "Kestrelia", __LINE__);
+        return EXTRACT_NO_PASSWORD;
+      }
+      SetCurrentPassword(password);
+    }
+  }
+  // Only an encrypted entry gets the password: the library would "decrypt" a plain one too.
+  const char* password = entryEncrypted ? GetCurrentPassword() : nullptr;
+  if (password && !PasswordMatchesHeader(zip, info, password)) {
+    Log(0, GetVerbose(), "OpenCurrentEntry: the password does not fit this entry");
+    return EXTRACT_WRONG_PASSWORD;
+  }
+  int method = 0, level = 0;
+  return unzOpenCurrentFile3(zip, &method, &level, 0, password);
+}
+
+int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, const char* password, HWND owner,
+                         unz_file_info64 info, const char* nameInArchive, const char* nameWithoutPath,
+                         int progressByBytes, uint64_t totalBytes, uint64_t* byteCounter, int silent) {
+  (void)password;  // the run's password is the current one, asked for when missing
+  (void)owner;     // questions are owned by the foreground window
+  const char* target = *withoutPath ? nameWithoutPath : nameInArchive;
+  int result = OpenCurrentEntry(zip);
+  if (result != UNZ_OK) {
+    if (result == EXTRACT_WRONG_PASSWORD) CountWrongPassword();
+    return result;
+  }
+  char* buffer = static_cast<char*>(malloc(kChunk));
+  if (!buffer) {
+    Log(2, GetVerbose(), "do_write_currentfile: Error allocating memory");
+    unzCloseCurrentFile(zip);
+    return EXTRACT_NO_MEMORY;
+  }
+
+  if (*overwriteMode == OVERWRITE_ASK && TargetExists(target)) {
+    switch (AskOverwrite(target)) {
+      case 0:
+        break;
+      case 1:
+        *overwriteMode = OVERWRITE_ALL;
+        break;
+      case 2:
+        free(buffer);
+        return unzCloseCurrentFile(zip);
+      default:
+        unzCloseCurrentFile(zip);
+        free(buffer);
+        return EXTRACT_CANCELLED;
+    }
+  }
+
+  if (EndsWithSeparator(target)) {
+    CreateFolderEntry(target);
+    free(buffer);
+    return unzCloseCurrentFile(zip);
+  }
+
+  FILE* file = OpenTargetRepairing(target, *withoutPath);
+  int last = 0;
+  if (file) {
+    uint64_t sum = 0;
+    for (;;) {
+      last = unzReadCurrentFile(zip, buffer, kChunk);
+      if (last == Z_DATA_ERROR) {
+        Log(0, GetVerbose(), "do_write_currentfile Z_DATA_ERROR occured at file %s", target);
+        break;
+      }
+      if (last < 1) break;
+      sum += static_cast<uint64_t>(last);
+      if (sum > info.uncompressed_size) break;  // it inflates past what it declared
+      if (fwrite(buffer, 1, static_cast<size_t>(last), file) != static_cast<size_t>(last)) {
+        Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
+        fclose(file);
+        unzCloseCurrentFile(zip);
+        free(buffer);
+        return EXTRACT_WRITE_ERROR;
+      }
+      if (!silent) {
+        *byteCounter += static_cast<uint64_t>(last);
+        if (progressByBytes) AdvanceByteProgress(*byteCounter, totalBytes);
+      }
+      if (IsCancelledByUser()) break;
+    }
+    // The times go on through the open handle; opening each file again costs as much as
+    // writing a small one.
+    if (last == 0) SetHandleTimesFromDos(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))), info.dosDate);
+    fclose(file);
+    if (last != 0) {
+      int closed = unzCloseCurrentFile(zip);
+      if (WrongPasswordResult(info, last, closed)) RemoveGarbage(target);
+      free(buffer);
+      return last;
+    }
+  }
+
+  result = unzCloseCurrentFile(zip);
+  if (result != UNZ_OK) {
+    Log(0, GetVerbose(), "do_write_currentfile: error %d with zipfile in unzCloseCurrentFile", result);
+    if (file && WrongPasswordResult(info, last, result)) RemoveGarbage(target);
+  }
+  free(buffer);
+  return result;
+}

@@ -1,0 +1,336 @@
+#include "services/base.h"
+#include "zip/extract.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/entry_rows.h"
+#include "model/liststruct.h"
+#include "model/rbtree.h"
+#include "services/log.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "zip/entry_name_safety.h"
+#include "zip/extract_run.h"
+#include "zip/zip_open.h"
+
+#include <commctrl.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr uLong kNameLimit = 256;
+
+bool InsertRowPath(HWND list, int row, RBTree* tree) {
+  liststruct* record = GetRowRecord(list, row);
+  if (!record) return false;
+  size_t pathLength = record->path ? strlen(record->path) : 0;
+  size_t nameLength = record->filename ? strlen(record->filename) : 0;
+  char* key = static_cast<char*>(malloc(pathLength + nameLength + 1));
+  if (!key) return false;
+  memcpy(key, record->path, pathLength);
+  memcpy(key + pathLength, record->filename, nameLength);
+  key[pathLength + nameLength] = 0;
+  RBTreeInsert(tree, key, nullptr);
+  return true;
+}
+
+const char* LastComponent(const char* name) {
+  const char* part = name;
+  for (const char* p = name; *p; ++p)
+    if (*p == '/' || *p == '\\') part = p + 1;
+  return part;
+}
+
+void Replace(char* text, char from, char to) {
+  for (char* p = text; *p; ++p)
+    if (*p == from) *p = to;
+}
+
+// The selection keeps "\" (the list's separator); an archive written elsewhere may name the
+// same entry with "/", or the other way round.
+bool IsSelected(RBTree* selection, const char* name) {
+  char key[kPathBuf];
+  snprintf(key, sizeof key, "%s", name);
+  Replace(key, '/', '\\');
+  if (RBTreeSearch(selection, key)) return true;
+  Replace(key, '\\', '/');
+  return RBTreeSearch(selection, key) != nullptr;
+}
+
+uint64_t SelectedRowBytes(HWND list) {
+  uint64_t sum = 0;
+  for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
+       row = ListView_GetNextItem(list, row, LVNI_SELECTED))
+    if (liststruct* record = GetRowRecord(list, row)) sum += record->uncompressed;
+  return sum;
+}
+
+// Only runs of at most 99 entries count bytes, so summing the archive itself is cheap and,
+// unlike a listing's totals, always about this archive.
+uint64_t ArchiveBytes(unzFile zip) {
+  uint64_t sum = 0;
+  for (int err = unzGoToFirstFile(zip); err == UNZ_OK; err = unzGoToNextFile(zip)) {
+    unz_file_info64 info;
+    if (unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) == UNZ_OK)
+      sum += info.uncompressed_size;
+  }
+  unzGoToFirstFile(zip);
+  return sum;
+}
+
+uint64_t TotalBytes(const ExtractJob* job) {
+  if (job->source && HasEntryRows(job->source) && ListView_GetSelectedCount(job->source) > 0)
+    return SelectedRowBytes(job->source);
+  return ArchiveBytes(job->zip);
+}
+
+void StepIfCounting(const ExtractJob* job, bool perEntry) {
+  if (job->silent || !perEntry) return;
+  if (HWND dialog = GetProgressDialog()) ExecuteProgressStep(dialog);
+}
+
+// The run's folder becomes the working directory; a folder that is not there yet is made.
+bool EnterDestination(const char* destination, char* previous) {
+  GetCurrentDirectoryA(kPathBuf, previous);
+  if (!destination || !*destination) return true;
+  if (SetCurrentDirectoryA(destination)) return true;
+  CreateDirectoryPath(destination);
+  if (SetCurrentDirectoryA(destination)) return true;
+  Log(0, GetVerbose(), "ExtractZipFilesFromList: cannot enter the destination %s - # %lu", destination,
+      GetLastError());
+  return false;
+}
+
+void CloseDialogUnlessSilent(int silent) {
+  if (silent || !GetProgressDialog()) return;
+  if (IsCancelledByUser())
+    CloseProgressDialogAfterCancel();
+  else
+    CloseProgressDialog();
+}
+
+struct RunRequest {
+  const char* prefix;  // the public function's name, first word of its messages
+  HWND source;
+  const char* archive;
+  int withoutPath;
+  int overwriteMode;
+  const char* password;
+  const char* destination;
+  int extractAll;
+  int silent;
+  int countEntries;
+  bool wholeArchive;   // no selection index, one progress step per entry
+};
+
+int RunExtraction(RunRequest request) {
+  const char* prefix = request.prefix;
+  Log(7, GetVerbose(), "%s: cancelledByUser(1)? %d", prefix, IsCancelledByUser());
+  char previous[kPathBuf];
+  if (!EnterDestination(request.destination, previous)) {
+    CloseDialogUnlessSilent(request.silent);
+    return -1;
+  }
+  int selected = 0;
+  if (request.source && IsWindow(request.source))
+    selected = static_cast<int>(SendMessageA(request.source, LVM_GETSELECTEDCOUNT, 0, 0));
+
+  RBTree* index = nullptr;
+  if (!request.wholeArchive) {
+    index = RBTreeCreate();
+    if (!index) {
+      PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(94), MB_OK | MB_ICONERROR);
+      SetCurrentDirectoryA(previous);
+      CloseDialogUnlessSilent(request.silent);
+      return -1;
+    }
+    index->deleteKey = free;
+    int filled = 0;
+    if (!request.extractAll) {
+      filled = FillZipTreeWithSelectedFromList(request.source, index);
+    } else if (request.source && HasEntryRows(request.source)) {
+      filled = FillZipTreeWithWholeList(request.source, index);
+      request.extractAll = 0;
+    }
+    if (filled) {
+      SetCurrentDirectoryA(previous);
+      RBTreeDestroy(&index);
+      CloseDialogUnlessSilent(request.silent);
+      return -1;
+    }
+  }
+
+  unzFile zip = MyWaitunzOpen2_64(request.archive, 3000);
+  if (!zip) {
+    char text[kPathBuf * 2];
+    snprintf(text, sizeof text, "%s: (5) %s cannot be opened", prefix, request.archive);
+    PromptMessageBox(GetForegroundWindow(), text, GetMessageText(94), MB_OK | MB_ICONERROR | MB_TOPMOST);
+    SetCurrentDirectoryA(previous);
+    RBTreeDestroy(&index);
+    CloseDialogUnlessSilent(request.silent);
+    return -1;
+  }
+  unz_global_info64 global = {};
+  int error = unzGetGlobalInfo64(zip, &global);
+  if (error != UNZ_OK) Log(0, GetVerbose(), "%s: error %d with zipfile in unzGetGlobalInfo", prefix, error);
+
+  ExtractJob* job = static_cast<ExtractJob*>(calloc(1, sizeof(ExtractJob)));
+  if (!job) {
+    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(94), MB_OK | MB_ICONERROR);
+    unzClose(zip);
+    SetCurrentDirectoryA(previous);
+    RBTreeDestroy(&index);
+    CloseDialogUnlessSilent(request.silent);
+    return -1;
+  }
+  snprintf(job->destination, sizeof job->destination, "%s", request.destination ? request.destination : "");
+  job->overwriteMode = request.overwriteMode;
+  job->withoutPath = request.withoutPath;
+  job->countEntries = request.countEntries;
+  job->source = request.source;
+  job->mainWindow = GetMainWindowHandle();
+  job->silent = request.silent;
+  snprintf(job->archive, sizeof job->archive, "%s", request.archive);
+  snprintf(job->password, sizeof job->password, "%s", request.password ? request.password : "");
+  job->zip = zip;
+  job->selection = index;
+  job->extractAll = request.wholeArchive ? 1 : request.extractAll;
+  job->progressPerEntry = request.wholeArchive ? 1 : 0;
+  job->total = (!request.wholeArchive && selected > 0) ? static_cast<uint64_t>(selected) : global.number_entry;
+  if (!request.silent) {
+    bool counting = request.wholeArchive || job->total > 99 || request.countEntries;
+    int maximum = counting ? static_cast<int>(job->total > INT_MAX ? INT_MAX : job->total) : 100;
+    SetProgressMinimum(0);
+    SetProgressMaximum(maximum);
+  }
+
+  int result = UnZipWorkThread(job);
+
+  SetCurrentDirectoryA(previous);
+  unzClose(zip);
+  RBTreeDestroy(&index);
+  free(job->refused);
+  free(job);
+  if (!request.silent) {
+    if (result == 0 && IsCancelledByUser()) {
+      printf("%s mismatch: IsCancelledByUser set to TRUE - but last return value was zero\n", prefix);
+      result = EXTRACT_CANCELLED;
+    }
+  }
+  Log(7, GetVerbose(), "%s cancelledByUser(2)? %d", prefix, IsCancelledByUser());
+  CloseDialogUnlessSilent(request.silent);
+  Log(5, GetVerbose(), "%s finished and progress destroyed", prefix);
+  return result;
+}
+
+}  // namespace
+
+int FillZipTreeWithSelectedFromList(HWND list, RBTree* tree) {
+  if (!list || !tree || !HasEntryRows(list)) return -1;
+  size_t rows = GetEntryRowCount(list);
+  // Everything selected (Ctrl+A on 100,000 rows) needs no window message per row.
+  if (static_cast<size_t>(ListView_GetSelectedCount(list)) == rows) return FillZipTreeWithWholeList(list, tree);
+  for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
+       row = ListView_GetNextItem(list, row, LVNI_SELECTED))
+    if (!InsertRowPath(list, row, tree)) return -1;
+  return 0;
+}
+
+int FillZipTreeWithWholeList(HWND list, RBTree* tree) {
+  if (!list || !tree || !HasEntryRows(list)) return -1;
+  size_t rows = GetEntryRowCount(list);
+  for (size_t row = 0; row < rows; ++row)
+    if (!InsertRowPath(list, static_cast<int>(row), tree)) return -1;
+  return 0;
+}
+
+int UnZipWorkThread(ExtractJob* job) {
+  bool perEntry = job->progressPerEntry || job->countEntries || job->total > 99;
+  int byBytes = perEntry ? 0 : 1;
+  uint64_t totalBytes = byBytes ? TotalBytes(job) : 0;
+  BeginExtractionRun(job->mainWindow);
+
+  unz_global_info64 global = {};
+  unzGetGlobalInfo64(job->zip, &global);
+  char name[kPathBuf];
+  char reason[kPathBuf];
+  int last = 0;
+  for (uint64_t i = 0; i < global.number_entry && !IsCancelledByUser(); ++i) {
+    if (i > 0) {
+      int error = unzGoToNextFile(job->zip);
+      if (error != UNZ_OK) {
+        Log(5, GetVerbose(), "UnZipWorkThread: error %d with zipfile in unzGoToNextFile %llu<=>%llu", error,
+            static_cast<unsigned long long>(i), static_cast<unsigned long long>(global.number_entry));
+        break;
+      }
+    }
+    unz_file_info64 info = {};
+    memset(name, 0, sizeof name);
+    unzGetCurrentFileInfo64(job->zip, &info, name, kNameLimit, nullptr, 0, nullptr, 0);
+    const char* withoutPath = job->extractAll ? name : LastComponent(name);
+    if (!*withoutPath) {  // a folder entry of a selection: its files bring their folders
+      StepIfCounting(job, perEntry);
+      continue;
+    }
+    if (!job->extractAll && !IsSelected(job->selection, name)) continue;
+
+    const char* target = job->withoutPath ? withoutPath : name;
+    if (JudgeEntryName(target, reason, sizeof reason) != ENTRY_NAME_OK) {
+      Log(-1, GetVerbose(), "UnZipWorkThread: entry \"%s\" refused (%s) - not written", name, reason);
+      AddRefusedName(name);
+      StepIfCounting(job, perEntry);
+      continue;
+    }
+    if (!job->silent)
+      SetProgressTitle(withoutPath);
+    else
+      Log(6, GetVerbose(), "%s", withoutPath);
+
+    last = do_write_currentfile(job->zip, &job->withoutPath, &job->overwriteMode, job->password, job->mainWindow,
+                                info, name, withoutPath, byBytes, totalBytes, ExtractionByteCounter(), job->silent);
+    if (last == EXTRACT_CANCELLED) {
+      Log(5, GetVerbose(), "UnZipWorkThread: user cancelled operation (option dialog)");
+      break;
+    }
+    // Asking again for every entry after the user declined would be a question per entry.
+    if (last == EXTRACT_NO_PASSWORD) {
+      Log(5, GetVerbose(), "UnZipWorkThread: no password given - extraction ends");
+      last = EXTRACT_CANCELLED;
+      break;
+    }
+    if (!job->silent) {
+      HWND dialog = GetProgressDialog();
+      if (!dialog && IsCancelledByUser()) {
+        Log(5, GetVerbose(), "UnzipWorkThread: user stopped extraction");
+        break;
+      }
+      if (dialog && perEntry) ExecuteProgressStep(dialog);
+    }
+  }
+  EndExtractionRun(job->mainWindow);
+  CopyRefusedNames(&job->refused, &job->refusedCount);
+  Log(8, GetVerbose(), "UnZipWorkThread finished");
+  return (IsCancelledByUser() || last == EXTRACT_CANCELLED) ? EXTRACT_CANCELLED : 0;
+}
+
+int ExtractZipFilesFromList(HWND source, const char* archive, int* withoutPath, int* overwriteMode,
+                            const char* password, const char* destination, int extractAll, int silent,
+                            int countEntries) {
+  RunRequest request = {"ExtractZipFilesFromList", source, archive, withoutPath ? *withoutPath : 0,
+                        overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, extractAll,
+                        silent, countEntries, false};
+  return RunExtraction(request);
+}
+
+int ExtractZipFilesFromListMF(HWND source, const char* archive, int* withoutPath, int* overwriteMode,
+                              const char* password, const char* destination, int ignored, int silent) {
+  (void)ignored;
+  RunRequest request = {"ExtractZipFilesFromListMF", source, archive, withoutPath ? *withoutPath : 0,
+                        overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, 1, silent, 1,
+                        true};
+  return RunExtraction(request);
+}

@@ -1,0 +1,93 @@
+#include "services/base.h"
+#include "zip/extract.h"
+
+#include "model/app_state.h"
+#include "services/log.h"
+#include "services/prompts.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+// Where a copy writes its chunks: a file or memory the caller sized to the entry.
+struct ChunkSink {
+  FILE* file;
+  const char* name;
+  char* memory;
+  uint64_t written;
+};
+
+bool WriteChunk(ChunkSink* sink, const char* data, size_t size) {
+  if (sink->file) {
+    if (fwrite(data, 1, size, sink->file) != size) {
+      printf("error writing buffer to file: %s\n", sink->name ? sink->name : "");
+      return false;
+    }
+  } else {
+    memcpy(sink->memory + sink->written, data, size);
+  }
+  sink->written += size;
+  return true;
+}
+
+// The user decides whether a damaged entry is worth what was read of it; either way the
+// copy ends here. OK after an overrun reports the copy as usable, since everything the
+// entry declared has been copied.
+int AskAfterProblem(int line, int result, bool overrun) {
+  printf("%s %d error: %d\n", "ziphelper", line, result);
+  int answer = PromptMessageBox(GetForegroundWindow(), "A problem has been detected with this file - continue?",
+                                "Error in uncompressing", MB_OKCANCEL | MB_ICONERROR);
+  if (answer == IDOK) return overrun ? 1 : 0;
+  return 0;
+}
+
+// The wait cursor comes on only for copies that take long enough to be noticed.
+struct BusyIndicator {
+  bool wanted;
+  bool shown = false;
+  DWORD start = GetTickCount();
+  HCURSOR previous = nullptr;
+  explicit BusyIndicator(bool on) : wanted(on) {}
+  void Tick() {
+    if (!wanted || shown || GetTickCount() - start < 200) return;
+    previous = SetCursor(LoadCursor(nullptr, IDC_WAIT));
+    shown = true;
+  }
+  ~BusyIndicator() {
+    if (shown) SetCursor(previous ? previous : LoadCursor(nullptr, IDC_ARROW));
+  }
+};
+
+int CopyEntry(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer, ChunkSink* sink,
+              int problemLine, bool busy) {
+  BusyIndicator indicator(busy);
+  unsigned chunk = bufferSize > 0x7FFFFFFF ? 0x7FFFFFFFu : static_cast<unsigned>(bufferSize);
+  uint64_t sum = 0;
+  for (;;) {
+    int read = unzReadCurrentFile(zip, buffer, chunk);
+    if (read == 0) return 1;
+    if (read < 0) return AskAfterProblem(problemLine, read, false);
+    sum += static_cast<uint64_t>(read);
+    if (sum > info->uncompressed_size) return AskAfterProblem(problemLine, read, true);
+    if (!WriteChunk(sink, buffer, static_cast<size_t>(read))) return 0;
+    indicator.Tick();
+  }
+}
+
+bool MissingPassword() { return IsArchiveEncrypted() && !GetCurrentPassword()[0]; }
+
+}  // namespace
+
+int ReadEntryToFile(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer, FILE* file,
+                    const char* name, int busyIndicator) {
+  if (MissingPassword()) return 0;
+  ChunkSink sink = {file, name, nullptr, 0};
+  return CopyEntry(zip, info, bufferSize, buffer, &sink, 85, busyIndicator != 0);
+}
+
+int ReadEntryToMemory(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer,
+                      char* destination) {
+  ChunkSink sink = {nullptr, nullptr, destination, 0};
+  return CopyEntry(zip, info, bufferSize, buffer, &sink, 36, false);
+}

@@ -1,0 +1,94 @@
+#include "services/base.h"
+#include "zip/extract_run.h"
+
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "zip/extract.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+DWORD g_startTick;
+uint64_t g_byteCounter;
+int g_lastPercent;
+std::string g_refused;
+size_t g_refusedCount;
+size_t g_wrongPasswords;
+
+// A timer belongs to its window's thread: from any other thread the window is asked to
+// set it itself.
+void SwitchTimer(HWND mainWindow, bool on) {
+  if (!mainWindow || !IsWindow(mainWindow)) return;
+  if (GetWindowThreadProcessId(mainWindow, nullptr) == GetCurrentThreadId()) {
+    if (on)
+      SetTimer(mainWindow, kExtractionTimerId, 1000, nullptr);
+    else
+      KillTimer(mainWindow, kExtractionTimerId);
+  } else {
+    PostMessageA(mainWindow, WM_APP_EXTRACTION_TIMER, on ? 1 : 0, 0);
+  }
+}
+
+}  // namespace
+
+DWORD GetExtractionStartTick() { return g_startTick; }
+uint64_t GetExtractionByteCounter() { return g_byteCounter; }
+const char* GetLastRefusedNames() { return g_refused.c_str(); }
+size_t GetLastRefusedCount() { return g_refusedCount; }
+size_t GetLastWrongPasswordCount() { return g_wrongPasswords; }
+
+void BeginExtractionRun(HWND mainWindow) {
+  g_byteCounter = 0;
+  g_lastPercent = -1;
+  g_refused.clear();
+  g_refusedCount = 0;
+  g_wrongPasswords = 0;
+  SwitchTimer(mainWindow, true);
+  g_startTick = GetTickCount();
+}
+
+void EndExtractionRun(HWND mainWindow) { SwitchTimer(mainWindow, false); }
+
+uint64_t* ExtractionByteCounter() { return &g_byteCounter; }
+
+void AdvanceByteProgress(uint64_t counter, uint64_t total) {
+  if (!total) return;
+  int percent = static_cast<int>(std::lround(static_cast<double>(counter) / static_cast<double>(total) * 100.0));
+  if (percent <= g_lastPercent) return;
+  HWND dialog = GetProgressDialog();
+  if (!dialog) return;
+  g_lastPercent = percent;
+  int position = GetProgressPos(dialog);
+  if (percent <= position) return;
+  if (percent == position + 1)
+    ExecuteProgressStep(dialog);
+  else
+    ExecuteProgressPos(dialog, percent);
+}
+
+void AddRefusedName(const char* name) {
+  if (!g_refused.empty()) g_refused += '\n';
+  g_refused += name;
+  ++g_refusedCount;
+}
+
+void CountWrongPassword() { ++g_wrongPasswords; }
+
+void CopyRefusedNames(char** names, size_t* count) {
+  free(*names);
+  *names = g_refused.empty() ? nullptr : _strdup(g_refused.c_str());
+  *count = g_refusedCount;
+}
+
+int ShowRunMessage(const char* text, const char* title, UINT flags) {
+  HWND dialog = GetProgressDialog();
+  bool hidden = dialog && IsWindowVisible(dialog);
+  if (hidden) ShowWindow(dialog, SW_HIDE);
+  int answer = PromptMessageBox(GetForegroundWindow(), text, title, flags);
+  if (hidden) ShowWindow(dialog, SW_SHOW);
+  return answer;
+}

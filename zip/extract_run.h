@@ -1,0 +1,23 @@
+// State of the extraction run in progress, shared by the entry loop and the entry writer:
+// the byte progress, the timer, and what was refused or could not be decrypted.
+#pragma once
+#include "services/base.h"
+
+// Starts a run: counters cleared, start tick taken, the timer on the main window started.
+void BeginExtractionRun(HWND mainWindow);
+void EndExtractionRun(HWND mainWindow);
+
+// The running byte counter's home (do_write_currentfile adds to it through a pointer).
+uint64_t* ExtractionByteCounter();
+// Moves a percentage bar to counter/total, touching the dialog only when the rounded
+// percentage grew since the last call of this run.
+void AdvanceByteProgress(uint64_t counter, uint64_t total);
+
+void AddRefusedName(const char* name);
+void CountWrongPassword();
+// Copies the run's refused names into a job's fields (the job owns the copy).
+void CopyRefusedNames(char** names, size_t* count);
+
+// Shows a box from the worker with the progress dialog hidden meanwhile, as every question
+// of a run is shown.
+int ShowRunMessage(const char* text, const char* title, UINT flags);
