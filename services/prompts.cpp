@@ -1,6 +1,10 @@
 #include "services/base.h"
 #include "services/prompts.h"
 
+#include "model/app_state.h"
+#include "services/overwrite_dialog.h"
+#include "services/password_dialog.h"
+
 #include <commdlg.h>
 #include <shlobj.h>
 
@@ -66,19 +70,15 @@ bool RealBrowseFolder(HWND owner, const char* title, char* folder) {
   return ok;
 }
 
-// Placeholders until the real dialogs exist: a plain Yes/No/Cancel box and no password.
-int RealOverwriteQuestion(HWND owner, const char* text, const char* title, const char*) {
-  switch (MessageBoxA(owner, text, title, MB_YESNOCANCEL | MB_ICONQUESTION)) {
-    case IDYES: return 0;
-    case IDNO: return 2;
-    default: return 3;
-  }
+// The dialog stores what was typed as the current password; the caller gets a copy.
+bool RealPassword(HWND owner, char* password) {
+  if (PasswordDialog(owner) != IDC_PASSWORD_OK) return false;
+  snprintf(password, kPathBuf, "%s", GetCurrentPassword());
+  return true;
 }
 
-bool RealPassword(HWND, char*) { return false; }
-
 Prompts RealPrompts() {
-  return Prompts{RealMessageBox, RealOpenFile, RealSaveFile, RealBrowseFolder, RealOverwriteQuestion, RealPassword};
+  return Prompts{RealMessageBox, RealOpenFile, RealSaveFile, RealBrowseFolder, OverwriteDialog, RealPassword};
 }
 
 Prompts g_prompts = RealPrompts();

@@ -1,0 +1,100 @@
+#include "services/base.h"
+#include "services/password_dialog.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "services/dialog_template.h"
+#include "services/log.h"
+#include "services/prompts.h"
+
+#include <cstring>
+
+namespace {
+
+struct PasswordDialogData {
+  char password[kPathBuf];  // what was typed, when OK ended the dialog
+};
+
+// Pixel layout: the dialog is laid out in pixels, not dialog units, so the controls are
+// created here rather than taken from the template.
+constexpr int kWidth = 300, kHeight = 170;
+
+HWND AddControl(HWND dialog, const char* cls, const char* text, DWORD style, DWORD exStyle, int x, int y, int cx,
+                int cy, int id) {
+  HWND control = CreateWindowExA(exStyle, cls, text, WS_CHILD | WS_VISIBLE | style, x, y, cx, cy, dialog,
+                                 reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), GetModuleHandleA(nullptr),
+                                 nullptr);
+  SendMessageA(control, WM_SETFONT, SendMessageA(dialog, WM_GETFONT, 0, 0), FALSE);
+  return control;
+}
+
+void InitPasswordDialog(HWND dialog) {
+  int left = (GetSystemMetrics(SM_CXSCREEN) - kWidth) / 2;
+  int top = (GetSystemMetrics(SM_CYSCREEN) - kHeight) / 2;
+  SetWindowPos(dialog, HWND_TOP, left, top, kWidth, kHeight, 0);
+  SetWindowTextA(dialog, "Kestrelia");
+  AddControl(dialog, "STATIC", GetGenericText(17), 0, 0, 30, 63, 100, 20, -1);
+  HWND edit = AddControl(dialog, "EDIT", "", WS_TABSTOP | WS_BORDER | ES_PASSWORD | ES_AUTOHSCROLL, 0, 150, 60, 100,
+                         20, IDC_PASSWORD_EDIT);
+  SendMessageA(edit, EM_LIMITTEXT, kPathBuf - 1, 0);
+  AddControl(dialog, "BUTTON", GetGenericText(0), WS_TABSTOP | BS_DEFPUSHBUTTON, 0, 70, 100, 75, 23,
+             IDC_PASSWORD_OK);
+  AddControl(dialog, "BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, 0, 155, 100, 75, 23,
+             IDC_PASSWORD_CANCEL);
+  SendMessageA(dialog, DM_SETDEFID, IDC_PASSWORD_OK, 0);
+  SetFocus(edit);
+}
+
+void AcceptPassword(HWND dialog, PasswordDialogData* data) {
+  GetDlgItemTextA(dialog, IDC_PASSWORD_EDIT, data->password, kPathBuf);
+  SetCurrentPassword(data->password);
+  if (strcmp(GetCurrentPassword(), data->password) != 0)
+    PromptMessageBox(dialog, "Password not changed!!", GetMessageText(94), MB_OK | MB_ICONERROR);
+  EndDialog(dialog, IDC_PASSWORD_OK);
+}
+
+INT_PTR CALLBACK PasswordDialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+  PasswordDialogData* data = reinterpret_cast<PasswordDialogData*>(GetWindowLongPtrA(dialog, DWLP_USER));
+  switch (message) {
+    case WM_INITDIALOG:
+      SetWindowLongPtrA(dialog, DWLP_USER, lParam);
+      InitPasswordDialog(dialog);
+      return FALSE;  // the focus was put on the edit field
+    case WM_COMMAND:
+      switch (LOWORD(wParam)) {
+        case IDC_PASSWORD_OK:
+          AcceptPassword(dialog, data);
+          return TRUE;
+        case IDC_PASSWORD_CANCEL:
+        case IDCANCEL:
+          EndDialog(dialog, LOWORD(wParam));
+          return TRUE;
+        default:
+          return FALSE;
+      }
+    case WM_CLOSE:
+      EndDialog(dialog, IDCANCEL);
+      return TRUE;
+    default:
+      return FALSE;
+  }
+}
+
+}  // namespace
+
+int PasswordDialog(HWND owner) {
+  PasswordDialogData data = {};
+  DialogTemplateSpec spec = {};
+  spec.style = WS_POPUP | WS_CAPTION | WS_SYSMENU | DS_MODALFRAME;
+  spec.cx = 200;
+  spec.cy = 110;
+  spec.fontFace = "MS Shell Dlg";
+  spec.fontPoints = 8;
+  std::vector<WORD> dialogTemplate = BuildDialogTemplate(spec);
+  INT_PTR result =
+      DialogBoxIndirectParamA(GetModuleHandleA(nullptr), reinterpret_cast<DLGTEMPLATE*>(dialogTemplate.data()), owner,
+                              PasswordDialogProc, reinterpret_cast<LPARAM>(&data));
+  SecureZeroMemory(data.password, sizeof data.password);
+  if (result == -1) Log(1, GetVerbose(), "PasswordDialog: DialogBoxIndirectParam failed %lu", GetLastError());
+  return static_cast<int>(result);
+}

@@ -1,0 +1,13 @@
+// The password dialog: asked when an encrypted archive is read and no password is known yet.
+#pragma once
+#include "services/base.h"
+
+// Control identifiers; only the OK button's counts as acceptance.
+#define IDC_PASSWORD_EDIT 12003
+#define IDC_PASSWORD_OK 12004
+#define IDC_PASSWORD_CANCEL 12005
+
+// Shows the modal dialog; on OK the typed text (at most 259 characters) becomes the current
+// password. Returns the identifier that ended the dialog: IDC_PASSWORD_OK, IDC_PASSWORD_CANCEL,
+// or IDCANCEL for Escape and the close box.
+int PasswordDialog(HWND owner);
