@@ -4,6 +4,8 @@
 #include "model/app_state.h"
 #include "model/archive_kind.h"
 #include "services/log.h"
+#include "services/prompts.h"
+#include "zip/extract_archive.h"
 #include "zip/open_archive.h"
 
 #include <cstdio>
@@ -24,8 +26,11 @@ void OpenCommandLineFile(const char* path) {
 int RunExtractRoad(char (*args)[kPathBuf], int count) {
   int kind = GetArchiveKindFromName(args[1]);
   if (kind) SetArchiveKind(kind);
-  MessageBoxA(nullptr, args[1], "Kestrelia", MB_OK);
-  Log(-1, GetVerbose(), "RunExtractRoad: extraction of %s is not available yet (%d arguments)", args[1], count);
+  PromptMessageBox(nullptr, args[1], "Kestrelia", MB_OK);
+  // The window would have learnt this while listing; without one the archive is read here.
+  if (GetArchiveKind() == ARCHIVE_ZIP || GetArchiveKind() == ARCHIVE_ZIP64) DetectArchiveEncryption(args[1]);
+  Log(5, GetVerbose(), "RunExtractRoad: %s (%d arguments)", args[1], count);
+  ExtractArchive(args[1], 0, 0);
   return 0;
 }
 

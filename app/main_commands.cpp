@@ -7,6 +7,7 @@
 #include "model/entry_rows.h"
 #include "services/help_file.h"
 #include "services/log.h"
+#include "zip/extract_archive.h"
 #include "zip/open_archive.h"
 
 #include <commctrl.h>
@@ -33,6 +34,14 @@ void CmdSelectAll() {
   SendMessageA(CurrentView(), LVM_SETITEMSTATE, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(&all));
 }
 
+void CmdExtractAll() {
+  const char* path = GetCurrentArchivePath();
+  if (*path) ExtractArchive(path, 0, 1);
+}
+void CmdExtractSelected() { ExtractSelected(CurrentView()); }
+void CmdViewEntry() { ViewSelectedEntry(0); }
+void CmdOpenWith() { ViewSelectedEntry(1); }
+
 void CmdExit() { PostMessageA(Main().hwnd, WM_CLOSE, 0, 0); }
 void CmdFullList() { SetPresentation(PRESENT_FULL_LIST); }
 void CmdFolderTree() { SetPresentation(PRESENT_FOLDER_TREE); }
@@ -50,12 +59,12 @@ const Command kCommands[] = {
     {IDM_NEW_ARCHIVE, nullptr, "Ctrl+N"},
     {IDM_ADD_FILES, nullptr, nullptr},
     {IDM_ADD_FOLDER, nullptr, nullptr},
-    {IDM_EXTRACT_ALL, nullptr, "Ctrl+E"},
-    {IDM_EXTRACT_SELECTED, nullptr, "Ctrl+Shift+E"},
+    {IDM_EXTRACT_ALL, CmdExtractAll, "Ctrl+E"},
+    {IDM_EXTRACT_SELECTED, CmdExtractSelected, "Ctrl+Shift+E"},
     {IDM_PROPERTIES, nullptr, "Alt+Enter"},
     {IDM_EXIT, CmdExit, "Alt+F4"},
-    {IDM_VIEW_ENTRY, nullptr, "Enter"},
-    {IDM_OPEN_WITH, nullptr, nullptr},
+    {IDM_VIEW_ENTRY, CmdViewEntry, "Enter"},
+    {IDM_OPEN_WITH, CmdOpenWith, nullptr},
     {IDM_DELETE, nullptr, "Del"},
     {IDM_RENAME, nullptr, "F2"},
     {IDM_SELECT_ALL, CmdSelectAll, "Ctrl+A"},

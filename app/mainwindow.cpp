@@ -6,6 +6,7 @@
 #include "model/entry_rows.h"
 #include "res/resource.h"
 #include "services/log.h"
+#include "zip/extract_archive.h"
 #include "zip/open_archive.h"
 
 #include <commctrl.h>
@@ -52,7 +53,7 @@ LRESULT MsgNotify(NMHDR* header) {
       case LVN_COLUMNCLICK:
         SortByColumn(header->hwndFrom, reinterpret_cast<NMLISTVIEW*>(header)->iSubItem);
         return 0;
-      case NM_DBLCLK:
+      case LVN_ITEMACTIVATE:  // a double click on a row; Enter arrives as IDOK
         OnMainCommand(IDOK);
         return 0;
       default:
@@ -69,6 +70,23 @@ LRESULT MsgDropFiles(HDROP drop) {
     OpenCompressedFile(path, g_main.hwnd);
   }
   DragFinish(drop);
+  return 0;
+}
+
+// A worker asks for the run's timer: timers belong to the window's own thread.
+LRESULT MsgExtractionTimer(bool start) {
+  if (start)
+    SetTimer(g_main.hwnd, kExtractionTimerId, 1000, nullptr);
+  else
+    KillTimer(g_main.hwnd, kExtractionTimerId);
+  return 0;
+}
+
+LRESULT MsgTimer(UINT_PTR id) {
+  if (id != kExtractionTimerId) return 0;
+  char text[kPathBuf];
+  FormatExtractionTimer(text, sizeof text, GetTickCount() - GetExtractionStartTick(), GetExtractionByteCounter());
+  SendMessageA(g_main.status, SB_SETTEXTA, 2, reinterpret_cast<LPARAM>(text));
   return 0;
 }
 
@@ -99,6 +117,10 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
     case WM_APP_REFRESH_TOOLBAR:
       RefreshToolbarState();
       return 0;
+    case WM_TIMER:
+      return MsgTimer(wParam);
+    case WM_APP_EXTRACTION_TIMER:
+      return MsgExtractionTimer(wParam != 0);
     case WM_DROPFILES:
       return MsgDropFiles(reinterpret_cast<HDROP>(wParam));
     case WM_SETFOCUS:

@@ -8,6 +8,7 @@
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "services/log.h"
+#include "zip/extract.h"
 
 #include <commctrl.h>
 #include <ole2.h>
@@ -72,6 +73,8 @@ void ShutDown() {
   HWND main = GetMainWindow();
   ChangeClipboardChain(main, g_nextClipboardViewer);
   OleUninitialize();
+  // What the viewers wrote to the temporary folder goes with the program.
+  DeleteTempFiles();
 }
 
 }  // namespace

@@ -1,0 +1,254 @@
+#include "services/base.h"
+#include "zip/extract_archive.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "model/view_hooks.h"
+#include "services/log.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "zip/zip_open.h"
+
+#include <commctrl.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace {
+
+char g_lastFolder[kPathBuf];
+KindExtractionProc g_kindExtraction[ARCHIVE_ZIP64 + 1];
+
+// Refused names beyond this many are counted, not listed: the box must fit on the screen.
+constexpr size_t kListedRefusals = 25;
+
+bool IsZipKind(int kind) { return kind == ARCHIVE_ZIP || kind == ARCHIVE_ZIP64; }
+
+HWND Owner() { return GetMainWindowHandle(); }
+
+// Whether this kind can be extracted at all; tells the user when not.
+bool CheckKind(int kind) {
+  if (IsZipKind(kind)) return true;
+  if (IsKnownArchiveKind(kind) && g_kindExtraction[kind]) return true;
+  if (!IsKnownArchiveKind(kind)) {
+    Log(1, GetVerbose(), "ExtractArchive GCompressionMethod not specified");
+    PromptMessageBox(Owner(), "ExtractArchive GCompressionMethod not specified", GetMessageText(94),
+                     MB_OK | MB_ICONERROR);
+    return false;
+  }
+  char text[128];
+  snprintf(text, sizeof text, "ExtractArchive: archives of kind %d cannot be extracted yet", kind);
+  Log(1, GetVerbose(), "%s", text);
+  PromptMessageBox(Owner(), text, GetMessageText(94), MB_OK | MB_ICONERROR);
+  return false;
+}
+
+bool RefuseWhenBusy() {
+  if (!IsBusy()) return false;
+  Log(2, GetVerbose(), "ExtractArchive: busy, refused");
+  PromptMessageBox(Owner(), GetMessageText(40), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+  return true;
+}
+
+bool AskDestination(const char* archive, char* destination) {
+  char folder[kPathBuf];
+  if (g_lastFolder[0]) {
+    snprintf(folder, sizeof folder, "%s", g_lastFolder);
+  } else {
+    // First time in this session: beside the archive.
+    char* name = nullptr;
+    if (!GetFullPathNameA(archive, sizeof folder, folder, &name) || !name) folder[0] = '\0';
+    else if (name > folder) name[-1] = '\0';
+  }
+  if (!GetPrompts().browseFolder(Owner(), GetMessageText(0), folder) || !folder[0]) {
+    Log(5, GetVerbose(), "ExtractArchive: no destination chosen");
+    return false;
+  }
+  snprintf(g_lastFolder, sizeof g_lastFolder, "%s", folder);
+  snprintf(destination, kPathBuf, "%s", folder);
+  return true;
+}
+
+// An encrypted archive without a known password asks once; the answer is kept for the rest
+// of the session.
+bool EnsurePassword(char* jobPassword) {
+  if (IsArchiveEncrypted() && !GetCurrentPassword()[0]) {
+    char typed[kPathBuf] = "";
+    if (!PromptPassword(Owner(), typed)) {
+      Log(5, GetVerbose(), "ExtractArchive: password not given - cancelled by user");
+      return false;
+    }
+    SetCurrentPassword(typed);
+    SecureZeroMemory(typed, sizeof typed);
+  }
+  snprintf(jobPassword, kPathBuf, "%s", GetCurrentPassword());
+  return true;
+}
+
+// Told once at the end of a run, not per entry: a hostile archive may hold thousands.
+void ReportRefusedNames() {
+  size_t count = GetLastRefusedCount();
+  if (!count) return;
+  std::string text = GetMessageText(72);
+  text += "\n";
+  const char* names = GetLastRefusedNames();
+  size_t listed = 0;
+  for (const char* p = names; *p && listed < kListedRefusals; ++listed) {
+    const char* end = strchr(p, '\n');
+    size_t length = end ? static_cast<size_t>(end - p) : strlen(p);
+    text += "\n";
+    text.append(p, length);
+    p += length + (end ? 1 : 0);
+  }
+  if (count > listed) text += "\n... (" + std::to_string(count - listed) + ")";
+  Log(1, GetVerbose(), "ExtractArchive: %u entries refused", static_cast<unsigned>(count));
+  PromptMessageBox(Owner(), text.c_str(), GetMessageText(94), MB_OK | MB_ICONWARNING);
+}
+
+// Entries a wrong password kept back: the password is forgotten so the next run asks again.
+void ReportWrongPassword() {
+  if (!GetLastWrongPasswordCount()) return;
+  SetCurrentPassword("");
+  PromptMessageBox(Owner(), GetMessageText(39), GetMessageText(94), MB_OK | MB_ICONERROR);
+}
+
+struct ExtractRun {
+  ExtractJob job;
+  int kind;
+};
+
+int RunBody(ExtractRun* run) {
+  int result = IsZipKind(run->kind) ? ExtractArchiveZipWorker(&run->job) : g_kindExtraction[run->kind](&run->job);
+  // A worker that gave up before its end may have left the dialog up.
+  if (!run->job.silent && GetProgressDialog()) CloseProgressDialog();
+  if (IsZipKind(run->kind)) {
+    ReportRefusedNames();
+    ReportWrongPassword();
+  }
+  Log(5, GetVerbose(), "ExtractArchive: %s finished with %d", run->job.archive, result);
+  SetBusy(0);
+  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
+  return result;
+}
+
+DWORD WINAPI ExtractArchiveThread(LPVOID parameter) {
+  ExtractRun* run = static_cast<ExtractRun*>(parameter);
+  RunBody(run);
+  delete run;
+  return 0;
+}
+
+void StartRun(ExtractRun* run, int inThread) {
+  SetBusy(1);
+  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
+  CancelProgress(0);
+  if (!run->job.silent) StartProgressDialog(true, GetMessageText(42));
+  if (inThread) {
+    HANDLE thread = CreateThread(nullptr, 0, ExtractArchiveThread, run, 0, nullptr);
+    if (thread) {
+      CloseHandle(thread);
+      return;
+    }
+    Log(1, GetVerbose(), "ExtractArchive: cannot create the extraction thread (%lu), extracting here", GetLastError());
+  }
+  ExtractArchiveThread(run);
+}
+
+ExtractRun* NewRun(const char* archive, int silent) {
+  ExtractRun* run = new ExtractRun();
+  memset(&run->job, 0, sizeof run->job);
+  run->kind = GetArchiveKind();
+  run->job.silent = silent;
+  run->job.mainWindow = Owner();
+  run->job.overwriteMode = silent ? OVERWRITE_ALWAYS : OVERWRITE_ASK;
+  snprintf(run->job.archive, sizeof run->job.archive, "%s", archive);
+  return run;
+}
+
+// The destination and the password, in the order the user is asked; false when either was
+// refused (the run is freed).
+bool AskForRun(ExtractRun* run) {
+  if (AskDestination(run->job.archive, run->job.destination) && EnsurePassword(run->job.password)) return true;
+  delete run;
+  return false;
+}
+
+}  // namespace
+
+void SetKindExtraction(int kind, KindExtractionProc proc) {
+  if (kind > 0 && kind <= ARCHIVE_ZIP64) g_kindExtraction[kind] = proc;
+}
+
+const char* GetLastExtractFolder() { return g_lastFolder; }
+void SetLastExtractFolder(const char* folder) { snprintf(g_lastFolder, sizeof g_lastFolder, "%s", folder ? folder : ""); }
+
+int ExtractArchiveZipWorker(ExtractJob* job) {
+  const char* password = job->password[0] ? job->password : nullptr;
+  int result;
+  if (job->done) {
+    result = ExtractZipFilesFromListMF(job->source, job->archive, &job->withoutPath, &job->overwriteMode, password,
+                                       job->destination, 0, job->silent);
+  } else {
+    result = ExtractZipFilesFromList(job->source, job->archive, &job->withoutPath, &job->overwriteMode, password,
+                                     job->destination, job->extractAll, job->silent, job->countEntries);
+  }
+  if (result == EXTRACT_CANCELLED && job->cancelled) *job->cancelled = 1;
+  if (job->done) SetEvent(job->done);
+  return result;
+}
+
+void ExtractArchive(const char* archive, int silent, int inThread) {
+  if (!archive || !*archive) {
+    Log(2, GetVerbose(), "ZipFilename is NULL");
+    return;
+  }
+  if (RefuseWhenBusy() || !CheckKind(GetArchiveKind())) return;
+  ExtractRun* run = NewRun(archive, silent);
+  run->job.extractAll = 1;
+  run->job.countEntries = 1;
+  if (!AskForRun(run)) return;
+  StartRun(run, inThread);
+}
+
+void ExtractSelected(HWND list) {
+  const char* archive = GetCurrentArchivePath();
+  if (!*archive || !list) return;
+  if (!SendMessageA(list, LVM_GETSELECTEDCOUNT, 0, 0)) {
+    PromptMessageBox(Owner(), GetMessageText(9), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+    return;
+  }
+  if (RefuseWhenBusy() || !CheckKind(GetArchiveKind())) return;
+  ExtractRun* run = NewRun(archive, 0);
+  run->job.source = list;
+  if (!AskForRun(run)) return;
+  StartRun(run, 1);
+}
+
+int DetectArchiveEncryption(const char* archive) {
+  unzFile zip = MyWaitunzOpen2_64(archive, 3000);
+  if (!zip) {
+    Log(1, GetVerbose(), "DetectArchiveEncryption: %s cannot be opened", archive);
+    return -1;
+  }
+  unz_file_info64 info = {};
+  int encrypted = unzGoToFirstFile(zip) == UNZ_OK &&
+                  unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) == UNZ_OK && (info.flag & 1);
+  SetArchiveEncrypted(encrypted ? 1 : 0);
+  unzClose(zip);
+  return 0;
+}
+
+void FormatExtractionTimer(char* out, size_t outSize, DWORD elapsedMs, uint64_t bytes) {
+  DWORD seconds = elapsedMs / 1000;
+  double rate = elapsedMs ? static_cast<double>(bytes) * 1000.0 / elapsedMs : 0.0;
+  static const char* const kUnits[] = {"B/s", "KB/s", "MB/s", "GB/s"};
+  int unit = 0;
+  while (rate >= 1024.0 && unit < 3) {
+    rate /= 1024.0;
+    ++unit;
+  }
+  snprintf(out, outSize, "%s %lu:%02lu:%02lu  %s %.1f %s", GetMessageText(86), seconds / 3600, seconds / 60 % 60,
+           seconds % 60, GetMessageText(88), rate, kUnits[unit]);
+}

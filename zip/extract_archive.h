@@ -1,0 +1,36 @@
+// The user's side of extraction: what the window's commands and the "-x" road start, and
+// the small pieces the window shows while a run goes on.
+#pragma once
+#include "services/base.h"
+
+#include "zip/extract.h"
+
+// Extraction of another archive kind, installed by its adapter: runs the job (destination,
+// password and flags filled in) and returns 0, or 100 when the user cancelled.
+typedef int (*KindExtractionProc)(ExtractJob* job);
+void SetKindExtraction(int kind, KindExtractionProc proc);
+
+// Extracts the rows selected in a list view of the open ZIP archive: asks for the folder
+// (and the password when needed), then runs on a thread of its own.
+void ExtractSelected(HWND list);
+
+// The ZIP worker of a run; with job->done set it signals that event at the end and sets
+// *job->cancelled when the user cancelled.
+int ExtractArchiveZipWorker(ExtractJob* job);
+
+// Opens the archive and sets the encryption flag from its first entry, as opening it in the
+// window would. 0 on success, -1 when it cannot be read.
+int DetectArchiveEncryption(const char* archive);
+
+// The folder proposed by the next destination question: the last one chosen in this
+// session, else the archive's own folder.
+const char* GetLastExtractFolder();
+void SetLastExtractFolder(const char* folder);
+
+// The status bar's words while a run goes on: elapsed time and transfer rate.
+void FormatExtractionTimer(char* out, size_t outSize, DWORD elapsedMs, uint64_t bytes);
+
+// Views the entry of the current view's focused (else first selected) row: writes it to the
+// temporary folder and opens it with its program, or with the user's choice when openWith
+// is set. 0 when the entry was handed on.
+int ViewSelectedEntry(int openWith);

@@ -1,0 +1,157 @@
+#include "services/base.h"
+#include "zip/extract_archive.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "model/entry_rows.h"
+#include "model/liststruct.h"
+#include "services/external_app.h"
+#include "services/log.h"
+#include "services/prompts.h"
+#include "zip/entry_name_safety.h"
+#include "zip/zip_open.h"
+
+#include <commctrl.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr size_t kViewBuffer = 65536;
+
+// Written and deleted on the window's thread only.
+std::vector<std::string> g_tempFiles;
+
+const char* LastNamePart(const char* name) {
+  const char* part = name;
+  for (const char* p = name; *p; ++p)
+    if (*p == '/' || *p == '\\') part = p + 1;
+  return part;
+}
+
+void TempTarget(const char* part, char (&target)[kPathBuf], char (&folder)[kPathBuf]) {
+  if (!GetTempPathA(sizeof folder, folder)) snprintf(folder, sizeof folder, "c:");
+  size_t n = strlen(folder);
+  bool separated = n && (folder[n - 1] == '\\' || folder[n - 1] == '/');
+  snprintf(target, sizeof target, "%s%s%s", folder, separated ? "" : "\\", part);
+}
+
+int LocateEntry(unzFile zip, const char* name) {
+  char search[kPathBuf];
+  snprintf(search, sizeof search, "%s", name);
+  if (unzLocateFile(zip, search, 1) == UNZ_OK) return UNZ_OK;
+  for (char* p = search; *p; ++p)
+    if (*p == '\\') *p = '/';
+  return unzLocateFile(zip, search, 1);
+}
+
+int SelectedRow(HWND list) {
+  int row = static_cast<int>(SendMessageA(list, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_FOCUSED | LVNI_SELECTED));
+  if (row < 0) row = static_cast<int>(SendMessageA(list, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED));
+  return row;
+}
+
+}  // namespace
+
+void AddTempFile(const char* path) {
+  if (path && *path) g_tempFiles.emplace_back(path);
+}
+
+void DeleteTempFiles() {
+  for (const std::string& path : g_tempFiles)
+    if (!DeleteFileA(path.c_str()) && GetLastError() != ERROR_FILE_NOT_FOUND)
+      Log(2, GetVerbose(), "DeleteTempFiles: cannot delete %s (%lu)", path.c_str(), GetLastError());
+  g_tempFiles.clear();
+}
+
+int do_view_currentfile(unzFile zip, const char* name, int openWith, unz_file_info64 info) {
+  const char* part = LastNamePart(name);
+  char reason[128] = "";
+  // The name without its folders lands in the temporary folder: it must stay a plain name there.
+  if (!*part || JudgeEntryName(part, reason, sizeof reason) != 0) {
+    Log(1, GetVerbose(), "do_view_currentfile: %s not viewed: %s", name, *part ? reason : "a folder");
+    PromptMessageBox(GetForegroundWindow(), GetMessageText(*part ? 53 : 52), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+    return 1;
+  }
+  int result = OpenCurrentEntry(zip);
+  if (result != UNZ_OK) return result;
+  char* buffer = static_cast<char*>(malloc(kViewBuffer));
+  if (!buffer) {
+    Log(2, GetVerbose(), "Error allocating memory");
+    unzCloseCurrentFile(zip);
+    return EXTRACT_NO_MEMORY;
+  }
+  char target[kPathBuf], folder[kPathBuf], previous[kPathBuf] = "";
+  TempTarget(part, target, folder);
+  GetCurrentDirectoryA(sizeof previous, previous);
+  SetCurrentDirectoryA(folder);
+
+  FILE* file = fopen(target, "wb");
+  if (!file) {
+    Log(1, GetVerbose(), "do_view_currentfile: cannot open %s", target);
+    unzCloseCurrentFile(zip);
+    free(buffer);
+    SetCurrentDirectoryA(previous);
+    return EXTRACT_WRITE_ERROR;
+  }
+  int copied = ReadEntryToFile(zip, &info, kViewBuffer, buffer, file, name, 1);
+  fclose(file);
+  free(buffer);
+  int closed = unzCloseCurrentFile(zip);
+  if (closed != UNZ_OK) printf("do_view_currentfile: error %d with zipfile in unzCloseCurrentFile\n", closed);
+  AddTempFile(target);
+  if (copied == 1 && closed == UNZ_OK) {
+    result = openWith ? CallApp(target) : OpenWithShell(target);
+  } else {
+    Log(1, GetVerbose(), "do_view_currentfile: %s not complete (%d, %d), not opened", target, copied, closed);
+    result = closed != UNZ_OK ? closed : 1;
+  }
+  SetCurrentDirectoryA(previous);
+  return result;
+}
+
+int ViewSelectedEntry(int openWith) {
+  ArchiveControlBlock* block = GetCurrentControlBlock();
+  HWND list = block ? block->viewComponent : nullptr;
+  const char* archive = GetCurrentArchivePath();
+  int row = list ? SelectedRow(list) : -1;
+  liststruct* record = row >= 0 ? GetRowRecord(list, row) : nullptr;
+  if (!record || !*archive) {
+    Log(5, GetVerbose(), "ViewSelectedEntry: nothing selected");
+    return 1;
+  }
+  int kind = GetArchiveKind();
+  if (kind != ARCHIVE_ZIP && kind != ARCHIVE_ZIP64) {
+    Log(2, GetVerbose(), "ViewSelectedEntry: archive kind %d is viewed by its adapter", kind);
+    return 1;
+  }
+  // Viewing moves the working directory, which a running extraction writes below.
+  if (IsBusy()) {
+    PromptMessageBox(GetMainWindowHandle(), GetMessageText(40), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+    return 1;
+  }
+  char name[kPathBuf];
+  snprintf(name, sizeof name, "%s%s", record->path ? record->path : "", record->filename ? record->filename : "");
+  unzFile zip = MyWaitunzOpen2_64(archive, 3000);
+  if (!zip) {
+    Log(1, GetVerbose(), "ViewSelectedEntry: %s cannot be opened", archive);
+    PromptMessageBox(GetMainWindowHandle(), GetMessageText(53), GetMessageText(94), MB_OK | MB_ICONERROR);
+    return 1;
+  }
+  unz_file_info64 info = {};
+  int result = LocateEntry(zip, name);
+  if (result == UNZ_OK) result = unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
+  if (result == UNZ_OK) {
+    result = do_view_currentfile(zip, name, openWith, info);
+  } else {
+    Log(1, GetVerbose(), "ViewSelectedEntry: %s not found in %s (%d)", name, archive, result);
+    PromptMessageBox(GetMainWindowHandle(), GetMessageText(53), GetMessageText(94), MB_OK | MB_ICONERROR);
+  }
+  unzClose(zip);
+  return result;
+}
