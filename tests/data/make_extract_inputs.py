@@ -1,0 +1,212 @@
+#!/usr/bin/env python3
+"""Makes the archives the extraction tests read, and beside each one that unzip can extract
+the folder ref_<name>/ with what unzip made of it (bytes and modification times), so the
+tests compare the engine's output with a peer's.
+
+    make_extract_inputs.py OUTDIR
+
+Besides the peers' archives it builds hostile and damaged ones by hand: names that climb out
+of the destination or name devices, an entry that inflates past its declared size, an entry
+with flipped bytes in its compressed data, and a password that passes the cipher's check
+byte without being the right one (false_password.txt).
+"""
+import os
+import random
+import shutil
+import struct
+import subprocess
+import sys
+import time
+import zipfile
+import zlib
+
+
+def run(*args, cwd=None):
+    subprocess.run(args, cwd=cwd, check=True, stdout=subprocess.DEVNULL)
+
+
+def local_epoch(y, mo, d, h, mi, s):
+    return time.mktime((y, mo, d, h, mi, s, 0, 0, -1))
+
+
+def tree(root):
+    rnd = random.Random(7)
+    files = {
+        "readme.txt": (b"Kestrelia extraction test\n", (2024, 3, 5, 14, 30, 10)),
+        "docs/numbers.txt": ("".join("%d\n" % i for i in range(40000)).encode(), (2023, 7, 15, 9, 5, 0)),
+        "docs/deep/er/note.md": (b"# note\n" * 40, (2022, 12, 24, 18, 0, 2)),
+        "docs/zero.bin": (b"", (2021, 1, 1, 0, 0, 0)),
+        # Several 64 KiB chunks, part random so that deflate cannot shrink it much.
+        "data/mixed.bin": (bytes(rnd.getrandbits(8) for _ in range(150000)) + b"z" * 200000,
+                           (2024, 8, 1, 23, 59, 58)),
+        "Mixed Case Name.TXT": (b"case\n", (2020, 6, 30, 12, 0, 0)),
+    }
+    for name, (data, stamp) in files.items():
+        path = os.path.join(root, name)
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as f:
+            f.write(data)
+        t = local_epoch(*stamp)
+        os.utime(path, (t, t))
+    os.makedirs(os.path.join(root, "empty_dir"), exist_ok=True)
+
+
+def reference(out, archive, *flags):
+    ref = os.path.join(out, "ref_" + os.path.basename(archive)[:-4])
+    shutil.rmtree(ref, ignore_errors=True)
+    os.makedirs(ref)
+    # unzip answers 1 for warnings (backslashes turned into folders); only real errors count.
+    code = subprocess.run(["unzip", "-q", "-o", *flags, archive, "-d", ref], stdout=subprocess.DEVNULL,
+                          stderr=subprocess.DEVNULL).returncode
+    assert code in (0, 1), "unzip failed on " + archive
+    # unzip keeps "\\" inside a Linux name; on Windows it separates folders.
+    for folder, _, files in os.walk(ref):
+        for name in files:
+            if "\\" in name:
+                os.renames(os.path.join(folder, name), os.path.join(folder, *name.split("\\")))
+
+
+def raw_zip(path, entries):
+    """A ZIP written byte by byte: entries are (name bytes, stored data, method, compressed,
+    declared size). Lets a test archive say things no writer would."""
+    body, central = b"", b""
+    for name, data, method, packed, declared in entries:
+        crc = zlib.crc32(data)
+        offset = len(body)
+        body += struct.pack("<IHHHHHIIIHH", 0x04034B50, 20, 0, method, 0x7000, 0x5865, crc, len(packed), declared,
+                            len(name), 0) + name + packed
+        central += struct.pack("<IHHHHHHIIIHHHHHII", 0x02014B50, 20, 20, 0, method, 0x7000, 0x5865, crc,
+                               len(packed), declared, len(name), 0, 0, 0, 0, 0, offset) + name
+    end = struct.pack("<IHHHHIIH", 0x06054B50, 0, 0, len(entries), len(entries), len(central), len(body), 0)
+    with open(path, "wb") as f:
+        f.write(body + central + end)
+
+
+def deflate(data):
+    c = zlib.compressobj(6, zlib.DEFLATED, -15)
+    return c.compress(data) + c.flush()
+
+
+def hostile(out):
+    names = ["../evil.txt", "/abs.txt", "c:\\x.txt", "a/../../b", "CON", "sub/aux.txt", "a:b", "..\\up.txt",
+             "\\\\server\\share\\unc.txt", "//server/share/unc2.txt", "trail./x.txt", "nul.txt",
+             "ok.txt", "okdir/fine.txt"]
+    with open(os.path.join(out, "hostile.names"), "w") as f:
+        f.write("\n".join(names) + "\n")
+    raw_zip(os.path.join(out, "hostile.zip"),
+            [(n.encode(), b"payload of " + n.encode(), 0, b"payload of " + n.encode(),
+              len(b"payload of " + n.encode())) for n in names])
+
+
+def overrun(out):
+    """The first entry declares half of what its stream inflates to, in both headers."""
+    data = "".join("line %06d\n" % i for i in range(20000)).encode()  # 240,000 bytes
+    with open(os.path.join(out, "overrun.data"), "wb") as f:
+        f.write(data)
+    good = b"after the overrun\n"
+    raw_zip(os.path.join(out, "overrun.zip"),
+            [(b"long.txt", data, 8, deflate(data), 100000), (b"good.txt", good, 8, deflate(good), len(good))])
+
+
+def damaged(out):
+    rnd = random.Random(11)
+    data = "".join("record %d %d\n" % (i, rnd.randint(0, 1 << 30)) for i in range(30000)).encode()
+    packed = bytearray(deflate(data))
+    middle = len(packed) // 2
+    for i in range(middle, middle + 64):
+        packed[i] ^= 0xA5
+    good = b"still here\n"
+    # A first block of the reserved type 3: inflate reports a data error at once.
+    invalid = b"\x07" + bytes(range(200))
+    raw_zip(os.path.join(out, "damaged_entry.zip"),
+            [(b"bad.txt", data, 8, bytes(packed), len(data)), (b"invalid.bin", b"x" * 5000, 8, invalid, 5000),
+             (b"good.txt", good, 8, deflate(good), len(good))])
+    with open(os.path.join(out, "damaged_entry.good"), "wb") as f:
+        f.write(good)
+
+
+class Cipher:
+    def __init__(self, password):
+        self.k = [305419896, 591751049, 878082192]
+        for c in password:
+            self.update(c)
+
+    @staticmethod
+    def crc(value, byte):
+        return zlib.crc32(bytes([byte]), value ^ 0xFFFFFFFF) ^ 0xFFFFFFFF
+
+    def update(self, c):
+        self.k[0] = self.crc(self.k[0], c)
+        self.k[1] = ((self.k[1] + (self.k[0] & 0xFF)) * 134775813 + 1) & 0xFFFFFFFF
+        self.k[2] = self.crc(self.k[2], self.k[1] >> 24)
+
+    def decrypt(self, c):
+        t = (self.k[2] & 0xFFFF) | 2
+        p = c ^ (((t * (t ^ 1)) >> 8) & 0xFF)
+        self.update(p)
+        return p
+
+
+def false_password(out, archive):
+    """A wrong password whose decrypted header ends in the right check byte: only the CRC
+    (or inflate) can tell it is wrong."""
+    with zipfile.ZipFile(archive) as z:
+        info = z.infolist()[0]
+    with open(archive, "rb") as f:
+        data = f.read()
+    start = info.header_offset + 30 + sum(struct.unpack("<HH", data[info.header_offset + 26:info.header_offset + 30]))
+    header = data[start:start + 12]
+    check = ((info._raw_time >> 8) & 0xFF) if info.flag_bits & 8 else (info.CRC >> 24)
+    for i in range(100000):
+        word = ("wrong%d" % i).encode()
+        c = Cipher(word)
+        last = [c.decrypt(b) for b in header][-1]
+        if last == check:
+            with open(os.path.join(out, "false_password.txt"), "w") as f:
+                f.write(word.decode())
+            return
+    raise SystemExit("no false password found")
+
+
+def main(out):
+    shutil.rmtree(out, ignore_errors=True)
+    os.makedirs(out)
+    src = os.path.join(out, "src")
+    tree(src)
+
+    def zipped(name, *flags):
+        path = os.path.join(out, name)
+        run("zip", "-q", "-r", *flags, path, ".", cwd=src)
+        return path
+
+    reference(out, zipped("deflated.zip"))
+    reference(out, zipped("stored.zip", "-0"))
+    reference(out, zipped("encrypted.zip", "-P", "secret"), "-P", "secret")
+    one = os.path.join(out, "one_encrypted.zip")
+    run("zip", "-q", "-P", "secret", one, "docs/numbers.txt", cwd=src)
+    false_password(out, one)
+    run("7zz", "a", "-tzip", "-bd", "-bso0", os.path.join(out, "sevenzip.zip"), ".", cwd=src)
+    reference(out, os.path.join(out, "sevenzip.zip"))
+
+    # Names with "\" separators, as some Windows tools write them.
+    path = os.path.join(out, "backslash.zip")
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as z:
+        z.writestr(zipfile.ZipInfo("win\\dir\\file.txt", (2023, 5, 6, 7, 8, 10)), b"backslash named\n" * 50)
+        z.writestr(zipfile.ZipInfo("win\\top.txt", (2023, 5, 6, 7, 8, 12)), b"top\n")
+        z.writestr(zipfile.ZipInfo("unix/named.txt", (2023, 5, 6, 7, 8, 14)), b"slash named\n")
+    reference(out, path)
+
+    # More than 99 entries: progress counts entries.
+    path = os.path.join(out, "many.zip")
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as z:
+        for i in range(150):
+            z.writestr("many/f%03d.txt" % i, ("file %d\n" % i).encode() * (i + 1))
+    reference(out, path)
+
+    hostile(out)
+    overrun(out)
+    damaged(out)
+
+
+if __name__ == "__main__":
+    main(sys.argv[1])

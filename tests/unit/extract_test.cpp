@@ -1,0 +1,458 @@
+// Extraction through the real entry points, checked against what unzip made of the same
+// archives (bytes and modification times), with every question answered by a script.
+#include "services/base.h"
+
+#include <gtest/gtest.h>
+
+#include "model/app_state.h"
+#include "model/entry_rows.h"
+#include "model/liststruct.h"
+#include "model/namelist.h"
+#include "model/rbtree.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "test_support.h"
+#include "zip/extract.h"
+#include "zip/zip_listing.h"
+#include "zip/zip_open.h"
+
+#include <commctrl.h>
+
+#include <cstring>
+#include <deque>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+// ---- scripted questions ----------------------------------------------------------------
+
+struct Script {
+  std::deque<int> overwriteAnswers;  // empty: "yes"
+  std::deque<std::string> passwords; // empty: the user cancels
+  int overwriteAsked = 0;
+  int passwordAsked = 0;
+  std::vector<std::string> boxes;
+  int boxAnswer = IDOK;
+} g_script;
+
+int ScriptedBox(HWND, const char* text, const char*, UINT) {
+  g_script.boxes.push_back(text);
+  return g_script.boxAnswer;
+}
+
+int ScriptedOverwrite(HWND, const char*, const char*, const char*) {
+  ++g_script.overwriteAsked;
+  if (g_script.overwriteAnswers.empty()) return 0;
+  int answer = g_script.overwriteAnswers.front();
+  g_script.overwriteAnswers.pop_front();
+  return answer;
+}
+
+bool ScriptedPassword(HWND, char* password) {
+  ++g_script.passwordAsked;
+  if (g_script.passwords.empty()) return false;
+  snprintf(password, kPathBuf, "%s", g_script.passwords.front().c_str());
+  g_script.passwords.pop_front();
+  return true;
+}
+
+// ---- what a folder holds ---------------------------------------------------------------
+
+struct Found {
+  std::string bytes;
+  uint64_t written;  // last-write time, 100 ns units
+};
+
+struct Folder {
+  std::map<std::string, Found> files;  // relative names with "/"
+  std::set<std::string> folders;
+};
+
+uint64_t LastWrite(const std::string& path) {
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  if (!GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data)) return 0;
+  return (static_cast<uint64_t>(data.ftLastWriteTime.dwHighDateTime) << 32) | data.ftLastWriteTime.dwLowDateTime;
+}
+
+void Walk(const std::string& root, const std::string& relative, Folder* out) {
+  WIN32_FIND_DATAA found;
+  HANDLE find = FindFirstFileA((root + "\\" + relative + "*").c_str(), &found);
+  if (find == INVALID_HANDLE_VALUE) return;
+  do {
+    std::string name = found.cFileName;
+    if (name == "." || name == "..") continue;
+    std::string rel = relative + name;
+    std::string path = root + "\\" + rel;
+    if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+      std::string shown = rel;
+      for (char& c : shown)
+        if (c == '\\') c = '/';
+      out->folders.insert(shown);
+      Walk(root, rel + "\\", out);
+    } else {
+      std::string shown = rel;
+      for (char& c : shown)
+        if (c == '\\') c = '/';
+      out->files[shown] = {ReadFileBytes(path), LastWrite(path)};
+    }
+  } while (FindNextFileA(find, &found));
+  FindClose(find);
+}
+
+Folder Contents(const std::string& root) {
+  Folder out;
+  Walk(root, "", &out);
+  return out;
+}
+
+std::set<std::string> Names(const Folder& folder) {
+  std::set<std::string> names;
+  for (const auto& file : folder.files) names.insert(file.first);
+  return names;
+}
+
+// Every file unzip wrote is here with its bytes, and its time within the two seconds the
+// DOS format resolves; every folder unzip made exists too.
+void ExpectSameAsUnzip(const std::string& ours, const std::string& archiveName) {
+  Folder expected = Contents(TestData("ref_" + archiveName));
+  Folder got = Contents(ours);
+  ASSERT_FALSE(expected.files.empty()) << archiveName;
+  EXPECT_EQ(Names(got), Names(expected)) << archiveName;
+  for (const auto& file : expected.files) {
+    auto it = got.files.find(file.first);
+    if (it == got.files.end()) continue;
+    EXPECT_TRUE(it->second.bytes == file.second.bytes) << archiveName << " " << file.first;
+    int64_t delta = static_cast<int64_t>(it->second.written - file.second.written);
+    EXPECT_LE(delta < 0 ? -delta : delta, 20000000) << archiveName << " " << file.first;
+  }
+  for (const std::string& folder : expected.folders) EXPECT_TRUE(got.folders.count(folder)) << folder;
+}
+
+std::string CurrentDirectory() {
+  char dir[kPathBuf];
+  GetCurrentDirectoryA(sizeof dir, dir);
+  return dir;
+}
+
+// ---- runs --------------------------------------------------------------------------------
+
+class Extract : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ResetPrompts();
+    g_script = Script();
+    GetPrompts().messageBox = ScriptedBox;
+    GetPrompts().overwriteQuestion = ScriptedOverwrite;
+    GetPrompts().password = ScriptedPassword;
+    SetArchiveEncrypted(0);
+    SetCurrentPassword("");
+    before_ = CurrentDirectory();
+  }
+  void TearDown() override {
+    EXPECT_EQ(CurrentDirectory(), before_) << "the working directory was not restored";
+    ResetPrompts();
+  }
+
+  // The whole archive, as the window's "extract all" and "-x" run it.
+  int All(const std::string& archive, const std::string& destination, int mode = OVERWRITE_ALWAYS,
+          int withoutPath = 0, int silent = 1) {
+    return ExtractZipFilesFromList(nullptr, TestData(archive).c_str(), &withoutPath, &mode, "", destination.c_str(),
+                                   1, silent, 1);
+  }
+
+  std::string before_;
+};
+
+// A listed archive in a hidden entry list, as the window shows it.
+struct Listed {
+  HiddenEntryList window;
+  ArchiveControlBlock block = {};
+  explicit Listed(const std::string& archive) {
+    block.list = window.list;
+    NameListRecreate(&block.folders);
+    snprintf(block.path, sizeof block.path, "%s", TestData(archive).c_str());
+    unzFile zip = MyWaitunzOpen2_64(block.path, 0);
+    EXPECT_NE(zip, nullptr);
+    if (zip) {
+      do_listing(zip, &block, 1);
+      unzClose(zip);
+    }
+  }
+  ~Listed() { NameListDestroy(&block.folders); }
+  void Select(const std::string& fullName) {
+    for (int row = 0; row < window.Rows(); ++row) {
+      liststruct* record = GetRowRecord(window.list, row);
+      if (std::string(record->path) + record->filename == fullName) {
+        ListView_SetItemState(window.list, row, LVIS_SELECTED, LVIS_SELECTED);
+        return;
+      }
+    }
+    ADD_FAILURE() << "no row " << fullName;
+  }
+};
+
+TEST_F(Extract, WholeArchivesMatchUnzip) {
+  for (const char* name : {"deflated", "stored", "sevenzip", "many", "backslash"}) {
+    std::string destination = ScratchDir(std::string("all_") + name);
+    EXPECT_EQ(All(std::string(name) + ".zip", destination), 0) << name;
+    ExpectSameAsUnzip(destination, name);
+    EXPECT_EQ(GetLastRefusedCount(), 0u);
+  }
+  // Folder entries are made even when nothing lands in them.
+  std::string destination = ScratchDir("all_empty_dir");
+  EXPECT_EQ(All("deflated.zip", destination), 0);
+  EXPECT_TRUE(Contents(destination).folders.count("empty_dir"));
+}
+
+TEST_F(Extract, DestinationIsMadeWhenMissingAndTheWholeArchiveRunMatches) {
+  std::string destination = ScratchDir("missing") + "\\not\\yet";
+  int withoutPath = 0, mode = OVERWRITE_ALWAYS;
+  EXPECT_EQ(ExtractZipFilesFromListMF(nullptr, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
+                                      destination.c_str(), 0, 1),
+            0);
+  ExpectSameAsUnzip(destination, "deflated");
+}
+
+TEST_F(Extract, SelectionWritesOnlyTheSelectedFiles) {
+  Listed listed("deflated.zip");
+  listed.Select("readme.txt");
+  listed.Select("docs\\numbers.txt");
+  listed.Select("docs\\deep\\er\\note.md");
+  Folder reference = Contents(TestData("ref_deflated"));
+
+  std::string destination = ScratchDir("selection");
+  int withoutPath = 0, mode = OVERWRITE_ALWAYS;
+  EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
+                                    destination.c_str(), 0, 1, 0),
+            0);
+  Folder got = Contents(destination);
+  EXPECT_EQ(Names(got), (std::set<std::string>{"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"}));
+  EXPECT_FALSE(got.folders.count("empty_dir")) << "folder entries are skipped in a selection";
+  for (const auto& file : got.files) EXPECT_TRUE(file.second.bytes == reference.files[file.first].bytes);
+
+  destination = ScratchDir("selection_flat");
+  withoutPath = 1;
+  EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
+                                    destination.c_str(), 0, 1, 0),
+            0);
+  EXPECT_EQ(Names(Contents(destination)), (std::set<std::string>{"readme.txt", "numbers.txt", "note.md"}));
+
+  // "Extract all" from the list: every listed file, but the folder entries are not rows.
+  destination = ScratchDir("selection_whole_list");
+  withoutPath = 0;
+  EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
+                                    destination.c_str(), 1, 1, 0),
+            0);
+  got = Contents(destination);
+  EXPECT_EQ(Names(got), Names(reference));
+  EXPECT_FALSE(got.folders.count("empty_dir"));
+}
+
+TEST_F(Extract, SelectionFindsEntriesWhateverTheSeparator) {
+  std::string destination = ScratchDir("separators");
+  unzFile zip = MyWaitunzOpen2_64(TestData("backslash.zip").c_str(), 0);
+  ASSERT_NE(zip, nullptr);
+  RBTree* selection = RBTreeCreate();
+  // The archive names the first with "\" and the second with "/"; the selection the reverse.
+  RBTreeInsert(selection, const_cast<char*>("win/dir/file.txt"), nullptr);
+  RBTreeInsert(selection, const_cast<char*>("unix\\named.txt"), nullptr);
+  ExtractJob job = {};
+  job.silent = 1;
+  job.zip = zip;
+  job.selection = selection;
+  job.total = 2;
+  job.countEntries = 1;
+  ASSERT_TRUE(SetCurrentDirectoryA(destination.c_str()));
+  int result = UnZipWorkThread(&job);
+  SetCurrentDirectoryA(before_.c_str());
+  unzClose(zip);
+  RBTreeDestroy(&selection);
+  free(job.refused);
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(Names(Contents(destination)), (std::set<std::string>{"win/dir/file.txt", "unix/named.txt"}));
+}
+
+TEST_F(Extract, OverwriteQuestionAnswers) {
+  std::string destination = ScratchDir("overwrite");
+  ASSERT_EQ(All("deflated.zip", destination), 0);
+  EXPECT_EQ(g_script.overwriteAsked, 0) << "mode 0 replaces without asking";
+  std::set<std::string> files = Names(Contents(destination));
+  auto makeOld = [&] {
+    for (const std::string& name : files) {
+      FILE* f = fopen((destination + "\\" + name).c_str(), "wb");
+      fputs("old", f);
+      fclose(f);
+    }
+  };
+  auto countOld = [&] {
+    int old = 0;
+    for (const auto& file : Contents(destination).files) old += file.second.bytes == "old";
+    return old;
+  };
+
+  // Skip, overwrite, then yes to all: no further question in this run.
+  makeOld();
+  g_script.overwriteAnswers = {2, 0, 1};
+  int mode = OVERWRITE_ASK, withoutPath = 0;
+  EXPECT_EQ(ExtractZipFilesFromList(nullptr, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
+                                    destination.c_str(), 1, 1, 1),
+            0);
+  EXPECT_EQ(g_script.overwriteAsked, 3);
+  EXPECT_EQ(countOld(), 1);
+
+  // Yes to all lasted that run only; Cancel ends the next one at once.
+  makeOld();
+  g_script.overwriteAsked = 0;
+  g_script.overwriteAnswers = {3};
+  EXPECT_EQ(mode, OVERWRITE_ASK);
+  EXPECT_EQ(ExtractZipFilesFromList(nullptr, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
+                                    destination.c_str(), 1, 1, 1),
+            EXTRACT_CANCELLED);
+  EXPECT_EQ(g_script.overwriteAsked, 1);
+  EXPECT_EQ(countOld(), static_cast<int>(files.size()));
+
+  // A question closed without an answer is a Cancel too.
+  g_script.overwriteAsked = 0;
+  g_script.overwriteAnswers = {-1};
+  EXPECT_EQ(ExtractZipFilesFromList(nullptr, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
+                                    destination.c_str(), 1, 1, 1),
+            EXTRACT_CANCELLED);
+  EXPECT_EQ(g_script.overwriteAsked, 1);
+  EXPECT_EQ(countOld(), static_cast<int>(files.size()));
+}
+
+TEST_F(Extract, Passwords) {
+  SetArchiveEncrypted(1);
+
+  // None given: asked once, the run ends as cancelled, nothing written.
+  std::string destination = ScratchDir("password_none");
+  EXPECT_EQ(All("encrypted.zip", destination), EXTRACT_CANCELLED);
+  EXPECT_EQ(g_script.passwordAsked, 1);
+  EXPECT_TRUE(Contents(destination).files.empty());
+
+  // Wrong: every encrypted entry is refused by its check byte, no garbage is left.
+  destination = ScratchDir("password_wrong");
+  g_script.passwords = {"nope"};
+  EXPECT_EQ(All("encrypted.zip", destination), 0);
+  EXPECT_TRUE(Contents(destination).files.empty());
+  EXPECT_EQ(GetLastWrongPasswordCount(), Contents(TestData("ref_encrypted")).files.size());
+
+  // Right, given in the dialog: asked once for the whole run.
+  SetCurrentPassword("");
+  g_script.passwordAsked = 0;
+  g_script.passwords = {"secret"};
+  destination = ScratchDir("password_right");
+  EXPECT_EQ(All("encrypted.zip", destination), 0);
+  EXPECT_EQ(g_script.passwordAsked, 1);
+  EXPECT_STREQ(GetCurrentPassword(), "secret");
+  ExpectSameAsUnzip(destination, "encrypted");
+  EXPECT_EQ(GetLastWrongPasswordCount(), 0u);
+}
+
+TEST_F(Extract, WrongPasswordPassingTheCheckByteLeavesNoGarbage) {
+  std::vector<std::string> lines = ReadLines(TestData("false_password.txt"));
+  ASSERT_EQ(lines.size(), 1u);
+  SetArchiveEncrypted(1);
+  SetCurrentPassword(lines[0].c_str());
+  std::string destination = ScratchDir("password_false");
+  EXPECT_EQ(All("one_encrypted.zip", destination), 0);
+  EXPECT_TRUE(Contents(destination).files.empty());
+  EXPECT_EQ(GetLastWrongPasswordCount(), 1u);
+  EXPECT_EQ(g_script.passwordAsked, 0);
+}
+
+TEST_F(Extract, HostileNamesNeverLeaveTheDestination) {
+  std::string outer = ScratchDir("hostile");
+  std::string destination = outer + "\\inner\\deeper";
+  EXPECT_EQ(All("hostile.zip", destination), 0);
+  EXPECT_EQ(Names(Contents(outer)), (std::set<std::string>{"inner/deeper/ok.txt", "inner/deeper/okdir/fine.txt"}));
+  EXPECT_EQ(Contents(outer).folders, (std::set<std::string>{"inner", "inner/deeper", "inner/deeper/okdir"}));
+
+  std::vector<std::string> names = ReadLines(TestData("hostile.names"));
+  std::set<std::string> refused;
+  std::string all = GetLastRefusedNames();
+  for (size_t start = 0; start <= all.size();) {
+    size_t end = all.find('\n', start);
+    if (end == std::string::npos) end = all.size();
+    refused.insert(all.substr(start, end - start));
+    start = end + 1;
+  }
+  std::set<std::string> expected(names.begin(), names.end());
+  expected.erase("ok.txt");
+  expected.erase("okdir/fine.txt");
+  EXPECT_EQ(refused, expected);
+  EXPECT_EQ(GetLastRefusedCount(), expected.size());
+
+  // Without paths only the last name counts: devices and streams are still refused, and
+  // whatever is written stays in the destination.
+  outer = ScratchDir("hostile_flat");
+  destination = outer + "\\inner";
+  Listed listed("hostile.zip");
+  int withoutPath = 1, mode = OVERWRITE_ALWAYS;
+  EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("hostile.zip").c_str(), &withoutPath, &mode, "",
+                                    destination.c_str(), 1, 1, 0),
+            0);
+  for (const std::string& name : Names(Contents(outer))) EXPECT_EQ(name.rfind("inner/", 0), 0u) << name;
+  EXPECT_EQ(Contents(outer).folders, (std::set<std::string>{"inner"}));
+  std::string flatRefused = GetLastRefusedNames();
+  for (const char* name : {"CON", "sub/aux.txt", "a:b", "nul.txt"})
+    EXPECT_NE(flatRefused.find(name), std::string::npos) << name;
+  EXPECT_EQ(GetLastRefusedCount(), 4u);
+  EXPECT_TRUE(Contents(destination).files.count("evil.txt"));
+}
+
+TEST_F(Extract, EntryInflatingPastItsSizeIsCut) {
+  std::string destination = ScratchDir("overrun");
+  EXPECT_EQ(All("overrun.zip", destination), 0);
+  std::string full = ReadFileBytes(TestData("overrun.data"));
+  std::string cut = ReadFileBytes(destination + "\\long.txt");
+  EXPECT_EQ(cut.size(), 100000u);
+  EXPECT_TRUE(cut == full.substr(0, 100000));
+  EXPECT_EQ(ReadFileBytes(destination + "\\good.txt"), "after the overrun\n");
+}
+
+TEST_F(Extract, DamagedEntriesDoNotStopTheRun) {
+  std::string destination = ScratchDir("damaged");
+  EXPECT_EQ(All("damaged_entry.zip", destination), 0);
+  EXPECT_EQ(ReadFileBytes(destination + "\\good.txt"), ReadFileBytes(TestData("damaged_entry.good")));
+  EXPECT_TRUE(g_script.boxes.empty());
+}
+
+TEST_F(Extract, ArchiveThatCannotBeOpened) {
+  std::string destination = ScratchDir("no_archive");
+  int withoutPath = 0, mode = OVERWRITE_ALWAYS;
+  EXPECT_EQ(ExtractZipFilesFromList(nullptr, TestData("missing.zip").c_str(), &withoutPath, &mode, "",
+                                    destination.c_str(), 1, 1, 1),
+            -1);
+  ASSERT_EQ(g_script.boxes.size(), 1u);
+  EXPECT_EQ(g_script.boxes[0], "ExtractZipFilesFromList: (5) " + TestData("missing.zip") + " cannot be opened");
+}
+
+TEST_F(Extract, WithTheProgressDialog) {
+  // More than 99 entries: one step per entry.
+  std::string destination = ScratchDir("progress_entries");
+  StartProgressDialog(true, nullptr);
+  EXPECT_EQ(All("many.zip", destination, OVERWRITE_ALWAYS, 0, 0), 0);
+  EXPECT_EQ(GetProgressDialog(), nullptr) << "the run closes its dialog";
+  ExpectSameAsUnzip(destination, "many");
+
+  // A few selected rows: the bar shows bytes in percent.
+  Listed listed("deflated.zip");
+  listed.Select("data\\mixed.bin");
+  listed.Select("docs\\numbers.txt");
+  destination = ScratchDir("progress_bytes");
+  StartProgressDialog(true, nullptr);
+  int withoutPath = 0, mode = OVERWRITE_ASK;
+  EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
+                                    destination.c_str(), 0, 0, 0),
+            0);
+  EXPECT_EQ(GetProgressDialog(), nullptr);
+  EXPECT_EQ(Names(Contents(destination)), (std::set<std::string>{"data/mixed.bin", "docs/numbers.txt"}));
+  EXPECT_EQ(GetExtractionByteCounter(), Contents(destination).files["data/mixed.bin"].bytes.size() +
+                                            Contents(destination).files["docs/numbers.txt"].bytes.size());
+}
+
+}  // namespace
