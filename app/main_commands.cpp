@@ -2,11 +2,14 @@
 #include "app/main_state.h"
 
 #include "app/commands.h"
+#include "app/main_recent.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "services/help_file.h"
 #include "services/log.h"
+#include "services/prompts.h"
+#include "settings/registry_text.h"
 #include "zip/extract_archive.h"
 #include "zip/open_archive.h"
 
@@ -41,6 +44,10 @@ void CmdExtractAll() {
 void CmdExtractSelected() { ExtractSelected(CurrentView()); }
 void CmdViewEntry() { ViewSelectedEntry(0); }
 void CmdOpenWith() { ViewSelectedEntry(1); }
+
+void CmdRegistryValues() {
+  PromptMessageBox(Main().hwnd, GetRegistryValuesText().c_str(), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+}
 
 void CmdExit() { PostMessageA(Main().hwnd, WM_CLOSE, 0, 0); }
 void CmdFullList() { SetPresentation(PRESENT_FULL_LIST); }
@@ -77,7 +84,7 @@ const Command kCommands[] = {
     {IDM_SELF_EXTRACTING, nullptr, nullptr},
     {IDM_CONFIGURATION, nullptr, nullptr},
     {IDM_LANGUAGE, nullptr, nullptr},
-    {IDM_REGISTRY_VALUES, nullptr, "Ctrl+9"},
+    {IDM_REGISTRY_VALUES, CmdRegistryValues, "Ctrl+9"},
     {IDM_HELP, CmdHelp, "F1"},
     {IDM_CHECK_UPDATE, nullptr, nullptr},
     {IDM_ABOUT, nullptr, nullptr},
@@ -112,7 +119,7 @@ void AppendItem(HMENU menu, int id) {
     return;
   }
   if (id == IDM_RECENT) {
-    AppendMenuA(menu, MF_POPUP | MF_GRAYED, reinterpret_cast<UINT_PTR>(CreatePopupMenu()), GetMenuItemText(id));
+    AppendMenuA(menu, MF_POPUP, reinterpret_cast<UINT_PTR>(CreateRecentMenu()), GetMenuItemText(id));
     return;
   }
   const Command* c = FindCommand(id);
@@ -172,6 +179,7 @@ bool IsCommandAvailable(int id) {
 
 void OnMainCommand(int id) {
   if (id == IDOK) id = IDM_VIEW_ENTRY;  // Enter in a list, or a double click
+  if (OnRecentCommand(id)) return;
   const Command* c = FindCommand(id);
   if (!c || !c->run) {
     Log(2, GetVerbose(), "OnMainCommand: %d has no handler", id);

@@ -1,5 +1,6 @@
 #include "services/base.h"
 #include "app/main_state.h"
+#include "app/main_recent.h"
 
 #include "model/app_state.h"
 #include "model/entry_rows.h"
@@ -21,7 +22,7 @@ void FinishListing() {}
 
 void LockUpdates(bool lock) { SendMessageA(CurrentView(), WM_SETREDRAW, lock ? FALSE : TRUE, 0); }
 
-void AddRecent(const char*) {}
+void AddRecent(const char* path) { AddRecentArchive(path); }
 
 void RefreshToolbar() {
   if (Main().hwnd) PostMessageA(Main().hwnd, WM_APP_REFRESH_TOOLBAR, 0, 0);

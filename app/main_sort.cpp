@@ -2,7 +2,7 @@
 #include "app/main_state.h"
 
 #include "model/entry_rows.h"
-#include "app/options_pending.h"
+#include "settings/options.h"
 
 #include <commctrl.h>
 

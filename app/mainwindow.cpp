@@ -1,11 +1,14 @@
 #include "services/base.h"
 #include "app/mainwindow.h"
 
+#include "app/main_recent.h"
 #include "app/main_state.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "res/resource.h"
 #include "services/log.h"
+#include "settings/load.h"
+#include "settings/window_placement.h"
 #include "zip/extract_archive.h"
 #include "zip/open_archive.h"
 
@@ -35,7 +38,8 @@ LRESULT MsgCreate(HWND hwnd) {
   return 0;
 }
 
-LRESULT MsgDestroy() {
+LRESULT MsgDestroy(HWND hwnd) {
+  SaveWindowPlacement(hwnd);
   DetachEntryRows(g_main.list);
   DetachEntryRows(g_main.treeList);
   if (g_main.font) DeleteObject(g_main.font);
@@ -128,8 +132,11 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
       return 0;
     case 0x02E0:  // WM_DPICHANGED
       return MsgDpiChanged(hwnd, wParam, reinterpret_cast<const RECT*>(lParam));
+    case WM_INITMENUPOPUP:
+      RefreshRecentMenu(reinterpret_cast<HMENU>(wParam));
+      return 0;
     case WM_DESTROY:
-      return MsgDestroy();
+      return MsgDestroy(hwnd);
     default:
       return DefWindowProcA(hwnd, message, wParam, lParam);
   }
@@ -151,11 +158,12 @@ ATOM RegisterMainWindowClass(HINSTANCE instance) {
 }
 
 HWND CreateMainWindow(HINSTANCE instance, int showCommand) {
+  LoadSettings(nullptr);
   HWND hwnd = CreateWindowExA(WS_EX_ACCEPTFILES | WS_EX_CONTROLPARENT, kMainWindowClass, kProductName,
                               WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN, CW_USEDEFAULT, CW_USEDEFAULT, 960, 640,
                               nullptr, nullptr, instance, nullptr);
   if (!hwnd) return nullptr;
-  ShowWindow(hwnd, showCommand);
+  RestoreWindowPlacement(hwnd, showCommand);
   UpdateWindow(hwnd);
   SetFocus(CurrentView());
   return hwnd;

@@ -1,2 +1,0 @@
-#pragma once
-inline bool IsRememberSortedColumn() { return false; }
