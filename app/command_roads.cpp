@@ -40,4 +40,3 @@ void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add
       silent, add);
 }
 
-int ShowConsoleHelp(HINSTANCE) { return 0; }

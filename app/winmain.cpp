@@ -46,14 +46,16 @@ int ThemeActive() {
 
 int RunHelpRoad(HINSTANCE instance) {
   if (!InitControls()) return 1;
+  int richEditVersion = 2;
   if (!LoadLibraryA("Riched20.dll")) {
     printf("cannot load riched20 will try riched32\n");
+    richEditVersion = 1;
     if (!LoadLibraryA("Riched32.dll")) {
       MessageBoxA(nullptr, "cannot load riched lib", "Kestrelia", MB_OK);
       return 1;
     }
   }
-  return ShowConsoleHelp(instance);
+  return ShowConsoleHelp(instance, richEditVersion);
 }
 
 int MessageLoop() {

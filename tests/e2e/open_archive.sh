@@ -5,7 +5,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 data=${KESTRELIA_TESTDATA:?}
 
 start_program "$(winpath "$data/python.zip")"
-out=$(inspect --wait 60 --until-rows 3 --rows 10)
+out=$(inspect --wait 60 --until-rows 3 --until-title "python.zip" --rows 10)
 screenshot open_command_line
 expect_contains "title names the archive" 'window "Kestrelia: Z:\' "$out"
 expect_contains "three file rows" "list rows: 3" "$out"
@@ -16,16 +16,16 @@ stop_program
 
 start_program
 inspect --wait 60 >/dev/null
-out=$(inspect --drop "$(winpath "$data/zip_deflated.zip")" --wait 60 --until-rows 6 --rows 10)
+out=$(inspect --drop "$(winpath "$data/zip_deflated.zip")" --wait 60 --until-rows 6 --until-title "zip_deflated.zip" --rows 10)
 screenshot open_dropped
 expect_contains "dropped archive listed" "list rows: 6" "$out"
 expect_contains "dropped archive in title" "zip_deflated.zip" "$out"
 stop_program
 
 start_program "$(winpath "$data/damaged.zip")"
-sleep 5  # the open waits three seconds for a locked file before it gives up
+# The open waits three seconds for a locked file before it gives up.
+out=$(wine "$bin/wininspect.exe" --class '#32770' --wait 30 2>/dev/null | tr -d '\r')
 screenshot damaged_message
-out=$(wine "$bin/wininspect.exe" --class '#32770' --wait 10 2>/dev/null | tr -d '\r')
 expect_contains "damaged archive: error box" "damaged.zip" "$out"
 wine "$bin/wininspect.exe" --class '#32770' --close >/dev/null 2>&1
 stop_program

@@ -4,7 +4,8 @@
 // allocated there.
 //
 //   wininspect [--wait SECONDS] [--close] [--rows N] [--class NAME] [--until-rows N]
-// --until-rows waits (up to --wait) until the visible list shows at least N rows.
+// --until-rows waits (up to --wait) until the visible list shows at least N rows;
+// --until-title TEXT until the window title contains TEXT.
 // --drop PATH drops a file on the window as the shell would (WM_DROPFILES).
 // Exit code 0 when the window was found, 1 otherwise.
 #include "services/base.h"
@@ -138,11 +139,42 @@ int VisibleRows(HWND hwnd) {
 BOOL CALLBACK DumpChild(HWND child, LPARAM) {
   char cls[128] = "", text[512] = "";
   GetClassNameA(child, cls, sizeof cls);
-  GetWindowTextA(child, text, sizeof text);
+  // WM_GETTEXT is marshalled between processes; GetWindowText would only read the caption
+  // that the control was created with.
+  DWORD_PTR got = 0;
+  SendMessageTimeoutA(child, WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text), SMTO_ABORTIFHUNG, 2000, &got);
   printf("control %s \"%s\"%s\n", cls, text, IsWindowVisible(child) ? "" : " (hidden)");
   if (!_stricmp(cls, WC_LISTVIEWA) && IsWindowVisible(child)) DumpList(child, g_maxRows);
   if (!_stricmp(cls, STATUSCLASSNAMEA)) DumpStatus(child);
   return TRUE;
+}
+
+struct TopSearch {
+  const char* cls;
+  HWND found;
+};
+
+// Dialogs share one class and Wine keeps hidden ones of its own, so only a shown window of
+// the class counts.
+BOOL CALLBACK FindShownTopWindow(HWND hwnd, LPARAM data) {
+  TopSearch* search = reinterpret_cast<TopSearch*>(data);
+  char cls[64] = "";
+  GetClassNameA(hwnd, cls, sizeof cls);
+  if (_stricmp(cls, search->cls) || !IsWindowVisible(hwnd)) return TRUE;
+  search->found = hwnd;
+  return FALSE;
+}
+
+bool TitleContains(HWND hwnd, const char* text) {
+  char title[512] = "";
+  GetWindowTextA(hwnd, title, sizeof title);
+  return strstr(title, text) != nullptr;
+}
+
+HWND FindShownWindow(const char* cls) {
+  TopSearch search = {cls, nullptr};
+  EnumWindows(FindShownTopWindow, reinterpret_cast<LPARAM>(&search));
+  return search.found;
 }
 
 }  // namespace
@@ -153,6 +185,7 @@ int main(int argc, char** argv) {
   const char* cls = "Kestrelia";
   int untilRows = -1;
   const char* drop = nullptr;
+  const char* untilTitle = nullptr;
   for (int i = 1; i < argc; ++i) {
     if (!strcmp(argv[i], "--wait") && i + 1 < argc) wait = atof(argv[++i]);
     else if (!strcmp(argv[i], "--close")) close = true;
@@ -160,16 +193,20 @@ int main(int argc, char** argv) {
     else if (!strcmp(argv[i], "--class") && i + 1 < argc) cls = argv[++i];
     else if (!strcmp(argv[i], "--until-rows") && i + 1 < argc) untilRows = atoi(argv[++i]);
     else if (!strcmp(argv[i], "--drop") && i + 1 < argc) drop = argv[++i];
+    else if (!strcmp(argv[i], "--until-title") && i + 1 < argc) untilTitle = argv[++i];
   }
   HWND hwnd = nullptr;
   DWORD start = GetTickCount();
   for (;;) {
-    hwnd = FindWindowA(cls, nullptr);
+    hwnd = FindShownWindow(cls);
     if (hwnd || GetTickCount() - start >= wait * 1000) break;
     Sleep(20);
   }
   if (hwnd && drop) DropFile(hwnd, drop);
   while (hwnd && untilRows >= 0 && VisibleRows(hwnd) < untilRows && GetTickCount() - start < wait * 1000)
+    Sleep(20);
+  // The title is written after the rows are shown.
+  while (hwnd && untilTitle && !TitleContains(hwnd, untilTitle) && GetTickCount() - start < wait * 1000)
     Sleep(20);
   if (!hwnd) {
     printf("no window of class %s\n", cls);
