@@ -5,6 +5,16 @@
 #pragma once
 #include "services/base.h"
 
+// Controls of the dialog, for callers and tests that look at them.
+constexpr int kProgressBarId = 30000;
+constexpr int kProgressTitleId = 30001;
+constexpr int kProgressCancelId = 30002;
+constexpr int kProgressDetailId = 30003;
+constexpr int kProgressSecondLineId = 30004;
+constexpr int kProgressExpandIconId = 30005;
+constexpr int kProgressTopLineId = 40001;
+constexpr int kProgressButtonLineId = 40002;
+
 // Thread bodies that own the modal dialog (start them with CreateThread and close the
 // handle). The cancellable one takes an optional detail text: a kPathBuf buffer that it
 // shows and then empties; nullptr shows an empty detail.
@@ -40,6 +50,9 @@ void EnableProgressCancel(bool enable);
 void SetShowProgressDialog(bool show);
 bool IsShowProgressDialog();
 bool IsProgressDialogVisible();
+// Initialised and on screen, or initialised and hidden by the setting: what the range
+// setters and the closes wait for.
+bool IsProgressDialogReady();
 
 // Set to 1 by the user's Cancel, cleared when the worker closes the dialog.
 int IsCancelledByUser();

@@ -1,0 +1,338 @@
+#include "services/base.h"
+#include "services/progress.h"
+
+#include "kestrelia_lang.h"
+#include "services/dialog_template.h"
+#include "services/log.h"
+#include "services/progress_internal.h"
+
+#include <commctrl.h>
+#include <windowsx.h>
+
+#include <algorithm>
+
+namespace {
+
+// Layout in pixels at 96 dots per inch; scaled for the dialog's own resolution.
+constexpr int kWidth = 500;
+constexpr int kHeight = 200;
+constexpr int kExpandedHeight = 222;
+constexpr int kHeaderHeight = 60;
+constexpr int kTitleWidth = 460;
+constexpr int kSecondLineHeight = 22;
+constexpr RECT kIconHitArea = {460, 30, 480, 50};
+constexpr int kIconSize = 16;
+
+// The dialog's own state, kept in its GWLP_USERDATA.
+struct ProgressDialogWindow {
+  bool withCancel;
+  bool expanded;
+  bool iconPressed;
+  bool buttonPressed;
+  int dpi;
+};
+
+// Created once, for the first dialog's resolution, and kept for the life of the process.
+HFONT g_detailFont = nullptr;
+
+ProgressDialogWindow* Window(HWND dialog) {
+  return reinterpret_cast<ProgressDialogWindow*>(GetWindowLongPtrA(dialog, GWLP_USERDATA));
+}
+
+int Scale(const ProgressDialogWindow* w, int pixels) { return MulDiv(pixels, w->dpi, 96); }
+
+int DpiOf(HWND window) {
+  typedef UINT(WINAPI * GetDpiForWindowFn)(HWND);
+  static GetDpiForWindowFn getDpi =
+      reinterpret_cast<GetDpiForWindowFn>(GetProcAddress(GetModuleHandleA("user32.dll"), "GetDpiForWindow"));
+  if (getDpi)
+    if (UINT dpi = getDpi(window)) return static_cast<int>(dpi);
+  HDC dc = GetDC(window);
+  int dpi = GetDeviceCaps(dc, LOGPIXELSY);
+  ReleaseDC(window, dc);
+  return dpi > 0 ? dpi : 96;
+}
+
+HFONT DetailFont(const ProgressDialogWindow* w) {
+  if (!g_detailFont)
+    g_detailFont = CreateFontA(Scale(w, 16), 0, 0, 0, 900, FALSE, FALSE, FALSE, DEFAULT_CHARSET, OUT_DEFAULT_PRECIS,
+                               CLIP_DEFAULT_PRECIS, ANTIALIASED_QUALITY, DEFAULT_PITCH | FF_SWISS, "Tahoma");
+  return g_detailFont;
+}
+
+void Place(const ProgressDialogWindow* w, HWND dialog, int id, int x, int y, int cx, int cy) {
+  if (HWND control = GetDlgItem(dialog, id))
+    SetWindowPos(control, nullptr, Scale(w, x), Scale(w, y), Scale(w, cx), Scale(w, cy),
+                 SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+// Sizes the client area in pixels; the template's dialog units would depend on the font.
+void SizeClient(const ProgressDialogWindow* w, HWND dialog, int height, const POINT* topLeft) {
+  RECT rect = {0, 0, Scale(w, kWidth), Scale(w, height)};
+  AdjustWindowRectEx(&rect, static_cast<DWORD>(GetWindowLongPtrA(dialog, GWL_STYLE)), FALSE,
+                     static_cast<DWORD>(GetWindowLongPtrA(dialog, GWL_EXSTYLE)));
+  UINT flags = SWP_NOZORDER | SWP_NOACTIVATE | (topLeft ? 0 : SWP_NOMOVE);
+  SetWindowPos(dialog, nullptr, topLeft ? topLeft->x : 0, topLeft ? topLeft->y : 0, rect.right - rect.left,
+               rect.bottom - rect.top, flags);
+}
+
+// Places every control for the collapsed or expanded state; laid out again after a toggle,
+// the bar keeps a wider right margin.
+void LayoutProgressDialog(HWND dialog, bool again) {
+  ProgressDialogWindow* w = Window(dialog);
+  bool x = w->expanded;
+  int height = x ? kExpandedHeight : kHeight;
+  if (again) SizeClient(w, dialog, height, nullptr);
+  Place(w, dialog, kProgressBarId, 20, height / 2 + (x ? 11 : 0), kWidth - (again ? 60 : 40),
+        MulDiv(GetSystemMetrics(SM_CYHSCROLL), 96, w->dpi));
+  Place(w, dialog, kProgressTitleId, 0, 0, kTitleWidth, kHeaderHeight);
+  Place(w, dialog, kProgressSecondLineId, 0, kHeaderHeight, kWidth, kSecondLineHeight);
+  Place(w, dialog, kProgressExpandIconId, kTitleWidth, 0, kWidth - kTitleWidth, kHeaderHeight);
+  Place(w, dialog, kProgressTopLineId, 0, x ? 83 : 61, kWidth, 2);
+  Place(w, dialog, kProgressCancelId, 210, x ? 152 : 130, 80, x ? 23 : 22);
+  Place(w, dialog, kProgressButtonLineId, 0, x ? 142 : 120, kWidth, x ? 3 : 2);
+  if (HWND second = GetDlgItem(dialog, kProgressSecondLineId)) ShowWindow(second, x ? SW_SHOWNA : SW_HIDE);
+  InvalidateRect(dialog, nullptr, TRUE);
+}
+
+HWND AddControl(HWND dialog, const char* className, const char* text, int id, DWORD style) {
+  return CreateWindowExA(0, className, text, WS_CHILD | style, 0, 0, 0, 0, dialog,
+                         reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), GetModuleHandleA(nullptr), nullptr);
+}
+
+void OnExpandIconMouse(HWND dialog, bool down, POINT pt) {
+  ProgressDialogWindow* w = Window(dialog);
+  if (!w || !w->withCancel) return;
+  bool inside = pt.x >= Scale(w, kIconHitArea.left) && pt.x <= Scale(w, kIconHitArea.right) &&
+                pt.y >= Scale(w, kIconHitArea.top) && pt.y <= Scale(w, kIconHitArea.bottom);
+  if (down) {
+    w->iconPressed = inside;
+    return;
+  }
+  bool toggle = w->iconPressed && inside;
+  w->iconPressed = false;
+  if (!toggle) return;
+  w->expanded = !w->expanded;
+  LayoutProgressDialog(dialog, true);
+  InvalidateRect(GetDlgItem(dialog, kProgressExpandIconId), nullptr, TRUE);
+}
+
+// A static only hears the mouse with SS_NOTIFY; its clicks are handed to the dialog in the
+// dialog's coordinates, where the icon's area is defined.
+LRESULT CALLBACK ExpandIconProc(HWND icon, UINT msg, WPARAM wp, LPARAM lp, UINT_PTR, DWORD_PTR) {
+  if (msg == WM_LBUTTONDOWN || msg == WM_LBUTTONDBLCLK || msg == WM_LBUTTONUP) {
+    POINT pt = {GET_X_LPARAM(lp), GET_Y_LPARAM(lp)};
+    HWND dialog = GetParent(icon);
+    MapWindowPoints(icon, dialog, &pt, 1);
+    OnExpandIconMouse(dialog, msg != WM_LBUTTONUP, pt);
+    return 0;
+  }
+  if (msg == WM_NCDESTROY) RemoveWindowSubclass(icon, ExpandIconProc, 0);
+  return DefSubclassProc(icon, msg, wp, lp);
+}
+
+void CreateProgressControls(HWND dialog, ProgressDialogWindow* w) {
+  HWND bar = AddControl(dialog, PROGRESS_CLASSA, "", kProgressBarId, WS_VISIBLE);
+  SendMessageA(bar, PBM_SETRANGE32, 0, 100);
+  AddControl(dialog, "STATIC", "", kProgressTitleId, WS_VISIBLE | SS_OWNERDRAW);
+  AddControl(dialog, "STATIC", "", kProgressDetailId, 0);
+  AddControl(dialog, "STATIC", "", kProgressSecondLineId, SS_OWNERDRAW);
+  HWND icon = AddControl(dialog, "STATIC", "", kProgressExpandIconId, WS_VISIBLE | SS_OWNERDRAW | SS_NOTIFY);
+  SetWindowSubclass(icon, ExpandIconProc, 0, 0);
+  AddControl(dialog, "STATIC", "", kProgressTopLineId, WS_VISIBLE | SS_ETCHEDHORZ);
+  DetailFont(w);
+  if (w->withCancel) {
+    HWND button = AddControl(dialog, "BUTTON", GetGenericText(1), kProgressCancelId,
+                             WS_VISIBLE | WS_TABSTOP | BS_PUSHBUTTON);
+    SendMessageA(button, WM_SETFONT, SendMessageA(dialog, WM_GETFONT, 0, 0), FALSE);
+    AddControl(dialog, "STATIC", "", kProgressButtonLineId, WS_VISIBLE | SS_ETCHEDHORZ);
+  }
+}
+
+void ExecuteProgressDialogProc(HWND dialog, bool withCancel) {
+  ProgressDialogWindow* w = new ProgressDialogWindow{withCancel, false, false, false, DpiOf(dialog)};
+  SetWindowLongPtrA(dialog, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(w));
+  BeginProgressDialogInit(dialog);
+
+  POINT topLeft = {(GetSystemMetrics(SM_CXSCREEN) - Scale(w, kWidth)) / 2,
+                   (GetSystemMetrics(SM_CYSCREEN) - Scale(w, kHeight)) / 2};
+  SizeClient(w, dialog, kHeight, &topLeft);
+  CreateProgressControls(dialog, w);
+  LayoutProgressDialog(dialog, false);
+  SetWindowTextA(dialog, GetGenericText(30));
+
+  if (!IsShowProgressDialog()) {
+    Log(-1, GetVerbose(), "ExecuteProgressDialogProc: Should not show progress dialog");
+    ShowWindow(dialog, SW_HIDE);
+  }
+  ApplyPendingProgressRequests(dialog);
+  EndProgressDialogInit();
+}
+
+void ControlText(HWND control, char* out, int size) {
+  out[0] = '\0';
+  GetWindowTextA(control, out, size);
+}
+
+void DrawTitleLine(HWND dialog, const DRAWITEMSTRUCT* item) {
+  const ProgressDialogWindow* w = Window(dialog);
+  RECT r = item->rcItem;
+  char text[kPathBuf];
+  ControlText(GetDlgItem(dialog, kProgressDetailId), text, sizeof text);
+  HGDIOBJ old = SelectObject(item->hDC, DetailFont(w));
+  RECT detail = {r.left + Scale(w, 10), r.top + Scale(w, 5), r.right - Scale(w, 10), r.top + Scale(w, 30)};
+  DrawTextA(item->hDC, text, -1, &detail, DT_SINGLELINE | DT_NOPREFIX | DT_END_ELLIPSIS);
+
+  ControlText(item->hwndItem, text, sizeof text);
+  for (char* p = text; *p; ++p)
+    if (*p == '/') *p = '\\';
+  SelectObject(item->hDC, reinterpret_cast<HFONT>(SendMessageA(dialog, WM_GETFONT, 0, 0)));
+  RECT title = {r.left + Scale(w, 20), r.top + Scale(w, 30), r.right - Scale(w, 10), r.bottom};
+  DrawTextA(item->hDC, text, -1, &title, DT_SINGLELINE | DT_NOPREFIX | DT_PATH_ELLIPSIS);
+  SelectObject(item->hDC, old);
+}
+
+void DrawSecondLine(HWND dialog, const DRAWITEMSTRUCT* item) {
+  const ProgressDialogWindow* w = Window(dialog);
+  char text[kPathBuf];
+  ControlText(item->hwndItem, text, sizeof text);
+  HGDIOBJ old = SelectObject(item->hDC, reinterpret_cast<HFONT>(SendMessageA(dialog, WM_GETFONT, 0, 0)));
+  RECT r = item->rcItem;
+  r.left += Scale(w, 270);
+  r.top += Scale(w, 5);
+  DrawTextA(item->hDC, text, -1, &r, DT_SINGLELINE | DT_NOPREFIX | DT_END_ELLIPSIS);
+  SelectObject(item->hDC, old);
+}
+
+// A chevron pointing down offers to expand, pointing up to collapse.
+void DrawExpandIcon(HWND dialog, const DRAWITEMSTRUCT* item) {
+  const ProgressDialogWindow* w = Window(dialog);
+  if (!w->withCancel) return;
+  int size = Scale(w, kIconSize);
+  int x = item->rcItem.left + Scale(w, 5) + (w->iconPressed ? 1 : 0);
+  int y = item->rcItem.top + Scale(w, 30) + (w->iconPressed ? 1 : 0);
+  HPEN frame = CreatePen(PS_SOLID, 1, GetSysColor(COLOR_BTNSHADOW));
+  HPEN arrow = CreatePen(PS_SOLID, (std::max)(2, Scale(w, 2)), GetSysColor(COLOR_BTNTEXT));
+  HGDIOBJ oldPen = SelectObject(item->hDC, frame);
+  HGDIOBJ oldBrush = SelectObject(item->hDC, GetStockObject(NULL_BRUSH));
+  Ellipse(item->hDC, x, y, x + size, y + size);
+  SelectObject(item->hDC, arrow);
+  int quarter = size / 4;
+  int rise = size / 8;  // half the chevron's height
+  int mid = y + size / 2;
+  int wing = w->expanded ? mid + rise : mid - rise;
+  int tip = w->expanded ? mid - rise : mid + rise;
+  POINT stroke[3] = {{x + quarter, wing}, {x + size / 2, tip}, {x + size - quarter, wing}};
+  Polyline(item->hDC, stroke, 3);
+  SelectObject(item->hDC, oldBrush);
+  SelectObject(item->hDC, oldPen);
+  DeleteObject(arrow);
+  DeleteObject(frame);
+}
+
+BOOL OnDrawItem(HWND dialog, const DRAWITEMSTRUCT* item) {
+  if (!Window(dialog)) return FALSE;
+  FillRect(item->hDC, &item->rcItem, static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH)));
+  SetBkMode(item->hDC, TRANSPARENT);
+  SetTextColor(item->hDC, GetSysColor(COLOR_WINDOWTEXT));
+  switch (item->CtlID) {
+    case kProgressTitleId: DrawTitleLine(dialog, item); break;
+    case kProgressSecondLineId: DrawSecondLine(dialog, item); break;
+    case kProgressExpandIconId: DrawExpandIcon(dialog, item); break;
+    default: return FALSE;
+  }
+  return TRUE;
+}
+
+void EndByUser(HWND dialog, int code) {
+  ProgressDialogWindow* w = Window(dialog);
+  if (!w || !w->withCancel) return;  // without a Cancel button only the worker ends it
+  w->buttonPressed = code == kProgressCancelId;
+  EndDialog(dialog, code);
+  ProgressDialogEnded(dialog, true);
+}
+
+INT_PTR CALLBACK ProgressDialogProc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp) {
+  switch (msg) {
+    case WM_INITDIALOG:
+      ExecuteProgressDialogProc(dialog, lp != 0);
+      return TRUE;
+    case WM_WINDOWPOSCHANGING:
+      // The modal loop shows a dialog on its first idle moment; a hidden one must stay so.
+      if (!IsShowProgressDialog()) reinterpret_cast<WINDOWPOS*>(lp)->flags &= ~SWP_SHOWWINDOW;
+      return FALSE;
+    case WM_DRAWITEM:
+      return OnDrawItem(dialog, reinterpret_cast<const DRAWITEMSTRUCT*>(lp));
+    case WM_LBUTTONDOWN:
+    case WM_LBUTTONUP:
+      OnExpandIconMouse(dialog, msg == WM_LBUTTONDOWN, POINT{GET_X_LPARAM(lp), GET_Y_LPARAM(lp)});
+      return TRUE;
+    case WM_COMMAND:
+      if (LOWORD(wp) == kProgressCancelId || LOWORD(wp) == IDCANCEL) EndByUser(dialog, LOWORD(wp));
+      return TRUE;
+    case WM_SYSCOMMAND:
+      if ((wp & 0xFFF0) != SC_CLOSE) return FALSE;
+      EndByUser(dialog, IDCANCEL);
+      return TRUE;
+    case kMsgProgressCloseFromCode:
+      EndDialog(dialog, 0);
+      ProgressDialogEnded(dialog, false);
+      return TRUE;
+    case WM_DESTROY:
+      ProgressDialogDestroyed(dialog);
+      delete Window(dialog);
+      SetWindowLongPtrA(dialog, GWLP_USERDATA, 0);
+      return FALSE;
+  }
+  return FALSE;
+}
+
+// The foreground window owns the dialog (and is disabled while it runs), but only when it
+// belongs to this process: another program's window must not be tied to this one.
+HWND ForegroundOwner() {
+  HWND foreground = GetForegroundWindow();
+  DWORD process = 0;
+  if (foreground) GetWindowThreadProcessId(foreground, &process);
+  return process == GetCurrentProcessId() ? foreground : nullptr;
+}
+
+void RunProgressDialog(bool withCancel) {
+  // Gives a worker that ends at once the chance to finish before anything is drawn.
+  Sleep(50);
+  INITCOMMONCONTROLSEX controls = {sizeof controls, ICC_PROGRESS_CLASS | ICC_STANDARD_CLASSES};
+  InitCommonControlsEx(&controls);
+  DWORD style = DS_MODALFRAME | WS_POPUP | WS_CAPTION | (withCancel ? WS_SYSMENU : 0);
+  DialogTemplateSpec spec = {GetGenericText(30), style, 0, 0, 0, 250, 100, "MS Shell Dlg", 8};
+  std::vector<WORD> dialogTemplate = BuildDialogTemplate(spec);
+  INT_PTR result = DialogBoxIndirectParamA(GetModuleHandleA(nullptr),
+                                           reinterpret_cast<LPCDLGTEMPLATEA>(dialogTemplate.data()),
+                                           ForegroundOwner(), ProgressDialogProc, withCancel ? 1 : 0);
+  if (result == -1) Log(-1, GetVerbose(), "ProgressDialogThread: cannot create the dialog (%lu)", GetLastError());
+}
+
+}  // namespace
+
+DWORD WINAPI ProgressDialogThread(LPVOID initialDetail) {
+  char* detail = static_cast<char*>(initialDetail);
+  if (detail) {
+    SetProgressDetail(detail);
+    detail[0] = '\0';
+  }
+  RunProgressDialog(true);
+  return 0;
+}
+
+DWORD WINAPI ProgressDialogNoCancelThread(LPVOID unused) {
+  if (unused) Log(-1, GetVerbose(), "ProgressDialogNoCancelThread called with valid Parameter - thats wrong!");
+  RunProgressDialog(false);
+  return 0;
+}
+
+void StartProgressDialog(bool withCancel, const char* detail) {
+  // The text goes in as a pending detail now, so the caller's buffer need not outlive this.
+  if (detail) SetProgressDetail(detail);
+  HANDLE thread = CreateThread(nullptr, 0, withCancel ? ProgressDialogThread : ProgressDialogNoCancelThread,
+                               nullptr, 0, nullptr);
+  if (thread) CloseHandle(thread);
+  else Log(-1, GetVerbose(), "StartProgressDialog: cannot create the dialog thread (%lu)", GetLastError());
+}

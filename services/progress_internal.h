@@ -1,0 +1,21 @@
+// What the progress dialog's own thread and the worker-side functions share, beyond the
+// public calls: the steps of the dialog's life that touch the shared state.
+#pragma once
+#include "services/base.h"
+
+// Sent by the worker's close and by a cancel from code; the dialog ends without counting
+// it as the user's cancel.
+constexpr UINT kMsgProgressCloseFromCode = WM_APP + 0x301;
+
+// Start of the dialog's initialisation: flag cleared, marked initialising, handle recorded
+// (with a complaint when the previous dialog's handle is still there).
+void BeginProgressDialogInit(HWND dialog);
+// Pending detail text and marquee request, asked for before the dialog existed.
+void ApplyPendingProgressRequests(HWND dialog);
+void EndProgressDialogInit();
+// The dialog is ending; by the user (Cancel, system close) sets IsCancelledByUser.
+void ProgressDialogEnded(HWND dialog, bool byUser);
+// The dialog window is going away; forgets its handle if still recorded.
+void ProgressDialogDestroyed(HWND dialog);
+
+void ApplyProgressMarquee(HWND bar, bool on);

@@ -1,0 +1,262 @@
+#include "services/base.h"
+#include "services/progress.h"
+
+#include "services/log.h"
+#include "services/progress_internal.h"
+
+#include <commctrl.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+// Word-sized values shared between the worker and the dialog thread without a lock: each
+// is written by one side at a time and a stale read only costs one more 10 ms poll.
+std::atomic<HWND> g_dialog{nullptr};
+std::atomic<int> g_minimum{-1};
+std::atomic<int> g_maximum{-1};
+std::atomic<int> g_cancelled{0};
+std::atomic<bool> g_show{true};
+std::atomic<bool> g_initialising{false};
+
+char g_pendingDetail[kPathBuf] = "";
+std::atomic<bool> g_pendingDetailSet{false};
+std::atomic<bool> g_pendingMarqueeSet{false};
+std::atomic<bool> g_pendingMarquee{false};
+
+constexpr int kPollMs = 10;
+constexpr int kRangeWaitMs = 1000;
+constexpr int kCloseWaitMs = 60000;
+
+HWND Bar(HWND dialog) { return dialog ? GetDlgItem(dialog, kProgressBarId) : nullptr; }
+
+void WaitForProgressDialog(int limitMs) {
+  for (int waited = 0; waited < limitMs && !IsProgressDialogReady(); waited += kPollMs) Sleep(kPollMs);
+}
+
+// Texts are copied to the buffer size first, so a long text compares equal to what the
+// control holds and is not set again on every call.
+void SetTextIfChanged(HWND control, const char* text) {
+  char wanted[kPathBuf];
+  snprintf(wanted, sizeof wanted, "%s", text ? text : "");
+  char current[kPathBuf] = "";
+  GetWindowTextA(control, current, sizeof current);
+  if (strcmp(current, wanted) != 0) SetWindowTextA(control, wanted);
+}
+
+void SetDialogText(int id, const char* text, int drawnBy) {
+  HWND dialog = g_dialog;
+  HWND control = dialog ? GetDlgItem(dialog, id) : nullptr;
+  if (!control) return;
+  SetTextIfChanged(control, text);
+  InvalidateRect(GetDlgItem(dialog, drawnBy), nullptr, TRUE);
+}
+
+void ResetProgressState() {
+  g_cancelled = 0;
+  g_dialog = nullptr;
+  g_minimum = -1;
+  g_maximum = -1;
+  // A request left over from this dialog must not show up in the next one.
+  g_pendingDetailSet = false;
+  g_pendingMarqueeSet = false;
+}
+
+void CloseProgress(bool stopOnCancel) {
+  if (!stopOnCancel)
+    for (int i = 0; i < kRangeWaitMs / kPollMs && g_initialising; ++i) Sleep(kPollMs);
+  for (int waited = 0; waited < kCloseWaitMs; waited += kPollMs) {
+    if (IsProgressDialogReady()) break;
+    // Once the user's Cancel has ended the dialog there is nothing left to wait for.
+    if (g_cancelled && (stopOnCancel || !g_dialog)) break;
+    Sleep(kPollMs);
+  }
+  if (HWND dialog = g_dialog) SendMessageA(dialog, kMsgProgressCloseFromCode, 0, 0);
+  ResetProgressState();
+}
+
+}  // namespace
+
+void SetProgressMinimum(int value) {
+  WaitForProgressDialog(kRangeWaitMs);
+  if (g_minimum != -1) {
+    Log(-1, GetVerbose(), "SetProgressMinimum: resetting of minimum (%d) not allowed!", g_minimum.load());
+    return;
+  }
+  g_minimum = value;
+  int maximum = g_maximum;
+  if (value == -1 || maximum == -1) return;
+  // The short form on purpose: a maximum that came first and exceeds 16 bits is cut here.
+  if (HWND bar = Bar(g_dialog)) {
+    SendMessageA(bar, PBM_SETRANGE, 0, MAKELPARAM(value, maximum));
+    SendMessageA(bar, PBM_SETSTEP, 1, 0);
+  }
+}
+
+void SetProgressMaximum(int value) {
+  WaitForProgressDialog(kRangeWaitMs);
+  if (!IsProgressDialogReady()) Sleep(kPollMs);
+  if (g_maximum != -1) {
+    Log(-1, GetVerbose(), "SetProgressMaximum: resetting of maximum (%d) not allowed!", g_maximum.load());
+    return;
+  }
+  g_maximum = value;
+  int minimum = g_minimum;
+  if (minimum == -1 || value == -1) return;
+  if (HWND bar = Bar(g_dialog)) {
+    SendMessageA(bar, PBM_SETRANGE32, minimum, value);
+    SendMessageA(bar, PBM_SETSTEP, 1, 0);
+  }
+}
+
+int GetProgressMinimum() { return g_minimum; }
+int GetProgressMaximum() { return g_maximum; }
+
+void ExecuteProgressStep(HWND dialog) {
+  HWND bar = Bar(dialog);
+  if (!bar) {
+    Log(-1, GetVerbose(), "ExecuteProgressStep: no hProgress");
+    return;
+  }
+  SendMessageA(bar, PBM_STEPIT, 0, 0);
+}
+
+void ExecuteProgressPos(HWND dialog, int position) {
+  HWND bar = Bar(dialog);
+  if (!bar) {
+    Log(-1, GetVerbose(), "ExecuteProgressPos: no hProgress");
+    return;
+  }
+  SendMessageA(bar, PBM_SETPOS, position, 0);
+}
+
+int GetProgressPos(HWND dialog) {
+  HWND bar = Bar(dialog);
+  if (!bar) {
+    Log(-1, GetVerbose(), "GetProgressPos: no hProgress");
+    return -1;
+  }
+  return static_cast<int>(SendMessageA(bar, PBM_GETPOS, 0, 0));
+}
+
+HWND GetProgressDialog() { return g_dialog; }
+
+void SetProgressTitle(const char* text) { SetDialogText(kProgressTitleId, text, kProgressTitleId); }
+
+void SetProgressSecondLine(const char* text) { SetDialogText(kProgressSecondLineId, text, kProgressSecondLineId); }
+
+void SetProgressDetail(const char* text) {
+  HWND dialog = g_dialog;
+  if (!dialog || !GetDlgItem(dialog, kProgressDetailId)) {
+    snprintf(g_pendingDetail, sizeof g_pendingDetail, "%s", text ? text : "");
+    g_pendingDetailSet = true;
+    return;
+  }
+  // The detail has no face of its own: the title line draws it.
+  SetDialogText(kProgressDetailId, text, kProgressTitleId);
+}
+
+void SetProgressDetailRepaint(const char* text) {
+  SetProgressDetail(text);
+  if (HWND dialog = g_dialog) RedrawWindow(dialog, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
+}
+
+void ApplyProgressMarquee(HWND bar, bool on) {
+  LONG_PTR style = GetWindowLongPtrA(bar, GWL_STYLE);
+  if (on) {
+    SetWindowLongPtrA(bar, GWL_STYLE, style | PBS_MARQUEE);
+    SendMessageA(bar, PBM_SETMARQUEE, TRUE, 100);
+  } else {
+    SendMessageA(bar, PBM_SETMARQUEE, FALSE, 0);
+    SetWindowLongPtrA(bar, GWL_STYLE, style & ~static_cast<LONG_PTR>(PBS_MARQUEE));
+  }
+}
+
+void SetProgressMarquee(bool on) {
+  HWND bar = Bar(g_dialog);
+  if (!bar) {
+    g_pendingMarquee = on;
+    g_pendingMarqueeSet = true;
+    return;
+  }
+  ApplyProgressMarquee(bar, on);
+}
+
+void EnableProgressCancel(bool enable) {
+  HWND dialog = g_dialog;
+  if (HWND button = dialog ? GetDlgItem(dialog, kProgressCancelId) : nullptr) EnableWindow(button, enable);
+}
+
+void SetShowProgressDialog(bool show) {
+  g_show = show;
+  HWND dialog = g_dialog;
+  if (!dialog) return;
+  if (!show) {
+    Sleep(kPollMs);
+    ShowWindow(dialog, SW_HIDE);
+  } else if (!IsWindowVisible(dialog)) {
+    ShowWindow(dialog, SW_SHOWNA);
+  }
+}
+
+bool IsShowProgressDialog() { return g_show; }
+
+// A hidden dialog never becomes visible, and waiting the full limit for it helps nobody.
+bool IsProgressDialogReady() {
+  HWND dialog = g_dialog;
+  if (!dialog || g_initialising) return false;
+  return IsWindowVisible(dialog) || !g_show;
+}
+
+bool IsProgressDialogVisible() {
+  HWND dialog = g_dialog;
+  return dialog && IsWindowVisible(dialog);
+}
+
+int IsCancelledByUser() { return g_cancelled; }
+
+void CancelProgress(int value) {
+  g_cancelled = value;
+  if (!value) return;
+  // Ends the dialog but leaves the flag for the worker to see; its close clears it.
+  if (HWND dialog = g_dialog) SendMessageA(dialog, kMsgProgressCloseFromCode, 0, 0);
+}
+
+void CloseProgressDialog() { CloseProgress(false); }
+
+void CloseProgressDialogAfterCancel() { CloseProgress(true); }
+
+void BeginProgressDialogInit(HWND dialog) {
+  g_cancelled = 0;
+  g_initialising = true;
+  if (g_dialog) Log(-1, GetVerbose(), "ExecuteProgressDialogProc: previous instance of ProgressDialog not quite removed!");
+  g_dialog = dialog;
+}
+
+void ApplyPendingProgressRequests(HWND dialog) {
+  if (g_pendingDetailSet.exchange(false)) {
+    SetTextIfChanged(GetDlgItem(dialog, kProgressDetailId), g_pendingDetail);
+    g_pendingDetail[0] = '\0';
+  }
+  if (g_pendingMarqueeSet.exchange(false))
+    if (HWND bar = Bar(dialog)) ApplyProgressMarquee(bar, g_pendingMarquee);
+}
+
+void EndProgressDialogInit() { g_initialising = false; }
+
+void ProgressDialogEnded(HWND dialog, bool byUser) {
+  if (byUser) g_cancelled = 1;
+  HWND expected = dialog;
+  // A newer dialog may already be recorded; its state is not this one's to reset.
+  if (g_dialog.compare_exchange_strong(expected, nullptr)) {
+    g_minimum = -1;
+    g_maximum = -1;
+  }
+}
+
+void ProgressDialogDestroyed(HWND dialog) {
+  HWND expected = dialog;
+  g_dialog.compare_exchange_strong(expected, nullptr);
+}
