@@ -7,6 +7,8 @@ struct ListingProgress {
   bool shown;
 };
 
+// Starts the dialog (with a Cancel button when withCancel is 1), ranged in hundreds of
+// entries and placed at the entries done so far.
 void ShowListingProgress(ListingProgress* progress, int withCancel, uint64_t total, uint64_t done);
 void StepListingProgress(ListingProgress* progress, uint64_t done, uint64_t total);
 bool IsListingCancelled();
