@@ -1,0 +1,333 @@
+#include "services/base.h"
+
+#include "services/progress.h"
+
+#include <commctrl.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <functional>
+#include <string>
+
+namespace {
+
+// Polls a condition so a broken dialog fails the test instead of hanging it.
+bool WaitUntil(const std::function<bool()>& condition) {
+  for (int i = 0; i < 2000; ++i) {
+    if (condition()) return true;
+    Sleep(10);
+  }
+  return condition();
+}
+
+std::string ControlText(HWND dialog, int id) {
+  char text[kPathBuf] = "";
+  GetWindowTextA(GetDlgItem(dialog, id), text, sizeof text);
+  return text;
+}
+
+PBRANGE BarRange(HWND dialog) {
+  PBRANGE range = {};
+  SendMessageA(GetDlgItem(dialog, kProgressBarId), PBM_GETRANGE, TRUE, reinterpret_cast<LPARAM>(&range));
+  return range;
+}
+
+int ClientHeight(HWND window) {
+  RECT r;
+  GetClientRect(window, &r);
+  return r.bottom;
+}
+
+int ScaledPixels(HWND window, int pixels) {
+  HDC dc = GetDC(window);
+  int dpi = GetDeviceCaps(dc, LOGPIXELSY);
+  ReleaseDC(window, dc);
+  return MulDiv(pixels, dpi, 96);
+}
+
+// The top of a control in its dialog's client coordinates, at 96 dots per inch.
+int ControlTop(HWND dialog, int id) {
+  RECT r;
+  GetWindowRect(GetDlgItem(dialog, id), &r);
+  MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&r), 2);
+  return r.top;
+}
+
+void ClickIcon(HWND dialog, int downX, int upX) {
+  HWND icon = GetDlgItem(dialog, kProgressExpandIconId);
+  SendMessageA(icon, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(downX, 40));
+  SendMessageA(icon, WM_LBUTTONUP, 0, MAKELPARAM(upX, 40));
+}
+
+void ClickCancel(HWND dialog) {
+  SendMessageA(dialog, WM_COMMAND, MAKEWPARAM(kProgressCancelId, BN_CLICKED),
+               reinterpret_cast<LPARAM>(GetDlgItem(dialog, kProgressCancelId)));
+}
+
+class ProgressTest : public testing::Test {
+ protected:
+  HWND Start(bool withCancel) {
+    StartProgressDialog(withCancel, nullptr);
+    EXPECT_TRUE(WaitUntil([] { return IsProgressDialogReady(); }));
+    dialog_ = GetProgressDialog();
+    return dialog_;
+  }
+
+  void TearDown() override {
+    if (GetProgressDialog()) CloseProgressDialog();
+    SetShowProgressDialog(true);
+    // The next test's dialog must not meet this one's window still closing.
+    if (dialog_) EXPECT_TRUE(WaitUntil([this] { return !IsWindow(dialog_); }));
+  }
+
+  HWND dialog_ = nullptr;
+};
+
+TEST_F(ProgressTest, RangeIsSetOnceAndOnlyOnceTheMinimumIsThere) {
+  HWND dialog = Start(true);
+  ASSERT_NE(dialog, nullptr);
+  EXPECT_EQ(GetProgressMinimum(), -1);
+  EXPECT_EQ(GetProgressMaximum(), -1);
+
+  SetProgressMaximum(50);
+  EXPECT_EQ(GetProgressMaximum(), 50);
+  EXPECT_EQ(BarRange(dialog).iHigh, 100) << "no range before the minimum";
+  SetProgressMinimum(10);
+  EXPECT_EQ(BarRange(dialog).iLow, 10);
+  EXPECT_EQ(BarRange(dialog).iHigh, 50);
+
+  testing::internal::CaptureStdout();
+  SetProgressMinimum(3);
+  SetProgressMaximum(99);
+  std::string printed = testing::internal::GetCapturedStdout();
+  EXPECT_NE(printed.find("SetProgressMinimum: resetting of minimum (10) not allowed!"), std::string::npos) << printed;
+  EXPECT_NE(printed.find("SetProgressMaximum: resetting of maximum (50) not allowed!"), std::string::npos) << printed;
+  EXPECT_EQ(GetProgressMinimum(), 10);
+  EXPECT_EQ(GetProgressMaximum(), 50);
+  EXPECT_EQ(BarRange(dialog).iLow, 10);
+  EXPECT_EQ(BarRange(dialog).iHigh, 50);
+
+  CloseProgressDialog();
+  EXPECT_EQ(GetProgressDialog(), nullptr);
+  EXPECT_EQ(GetProgressMinimum(), -1);
+  EXPECT_EQ(GetProgressMaximum(), -1);
+  EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
+}
+
+TEST_F(ProgressTest, MinimumFirstTakesRangesBeyondSixteenBits) {
+  HWND dialog = Start(false);
+  SetProgressMinimum(0);
+  SetProgressMaximum(200000);
+  EXPECT_EQ(BarRange(dialog).iHigh, 200000);
+}
+
+TEST_F(ProgressTest, StepsAndPositionsReadBackThroughTheBar) {
+  HWND dialog = Start(true);
+  SetProgressMinimum(0);
+  SetProgressMaximum(10);
+  for (int i = 0; i < 3; ++i) ExecuteProgressStep(dialog);
+  EXPECT_EQ(GetProgressPos(dialog), 3);
+  ExecuteProgressPos(dialog, 7);
+  ExecuteProgressStep(dialog);
+  EXPECT_EQ(GetProgressPos(dialog), 8);
+
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(GetProgressPos(nullptr), -1);
+  ExecuteProgressStep(nullptr);
+  ExecuteProgressPos(nullptr, 1);
+  std::string printed = testing::internal::GetCapturedStdout();
+  EXPECT_NE(printed.find("GetProgressPos: no hProgress"), std::string::npos);
+  EXPECT_NE(printed.find("ExecuteProgressStep: no hProgress"), std::string::npos);
+  EXPECT_NE(printed.find("ExecuteProgressPos: no hProgress"), std::string::npos);
+}
+
+TEST_F(ProgressTest, RequestsMadeBeforeTheDialogAreAppliedAtInit) {
+  SetProgressDetail("waiting for the dialog");
+  SetProgressMarquee(true);
+  HWND dialog = Start(true);
+  EXPECT_EQ(ControlText(dialog, kProgressDetailId), "waiting for the dialog");
+  HWND bar = GetDlgItem(dialog, kProgressBarId);
+  EXPECT_TRUE(GetWindowLongPtrA(bar, GWL_STYLE) & PBS_MARQUEE);
+
+  SetProgressMarquee(false);
+  EXPECT_FALSE(GetWindowLongPtrA(bar, GWL_STYLE) & PBS_MARQUEE);
+  SetProgressDetail("now direct");
+  SetProgressTitle("folder/sub/file.txt");
+  SetProgressSecondLine("second");
+  EXPECT_EQ(ControlText(dialog, kProgressDetailId), "now direct");
+  EXPECT_EQ(ControlText(dialog, kProgressTitleId), "folder/sub/file.txt");
+  EXPECT_EQ(ControlText(dialog, kProgressSecondLineId), "second");
+  EXPECT_EQ(ControlText(dialog, kProgressCancelId), "Cancel");
+}
+
+TEST_F(ProgressTest, TheThreadShowsAndEmptiesItsInitialDetail) {
+  char detail[kPathBuf] = "given to the thread";
+  HANDLE thread = CreateThread(nullptr, 0, ProgressDialogThread, detail, 0, nullptr);
+  ASSERT_NE(thread, nullptr);
+  CloseHandle(thread);
+  ASSERT_TRUE(WaitUntil([] { return IsProgressDialogReady(); }));
+  dialog_ = GetProgressDialog();
+  EXPECT_EQ(ControlText(dialog_, kProgressDetailId), "given to the thread");
+  EXPECT_EQ(detail[0], '\0');
+}
+
+TEST_F(ProgressTest, UserCancelStaysSetUntilTheWorkerCloses) {
+  for (int way = 0; way < 3; ++way) {
+    SCOPED_TRACE(way);
+    HWND dialog = Start(true);
+    SetProgressMinimum(0);
+    SetProgressMaximum(5);
+    if (way == 0) ClickCancel(dialog);
+    if (way == 1) SendMessageA(GetDlgItem(dialog, kProgressCancelId), BM_CLICK, 0, 0);
+    if (way == 2) SendMessageA(dialog, WM_SYSCOMMAND, SC_CLOSE, 0);
+    EXPECT_EQ(IsCancelledByUser(), 1);
+    EXPECT_EQ(GetProgressDialog(), nullptr);
+    EXPECT_EQ(GetProgressMinimum(), -1);
+    EXPECT_EQ(GetProgressMaximum(), -1);
+    EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
+    EXPECT_EQ(IsCancelledByUser(), 1) << "still set after the dialog has gone";
+    CloseProgressDialogAfterCancel();
+    EXPECT_EQ(IsCancelledByUser(), 0);
+  }
+}
+
+TEST_F(ProgressTest, CancelFromCodeEndsTheDialogAndKeepsTheFlag) {
+  HWND dialog = Start(false);
+  CancelProgress(1);
+  EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
+  EXPECT_EQ(GetProgressDialog(), nullptr);
+  EXPECT_EQ(IsCancelledByUser(), 1);
+  CloseProgressDialog();
+  EXPECT_EQ(IsCancelledByUser(), 0);
+}
+
+TEST_F(ProgressTest, DialogWithoutCancelIgnoresTheUsersClose) {
+  HWND dialog = Start(false);
+  EXPECT_EQ(GetDlgItem(dialog, kProgressCancelId), nullptr);
+  EXPECT_EQ(GetDlgItem(dialog, kProgressButtonLineId), nullptr);
+  EXPECT_NE(GetDlgItem(dialog, kProgressBarId), nullptr);
+  SendMessageA(dialog, WM_SYSCOMMAND, SC_CLOSE, 0);
+  SendMessageA(dialog, WM_COMMAND, IDCANCEL, 0);
+  ClickIcon(dialog, 10, 10);
+  EXPECT_EQ(GetProgressDialog(), dialog);
+  EXPECT_EQ(IsCancelledByUser(), 0);
+  EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 200)) << "no expanding without Cancel";
+  CloseProgressDialog();
+  EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
+}
+
+TEST_F(ProgressTest, HiddenDialogRunsAndEveryCloseCompletes) {
+  SetShowProgressDialog(false);
+  HWND dialog = Start(true);
+  ASSERT_NE(dialog, nullptr);
+  // The modal loop would show the dialog when it first idles; sample a while.
+  for (int i = 0; i < 30; ++i) {
+    EXPECT_FALSE(IsWindowVisible(dialog));
+    Sleep(10);
+  }
+  EXPECT_FALSE(IsProgressDialogVisible());
+  SetProgressMinimum(0);
+  SetProgressMaximum(3);
+  ExecuteProgressStep(dialog);
+  EXPECT_EQ(GetProgressPos(dialog), 1);
+  CloseProgressDialog();
+  EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
+
+  // Closed before the dialog thread has even made its window: the close waits for it.
+  StartProgressDialog(true, nullptr);
+  CloseProgressDialogAfterCancel();
+  EXPECT_EQ(GetProgressDialog(), nullptr);
+  StartProgressDialog(false, nullptr);
+  CloseProgressDialog();
+  EXPECT_EQ(GetProgressDialog(), nullptr);
+}
+
+TEST_F(ProgressTest, ExpandIconTogglesTheSecondLine) {
+  HWND dialog = Start(true);
+  HWND second = GetDlgItem(dialog, kProgressSecondLineId);
+  EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 200));
+  EXPECT_FALSE(IsWindowVisible(second));
+  EXPECT_EQ(ControlTop(dialog, kProgressCancelId), ScaledPixels(dialog, 130));
+
+  ClickIcon(dialog, 10, 10);
+  EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 222));
+  EXPECT_TRUE(IsWindowVisible(second));
+  EXPECT_EQ(ControlTop(dialog, kProgressCancelId), ScaledPixels(dialog, 152));
+  EXPECT_EQ(ControlTop(dialog, kProgressTopLineId), ScaledPixels(dialog, 83));
+
+  ClickIcon(dialog, 10, 30);  // released outside the icon: no toggle
+  EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 222));
+  ClickIcon(dialog, 10, 10);
+  EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 200));
+  EXPECT_FALSE(IsWindowVisible(second));
+  EXPECT_EQ(ControlTop(dialog, kProgressCancelId), ScaledPixels(dialog, 130));
+}
+
+// A worker following the protocol: dialog, range, per item text + work + step + poll, close.
+struct ProtocolJob {
+  int items;
+  int cancelAt;  // -1: never stops for the test
+  HANDLE atCancelPoint;
+  HANDLE resume;
+  int done;
+  int lastPos;
+  int cancelled;
+};
+
+DWORD WINAPI ProtocolWorkerThread(LPVOID parameter) {
+  ProtocolJob* job = static_cast<ProtocolJob*>(parameter);
+  StartProgressDialog(true, nullptr);
+  SetProgressMinimum(0);
+  SetProgressMaximum(job->items);
+  for (int i = 0; i < job->items; ++i) {
+    if (IsCancelledByUser()) {
+      job->cancelled = 1;
+      break;
+    }
+    char name[kPathBuf];
+    snprintf(name, sizeof name, "folder/item%03d.txt", i);
+    SetProgressTitle(name);
+    if (i == job->cancelAt) {
+      SetEvent(job->atCancelPoint);
+      WaitForSingleObject(job->resume, 20000);
+    }
+    ++job->done;
+    ExecuteProgressStep(GetProgressDialog());
+    job->lastPos = GetProgressPos(GetProgressDialog());
+  }
+  if (job->cancelled) CloseProgressDialogAfterCancel();
+  else CloseProgressDialog();
+  return 0;
+}
+
+TEST_F(ProgressTest, WorkerRunsAllItemsOrStopsAtTheUsersCancel) {
+  ProtocolJob whole = {40, -1, nullptr, nullptr, 0, 0, 0};
+  HANDLE thread = CreateThread(nullptr, 0, ProtocolWorkerThread, &whole, 0, nullptr);
+  ASSERT_EQ(WaitForSingleObject(thread, 60000), WAIT_OBJECT_0);
+  CloseHandle(thread);
+  EXPECT_EQ(whole.done, 40);
+  EXPECT_EQ(whole.lastPos, 40);
+  EXPECT_EQ(whole.cancelled, 0);
+  EXPECT_EQ(GetProgressDialog(), nullptr);
+
+  ProtocolJob job = {40, 20, CreateEventA(nullptr, TRUE, FALSE, nullptr), CreateEventA(nullptr, TRUE, FALSE, nullptr),
+                     0, 0, 0};
+  thread = CreateThread(nullptr, 0, ProtocolWorkerThread, &job, 0, nullptr);
+  ASSERT_EQ(WaitForSingleObject(job.atCancelPoint, 60000), WAIT_OBJECT_0);
+  HWND dialog = GetProgressDialog();
+  ASSERT_NE(dialog, nullptr);
+  EXPECT_EQ(ControlText(dialog, kProgressTitleId), "folder/item020.txt");
+  ClickCancel(dialog);
+  SetEvent(job.resume);
+  ASSERT_EQ(WaitForSingleObject(thread, 60000), WAIT_OBJECT_0);
+  CloseHandle(thread);
+  CloseHandle(job.atCancelPoint);
+  CloseHandle(job.resume);
+  EXPECT_EQ(job.done, 21) << "the item under way finishes, the next poll stops";
+  EXPECT_EQ(job.cancelled, 1);
+  EXPECT_EQ(IsCancelledByUser(), 0) << "the worker's close clears the flag";
+  EXPECT_EQ(GetProgressDialog(), nullptr);
+  EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
+}
+
+}  // namespace
