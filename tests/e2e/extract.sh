@@ -1,0 +1,147 @@
+#!/usr/bin/env bash
+# Extraction as a person does it: rows chosen in the list and Ctrl+Shift+E, and "-x" on the
+# command line, each answered through the real folder chooser. The files on disk must be
+# what unzip makes of the same archive.
+source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
+data=${KESTRELIA_TESTDATA:?}
+# Inside the Wine prefix's C: drive, where Wine's folder chooser can reach by keyboard.
+work=${WINEPREFIX:?}/drive_c/kestrelia_e2e_extract
+rm -rf "$work"
+mkdir -p "$work"
+trap 'rm -rf "$work"' EXIT
+
+# focus TITLE: a window without an owner gets no focus on a display without a window
+# manager; give it the keyboard.
+focus() {
+  local id
+  id=$(xdotool search --name "^$1\$" 2>/dev/null | tail -1)
+  [ -n "$id" ] && xdotool windowfocus --sync "$id" 2>/dev/null
+  return 0
+}
+
+# wait_dialog TITLE: waits until a dialog of that title is shown; its text on stdout.
+wait_dialog() {
+  local i
+  for i in $(seq 120); do
+    if out=$(inspect --class '#32770' 2>/dev/null) && grep -qF "window \"$1" <<<"$out"; then
+      echo "$out"
+      return 0
+    fi
+    sleep 0.5
+  done
+  echo "no dialog \"$1\"" >&2
+  return 1
+}
+
+# choose_folder PARENT CHILD SHOT: Wine's folder chooser ignores a typed path and opens with
+# C: unfolded down to the archive's folder, so a person gets there with the keyboard: type
+# the parent's name, unfold it, type the child's name. The chooser is confirmed only when its
+# selection is the child; otherwise it is cancelled and the test fails.
+choose_folder() {
+  local caret
+  focus "Browse for Folder"
+  xdotool type --delay 60 "$1"
+  sleep 1
+  xdotool key Right
+  sleep 1
+  xdotool type --delay 60 "$2"
+  sleep 1
+  caret=$(wine "$bin/treecaret.exe" "Browse for Folder" 2>/dev/null | tr -d '\r')
+  screenshot "$3"
+  if [ "$caret" = "$2" ]; then
+    echo "ok: the chooser is on $2"
+    xdotool key Return
+    return 0
+  fi
+  echo "FAIL: the chooser is on [$caret], not on $2"
+  failures=$((failures + 1))
+  xdotool key Escape
+  return 1
+}
+
+# same_as_unzip ARCHIVE FOLDER NAME...: each name's bytes on disk are unzip's.
+same_as_unzip() {
+  local archive=$1 folder=$2 name ok=0
+  shift 2
+  for name in "$@"; do
+    if ! unzip -p "$archive" "$name" | cmp -s - "$folder/$name"; then
+      echo "FAIL: $name differs from unzip's"
+      ok=1
+    fi
+  done
+  return $ok
+}
+
+# ---- the selection, from the window ----
+mkdir -p "$work/sel"
+cp "$data/zip_deflated.zip" "$work/sel/"
+start_program "$(winpath "$work/sel/zip_deflated.zip")"
+out=$(inspect --wait 60 --until-rows 6 --rows 10)
+read -r x y < <(grep "^header 0 at" <<<"$out" | awk '{print $4, $5}')
+xdotool mousemove "$x" "$((y + 20))" click 1
+xdotool key shift+Down
+sleep 1
+out=$(inspect --rows 10)
+expect_contains "two rows selected" "list selected: 2" "$out"
+# Their names as the archive holds them: the path column, then the file name.
+mapfile -t chosen < <(grep -E "^row [01]:" <<<"$out" | awk -F' \\| ' '{gsub(/\\/, "/", $9); print $9 $2}')
+mapfile -t others < <(grep -E "^row [2-5]:" <<<"$out" | awk -F' \\| ' '{gsub(/\\/, "/", $9); print $9 $2}')
+echo "selected: ${chosen[*]}"
+xdotool key ctrl+shift+e
+wait_dialog "Browse for Folder" >/dev/null || true
+if choose_folder kestrelia sel selection_folder_chooser; then
+  for _ in $(seq 60); do
+    [ -f "$work/sel/${chosen[1]}" ] && break
+    sleep 0.5
+  done
+  # The progress dialog goes when the run is over.
+  for _ in $(seq 60); do
+    inspect --class '#32770' >/dev/null 2>&1 || break
+    sleep 0.5
+  done
+  expect_eq "no dialog left after the run" "no window of class #32770" "$(inspect --class '#32770' | head -1)"
+  screenshot selection_extracted
+  if same_as_unzip "$work/sel/zip_deflated.zip" "$work/sel" "${chosen[@]}"; then
+    echo "ok: the selected entries are unzip's bytes"
+  else
+    failures=$((failures + 1))
+  fi
+  for name in "${others[@]}"; do
+    expect_eq "not selected, not extracted: $name" "absent" "$([ -e "$work/sel/$name" ] && echo present || echo absent)"
+  done
+fi
+stop_program
+
+# ---- "-x": no window, a notice with the archive's name, then the folder chooser ----
+mkdir -p "$work/x" "$work/ref"
+cp "$data/zip_deflated.zip" "$work/x/"
+start_program -x "$(winpath "$work/x/zip_deflated.zip")"
+notice=$(wait_dialog "Kestrelia") || true
+expect_contains "the notice names the archive" "zip_deflated.zip" "$notice"
+expect_contains "-x has no main window" "no window of class Kestrelia" "$(inspect)"
+screenshot x_notice
+focus Kestrelia
+xdotool key Return
+wait_dialog "Browse for Folder" >/dev/null || true
+choose_folder kestrelia x x_folder_chooser
+code=0
+for _ in $(seq 120); do
+  kill -0 "$app" 2>/dev/null || break
+  sleep 0.5
+done
+if kill -0 "$app" 2>/dev/null; then
+  screenshot x_still_running
+  kill "$app"
+fi
+wait "$app" || code=$?
+expect_eq "-x exit code" 0 "$code"
+unzip -q "$work/x/zip_deflated.zip" -d "$work/ref"
+rm "$work/x/zip_deflated.zip"
+if diff -r "$work/ref" "$work/x" >"$shots/x_diff.txt"; then
+  echo "ok: -x extracted what unzip extracts"
+else
+  echo "FAIL: -x differs from unzip:"
+  cat "$shots/x_diff.txt"
+  failures=$((failures + 1))
+fi
+finish

@@ -1,0 +1,395 @@
+// The user's side of extraction: the password and overwrite dialogs driven through their
+// real windows from a second thread, and whole-archive and selection runs with scripted
+// folder and password answers.
+#include "services/base.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "model/entry_rows.h"
+#include "model/liststruct.h"
+#include "services/overwrite_dialog.h"
+#include "services/password_dialog.h"
+#include "services/prompts.h"
+#include "test_support.h"
+#include "zip.h"
+#include "zip/extract_archive.h"
+
+#include <commctrl.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// Waits for a top-level dialog of this title to be shown, then acts on it. The wait has a
+// limit only so that a broken dialog fails the test instead of hanging it.
+void OnDialog(const char* title, std::function<void(HWND)> act) {
+  HWND dialog = nullptr;
+  for (int i = 0; i < 3000 && !(dialog && IsWindowVisible(dialog)); ++i) {
+    Sleep(10);
+    dialog = FindWindowA("#32770", title);
+  }
+  ASSERT_NE(dialog, nullptr) << title;
+  act(dialog);
+}
+
+std::string ControlText(HWND dialog, int id) {
+  char text[kPathBuf] = "";
+  GetDlgItemTextA(dialog, id, text, sizeof text);
+  return text;
+}
+
+// ---- password dialog ----
+
+struct PasswordDialogTest : ::testing::Test {
+  void SetUp() override { SetCurrentPassword("before"); }
+  void TearDown() override { SetCurrentPassword(""); }
+
+  // Runs the dialog while the helper types a password and ends it with act.
+  int Run(std::function<void(HWND)> act) {
+    std::thread helper([&] {
+      OnDialog("Kestrelia", [&](HWND dialog) {
+        SendDlgItemMessageA(dialog, IDC_PASSWORD_EDIT, WM_SETTEXT, 0, reinterpret_cast<LPARAM>("s3cr3t pass"));
+        act(dialog);
+      });
+    });
+    int result = PasswordDialog(nullptr);
+    helper.join();
+    return result;
+  }
+};
+
+TEST_F(PasswordDialogTest, OkStoresTheTypedPassword) {
+  EXPECT_EQ(Run([](HWND dialog) { SendDlgItemMessageA(dialog, IDC_PASSWORD_OK, BM_CLICK, 0, 0); }), IDC_PASSWORD_OK);
+  EXPECT_STREQ(GetCurrentPassword(), "s3cr3t pass");
+}
+
+TEST_F(PasswordDialogTest, EnterIsOk) {
+  EXPECT_EQ(Run([](HWND dialog) {
+              PostMessageA(GetDlgItem(dialog, IDC_PASSWORD_EDIT), WM_KEYDOWN, VK_RETURN, 0);
+            }),
+            IDC_PASSWORD_OK);
+  EXPECT_STREQ(GetCurrentPassword(), "s3cr3t pass");
+}
+
+TEST_F(PasswordDialogTest, CancelEscapeAndCloseKeepThePassword) {
+  EXPECT_EQ(Run([](HWND dialog) { SendDlgItemMessageA(dialog, IDC_PASSWORD_CANCEL, BM_CLICK, 0, 0); }),
+            IDC_PASSWORD_CANCEL);
+  EXPECT_STREQ(GetCurrentPassword(), "before");
+  EXPECT_EQ(Run([](HWND dialog) { PostMessageA(GetDlgItem(dialog, IDC_PASSWORD_EDIT), WM_KEYDOWN, VK_ESCAPE, 0); }),
+            IDCANCEL);
+  EXPECT_EQ(Run([](HWND dialog) { PostMessageA(dialog, WM_SYSCOMMAND, SC_CLOSE, 0); }), IDCANCEL);
+  EXPECT_STREQ(GetCurrentPassword(), "before");
+}
+
+TEST_F(PasswordDialogTest, LayoutHidesTheInput) {
+  RECT frame = {};
+  LONG_PTR editStyle = 0;
+  std::string label, ok, cancel;
+  Run([&](HWND dialog) {
+    GetWindowRect(dialog, &frame);
+    editStyle = GetWindowLongPtrA(GetDlgItem(dialog, IDC_PASSWORD_EDIT), GWL_STYLE);
+    label = ControlText(dialog, -1);
+    ok = ControlText(dialog, IDC_PASSWORD_OK);
+    cancel = ControlText(dialog, IDC_PASSWORD_CANCEL);
+    EXPECT_EQ(SendMessageA(dialog, DM_GETDEFID, 0, 0), MAKELRESULT(IDC_PASSWORD_OK, DC_HASDEFID));
+    SendDlgItemMessageA(dialog, IDC_PASSWORD_CANCEL, BM_CLICK, 0, 0);
+  });
+  EXPECT_EQ(frame.right - frame.left, 300);
+  EXPECT_EQ(frame.bottom - frame.top, 170);
+  EXPECT_EQ(frame.left, (GetSystemMetrics(SM_CXSCREEN) - 300) / 2);
+  EXPECT_TRUE(editStyle & ES_PASSWORD);
+  EXPECT_TRUE(editStyle & ES_AUTOHSCROLL);
+  EXPECT_EQ(label, GetGenericText(17));
+  EXPECT_EQ(ok, GetGenericText(0));
+  EXPECT_EQ(cancel, GetGenericText(1));
+}
+
+TEST_F(PasswordDialogTest, ThePromptDefaultIsTheDialog) {
+  ResetPrompts();
+  char password[kPathBuf] = "";
+  std::thread helper([] {
+    OnDialog("Kestrelia", [](HWND dialog) {
+      SetDlgItemTextA(dialog, IDC_PASSWORD_EDIT, "via prompt");
+      SendDlgItemMessageA(dialog, IDC_PASSWORD_OK, BM_CLICK, 0, 0);
+    });
+  });
+  EXPECT_TRUE(PromptPassword(nullptr, password));
+  helper.join();
+  EXPECT_STREQ(password, "via prompt");
+  EXPECT_STREQ(GetCurrentPassword(), "via prompt");
+}
+
+// ---- overwrite question ----
+
+const char kLabels[] = "&Yes\nYes to &all\n&No\n&Cancel";
+
+int AskOverwrite(std::function<void(HWND)> act) {
+  std::thread helper([&] { OnDialog("Overwrite?", act); });
+  int answer = PromptOverwrite(nullptr, "The file a.txt already exists ?", "Overwrite?", kLabels);
+  helper.join();
+  return answer;
+}
+
+TEST(OverwriteDialogTest, EachButtonAnswersItsNumber) {
+  ResetPrompts();
+  for (int button = 0; button < 4; ++button)
+    EXPECT_EQ(AskOverwrite([button](HWND dialog) {
+                SendDlgItemMessageA(dialog, IDC_OVERWRITE_FIRST + button, BM_CLICK, 0, 0);
+              }),
+              button);
+}
+
+TEST(OverwriteDialogTest, ClosingAnswersMinusOne) {
+  ResetPrompts();
+  EXPECT_EQ(AskOverwrite([](HWND dialog) { PostMessageA(dialog, WM_SYSCOMMAND, SC_CLOSE, 0); }), -1);
+  EXPECT_EQ(AskOverwrite([](HWND dialog) {
+              PostMessageA(GetDlgItem(dialog, IDC_OVERWRITE_FIRST), WM_KEYDOWN, VK_ESCAPE, 0);
+            }),
+            -1);
+}
+
+TEST(OverwriteDialogTest, ShowsTheTextAndTheFourLabels) {
+  std::vector<std::string> captions;
+  std::string text;
+  AskOverwrite([&](HWND dialog) {
+    text = ControlText(dialog, IDC_OVERWRITE_TEXT);
+    for (int i = 0; i < 4; ++i) captions.push_back(ControlText(dialog, IDC_OVERWRITE_FIRST + i));
+    SendDlgItemMessageA(dialog, IDC_OVERWRITE_FIRST + 2, BM_CLICK, 0, 0);
+  });
+  EXPECT_EQ(text, "The file a.txt already exists ?");
+  EXPECT_EQ(captions, (std::vector<std::string>{"&Yes", "Yes to &all", "&No", "&Cancel"}));
+}
+
+// ---- runs with scripted answers ----
+
+struct Script {
+  std::string folder;   // the folder chooser's answer; empty cancels
+  std::string initial;  // what the chooser was offered
+  int folderQuestions = 0;
+  std::string password;  // the password dialog's answer; empty cancels
+  int passwordQuestions = 0;
+  std::vector<std::string> boxes;
+};
+Script* g_script = nullptr;
+
+bool ScriptedFolder(HWND, const char*, char* folder) {
+  ++g_script->folderQuestions;
+  g_script->initial = folder;
+  if (g_script->folder.empty()) return false;
+  snprintf(folder, kPathBuf, "%s", g_script->folder.c_str());
+  return true;
+}
+bool ScriptedPassword(HWND, char* password) {
+  ++g_script->passwordQuestions;
+  snprintf(password, kPathBuf, "%s", g_script->password.c_str());
+  return !g_script->password.empty();
+}
+int ScriptedBox(HWND, const char* text, const char*, UINT) {
+  g_script->boxes.push_back(text);
+  return IDOK;
+}
+
+struct ExtractRunTest : ::testing::Test {
+  Script script;
+  void SetUp() override {
+    g_script = &script;
+    Prompts& prompts = GetPrompts();
+    prompts.browseFolder = ScriptedFolder;
+    prompts.password = ScriptedPassword;
+    prompts.messageBox = ScriptedBox;
+    SetArchiveKind(ARCHIVE_ZIP);
+    SetArchiveEncrypted(0);
+    SetCurrentPassword("");
+    SetLastExtractFolder("");
+  }
+  void TearDown() override {
+    ResetPrompts();
+    g_script = nullptr;
+  }
+};
+
+std::vector<std::string> ListedNames(const std::string& archive) {
+  std::vector<std::string> names;
+  for (const std::string& line : ReadLines(TestData(archive.substr(0, archive.size() - 4) + ".list")))
+    names.push_back(line.substr(0, line.find('\t')));
+  return names;
+}
+
+std::string OnDisk(const std::string& folder, std::string name) {
+  for (char& c : name)
+    if (c == '/') c = '\\';
+  return folder + "\\" + name;
+}
+
+bool Exists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+TEST_F(ExtractRunTest, WholeArchiveLandsInTheChosenFolder) {
+  script.folder = ScratchDir("extract_whole");
+  ExtractArchive(TestData("zip_deflated.zip").c_str(), 1, 0);
+  EXPECT_EQ(script.folderQuestions, 1);
+  // First time in the session the archive's own folder is offered.
+  std::string data = TestData("");
+  EXPECT_EQ(script.initial + "\\", data);
+  for (const std::string& name : ListedNames("zip_deflated.zip"))
+    EXPECT_EQ(ReadFileBytes(OnDisk(script.folder, name)), ReadFileBytes(OnDisk(TestData("src"), name))) << name;
+  EXPECT_TRUE(Exists(script.folder + "\\empty_dir"));
+  EXPECT_TRUE(script.boxes.empty());
+  EXPECT_EQ(IsBusy(), 0);
+
+  // The next question offers the folder chosen last.
+  std::string chosen = script.folder;
+  script.folder.clear();
+  ExtractArchive(TestData("zip_deflated.zip").c_str(), 1, 0);
+  EXPECT_EQ(script.initial, chosen);
+}
+
+TEST_F(ExtractRunTest, CancelledFolderWritesNothing) {
+  std::string scratch = ScratchDir("extract_cancel");
+  char previous[kPathBuf];
+  GetCurrentDirectoryA(sizeof previous, previous);
+  SetCurrentDirectoryA(scratch.c_str());
+  ExtractArchive(TestData("zip_deflated.zip").c_str(), 1, 0);
+  SetCurrentDirectoryA(previous);
+  EXPECT_EQ(script.folderQuestions, 1);
+  EXPECT_FALSE(Exists(scratch + "\\readme.txt"));
+  EXPECT_EQ(IsBusy(), 0);
+}
+
+TEST_F(ExtractRunTest, EncryptedArchiveAsksOnceForThePassword) {
+  ASSERT_EQ(DetectArchiveEncryption(TestData("zip_encrypted.zip").c_str()), 0);
+  EXPECT_EQ(IsArchiveEncrypted(), 1);
+
+  script.folder = ScratchDir("extract_password_cancel");
+  ExtractArchive(TestData("zip_encrypted.zip").c_str(), 1, 0);
+  EXPECT_EQ(script.passwordQuestions, 1);
+  EXPECT_FALSE(Exists(script.folder + "\\readme.txt"));
+
+  script.folder = ScratchDir("extract_password");
+  script.password = "secret";
+  ExtractArchive(TestData("zip_encrypted.zip").c_str(), 1, 0);
+  EXPECT_EQ(script.passwordQuestions, 2);
+  EXPECT_STREQ(GetCurrentPassword(), "secret");
+  EXPECT_EQ(ReadFileBytes(script.folder + "\\docs\\numbers.txt"), ReadFileBytes(TestData("src\\docs\\numbers.txt")));
+
+  // Known now: a second run does not ask.
+  script.folder = ScratchDir("extract_password_again");
+  ExtractArchive(TestData("zip_encrypted.zip").c_str(), 1, 0);
+  EXPECT_EQ(script.passwordQuestions, 2);
+  EXPECT_TRUE(Exists(script.folder + "\\readme.txt"));
+
+  ASSERT_EQ(DetectArchiveEncryption(TestData("zip_deflated.zip").c_str()), 0);
+  EXPECT_EQ(IsArchiveEncrypted(), 0);
+}
+
+// An archive with names that reach outside the destination, built with the container
+// library itself so the names are exactly these bytes.
+std::string MakeHostileArchive(const std::string& folder) {
+  std::string path = folder + "\\hostile.zip";
+  zipFile zip = zipOpen64(path.c_str(), APPEND_STATUS_CREATE);
+  for (const char* name : {"good.txt", "../escaped.txt", "sub/../../escaped2.txt", "CON", "a:stream.txt"}) {
+    zip_fileinfo info = {};
+    zipOpenNewFileInZip64(zip, name, &info, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED, 6, 0);
+    zipWriteInFileInZip(zip, name, static_cast<unsigned>(strlen(name)));
+    zipCloseFileInZip(zip);
+  }
+  zipClose(zip, nullptr);
+  return path;
+}
+
+TEST_F(ExtractRunTest, RefusedNamesAreToldOnceAtTheEnd) {
+  std::string root = ScratchDir("extract_hostile");
+  std::string archive = MakeHostileArchive(root);
+  script.folder = root + "\\out";
+  CreateDirectoryA(script.folder.c_str(), nullptr);
+  ExtractArchive(archive.c_str(), 1, 0);
+  EXPECT_EQ(ReadFileBytes(script.folder + "\\good.txt"), "good.txt");
+  EXPECT_FALSE(Exists(root + "\\escaped.txt"));
+  EXPECT_FALSE(Exists(root + "\\escaped2.txt"));
+  ASSERT_EQ(script.boxes.size(), 1u);
+  const std::string& box = script.boxes[0];
+  EXPECT_EQ(box.rfind(GetMessageText(72), 0), 0u) << box;
+  for (const char* name : {"../escaped.txt", "sub/../../escaped2.txt", "CON", "a:stream.txt"})
+    EXPECT_NE(box.find(name), std::string::npos) << name << " in " << box;
+  EXPECT_EQ(box.find("good.txt"), std::string::npos);
+}
+
+TEST_F(ExtractRunTest, SelectionExtractsOnlyTheSelectedRows) {
+  HiddenEntryList rows;
+  EntryStamp stamp = {0, 30, 14, 5, 2, 2024};
+  const char* names[] = {"readme.txt", "docs\\numbers.txt", "docs\\deep\\er\\note.md", "noise.bin"};
+  for (const char* name : names) {
+    const char* part = strrchr(name, '\\') ? strrchr(name, '\\') + 1 : name;
+    InsertEntryRow(rows.list, stamp, part, name, nullptr, 0, 0);
+  }
+  PublishEntryRows(rows.list);
+  LVITEMA select = {};
+  select.stateMask = LVIS_SELECTED;
+  select.state = LVIS_SELECTED;
+  SendMessageA(rows.list, LVM_SETITEMSTATE, 1, reinterpret_cast<LPARAM>(&select));
+  SendMessageA(rows.list, LVM_SETITEMSTATE, 2, reinterpret_cast<LPARAM>(&select));
+  SetCurrentArchivePath(TestData("zip_deflated.zip").c_str());
+
+  script.folder = ScratchDir("extract_selected");
+  ExtractSelected(rows.list);
+  // The run has a thread of its own that asks the list for its selection, so this thread
+  // keeps serving its windows until the busy flag falls.
+  for (int i = 0; i < 6000 && IsBusy(); ++i) {
+    MSG msg;
+    while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&msg);
+    Sleep(10);
+  }
+  ASSERT_EQ(IsBusy(), 0);
+  EXPECT_EQ(ReadFileBytes(script.folder + "\\docs\\numbers.txt"), ReadFileBytes(TestData("src\\docs\\numbers.txt")));
+  EXPECT_EQ(ReadFileBytes(script.folder + "\\docs\\deep\\er\\note.md"),
+            ReadFileBytes(TestData("src\\docs\\deep\\er\\note.md")));
+  EXPECT_FALSE(Exists(script.folder + "\\readme.txt"));
+  EXPECT_FALSE(Exists(script.folder + "\\noise.bin"));
+  SetCurrentArchivePath("");
+}
+
+TEST_F(ExtractRunTest, NothingSelectedAsksNothing) {
+  HiddenEntryList rows;
+  SetCurrentArchivePath(TestData("zip_deflated.zip").c_str());
+  ExtractSelected(rows.list);
+  EXPECT_EQ(script.folderQuestions, 0);
+  EXPECT_EQ(script.boxes.size(), 1u);
+  SetCurrentArchivePath("");
+}
+
+TEST_F(ExtractRunTest, KindsWithoutExtractionAreRefusedBeforeAnyQuestion) {
+  SetArchiveKind(ARCHIVE_TAR);
+  ExtractArchive("Z:\\nowhere\\a.tar", 1, 0);
+  SetArchiveKind(0);
+  ExtractArchive("Z:\\nowhere\\a.bin", 1, 0);
+  EXPECT_EQ(script.folderQuestions, 0);
+  ASSERT_EQ(script.boxes.size(), 2u);
+  EXPECT_EQ(script.boxes[1], "ExtractArchive GCompressionMethod not specified");
+}
+
+TEST(ExtractionTimerTest, ShowsElapsedTimeAndRate) {
+  char text[kPathBuf];
+  FormatExtractionTimer(text, sizeof text, 3725000, 3725ull * 3 * 1024 * 1024);
+  std::string shown = text;
+  EXPECT_NE(shown.find("1:02:05"), std::string::npos) << shown;
+  EXPECT_NE(shown.find("3.0 MB/s"), std::string::npos) << shown;
+  FormatExtractionTimer(text, sizeof text, 0, 0);
+  EXPECT_NE(std::string(text).find("0:00:00"), std::string::npos) << text;
+}
+
+TEST(TempFilesTest, DeletedTogether) {
+  std::string folder = ScratchDir("temp_files");
+  std::string a = folder + "\\a.txt", b = folder + "\\b.txt";
+  for (const std::string& path : {a, b}) fclose(fopen(path.c_str(), "wb"));
+  AddTempFile(a.c_str());
+  AddTempFile(b.c_str());
+  DeleteTempFiles();
+  EXPECT_FALSE(Exists(a));
+  EXPECT_FALSE(Exists(b));
+}
+
+}  // namespace
