@@ -10,15 +10,39 @@ constexpr size_t kBufferSize = 1 << 20;
 
 thread_local DWORD t_lastOpenError = 0;
 
+// Extraction alternates between two places: the central directory (the next entry's
+// record) and the entry's own data far away. One window per place keeps both in memory;
+// with a single window every entry would read a whole megabyte twice.
+constexpr int kWindows = 2;
+
+struct ReadWindow {
+  unsigned char* buffer;
+  uint64_t start;  // file offset of buffer[0]
+  size_t length;
+  uint64_t lastUse;
+};
+
 struct BufferedFile {
   HANDLE handle;
   uint64_t position;  // where the caller is
   uint64_t size;
-  unsigned char* buffer;
-  uint64_t bufferStart;  // file offset of buffer[0]
-  size_t bufferLength;
+  ReadWindow windows[kWindows];
+  uint64_t uses;
   int error;
 };
+
+ReadWindow* WindowHolding(BufferedFile* f, uint64_t at) {
+  for (ReadWindow& w : f->windows)
+    if (at >= w.start && at < w.start + w.length) return &w;
+  return nullptr;
+}
+
+ReadWindow* LeastRecentWindow(BufferedFile* f) {
+  ReadWindow* oldest = &f->windows[0];
+  for (ReadWindow& w : f->windows)
+    if (w.lastUse < oldest->lastUse) oldest = &w;
+  return oldest;
+}
 
 bool ReadAt(BufferedFile* f, uint64_t offset, void* out, DWORD size, DWORD* got) {
   OVERLAPPED at = {};
@@ -58,11 +82,12 @@ uLong ZCALLBACK ReadFileFn(voidpf, voidpf stream, void* out, uLong size) {
   uLong done = 0;
   while (done < size) {
     uint64_t at = f->position;
-    if (at >= f->bufferStart && at < f->bufferStart + f->bufferLength) {
-      size_t offset = static_cast<size_t>(at - f->bufferStart);
-      size_t take = f->bufferLength - offset;
+    if (ReadWindow* w = WindowHolding(f, at)) {
+      size_t offset = static_cast<size_t>(at - w->start);
+      size_t take = w->length - offset;
       if (take > size - done) take = size - done;
-      memcpy(dest + done, f->buffer + offset, take);
+      memcpy(dest + done, w->buffer + offset, take);
+      w->lastUse = ++f->uses;
       done += static_cast<uLong>(take);
       f->position += take;
       continue;
@@ -75,10 +100,17 @@ uLong ZCALLBACK ReadFileFn(voidpf, voidpf stream, void* out, uLong size) {
       f->position += got;
       break;
     }
-    if (!f->buffer) f->buffer = static_cast<unsigned char*>(malloc(kBufferSize));
-    if (!ReadAt(f, at, f->buffer, kBufferSize, &got)) f->error = 1;
-    f->bufferStart = at;
-    f->bufferLength = got;
+    ReadWindow* w = LeastRecentWindow(f);
+    if (!w->buffer) w->buffer = static_cast<unsigned char*>(malloc(kBufferSize));
+    if (!w->buffer) {
+      f->error = 1;
+      break;
+    }
+    w->length = 0;
+    if (!ReadAt(f, at, w->buffer, kBufferSize, &got)) f->error = 1;
+    w->start = at;
+    w->length = got;
+    w->lastUse = ++f->uses;
     if (got == 0) break;
   }
   return done;
@@ -92,7 +124,7 @@ uLong ZCALLBACK WriteFileFn(voidpf, voidpf stream, const void* data, uLong size)
   DWORD written = 0;
   if (!WriteFile(f->handle, data, size, &written, &at)) f->error = 1;
   // What was buffered for reading may now be stale.
-  f->bufferLength = 0;
+  for (ReadWindow& w : f->windows) w.length = 0;
   f->position += written;
   if (f->position > f->size) f->size = f->position;
   return written;
@@ -114,7 +146,7 @@ long ZCALLBACK SeekFn(voidpf, voidpf stream, ZPOS64_T offset, int origin) {
 int ZCALLBACK CloseFn(voidpf, voidpf stream) {
   BufferedFile* f = static_cast<BufferedFile*>(stream);
   int result = CloseHandle(f->handle) ? 0 : -1;
-  free(f->buffer);
+  for (ReadWindow& w : f->windows) free(w.buffer);
   free(f);
   return result;
 }
