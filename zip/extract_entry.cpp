@@ -206,7 +206,7 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     if (result == EXTRACT_WRONG_PASSWORD) CountWrongPassword();
     return result;
   }
-  char* buffer = static_cast<char*>(malloc(kChunk));
+  char* buffer = AcquireEntryBuffer(kChunk);
   if (!buffer) {
     Log(2, GetVerbose(), "do_write_currentfile: Error allocating memory");
     unzCloseCurrentFile(zip);
@@ -221,18 +221,18 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
         *overwriteMode = OVERWRITE_ALL;
         break;
       case 2:
-        free(buffer);
+        ReleaseEntryBuffer(buffer);
         return unzCloseCurrentFile(zip);
       default:
         unzCloseCurrentFile(zip);
-        free(buffer);
+        ReleaseEntryBuffer(buffer);
         return EXTRACT_CANCELLED;
     }
   }
 
   if (EndsWithSeparator(target)) {
     CreateFolderEntry(target);
-    free(buffer);
+    ReleaseEntryBuffer(buffer);
     return unzCloseCurrentFile(zip);
   }
 
@@ -253,7 +253,7 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
         Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
         fclose(file);
         unzCloseCurrentFile(zip);
-        free(buffer);
+        ReleaseEntryBuffer(buffer);
         return EXTRACT_WRITE_ERROR;
       }
       if (!silent) {
@@ -269,7 +269,7 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     if (last != 0) {
       int closed = unzCloseCurrentFile(zip);
       if (WrongPasswordResult(info, last, closed)) RemoveGarbage(target);
-      free(buffer);
+      ReleaseEntryBuffer(buffer);
       return last;
     }
   }
@@ -279,6 +279,6 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     Log(0, GetVerbose(), "do_write_currentfile: error %d with zipfile in unzCloseCurrentFile", result);
     if (file && WrongPasswordResult(info, last, result)) RemoveGarbage(target);
   }
-  free(buffer);
+  ReleaseEntryBuffer(buffer);
   return result;
 }

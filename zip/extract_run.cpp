@@ -19,6 +19,10 @@ std::string g_refused;
 size_t g_refusedCount;
 size_t g_wrongPasswords;
 
+thread_local bool t_runActive;
+thread_local char* t_runBuffer;
+thread_local size_t t_runBufferSize;
+
 // A timer belongs to its window's thread: from any other thread the window is asked to
 // set it itself.
 void SwitchTimer(HWND mainWindow, bool on) {
@@ -47,11 +51,32 @@ void BeginExtractionRun(HWND mainWindow) {
   g_refused.clear();
   g_refusedCount = 0;
   g_wrongPasswords = 0;
+  t_runActive = true;
   SwitchTimer(mainWindow, true);
   g_startTick = GetTickCount();
 }
 
-void EndExtractionRun(HWND mainWindow) { SwitchTimer(mainWindow, false); }
+void EndExtractionRun(HWND mainWindow) {
+  SwitchTimer(mainWindow, false);
+  t_runActive = false;
+  free(t_runBuffer);
+  t_runBuffer = nullptr;
+  t_runBufferSize = 0;
+}
+
+char* AcquireEntryBuffer(size_t size) {
+  if (!t_runActive) return static_cast<char*>(malloc(size));
+  if (t_runBufferSize < size) {
+    free(t_runBuffer);
+    t_runBuffer = static_cast<char*>(malloc(size));
+    t_runBufferSize = t_runBuffer ? size : 0;
+  }
+  return t_runBuffer;
+}
+
+void ReleaseEntryBuffer(char* buffer) {
+  if (buffer != t_runBuffer) free(buffer);
+}
 
 uint64_t* ExtractionByteCounter() { return &g_byteCounter; }
 
