@@ -324,6 +324,21 @@ TEST_F(Extract, OverwriteQuestionAnswers) {
   EXPECT_EQ(countOld(), static_cast<int>(files.size()));
 }
 
+int CancellingOverwrite(HWND, const char*, const char*, const char*) {
+  ++g_script.overwriteAsked;
+  CancelProgress(1);  // as the progress dialog's Cancel would, while this entry is written
+  return 0;
+}
+
+TEST_F(Extract, CancelStopsTheRunAfterTheCurrentChunk) {
+  std::string destination = ScratchDir("cancel");
+  ASSERT_EQ(All("deflated.zip", destination), 0);
+  GetPrompts().overwriteQuestion = CancellingOverwrite;
+  EXPECT_EQ(All("deflated.zip", destination, OVERWRITE_ASK), EXTRACT_CANCELLED);
+  CancelProgress(0);
+  EXPECT_EQ(g_script.overwriteAsked, 1) << "no entry after the cancelled one";
+}
+
 TEST_F(Extract, Passwords) {
   SetArchiveEncrypted(1);
 
@@ -429,6 +444,12 @@ TEST_F(Extract, ArchiveThatCannotBeOpened) {
             -1);
   ASSERT_EQ(g_script.boxes.size(), 1u);
   EXPECT_EQ(g_script.boxes[0], "ExtractZipFilesFromList: (5) " + TestData("missing.zip") + " cannot be opened");
+
+  // A selection without a list to take it from.
+  EXPECT_EQ(ExtractZipFilesFromList(nullptr, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
+                                    destination.c_str(), 0, 1, 0),
+            -1);
+  EXPECT_TRUE(Contents(destination).files.empty());
 }
 
 TEST_F(Extract, WithTheProgressDialog) {
