@@ -9,6 +9,7 @@
 namespace {
 
 constexpr uint64_t kEntriesPerStep = 100;
+constexpr DWORD kTextIntervalMs = 100;
 
 }  // namespace
 
@@ -25,6 +26,11 @@ void StepListingProgress(ListingProgress* progress, uint64_t done, uint64_t tota
   if (!progress->shown) return;
   HWND dialog = GetProgressDialog();
   ExecuteProgressStep(dialog);
+  // The count is read by a person: ten changes a second are plenty, and each one costs the
+  // listing a repaint of the dialog.
+  DWORD now = GetTickCount();
+  if (now - progress->lastText < kTextIntervalMs && done + kEntriesPerStep < total) return;
+  progress->lastText = now;
   char text[kPathBuf];
   snprintf(text, sizeof text, "%d %s %llu", static_cast<int>(done), GetGenericText(86),
            static_cast<unsigned long long>(total));

@@ -5,6 +5,7 @@
 
 struct ListingProgress {
   bool shown;
+  DWORD lastText;  // tick of the last count shown
 };
 
 // Starts the dialog (with a Cancel button when withCancel is 1), ranged in hundreds of
