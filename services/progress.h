@@ -53,6 +53,8 @@ bool IsProgressDialogVisible();
 // Initialised and on screen, or initialised and hidden by the setting: what the range
 // setters and the closes wait for.
 bool IsProgressDialogReady();
+// A dialog exists or its thread is on its way to making one: the worker's close is due.
+bool IsProgressDialogStarted();
 
 // Set to 1 by the user's Cancel, cleared when the worker closes the dialog.
 int IsCancelledByUser();

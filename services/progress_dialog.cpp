@@ -307,7 +307,10 @@ void RunProgressDialog(bool withCancel) {
   INT_PTR result = DialogBoxIndirectParamA(GetModuleHandleA(nullptr),
                                            reinterpret_cast<LPCDLGTEMPLATEA>(dialogTemplate.data()),
                                            ForegroundOwner(), ProgressDialogProc, withCancel ? 1 : 0);
-  if (result == -1) Log(-1, GetVerbose(), "ProgressDialogThread: cannot create the dialog (%lu)", GetLastError());
+  if (result == -1) {
+    Log(-1, GetVerbose(), "ProgressDialogThread: cannot create the dialog (%lu)", GetLastError());
+    NoteProgressDialogStarting(false);
+  }
 }
 
 }  // namespace
@@ -331,8 +334,13 @@ DWORD WINAPI ProgressDialogNoCancelThread(LPVOID unused) {
 void StartProgressDialog(bool withCancel, const char* detail) {
   // The text goes in as a pending detail now, so the caller's buffer need not outlive this.
   if (detail) SetProgressDetail(detail);
+  NoteProgressDialogStarting(true);
   HANDLE thread = CreateThread(nullptr, 0, withCancel ? ProgressDialogThread : ProgressDialogNoCancelThread,
                                nullptr, 0, nullptr);
-  if (thread) CloseHandle(thread);
-  else Log(-1, GetVerbose(), "StartProgressDialog: cannot create the dialog thread (%lu)", GetLastError());
+  if (thread) {
+    CloseHandle(thread);
+    return;
+  }
+  NoteProgressDialogStarting(false);
+  Log(-1, GetVerbose(), "StartProgressDialog: cannot create the dialog thread (%lu)", GetLastError());
 }

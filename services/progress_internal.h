@@ -10,6 +10,8 @@ constexpr UINT kMsgProgressCloseFromCode = WM_APP + 0x301;
 // Start of the dialog's initialisation: flag cleared, marked initialising, handle recorded
 // (with a complaint when the previous dialog's handle is still there).
 void BeginProgressDialogInit(HWND dialog);
+// Counts a dialog thread from its start (true) until its dialog registers or it fails (false).
+void NoteProgressDialogStarting(bool started);
 // Pending detail text and marquee request, asked for before the dialog existed.
 void ApplyPendingProgressRequests(HWND dialog);
 void EndProgressDialogInit();

@@ -20,6 +20,9 @@ std::atomic<int> g_maximum{-1};
 std::atomic<int> g_cancelled{0};
 std::atomic<bool> g_show{true};
 std::atomic<bool> g_initialising{false};
+// Dialog threads started whose dialog has not registered yet: a worker that ends within the
+// thread's start-up pause must still close the dialog that is about to appear.
+std::atomic<int> g_starting{0};
 
 char g_pendingDetail[kPathBuf] = "";
 std::atomic<bool> g_pendingDetailSet{false};
@@ -231,6 +234,7 @@ void CloseProgressDialogAfterCancel() { CloseProgress(true); }
 void BeginProgressDialogInit(HWND dialog) {
   g_cancelled = 0;
   g_initialising = true;
+  if (g_starting > 0) --g_starting;
   if (g_dialog) Log(-1, GetVerbose(), "ExecuteProgressDialogProc: previous instance of ProgressDialog not quite removed!");
   g_dialog = dialog;
 }
@@ -245,6 +249,13 @@ void ApplyPendingProgressRequests(HWND dialog) {
 }
 
 void EndProgressDialogInit() { g_initialising = false; }
+
+void NoteProgressDialogStarting(bool started) {
+  if (started) ++g_starting;
+  else if (g_starting > 0) --g_starting;
+}
+
+bool IsProgressDialogStarted() { return g_dialog != nullptr || g_starting > 0; }
 
 void ProgressDialogEnded(HWND dialog, bool byUser) {
   if (byUser) g_cancelled = 1;

@@ -122,7 +122,7 @@ struct ExtractRun {
 int RunBody(ExtractRun* run) {
   int result = IsZipKind(run->kind) ? ExtractArchiveZipWorker(&run->job) : g_kindExtraction[run->kind](&run->job);
   // A worker that gave up before its end may have left the dialog up.
-  if (!run->job.silent && GetProgressDialog()) CloseProgressDialog();
+  if (!run->job.silent && IsProgressDialogStarted()) CloseProgressDialog();
   if (IsZipKind(run->kind)) {
     ReportRefusedNames();
     ReportWrongPassword();

@@ -106,7 +106,7 @@ bool EnterDestination(const char* destination, char* previous) {
 }
 
 void CloseDialogUnlessSilent(int silent) {
-  if (silent || !GetProgressDialog()) return;
+  if (silent || !IsProgressDialogStarted()) return;
   if (IsCancelledByUser())
     CloseProgressDialogAfterCancel();
   else

@@ -77,7 +77,9 @@ class ProgressTest : public testing::Test {
     if (GetProgressDialog()) CloseProgressDialog();
     SetShowProgressDialog(true);
     // The next test's dialog must not meet this one's window still closing.
-    if (dialog_) EXPECT_TRUE(WaitUntil([this] { return !IsWindow(dialog_); }));
+    if (dialog_) {
+      EXPECT_TRUE(WaitUntil([this] { return !IsWindow(dialog_); }));
+    }
   }
 
   HWND dialog_ = nullptr;
