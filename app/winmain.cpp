@@ -8,6 +8,7 @@
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "services/log.h"
+#include "settings/options.h"
 #include "zip/extract.h"
 
 #include <commctrl.h>
@@ -71,9 +72,17 @@ int MessageLoop() {
   return static_cast<int>(msg.wParam);
 }
 
-void ShutDown() {
-  HWND main = GetMainWindow();
+// The optional library that the option word asks for; a missing one is harmless.
+void LoadOptionalRmLibrary() {
+  if (!IsLoadRmDll()) return;
+  if (!LoadLibraryA("rm.dll")) printf("could not find \"%s\"\n", "rm.dll");
+}
+
+// The main window is gone by now; its handle still names it in the clipboard chain.
+void ShutDown(HWND main) {
   ChangeClipboardChain(main, g_nextClipboardViewer);
+  if (IsHistoryActivated()) Log(5, GetVerbose(), "ShutDown: no history library to unload");
+  RevokeDragDrop(main);
   OleUninitialize();
   // What the viewers wrote to the temporary folder goes with the program.
   DeleteTempFiles();
@@ -146,12 +155,14 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR line, int showCommand) {
   g_arrowCursor = LoadCursorA(nullptr, MAKEINTRESOURCEA(32512));  // IDC_ARROW
   g_themeLoaded = ThemeActive();
   printf("IsXPThemeLoaded %d \n", g_themeLoaded);
+  if (IsHistoryActivated()) Log(5, GetVerbose(), "WinMain: the history is switched on but its library is not installed");
+  LoadOptionalRmLibrary();
   SYSTEM_INFO system;
   GetSystemInfo(&system);
   g_processors = system.dwNumberOfProcessors;
   g_nextClipboardViewer = SetClipboardViewer(main);
 
   MessageLoop();
-  ShutDown();
+  ShutDown(main);
   return 0;
 }
