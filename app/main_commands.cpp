@@ -83,7 +83,7 @@ const Command kCommands[] = {
     {IDM_RELOAD, CmdReload, "F5"},
     {IDM_SELF_EXTRACTING, nullptr, nullptr},
     {IDM_CONFIGURATION, nullptr, nullptr},
-    {IDM_LANGUAGE, nullptr, nullptr},
+    {IDM_LANGUAGE, CmdLanguage, nullptr},
     {IDM_REGISTRY_VALUES, CmdRegistryValues, "Ctrl+9"},
     {IDM_HELP, CmdHelp, "F1"},
     {IDM_CHECK_UPDATE, nullptr, nullptr},

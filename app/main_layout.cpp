@@ -30,11 +30,6 @@ HWND MakeEntryList(HWND parent, int id) {
   return list;
 }
 
-void SetStatusTips(HWND status) {
-  for (int part = 0; part < kStatusParts; ++part)
-    SendMessageA(status, SB_SETTIPTEXTA, part, reinterpret_cast<LPARAM>(GetStatusWindowToolTipText(part)));
-}
-
 void LayoutStatusParts(int width) {
   // count, sizes, then the operation text; the last parts are narrow indicators.
   int edges[kStatusParts];
@@ -51,6 +46,11 @@ void LayoutStatusParts(int width) {
 void ApplyFont(HWND hwnd) { SendMessageA(hwnd, WM_SETFONT, reinterpret_cast<WPARAM>(Main().font), TRUE); }
 
 }  // namespace
+
+void SetStatusTips(HWND status) {
+  for (int part = 0; part < kStatusParts; ++part)
+    SendMessageA(status, SB_SETTIPTEXTA, part, reinterpret_cast<LPARAM>(GetStatusWindowToolTipText(part)));
+}
 
 HWND CurrentView() {
   MainWindowState& m = Main();

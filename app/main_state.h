@@ -38,6 +38,13 @@ void LayoutMainControls();
 void SetPresentation(int presentation);
 HWND CurrentView();
 
+// The status bar parts' tips in the current language.
+void SetStatusTips(HWND status);
+
+// The language command: choosing a language and showing the window in it (main_language.cpp).
+void CmdLanguage();
+void ApplyLanguage(int language);
+
 // Sorting by a column header (main_sort.cpp).
 void SortByColumn(HWND list, int column);
 void ShowSortMark(HWND list, int column, bool descending);
@@ -47,6 +54,8 @@ void ApplyStoredSort();
 // The tool bar (main_toolbar.cpp).
 HWND CreateMainToolbar(HWND parent);
 void RefreshToolbarState();
+// Takes the tips of the current language.
+void RefreshToolbarTexts();
 
 // The hooks the archive engines call while they list (main_hooks.cpp).
 void InstallViewHooks();

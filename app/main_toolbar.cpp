@@ -61,6 +61,17 @@ HWND CreateMainToolbar(HWND parent) {
   return bar;
 }
 
+void RefreshToolbarTexts() {
+  HWND bar = Main().toolbar;
+  for (int i = 0; i < kButtonCount; ++i) {
+    TBBUTTONINFOA info = {};
+    info.cbSize = sizeof info;
+    info.dwMask = TBIF_TEXT;
+    info.pszText = const_cast<char*>(GetToolBarToolTipText(i));
+    SendMessageA(bar, TB_SETBUTTONINFOA, kButtons[i].command, reinterpret_cast<LPARAM>(&info));
+  }
+}
+
 void RefreshToolbarState() {
   MainWindowState& m = Main();
   bool rows = GetEntryRowCount(CurrentView()) > 0 || GetEntryRowCount(m.list) > 0;

@@ -145,11 +145,32 @@ void MakeDateText(const SYSTEMTIME& date, char* out, size_t outSize) {
   snprintf(out, outSize, "%s %s", day, time);
 }
 
-void InitEntryListColumns(HWND list) {
-  const char* titles[LISTSTRUCT_COLUMNS] = {
+namespace {
+
+void GetColumnTitles(const char* (&titles)[LISTSTRUCT_COLUMNS]) {
+  const char* current[LISTSTRUCT_COLUMNS] = {
       GetDescriptionFilename(), GetDescriptionEncrypted(),        GetDescriptionCompressed(),
       GetDescriptionUncompressed(), GetDescriptionCompressionRatio(), GetDescriptionDate(),
       GetDescriptionType(),     GetDescriptionPath()};
+  for (int i = 0; i < LISTSTRUCT_COLUMNS; ++i) titles[i] = current[i];
+}
+
+}  // namespace
+
+void SetEntryListColumnTitles(HWND list) {
+  const char* titles[LISTSTRUCT_COLUMNS];
+  GetColumnTitles(titles);
+  for (int i = 0; i < LISTSTRUCT_COLUMNS; ++i) {
+    LVCOLUMNA column = {};
+    column.mask = LVCF_TEXT;
+    column.pszText = const_cast<char*>(titles[i]);
+    SendMessageA(list, LVM_SETCOLUMNA, i, reinterpret_cast<LPARAM>(&column));
+  }
+}
+
+void InitEntryListColumns(HWND list) {
+  const char* titles[LISTSTRUCT_COLUMNS];
+  GetColumnTitles(titles);
   const int widths[LISTSTRUCT_COLUMNS] = {200, 30, 90, 90, 50, 120, 140, 220};
   for (int i = 0; i < LISTSTRUCT_COLUMNS; ++i) {
     LVCOLUMNA column = {};

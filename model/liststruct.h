@@ -50,6 +50,8 @@ void MakeDateText(const SYSTEMTIME& date, char* out, size_t outSize);
 
 // Adds the eight columns with their titles from the language library.
 void InitEntryListColumns(HWND list);
+// Gives the columns the titles of the current language.
+void SetEntryListColumnTitles(HWND list);
 // Appends a row for an entry to the list's row store and extends the folder list with its
 // path. Returns the new row's index, or -1 when the list has no store. The control shows the
 // new rows once PublishEntryRows is called.

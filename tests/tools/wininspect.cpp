@@ -56,6 +56,18 @@ std::string ListCell(HWND list, Remote& remote, int row, int column) {
   return remote.ReadString(512);
 }
 
+std::string HeaderTitle(HWND header, Remote& remote, int column) {
+  HDITEMA item = {};
+  item.mask = HDI_TEXT;
+  item.cchTextMax = 256;
+  item.pszText = remote.memory + 512;
+  char empty = '\0';
+  remote.Write(512, &empty, 1);
+  remote.Write(0, &item, sizeof item);
+  SendMessageA(header, HDM_GETITEMA, column, reinterpret_cast<LPARAM>(remote.memory));
+  return remote.ReadString(512);
+}
+
 void DumpList(HWND list, int maxRows) {
   Remote remote(list);
   if (!remote.memory) return;
@@ -73,7 +85,7 @@ void DumpList(HWND list, int maxRows) {
       ReadProcessMemory(remote.process, remote.memory, &r, sizeof r, nullptr);
       POINT center = {(r.left + r.right) / 2, (r.top + r.bottom) / 2};
       ClientToScreen(header, &center);
-      printf("header %d at %ld %ld\n", c, center.x, center.y);
+      printf("header %d at %ld %ld %s\n", c, center.x, center.y, HeaderTitle(header, remote, c).c_str());
     }
   }
   for (int r = 0; r < rows && r < maxRows; ++r) {

@@ -1,0 +1,76 @@
+// Switching the language: the choice is kept in the settings and the window takes the new
+// texts at once, without a restart.
+#include "services/base.h"
+#include "app/main_state.h"
+
+#include "kestrelia_lang.h"
+#include "model/entry_rows.h"
+#include "model/listing_totals.h"
+#include "model/liststruct.h"
+#include "services/log.h"
+#include "settings/save.h"
+#include "settings/values.h"
+
+namespace {
+
+// The languages in the order the library lists them, with their numbers.
+const int kLanguages[KLANG_LANGUAGE_COUNT] = {KLANG_LANGUAGE_ENGLISH, KLANG_LANGUAGE_GERMAN};
+constexpr UINT kFirstLanguageItem = 1;
+
+bool IsCurrentLanguage(int language) { return (GetGCountry() & 0xFF) == (language & 0xFF); }
+
+// A command from the keyboard has no mouse position worth using: the menu opens at the
+// window's top left corner then.
+POINT MenuPosition(HWND hwnd) {
+  POINT at;
+  GetCursorPos(&at);
+  RECT window;
+  GetWindowRect(hwnd, &window);
+  if (!PtInRect(&window, at)) {
+    at.x = window.left + 40;
+    at.y = window.top + 40;
+  }
+  return at;
+}
+
+void RefreshTexts() {
+  MainWindowState& m = Main();
+  HMENU old = GetMenu(m.hwnd);
+  SetMenu(m.hwnd, BuildMainMenu());
+  if (old) DestroyMenu(old);
+  SetEntryListColumnTitles(m.list);
+  SetEntryListColumnTitles(m.treeList);
+  SetStatusTips(m.status);
+  RefreshToolbarTexts();
+  if (GetEntryRowCount(m.list) > 0) WriteListingStatusBar();
+  // The type column's fallback text comes from the library too.
+  InvalidateRect(m.list, nullptr, TRUE);
+  InvalidateRect(m.treeList, nullptr, TRUE);
+}
+
+}  // namespace
+
+void ApplyLanguage(int language) {
+  if (IsCurrentLanguage(language)) return;
+  SetLanguage(language);
+  int minPicSize = GetMinPicSize();
+  // Saving the configuration creates the settings key, so the choice is read at the next
+  // start even on a machine where nothing was saved before.
+  if (SaveConfiguration(1, minPicSize != kUnsetNumber, minPicSize) != 0)
+    Log(-1, GetVerbose(), "ApplyLanguage: the language %d could not be saved", language);
+  RefreshTexts();
+}
+
+void CmdLanguage() {
+  HWND hwnd = Main().hwnd;
+  HMENU menu = CreatePopupMenu();
+  for (int i = 0; i < KLANG_LANGUAGE_COUNT; ++i)
+    AppendMenuA(menu, MF_STRING | (IsCurrentLanguage(kLanguages[i]) ? MF_CHECKED : 0), kFirstLanguageItem + i,
+                GetLanguageString(i));
+  POINT at = MenuPosition(hwnd);
+  UINT chosen = TrackPopupMenu(menu, TPM_RETURNCMD | TPM_NONOTIFY | TPM_LEFTALIGN | TPM_TOPALIGN, at.x, at.y, 0, hwnd,
+                               nullptr);
+  DestroyMenu(menu);
+  if (chosen >= kFirstLanguageItem && chosen < kFirstLanguageItem + KLANG_LANGUAGE_COUNT)
+    ApplyLanguage(kLanguages[chosen - kFirstLanguageItem]);
+}
