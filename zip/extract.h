@@ -113,3 +113,46 @@ bool DosDateToUtcFileTime(uLong dosDate, FILETIME* utc);
 // The names of temporary files written for viewing; deleted at exit.
 void AddTempFile(const char* path);
 void DeleteTempFiles();
+
+// The temporary folder joined with a plain name (the folder, with its trailing separator,
+// in folder); "c:" stands in for a machine without one.
+void TempTarget(const char* part, char (&target)[kPathBuf], char (&folder)[kPathBuf]);
+// Makes the named entry current: as spelt, else with "/" for every "\\".
+int LocateEntry(unzFile zip, const char* name);
+
+// Extracts the entries whose paths the selection holds (keys with "\\" or "/"), as
+// ExtractZipFilesFromList does with a list's selection. The run destroys the index, so its
+// deleteKey must be set. Messages begin with caller. Progress counts entries.
+int ExtractZipFilesFromIndex(const char* caller, const char* archive, RBTree* selection, int* withoutPath,
+                             int* overwriteMode, const char* password, const char* destination, int silent);
+
+// One entry of the open archive (GetCurrentArchivePath) written to the temporary folder
+// under its last name and recorded for deletion at exit; outPath (kPathBuf) receives the
+// written path. 0 on success.
+int ExtractToTemp(const char* entryPath, char* outPath);
+// The same for a drag to the shell: an earlier copy of that name is removed first, so what
+// the shell picks up is never a stale one.
+int CreateFileContents(const char* entryPath, char* outPath);
+
+struct NameList;
+// Writes every selected row of an entry list below one fresh folder in the temporary folder,
+// folders kept, nothing asked, and appends to written the paths of what landed at its top
+// level (what a drop on the shell needs). 0 on success.
+int ExtractMultipleFiles(HWND list, NameList* written);
+
+// The parameter block of ExtractTreeItemThread, allocated with calloc by the starter and
+// freed by the thread.
+struct TreeExtractBlock {
+  char folder[kPathBuf];       // "dir\\sub\\": every entry below it is extracted, paths kept
+  char destination[kPathBuf];
+  char archive[kPathBuf];      // empty: the current archive
+  char password[kPathBuf];     // empty: the current password
+  int overwriteMode;
+  int silent;
+  HANDLE done;                 // signalled when the run ends, when the starter waits
+  int* cancelled;              // set to 1 when the user cancelled
+  int* result;                 // receives the run's result when given
+};
+// Extracts the entries below a folder of the tree; the entries are chosen by a range search
+// of the archive's ordered names, then go through the entry loop of every run.
+DWORD WINAPI ExtractTreeItemThread(LPVOID block);

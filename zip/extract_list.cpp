@@ -15,6 +15,7 @@
 
 #include <commctrl.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -125,13 +126,41 @@ struct RunRequest {
   int silent;
   int countEntries;
   bool wholeArchive;   // no selection index, one progress step per entry
+  RBTree* selection;   // chosen by the caller (the run frees it); none: the source's rows
 };
+
+// The entries a run takes: the caller's index, or the rows of the source list (all of them
+// for extract all, after which the run works from the index). Null when there is none
+// (running out of memory is told), the run's folder already left.
+RBTree* ChooseEntries(RunRequest* request, const char* previous) {
+  if (request->selection) return request->selection;
+  RBTree* index = RBTreeCreate();
+  if (!index) {
+    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(94), MB_OK | MB_ICONERROR);
+    SetCurrentDirectoryA(previous);
+    return nullptr;
+  }
+  index->deleteKey = free;
+  int filled = 0;
+  if (!request->extractAll) {
+    filled = FillZipTreeWithSelectedFromList(request->source, index);
+  } else if (request->source && HasEntryRows(request->source)) {
+    filled = FillZipTreeWithWholeList(request->source, index);
+    request->extractAll = 0;
+  }
+  if (filled) {
+    SetCurrentDirectoryA(previous);
+    RBTreeDestroy(&index);
+  }
+  return index;
+}
 
 int RunExtraction(RunRequest request) {
   const char* prefix = request.prefix;
   Log(7, GetVerbose(), "%s: cancelledByUser(1)? %d", prefix, IsCancelledByUser());
   char previous[kPathBuf];
   if (!EnterDestination(request.destination, previous)) {
+    RBTreeDestroy(&request.selection);
     CloseDialogUnlessSilent(request.silent);
     return -1;
   }
@@ -141,24 +170,9 @@ int RunExtraction(RunRequest request) {
 
   RBTree* index = nullptr;
   if (!request.wholeArchive) {
-    index = RBTreeCreate();
+    if (request.selection) selected = static_cast<int>(std::min<size_t>(request.selection->count, INT_MAX));
+    index = ChooseEntries(&request, previous);
     if (!index) {
-      PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(94), MB_OK | MB_ICONERROR);
-      SetCurrentDirectoryA(previous);
-      CloseDialogUnlessSilent(request.silent);
-      return -1;
-    }
-    index->deleteKey = free;
-    int filled = 0;
-    if (!request.extractAll) {
-      filled = FillZipTreeWithSelectedFromList(request.source, index);
-    } else if (request.source && HasEntryRows(request.source)) {
-      filled = FillZipTreeWithWholeList(request.source, index);
-      request.extractAll = 0;
-    }
-    if (filled) {
-      SetCurrentDirectoryA(previous);
-      RBTreeDestroy(&index);
       CloseDialogUnlessSilent(request.silent);
       return -1;
     }
@@ -322,7 +336,7 @@ int ExtractZipFilesFromList(HWND source, const char* archive, int* withoutPath, 
                             int countEntries) {
   RunRequest request = {"ExtractZipFilesFromList", source, archive, withoutPath ? *withoutPath : 0,
                         overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, extractAll,
-                        silent, countEntries, false};
+                        silent, countEntries, false, nullptr};
   return RunExtraction(request);
 }
 
@@ -331,6 +345,15 @@ int ExtractZipFilesFromListMF(HWND source, const char* archive, int* withoutPath
   (void)ignored;
   RunRequest request = {"ExtractZipFilesFromListMF", source, archive, withoutPath ? *withoutPath : 0,
                         overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, 1, silent, 1,
-                        true};
+                        true, nullptr};
+  return RunExtraction(request);
+}
+
+int ExtractZipFilesFromIndex(const char* caller, const char* archive, RBTree* selection, int* withoutPath,
+                             int* overwriteMode, const char* password, const char* destination, int silent) {
+  if (!selection) return -1;
+  RunRequest request = {caller, nullptr, archive, withoutPath ? *withoutPath : 0,
+                        overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, 0, silent, 1,
+                        false, selection};
   return RunExtraction(request);
 }

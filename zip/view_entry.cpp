@@ -14,6 +14,7 @@
 
 #include <commctrl.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -34,6 +35,8 @@ const char* LastNamePart(const char* name) {
   return part;
 }
 
+}  // namespace
+
 void TempTarget(const char* part, char (&target)[kPathBuf], char (&folder)[kPathBuf]) {
   if (!GetTempPathA(sizeof folder, folder)) snprintf(folder, sizeof folder, "c:");
   size_t n = strlen(folder);
@@ -50,6 +53,8 @@ int LocateEntry(unzFile zip, const char* name) {
   return unzLocateFile(zip, search, 1);
 }
 
+namespace {
+
 int SelectedRow(HWND list) {
   int row = static_cast<int>(SendMessageA(list, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_FOCUSED | LVNI_SELECTED));
   if (row < 0) row = static_cast<int>(SendMessageA(list, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED));
@@ -59,7 +64,9 @@ int SelectedRow(HWND list) {
 }  // namespace
 
 void AddTempFile(const char* path) {
-  if (path && *path) g_tempFiles.emplace_back(path);
+  // A file written again for the same entry (viewed twice, dragged twice) is one file to delete.
+  if (path && *path && std::find(g_tempFiles.begin(), g_tempFiles.end(), path) == g_tempFiles.end())
+    g_tempFiles.emplace_back(path);
 }
 
 void DeleteTempFiles() {

@@ -203,6 +203,16 @@ def main(out):
             z.writestr("many/f%03d.txt" % i, ("file %d\n" % i).encode() * (i + 1))
     reference(out, path)
 
+    # A folder "a/b" beside its name twin "a/bc" and a file "a" whose name begins its path, one
+    # name spelt with "\\", and names below the folder that climb out of it or name a device.
+    path = os.path.join(out, "tree.zip")
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as z:
+        for name, data in [("a", b"a file\n"), ("a/", b""), ("a/b/", b""), ("a/b/tree_x.txt", b"below a/b\n" * 30),
+                           ("a/b/sub/tree_y.txt", b"deeper\n"), ("a\\b\\tree_win.txt", b"spelt with backslashes\n"),
+                           ("a/bc/tree_z.txt", b"the twin\n"), ("a/tree_top.txt", b"above\n"), ("tree_root.txt", b"root\n"),
+                           ("a/b/../../../tree_evil.txt", b"climbs out\n"), ("a/b/nul.txt", b"a device\n")]:
+            z.writestr(zipfile.ZipInfo(name, (2022, 2, 3, 4, 5, 6)), data)
+
     hostile(out)
     overrun(out)
     damaged(out)

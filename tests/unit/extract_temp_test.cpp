@@ -1,0 +1,336 @@
+// Extraction to the temporary folder (viewing, dragging, opening in programs) and of the
+// entries below a folder of the tree, on archives made by the peer tools.
+#include "services/base.h"
+
+#include <gtest/gtest.h>
+
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "model/entry_rows.h"
+#include "model/liststruct.h"
+#include "model/namelist.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "test_support.h"
+#include "zip/extract.h"
+#include "zip/zip_listing.h"
+#include "zip/zip_open.h"
+
+#include <commctrl.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <string>
+
+namespace {
+
+int g_questions;
+
+int CountedBox(HWND, const char*, const char*, UINT) {
+  ++g_questions;
+  return IDOK;
+}
+int CountedOverwrite(HWND, const char*, const char*, const char*) {
+  ++g_questions;
+  return 3;  // Cancel: a question that should not have come ends the run visibly
+}
+bool CountedPassword(HWND, char*) {
+  ++g_questions;
+  return false;
+}
+
+bool Exists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+std::string TempFolder() {
+  char target[kPathBuf], folder[kPathBuf];
+  TempTarget("", target, folder);
+  return folder;
+}
+
+// Relative names of every file below root, with "/".
+void Files(const std::string& root, const std::string& relative, std::set<std::string>* out) {
+  WIN32_FIND_DATAA found;
+  HANDLE find = FindFirstFileA((root + "\\" + relative + "*").c_str(), &found);
+  if (find == INVALID_HANDLE_VALUE) return;
+  do {
+    std::string name = found.cFileName;
+    if (name == "." || name == "..") continue;
+    if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+      Files(root, relative + name + "\\", out);
+    else
+      out->insert(relative + name);
+  } while (FindNextFileA(find, &found));
+  FindClose(find);
+}
+
+std::set<std::string> Files(const std::string& root) {
+  std::set<std::string> raw, shown;
+  Files(root, "", &raw);
+  for (std::string name : raw) {
+    for (char& c : name)
+      if (c == '\\') c = '/';
+    shown.insert(name);
+  }
+  return shown;
+}
+
+class TempExtract : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ResetPrompts();
+    GetPrompts().messageBox = CountedBox;
+    GetPrompts().overwriteQuestion = CountedOverwrite;
+    GetPrompts().password = CountedPassword;
+    g_questions = 0;
+    SetArchiveEncrypted(0);
+    SetCurrentPassword("");
+    SetArchiveKind(ARCHIVE_ZIP);
+    CancelProgress(0);
+    GetCurrentDirectoryA(sizeof before_, before_);
+  }
+  void TearDown() override {
+    char now[kPathBuf];
+    GetCurrentDirectoryA(sizeof now, now);
+    EXPECT_STREQ(now, before_) << "the working directory was not restored";
+    SetCurrentArchivePath("");
+    ResetPrompts();
+  }
+  char before_[kPathBuf];
+};
+
+TEST_F(TempExtract, ExtractToTempWritesTheEntryAndRecordsIt) {
+  SetCurrentArchivePath(TestData("tree.zip").c_str());
+  char out[kPathBuf] = "";
+  ASSERT_EQ(ExtractToTemp("a\\b\\sub\\tree_y.txt", out), 0);
+  EXPECT_EQ(std::string(out), TempFolder() + "tree_y.txt");
+  EXPECT_EQ(ReadFileBytes(out), "deeper\n");
+  // Spelt with "\" in the archive itself.
+  char win[kPathBuf] = "";
+  ASSERT_EQ(ExtractToTemp("a\\b\\tree_win.txt", win), 0);
+  EXPECT_EQ(ReadFileBytes(win), "spelt with backslashes\n");
+
+  // Encrypted: the password known from the session opens it.
+  SetCurrentArchivePath(TestData("encrypted.zip").c_str());
+  SetArchiveEncrypted(1);
+  SetCurrentPassword("secret");
+  char note[kPathBuf] = "";
+  ASSERT_EQ(ExtractToTemp("docs\\deep\\er\\note.md", note), 0);
+  EXPECT_EQ(ReadFileBytes(note), ReadFileBytes(TestData("ref_encrypted\\docs\\deep\\er\\note.md")));
+  EXPECT_EQ(g_questions, 0);
+
+  // Recorded: the exit's clean-up removes them.
+  DeleteTempFiles();
+  EXPECT_FALSE(Exists(out));
+  EXPECT_FALSE(Exists(win));
+  EXPECT_FALSE(Exists(note));
+}
+
+TEST_F(TempExtract, ExtractToTempRefusals) {
+  char out[kPathBuf] = "x";
+  EXPECT_NE(ExtractToTemp("readme.txt", out), 0) << "no archive open";
+  EXPECT_STREQ(out, "");
+  SetCurrentArchivePath(TestData("tree.zip").c_str());
+  EXPECT_NE(ExtractToTemp("a\\b\\", out), 0) << "a folder is no file";
+  EXPECT_NE(ExtractToTemp("a\\b\\nul.txt", out), 0) << "a device name";
+  EXPECT_NE(ExtractToTemp("a\\b\\missing.txt", out), 0);
+  EXPECT_STREQ(out, "");
+  EXPECT_FALSE(Exists(TempFolder() + "missing.txt"));
+}
+
+TEST_F(TempExtract, CreateFileContentsReplacesAnEarlierCopy) {
+  SetCurrentArchivePath(TestData("tree.zip").c_str());
+  std::string target = TempFolder() + "tree_x.txt";
+  FILE* stale = fopen(target.c_str(), "wb");
+  ASSERT_NE(stale, nullptr);
+  fputs(std::string(5000, 's').c_str(), stale);  // longer than the entry
+  fclose(stale);
+
+  char out[kPathBuf] = "";
+  ASSERT_EQ(CreateFileContents("a\\b\\tree_x.txt", out), 0);
+  EXPECT_EQ(std::string(out), target);
+  std::string expected;
+  for (int i = 0; i < 30; ++i) expected += "below a/b\n";
+  EXPECT_EQ(ReadFileBytes(target), expected);
+
+  // An earlier copy another program holds cannot be replaced: no half-written file is
+  // handed on, and the copy comes once it is free again.
+  HANDLE held = CreateFileA(target.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(held, INVALID_HANDLE_VALUE);
+  EXPECT_NE(CreateFileContents("a\\b\\tree_x.txt", out), 0);
+  CloseHandle(held);
+  EXPECT_EQ(ReadFileBytes(target), expected);
+  ASSERT_EQ(CreateFileContents("a\\b\\tree_x.txt", out), 0);
+  EXPECT_EQ(ReadFileBytes(target), expected);
+
+  // An archive path that names no file.
+  SetCurrentArchivePath(TestData("gone.zip").c_str());
+  EXPECT_NE(CreateFileContents("a\\b\\tree_x.txt", out), 0);
+
+  DeleteTempFiles();
+  EXPECT_FALSE(Exists(target));
+}
+
+// A listed archive in a hidden entry list, as the window shows it.
+struct ListedArchive {
+  HiddenEntryList window;
+  ArchiveControlBlock block = {};
+  explicit ListedArchive(const std::string& archive) {
+    block.list = window.list;
+    NameListRecreate(&block.folders);
+    snprintf(block.path, sizeof block.path, "%s", TestData(archive).c_str());
+    SetCurrentArchivePath(block.path);
+    if (unzFile zip = MyWaitunzOpen2_64(block.path, 0)) {
+      do_listing(zip, &block, 1);
+      unzClose(zip);
+    }
+    EXPECT_GT(window.Rows(), 0) << archive;
+  }
+  ~ListedArchive() { NameListDestroy(&block.folders); }
+  void Select(const std::string& fullName) {
+    for (int row = 0; row < window.Rows(); ++row) {
+      liststruct* record = GetRowRecord(window.list, row);
+      if (std::string(record->path) + record->filename == fullName) {
+        ListView_SetItemState(window.list, row, LVIS_SELECTED, LVIS_SELECTED);
+        return;
+      }
+    }
+    ADD_FAILURE() << "no row " << fullName;
+  }
+  void SelectAll() { ListView_SetItemState(window.list, -1, LVIS_SELECTED, LVIS_SELECTED); }
+};
+
+std::set<std::string> Elements(const NameList* list) {
+  std::set<std::string> out;
+  for (NameCell* cell = list->first; cell; cell = cell->next) out.insert(static_cast<const char*>(cell->element));
+  return out;
+}
+
+// The one folder every path of the drop lies in, or "" when they differ.
+std::string CommonFolder(const std::set<std::string>& paths) {
+  std::string folder;
+  for (const std::string& path : paths) {
+    std::string own = path.substr(0, path.find_last_of('\\'));
+    if (!folder.empty() && own != folder) return "";
+    folder = own;
+  }
+  return folder;
+}
+
+TEST_F(TempExtract, ExtractMultipleFilesKeepsFoldersBelowAFreshFolder) {
+  ListedArchive listed("deflated.zip");
+  listed.Select("readme.txt");
+  listed.Select("docs\\numbers.txt");
+  listed.Select("docs\\deep\\er\\note.md");
+  NameList* written = NameListCreate();
+  ASSERT_EQ(ExtractMultipleFiles(listed.window.list, written), 0);
+  std::set<std::string> paths = Elements(written);
+  std::string fresh = CommonFolder(paths);
+  ASSERT_FALSE(fresh.empty());
+  EXPECT_EQ(fresh.rfind(TempFolder(), 0), 0u) << fresh;
+  EXPECT_EQ(paths, (std::set<std::string>{fresh + "\\readme.txt", fresh + "\\docs"}));
+  EXPECT_EQ(Files(fresh), (std::set<std::string>{"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"}));
+  EXPECT_EQ(ReadFileBytes(fresh + "\\docs\\deep\\er\\note.md"), ReadFileBytes(TestData("ref_deflated\\docs\\deep\\er\\note.md")));
+
+  // The same drag again lands in a folder of its own, without a question.
+  NameListClear(written);
+  ASSERT_EQ(ExtractMultipleFiles(listed.window.list, written), 0);
+  std::string again = CommonFolder(Elements(written));
+  EXPECT_FALSE(again.empty());
+  EXPECT_NE(again, fresh);
+  EXPECT_EQ(Files(again), Files(fresh));
+  EXPECT_EQ(g_questions, 0);
+  NameListDestroy(&written);
+}
+
+TEST_F(TempExtract, ExtractMultipleFilesKeepsHostileNamesInside) {
+  std::string climbed = TempFolder() + "evil.txt";
+  DeleteFileA(climbed.c_str());
+  ListedArchive listed("hostile.zip");
+  listed.SelectAll();
+  NameList* written = NameListCreate();
+  EXPECT_EQ(ExtractMultipleFiles(listed.window.list, written), 0);
+  std::set<std::string> paths = Elements(written);
+  std::string fresh = CommonFolder(paths);
+  ASSERT_FALSE(fresh.empty());
+  EXPECT_EQ(paths, (std::set<std::string>{fresh + "\\ok.txt", fresh + "\\okdir"}));
+  EXPECT_EQ(Files(fresh), (std::set<std::string>{"ok.txt", "okdir/fine.txt"}));
+  EXPECT_FALSE(Exists(climbed));
+  NameListDestroy(&written);
+
+  // Nothing selected: nothing to drag.
+  ListView_SetItemState(listed.window.list, -1, 0, LVIS_SELECTED);
+  written = NameListCreate();
+  EXPECT_NE(ExtractMultipleFiles(listed.window.list, written), 0);
+  EXPECT_EQ(written->count, 0u);
+  NameListDestroy(&written);
+}
+
+// Runs the thread as a starter would and waits for its event.
+struct TreeRun {
+  int result = -99;
+  int cancelled = 0;
+};
+
+TreeRun RunTreeThread(const char* folder, const std::string& destination) {
+  TreeRun run;
+  TreeExtractBlock* block = static_cast<TreeExtractBlock*>(calloc(1, sizeof(TreeExtractBlock)));
+  snprintf(block->folder, sizeof block->folder, "%s", folder);
+  snprintf(block->destination, sizeof block->destination, "%s", destination.c_str());
+  snprintf(block->archive, sizeof block->archive, "%s", TestData("tree.zip").c_str());
+  block->overwriteMode = OVERWRITE_ALWAYS;
+  block->silent = 1;
+  block->done = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+  block->result = &run.result;
+  block->cancelled = &run.cancelled;
+  HANDLE done = block->done;
+  HANDLE thread = CreateThread(nullptr, 0, ExtractTreeItemThread, block, 0, nullptr);
+  EXPECT_NE(thread, nullptr);
+  if (thread) CloseHandle(thread);
+  EXPECT_EQ(WaitForSingleObject(done, INFINITE), WAIT_OBJECT_0);
+  CloseHandle(done);
+  return run;
+}
+
+TEST_F(TempExtract, TreeItemTakesExactlyTheEntriesBelowTheFolder) {
+  std::string outer = ScratchDir("tree_item");
+  std::string destination = outer + "\\inner";
+  TreeRun run = RunTreeThread("a\\b\\", destination);
+  EXPECT_EQ(run.result, 0);
+  EXPECT_EQ(run.cancelled, 0);
+  // Not the twin "a\bc\", not the parent's own file; the "\"-spelt entry is below too.
+  EXPECT_EQ(Files(outer), (std::set<std::string>{"inner/a/b/tree_x.txt", "inner/a/b/sub/tree_y.txt",
+                                                  "inner/a/b/tree_win.txt"}));
+  EXPECT_EQ(ReadFileBytes(destination + "\\a\\b\\sub\\tree_y.txt"), "deeper\n");
+  // The names below the folder that climb out or name a device were refused and said so.
+  std::string refused = GetLastRefusedNames();
+  EXPECT_NE(refused.find("a/b/../../../tree_evil.txt"), std::string::npos) << refused;
+  EXPECT_NE(refused.find("a/b/nul.txt"), std::string::npos) << refused;
+  EXPECT_EQ(GetLastRefusedCount(), 2u);
+  EXPECT_EQ(g_questions, 0);
+}
+
+TEST_F(TempExtract, TreeItemFolderSpellings) {
+  // Without the closing separator it is still the folder, never its name twin.
+  std::string destination = ScratchDir("tree_item_bare");
+  EXPECT_EQ(RunTreeThread("a\\b", destination).result, 0);
+  EXPECT_EQ(Files(destination), (std::set<std::string>{"a/b/tree_x.txt", "a/b/sub/tree_y.txt", "a/b/tree_win.txt"}));
+
+  // Spelt with "/": found on the second try.
+  destination = ScratchDir("tree_item_slash");
+  EXPECT_EQ(RunTreeThread("a/b/sub/", destination).result, 0);
+  EXPECT_EQ(Files(destination), (std::set<std::string>{"a/b/sub/tree_y.txt"}));
+
+  // A folder the archive does not have: nothing written, the event still comes.
+  destination = ScratchDir("tree_item_none");
+  EXPECT_EQ(RunTreeThread("a\\nothing\\", destination).result, -1);
+  EXPECT_TRUE(Files(destination).empty());
+
+  // An unknown archive kind is read as ZIP.
+  SetArchiveKind(0);
+  destination = ScratchDir("tree_item_kind");
+  EXPECT_EQ(RunTreeThread("a\\bc\\", destination).result, 0);
+  EXPECT_EQ(Files(destination), (std::set<std::string>{"a/bc/tree_z.txt"}));
+}
+
+}  // namespace

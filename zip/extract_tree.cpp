@@ -1,0 +1,153 @@
+#include "services/base.h"
+#include "zip/extract.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "model/rbtree.h"
+#include "model/stack.h"
+#include "services/log.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "zip/zip_open.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr uLong kNameLimit = 256;
+
+void ToBackslashes(char* text) {
+  for (char* p = text; *p; ++p)
+    if (*p == '/') *p = '\\';
+}
+
+int Depth(const char* folder) {
+  int depth = 0;
+  for (const char* p = folder; *p; ++p)
+    if (*p == '\\' || *p == '/') ++depth;
+  return depth;
+}
+
+// Every entry name of the archive with "\" as separator, in order: an archive may spell its
+// names either way, even both within one archive.
+RBTree* IndexArchiveNames(unzFile zip) {
+  RBTree* names = RBTreeCreate();
+  if (!names) return nullptr;
+  names->deleteKey = free;
+  char name[kPathBuf];
+  for (int error = unzGoToFirstFile(zip); error == UNZ_OK; error = unzGoToNextFile(zip)) {
+    memset(name, 0, sizeof name);
+    unz_file_info64 info;
+    if (unzGetCurrentFileInfo64(zip, &info, name, kNameLimit, nullptr, 0, nullptr, 0) != UNZ_OK) continue;
+    ToBackslashes(name);
+    if (char* key = _strdup(name)) RBTreeInsert(names, key, nullptr);
+  }
+  return names;
+}
+
+// Copies the names below folder into selection; how many there were.
+size_t SelectBelow(RBTree* names, const char* folder, RBTree* selection) {
+  RBCompareFn ordered = names->compare;
+  names->compare = RBStringPrefixCompare;
+  Stack* range = RBTreeEnumerate(names, folder, folder);
+  names->compare = ordered;
+  size_t length = strlen(folder), found = 0;
+  while (StackNotEmpty(range)) {
+    const char* key = static_cast<const char*>(static_cast<RBNode*>(StackPop(range))->key);
+    // The prefix compare also lets the folder's own parents ("a\" for "a\b\") into the range.
+    if (strncmp(key, folder, length) != 0) continue;
+    if (char* copy = _strdup(key)) {
+      RBTreeInsert(selection, copy, nullptr);
+      ++found;
+    }
+  }
+  StackDestroy(range, nullptr);
+  return found;
+}
+
+bool IsZipKind(int kind) { return kind == ARCHIVE_ZIP || kind == ARCHIVE_ZIP64; }
+
+// The entries below the block's folder, or none (logged) when there are none.
+RBTree* ChooseEntriesBelow(const char* archive, const char* folder) {
+  unzFile zip = MyWaitunzOpen2_64(archive, 3000);
+  if (!zip) {
+    char text[kPathBuf * 2];
+    snprintf(text, sizeof text, "ExtractTreeItemThread: (5) %s cannot be opened", archive);
+    PromptMessageBox(GetForegroundWindow(), text, GetMessageText(94), MB_OK | MB_ICONERROR | MB_TOPMOST);
+    return nullptr;
+  }
+  RBTree* names = IndexArchiveNames(zip);
+  unzClose(zip);
+  RBTree* selection = RBTreeCreate();
+  if (!names || !selection) {
+    RBTreeDestroy(&names);
+    RBTreeDestroy(&selection);
+    return nullptr;
+  }
+  selection->deleteKey = free;
+
+  // Without its closing separator "a\b" would also take in "a\bc\".
+  char wanted[kPathBuf];
+  snprintf(wanted, sizeof wanted, "%s", folder);
+  size_t length = strlen(wanted);
+  if (length && wanted[length - 1] != '\\' && wanted[length - 1] != '/' && length + 1 < sizeof wanted) {
+    wanted[length] = '\\';
+    wanted[length + 1] = 0;
+  }
+  size_t found = SelectBelow(names, wanted, selection);
+  if (!found) {
+    // A path taken from a "/" archive kind or typed by hand: the index spells it with "\".
+    ToBackslashes(wanted);
+    Log(5, GetVerbose(), "ExtractTreeItemThread nothing found yet will try it with: %3d%s%s", Depth(wanted), "*",
+        wanted);
+    found = SelectBelow(names, wanted, selection);
+  }
+  RBTreeDestroy(&names);
+  if (!found) {
+    Log(2, GetVerbose(), "ExtractTreeItemThread nothing found - giving up\n--%s--", folder);
+    RBTreeDestroy(&selection);
+  }
+  return selection;
+}
+
+int ExtractTreeItem(TreeExtractBlock* block) {
+  int kind = GetArchiveKind();
+  if (!IsZipKind(kind)) {
+    if (IsKnownArchiveKind(kind)) {
+      Log(1, GetVerbose(), "ExtractTreeItemThread: archives of kind %d are extracted by their adapter", kind);
+      return -1;
+    }
+    Log(1, GetVerbose(), "ExtractTreeItemThread: no compression method specified - assuming zip!!");
+  }
+  const char* archive = block->archive[0] ? block->archive : GetCurrentArchivePath();
+  if (!archive || !*archive) {
+    Log(1, GetVerbose(), "ExtractTreeItemThread: no archive");
+    return -1;
+  }
+  RBTree* selection = ChooseEntriesBelow(archive, block->folder);
+  if (!selection) return -1;
+  const char* password = block->password[0] ? block->password : GetCurrentPassword();
+  int withoutPath = 0, mode = block->overwriteMode;
+  return ExtractZipFilesFromIndex("ExtractTreeItemThread", archive, selection, &withoutPath, &mode,
+                                  password[0] ? password : nullptr, block->destination, block->silent);
+}
+
+}  // namespace
+
+DWORD WINAPI ExtractTreeItemThread(LPVOID parameter) {
+  TreeExtractBlock* block = static_cast<TreeExtractBlock*>(parameter);
+  if (!block) return 1;
+  int result = ExtractTreeItem(block);
+  // A run that gave up before the entry loop leaves the starter's dialog up.
+  if (!block->silent && IsProgressDialogStarted()) CloseProgressDialog();
+  if (block->result) *block->result = result;
+  if (result == EXTRACT_CANCELLED && block->cancelled) *block->cancelled = 1;
+  HANDLE done = block->done;
+  free(block);
+  Log(5, GetVerbose(), "ExtractTreeItemThread: finished with %d", result);
+  if (done) SetEvent(done);
+  return 0;
+}
