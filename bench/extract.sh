@@ -4,6 +4,7 @@
 # engine's figure is the whole process under Wine; its own in-process time is printed beside,
 # with the time to only inflate every entry (the floor).
 #   bench/extract.sh [corpus dir]
+# KESTRELIA_BENCH_ONLY=big (or many) runs one archive: many.zip alone takes minutes.
 set -euo pipefail
 export KESTRELIA_CORPUS=${1:-${KESTRELIA_CORPUS:-/tmp/kbench}}
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -24,7 +25,7 @@ engine_once() {
 bsdtar_once() { fresh && bsdtar -xf "$1" -C "$out/d"; }
 unzip_once() { fresh && unzip -q -o "$1" -d "$out/d"; }
 
-for name in big many; do
+for name in ${KESTRELIA_BENCH_ONLY:-big many}; do
   archive=$corpus/$name.zip
   echo "== $name.zip"
   : > "$out/engine.log"

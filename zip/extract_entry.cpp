@@ -6,6 +6,7 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "zip/chunk_writer.h"
 #include "zip/extract_run.h"
 
 #include <io.h>
@@ -239,9 +240,15 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
   FILE* file = OpenTargetRepairing(target, *withoutPath);
   int last = 0;
   if (file) {
+    // A large entry inflates here while the run's writer thread writes what came before.
+    ChunkWriter* writer = info.uncompressed_size > kWriterThreshold ? RunChunkWriter() : nullptr;
+    if (writer) ChunkWriterBegin(writer, reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))));
+    unsigned chunkSize = writer ? kWriterChunk : kChunk;
     uint64_t sum = 0;
+    bool writeFailed = false;
     for (;;) {
-      last = unzReadCurrentFile(zip, buffer, kChunk);
+      char* chunk = writer ? ChunkWriterBuffer(writer) : buffer;
+      last = unzReadCurrentFile(zip, chunk, chunkSize);
       if (last == Z_DATA_ERROR) {
         Log(0, GetVerbose(), "do_write_currentfile Z_DATA_ERROR occured at file %s", target);
         break;
@@ -249,18 +256,23 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
       if (last < 1) break;
       sum += static_cast<uint64_t>(last);
       if (sum > info.uncompressed_size) break;  // it inflates past what it declared
-      if (fwrite(buffer, 1, static_cast<size_t>(last), file) != static_cast<size_t>(last)) {
-        Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
-        fclose(file);
-        unzCloseCurrentFile(zip);
-        ReleaseEntryBuffer(buffer);
-        return EXTRACT_WRITE_ERROR;
-      }
+      size_t length = static_cast<size_t>(last);
+      writeFailed = writer ? !ChunkWriterSubmit(writer, length) : fwrite(chunk, 1, length, file) != length;
+      if (writeFailed) break;
       if (!silent) {
         *byteCounter += static_cast<uint64_t>(last);
         if (progressByBytes) AdvanceByteProgress(*byteCounter, totalBytes);
       }
       if (IsCancelledByUser()) break;
+    }
+    // Nothing may reach the file after its times are set or it is closed.
+    if (writer && ChunkWriterFinish(writer) != 0) writeFailed = true;
+    if (writeFailed) {
+      Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
+      fclose(file);
+      unzCloseCurrentFile(zip);
+      ReleaseEntryBuffer(buffer);
+      return EXTRACT_WRITE_ERROR;
     }
     // The times go on through the open handle; opening each file again costs as much as
     // writing a small one.

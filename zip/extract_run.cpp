@@ -3,6 +3,7 @@
 
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "zip/chunk_writer.h"
 #include "zip/extract.h"
 
 #include <cmath>
@@ -22,6 +23,8 @@ size_t g_wrongPasswords;
 thread_local bool t_runActive;
 thread_local char* t_runBuffer;
 thread_local size_t t_runBufferSize;
+thread_local ChunkWriter* t_runWriter;
+thread_local bool t_runWriterTried;
 
 // A timer belongs to its window's thread: from any other thread the window is asked to
 // set it itself.
@@ -59,6 +62,9 @@ void BeginExtractionRun(HWND mainWindow) {
 void EndExtractionRun(HWND mainWindow) {
   SwitchTimer(mainWindow, false);
   t_runActive = false;
+  DestroyChunkWriter(t_runWriter);
+  t_runWriter = nullptr;
+  t_runWriterTried = false;
   free(t_runBuffer);
   t_runBuffer = nullptr;
   t_runBufferSize = 0;
@@ -76,6 +82,15 @@ char* AcquireEntryBuffer(size_t size) {
 
 void ReleaseEntryBuffer(char* buffer) {
   if (buffer != t_runBuffer) free(buffer);
+}
+
+ChunkWriter* RunChunkWriter() {
+  if (!t_runActive) return nullptr;
+  if (!t_runWriterTried) {
+    t_runWriterTried = true;
+    t_runWriter = CreateChunkWriter();
+  }
+  return t_runWriter;
 }
 
 uint64_t* ExtractionByteCounter() { return &g_byteCounter; }

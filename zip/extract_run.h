@@ -13,6 +13,11 @@ void EndExtractionRun(HWND mainWindow);
 char* AcquireEntryBuffer(size_t size);
 void ReleaseEntryBuffer(char* buffer);
 
+struct ChunkWriter;
+// The run's writer thread for large entries, started at the first one and kept for the rest
+// of the run; nullptr outside a run or when no thread could be had (write in turn then).
+ChunkWriter* RunChunkWriter();
+
 // The running byte counter's home (do_write_currentfile adds to it through a pointer).
 uint64_t* ExtractionByteCounter();
 // Moves a percentage bar to counter/total, touching the dialog only when the rounded

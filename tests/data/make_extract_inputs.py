@@ -108,6 +108,32 @@ def overrun(out):
             [(b"long.txt", data, 8, deflate(data), 100000), (b"good.txt", good, 8, deflate(good), len(good))])
 
 
+def large(out):
+    """Entries big enough to go through the writer thread: 5 MiB of text, random bytes and
+    runs, so the chunks inflate at uneven speeds, a small entry, and the data reversed (one
+    run's writer serves both); then the stream declaring 3,000,000 bytes (cut mid-stream) and
+    a small entry after it."""
+    rnd = random.Random(5)
+    parts = []
+    for i in range(60):
+        parts.append("".join("row %d of part %d\n" % (j, i) for j in range(2000)).encode())
+        parts.append(rnd.randbytes(40000 + 997 * i))
+        parts.append(bytes([i]) * 30000)
+    data = b"".join(parts)[:5 * 1024 * 1024]
+    assert len(data) == 5 * 1024 * 1024
+    with open(os.path.join(out, "large.data"), "wb") as f:
+        f.write(data)
+    path = os.path.join(out, "large.zip")
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as z:
+        z.writestr(zipfile.ZipInfo("big/large.bin", (2024, 4, 5, 6, 7, 8)), data, zipfile.ZIP_DEFLATED)
+        z.writestr(zipfile.ZipInfo("after.txt", (2024, 4, 5, 6, 7, 10)), b"after the large one\n", zipfile.ZIP_DEFLATED)
+        z.writestr(zipfile.ZipInfo("big/reversed.bin", (2024, 4, 5, 6, 7, 12)), data[::-1], zipfile.ZIP_DEFLATED)
+    reference(out, path)
+    good = b"after the cut\n"
+    raw_zip(os.path.join(out, "large_overrun.zip"),
+            [(b"large.bin", data, 8, deflate(data), 3000000), (b"good.txt", good, 8, deflate(good), len(good))])
+
+
 def damaged(out):
     rnd = random.Random(11)
     data = "".join("record %d %d\n" % (i, rnd.randint(0, 1 << 30)) for i in range(30000)).encode()
@@ -215,6 +241,7 @@ def main(out):
 
     hostile(out)
     overrun(out)
+    large(out)
     damaged(out)
 
 

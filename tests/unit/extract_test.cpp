@@ -12,6 +12,7 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "test_support.h"
+#include "zip/chunk_writer.h"
 #include "zip/extract.h"
 #include "zip/zip_listing.h"
 #include "zip/zip_open.h"
@@ -427,6 +428,39 @@ TEST_F(Extract, EntryInflatingPastItsSizeIsCut) {
   EXPECT_EQ(cut.size(), 100000u);
   EXPECT_TRUE(cut == full.substr(0, 100000));
   EXPECT_EQ(ReadFileBytes(destination + "\\good.txt"), "after the overrun\n");
+}
+
+// Entries past the writer threshold are written by the run's writer thread.
+TEST_F(Extract, LargeEntriesMatchUnzip) {
+  std::string destination = ScratchDir("large");
+  EXPECT_EQ(All("large.zip", destination), 0);
+  ExpectSameAsUnzip(destination, "large");
+
+  // Cut mid-stream at what it declares, far past the first chunk; the run goes on.
+  destination = ScratchDir("large_overrun");
+  EXPECT_EQ(All("large_overrun.zip", destination), 0);
+  std::string full = ReadFileBytes(TestData("large.data"));
+  std::string cut = ReadFileBytes(destination + "\\large.bin");
+  EXPECT_EQ(cut.size(), 3000000u);
+  EXPECT_TRUE(cut == full.substr(0, 3000000));
+  EXPECT_EQ(ReadFileBytes(destination + "\\good.txt"), "after the cut\n");
+}
+
+TEST_F(Extract, CancelDuringALargeEntryKeepsWhatWasWritten) {
+  std::string destination = ScratchDir("large_cancel");
+  ASSERT_EQ(All("large.zip", destination), 0);
+  GetPrompts().overwriteQuestion = CancellingOverwrite;
+  EXPECT_EQ(All("large.zip", destination, OVERWRITE_ASK), EXTRACT_CANCELLED);
+  CancelProgress(0);
+  EXPECT_EQ(g_script.overwriteAsked, 1);
+  // The chunk inflated before the cancel was seen reached the file, nothing after it; the
+  // archive's time is not put on a file that was not finished.
+  std::string part = ReadFileBytes(destination + "\\big\\large.bin");
+  EXPECT_EQ(part.size(), static_cast<size_t>(kWriterChunk));
+  EXPECT_TRUE(part == ReadFileBytes(TestData("large.data")).substr(0, kWriterChunk));
+  uint64_t archived = Contents(TestData("ref_large")).files["big/large.bin"].written;
+  uint64_t written = LastWrite(destination + "\\big\\large.bin");
+  EXPECT_GT(written > archived ? written - archived : archived - written, 20000000u);
 }
 
 TEST_F(Extract, DamagedEntriesDoNotStopTheRun) {
