@@ -159,9 +159,10 @@ int CreateFolderEntry(const char* target) {
 }
 
 // A wrong password that passed the check byte inflates to garbage: a data error while
-// reading, or a CRC that does not match at the end. What was written is not the file.
-bool WrongPasswordResult(const unz_file_info64& info, int readResult, int closeResult) {
-  return (info.flag & 1) && (readResult == Z_DATA_ERROR || closeResult == UNZ_CRCERROR);
+// reading, a stream that ends before its declared size (the library then checks no CRC), or
+// a CRC that does not match at the end. What was written is not the file.
+bool WrongPasswordResult(const unz_file_info64& info, int readResult, int closeResult, bool endedShort) {
+  return (info.flag & 1) && (readResult == Z_DATA_ERROR || closeResult == UNZ_CRCERROR || endedShort);
 }
 
 void RemoveGarbage(const char* target) {
@@ -239,6 +240,7 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
 
   FILE* file = OpenTargetRepairing(target, *withoutPath);
   int last = 0;
+  bool endedShort = false;
   if (file) {
     // A large entry inflates here while the run's writer thread writes what came before.
     ChunkWriter* writer = info.uncompressed_size > kWriterThreshold ? RunChunkWriter() : nullptr;
@@ -265,6 +267,7 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
       }
       if (IsCancelledByUser()) break;
     }
+    endedShort = last == 0 && sum < info.uncompressed_size;
     // Nothing may reach the file after its times are set or it is closed.
     if (writer && ChunkWriterFinish(writer) != 0) writeFailed = true;
     if (writeFailed) {
@@ -280,17 +283,15 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     fclose(file);
     if (last != 0) {
       int closed = unzCloseCurrentFile(zip);
-      if (WrongPasswordResult(info, last, closed)) RemoveGarbage(target);
+      if (WrongPasswordResult(info, last, closed, false)) RemoveGarbage(target);
       ReleaseEntryBuffer(buffer);
       return last;
     }
   }
 
   result = unzCloseCurrentFile(zip);
-  if (result != UNZ_OK) {
-    Log(0, GetVerbose(), "do_write_currentfile: error %d with zipfile in unzCloseCurrentFile", result);
-    if (file && WrongPasswordResult(info, last, result)) RemoveGarbage(target);
-  }
+  if (result != UNZ_OK) Log(0, GetVerbose(), "do_write_currentfile: error %d with zipfile in unzCloseCurrentFile", result);
+  if (file && WrongPasswordResult(info, last, result, endedShort)) RemoveGarbage(target);
   ReleaseEntryBuffer(buffer);
   return result;
 }
