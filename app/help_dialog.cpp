@@ -10,7 +10,6 @@
 #include <commdlg.h>
 #include <richedit.h>
 
-#include <vector>
 
 namespace {
 
@@ -113,7 +112,7 @@ INT_PTR CALLBACK HelpDialogProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM l
 
 }  // namespace
 
-int ShowConsoleHelp(HINSTANCE instance, int richEditVersion) {
+int ShowConsoleHelp(int richEditVersion) {
   HelpDialogData data = {richEditVersion, nullptr};
   DialogTemplateSpec spec = {};
   spec.title = "Kestrelia";
@@ -122,9 +121,7 @@ int ShowConsoleHelp(HINSTANCE instance, int richEditVersion) {
   spec.cy = 200;
   spec.fontFace = "MS Sans Serif";
   spec.fontPoints = 8;
-  std::vector<WORD> dialogTemplate = BuildDialogTemplate(spec);
-  INT_PTR result = DialogBoxIndirectParamA(instance, reinterpret_cast<DLGTEMPLATE*>(dialogTemplate.data()), nullptr,
-                                           HelpDialogProc, reinterpret_cast<LPARAM>(&data));
+  INT_PTR result = RunTemplateDialog(spec, nullptr, HelpDialogProc, reinterpret_cast<LPARAM>(&data));
   if (result == -1) Log(-1, GetVerbose(), "ShowConsoleHelp: DialogBoxIndirectParam failed %lu", GetLastError());
   return static_cast<int>(result);
 }

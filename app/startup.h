@@ -19,4 +19,4 @@ int RunExtractRoad(char (*args)[kPathBuf], int count);
 // Builds or extends a ZIP from the files on the command line.
 void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add);
 // The console help dialog (rich edit version 2 or 1); returns its result.
-int ShowConsoleHelp(HINSTANCE instance, int richEditVersion);
+int ShowConsoleHelp(int richEditVersion);

@@ -45,7 +45,7 @@ int ThemeActive() {
   return isThemeActive && isThemeActive() ? 1 : 0;
 }
 
-int RunHelpRoad(HINSTANCE instance) {
+int RunHelpRoad() {
   if (!InitControls()) return 1;
   int richEditVersion = 2;
   if (!LoadLibraryA("Riched20.dll")) {
@@ -56,7 +56,7 @@ int RunHelpRoad(HINSTANCE instance) {
       return 1;
     }
   }
-  return ShowConsoleHelp(instance, richEditVersion);
+  return ShowConsoleHelp(richEditVersion);
 }
 
 int MessageLoop() {
@@ -103,7 +103,7 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR line, int showCommand) {
 
   if (line && *line) Log(5, GetVerbose(), "Commandlineparameter %s", line);
   CommandPlan plan = DecideCommandRoad(line, nullptr, 0);
-  if (plan.road == ROAD_HELP) return RunHelpRoad(instance);
+  if (plan.road == ROAD_HELP) return RunHelpRoad();
   if (plan.road == ROAD_SILENT_EXIT) {
     Sleep(1000);
     return 0;

@@ -63,3 +63,9 @@ std::vector<WORD> BuildDialogTemplate(const DialogTemplateSpec& dialog, const Di
   }
   return out;
 }
+
+INT_PTR RunTemplateDialog(const DialogTemplateSpec& dialog, HWND owner, DLGPROC procedure, LPARAM parameter) {
+  std::vector<WORD> dialogTemplate = BuildDialogTemplate(dialog);
+  return DialogBoxIndirectParamA(GetModuleHandleA(nullptr), reinterpret_cast<LPCDLGTEMPLATEA>(dialogTemplate.data()),
+                                 owner, procedure, parameter);
+}

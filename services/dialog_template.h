@@ -27,3 +27,6 @@ struct DialogItemSpec {
 // to DialogBoxIndirectParam or CreateDialogIndirectParam.
 std::vector<WORD> BuildDialogTemplate(const DialogTemplateSpec& dialog, const DialogItemSpec* items = nullptr,
                                       int itemCount = 0);
+// Builds the template and runs it as a modal dialog of this program; DialogBoxIndirectParam's
+// result (-1 when the dialog could not be made).
+INT_PTR RunTemplateDialog(const DialogTemplateSpec& dialog, HWND owner, DLGPROC procedure, LPARAM parameter);

@@ -115,10 +115,7 @@ int OverwriteDialog(HWND owner, const char* text, const char* title, const char*
   spec.cy = 80;
   spec.fontFace = "MS Shell Dlg";
   spec.fontPoints = 8;
-  std::vector<WORD> dialogTemplate = BuildDialogTemplate(spec);
-  INT_PTR result =
-      DialogBoxIndirectParamA(GetModuleHandleA(nullptr), reinterpret_cast<DLGTEMPLATE*>(dialogTemplate.data()), owner,
-                              OverwriteDialogProc, reinterpret_cast<LPARAM>(&data));
+  INT_PTR result = RunTemplateDialog(spec, owner, OverwriteDialogProc, reinterpret_cast<LPARAM>(&data));
   if (result < -1 || result >= kButtons) result = -1;
   if (result == -1) Log(5, GetVerbose(), "OverwriteDialog: closed without an answer");
   return static_cast<int>(result);

@@ -90,10 +90,7 @@ int PasswordDialog(HWND owner) {
   spec.cy = 110;
   spec.fontFace = "MS Shell Dlg";
   spec.fontPoints = 8;
-  std::vector<WORD> dialogTemplate = BuildDialogTemplate(spec);
-  INT_PTR result =
-      DialogBoxIndirectParamA(GetModuleHandleA(nullptr), reinterpret_cast<DLGTEMPLATE*>(dialogTemplate.data()), owner,
-                              PasswordDialogProc, reinterpret_cast<LPARAM>(&data));
+  INT_PTR result = RunTemplateDialog(spec, owner, PasswordDialogProc, reinterpret_cast<LPARAM>(&data));
   SecureZeroMemory(data.password, sizeof data.password);
   if (result == -1) Log(1, GetVerbose(), "PasswordDialog: DialogBoxIndirectParam failed %lu", GetLastError());
   return static_cast<int>(result);

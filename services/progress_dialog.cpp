@@ -303,10 +303,7 @@ void RunProgressDialog(bool withCancel) {
   InitCommonControlsEx(&controls);
   DWORD style = DS_MODALFRAME | WS_POPUP | WS_CAPTION | (withCancel ? WS_SYSMENU : 0);
   DialogTemplateSpec spec = {GetGenericText(30), style, 0, 0, 0, 250, 100, "MS Shell Dlg", 8};
-  std::vector<WORD> dialogTemplate = BuildDialogTemplate(spec);
-  INT_PTR result = DialogBoxIndirectParamA(GetModuleHandleA(nullptr),
-                                           reinterpret_cast<LPCDLGTEMPLATEA>(dialogTemplate.data()),
-                                           ForegroundOwner(), ProgressDialogProc, withCancel ? 1 : 0);
+  INT_PTR result = RunTemplateDialog(spec, ForegroundOwner(), ProgressDialogProc, withCancel ? 1 : 0);
   if (result == -1) {
     Log(-1, GetVerbose(), "ProgressDialogThread: cannot create the dialog (%lu)", GetLastError());
     NoteProgressDialogStarting(false);
