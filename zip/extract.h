@@ -98,6 +98,13 @@ int ReadEntryToFile(unzFile zip, const unz_file_info64* info, size_t bufferSize,
 int ReadEntryToMemory(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer,
                       char* destination);
 
+// The part of an entry name after its last separator.
+const char* LastNamePart(const char* name);
+// Copies the opened current entry into target and closes the entry; 0 when the whole entry
+// landed (with the entry's time), otherwise the incomplete file is removed. caller names the
+// function in the messages.
+int CopyOpenEntry(const char* caller, unzFile zip, const unz_file_info64& info, const char* target);
+
 // Creates a folder with its parents; non-zero when the last creation succeeded.
 BOOL CreateDirectoryPath(const char* path);
 // Creates each prefix of a relative path; 0 on success.

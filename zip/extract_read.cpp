@@ -6,9 +6,13 @@
 #include "services/prompts.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace {
+
+// Whole entries copied for viewing and for the shell go through one buffer of this size.
+constexpr size_t kCopyBuffer = 65536;
 
 // Where a copy writes its chunks: a file or memory the caller sized to the entry.
 struct ChunkSink {
@@ -90,4 +94,42 @@ int ReadEntryToMemory(unzFile zip, const unz_file_info64* info, size_t bufferSiz
                       char* destination) {
   ChunkSink sink = {nullptr, nullptr, destination, 0};
   return CopyEntry(zip, info, bufferSize, buffer, &sink, 36, false);
+}
+
+const char* LastNamePart(const char* name) {
+  const char* part = name;
+  for (const char* p = name; *p; ++p)
+    if (*p == '/' || *p == '\\') part = p + 1;
+  return part;
+}
+
+int CopyOpenEntry(const char* caller, unzFile zip, const unz_file_info64& info, const char* target) {
+  FILE* file = fopen(target, "wb");
+  if (!file) {
+    printf("%s failure - cannot open file %s\n", caller, target);
+    unzCloseCurrentFile(zip);
+    return EXTRACT_WRITE_ERROR;
+  }
+  char* buffer = static_cast<char*>(malloc(kCopyBuffer));
+  if (!buffer) {
+    Log(2, GetVerbose(), "%s: Error allocating memory", caller);
+    fclose(file);
+    unzCloseCurrentFile(zip);
+    remove(target);
+    return EXTRACT_NO_MEMORY;
+  }
+  int copied = ReadEntryToFile(zip, &info, kCopyBuffer, buffer, file, target, 1);
+  fclose(file);
+  free(buffer);
+  int closed = unzCloseCurrentFile(zip);
+  if (closed != UNZ_OK) printf("%s: error %d with zipfile in unzCloseCurrentFile\n", caller, closed);
+  if (copied == 1 && closed == UNZ_OK) {
+    // A file opened by another program or dropped on the shell keeps the archive's time.
+    SetFileTimesFromDos(target, info.dosDate);
+    return 0;
+  }
+  // Half an entry handed to another program or the shell would pass for the whole one.
+  Log(1, GetVerbose(), "%s: %s not complete (%d, %d) - removed", caller, target, copied, closed);
+  remove(target);
+  return closed != UNZ_OK ? closed : 1;
 }

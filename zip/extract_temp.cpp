@@ -20,47 +20,7 @@
 
 namespace {
 
-constexpr size_t kTempBuffer = 65536;
-
-const char* LastNamePart(const char* name) {
-  const char* part = name;
-  for (const char* p = name; *p; ++p)
-    if (*p == '/' || *p == '\\') part = p + 1;
-  return part;
-}
-
 bool Exists(const char* path) { return GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES; }
-
-// Copies the current entry, already opened, into target. 0 when the whole entry landed.
-int CopyOpenEntry(const char* caller, unzFile zip, const unz_file_info64& info, const char* target) {
-  FILE* file = fopen(target, "wb");
-  if (!file) {
-    printf("%s failure - cannot open file %s\n", caller, target);
-    unzCloseCurrentFile(zip);
-    return EXTRACT_WRITE_ERROR;
-  }
-  char* buffer = static_cast<char*>(malloc(kTempBuffer));
-  if (!buffer) {
-    Log(2, GetVerbose(), "%s: Error allocating memory", caller);
-    fclose(file);
-    unzCloseCurrentFile(zip);
-    remove(target);
-    return EXTRACT_NO_MEMORY;
-  }
-  int copied = ReadEntryToFile(zip, &info, kTempBuffer, buffer, file, target, 1);
-  fclose(file);
-  free(buffer);
-  int closed = unzCloseCurrentFile(zip);
-  if (copied == 1 && closed == UNZ_OK) {
-    // A file dropped on the shell keeps the time it has in the archive.
-    SetFileTimesFromDos(target, info.dosDate);
-    return 0;
-  }
-  // Half an entry handed to another program or the shell would pass for the whole one.
-  Log(1, GetVerbose(), "%s: %s not complete (%d, %d) - removed", caller, target, copied, closed);
-  remove(target);
-  return closed != UNZ_OK ? closed : 1;
-}
 
 // The common road of ExtractToTemp and CreateFileContents; caller names the messages.
 int WriteEntryToTemp(const char* caller, const char* entryPath, char* outPath, bool replace) {

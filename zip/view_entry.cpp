@@ -23,17 +23,8 @@
 
 namespace {
 
-constexpr size_t kViewBuffer = 65536;
-
 // Written and deleted on the window's thread only.
 std::vector<std::string> g_tempFiles;
-
-const char* LastNamePart(const char* name) {
-  const char* part = name;
-  for (const char* p = name; *p; ++p)
-    if (*p == '/' || *p == '\\') part = p + 1;
-  return part;
-}
 
 }  // namespace
 
@@ -87,37 +78,13 @@ int do_view_currentfile(unzFile zip, const char* name, int openWith, unz_file_in
   }
   int result = OpenCurrentEntry(zip);
   if (result != UNZ_OK) return result;
-  char* buffer = static_cast<char*>(malloc(kViewBuffer));
-  if (!buffer) {
-    Log(2, GetVerbose(), "Error allocating memory");
-    unzCloseCurrentFile(zip);
-    return EXTRACT_NO_MEMORY;
-  }
   char target[kPathBuf], folder[kPathBuf], previous[kPathBuf] = "";
   TempTarget(part, target, folder);
   GetCurrentDirectoryA(sizeof previous, previous);
   SetCurrentDirectoryA(folder);
-
-  FILE* file = fopen(target, "wb");
-  if (!file) {
-    Log(1, GetVerbose(), "do_view_currentfile: cannot open %s", target);
-    unzCloseCurrentFile(zip);
-    free(buffer);
-    SetCurrentDirectoryA(previous);
-    return EXTRACT_WRITE_ERROR;
-  }
-  int copied = ReadEntryToFile(zip, &info, kViewBuffer, buffer, file, name, 1);
-  fclose(file);
-  free(buffer);
-  int closed = unzCloseCurrentFile(zip);
-  if (closed != UNZ_OK) printf("do_view_currentfile: error %d with zipfile in unzCloseCurrentFile\n", closed);
+  int copied = CopyOpenEntry("do_view_currentfile", zip, info, target);
   AddTempFile(target);
-  if (copied == 1 && closed == UNZ_OK) {
-    result = openWith ? CallApp(target) : OpenWithShell(target);
-  } else {
-    Log(1, GetVerbose(), "do_view_currentfile: %s not complete (%d, %d), not opened", target, copied, closed);
-    result = closed != UNZ_OK ? closed : 1;
-  }
+  result = copied == 0 ? (openWith ? CallApp(target) : OpenWithShell(target)) : copied;
   SetCurrentDirectoryA(previous);
   return result;
 }

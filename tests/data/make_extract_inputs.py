@@ -239,6 +239,10 @@ def main(out):
                            ("a/b/../../../tree_evil.txt", b"climbs out\n"), ("a/b/nul.txt", b"a device\n")]:
             z.writestr(zipfile.ZipInfo(name, (2022, 2, 3, 4, 5, 6)), data)
 
+    # Viewing: a program file, which is started only after the user agreed.
+    with zipfile.ZipFile(os.path.join(out, "view.zip"), "w", zipfile.ZIP_DEFLATED) as z:
+        z.writestr(zipfile.ZipInfo("bin/view_tool.exe", (2021, 6, 7, 8, 9, 10)), b"MZ not really a program\n" * 40)
+
     hostile(out)
     overrun(out)
     large(out)

@@ -334,3 +334,53 @@ TEST_F(TempExtract, TreeItemFolderSpellings) {
 }
 
 }  // namespace
+
+namespace {
+
+int g_refusals;
+int RefusingBox(HWND, const char*, const char*, UINT) {
+  ++g_refusals;
+  return IDCANCEL;
+}
+
+unz_file_info64 LocateForView(unzFile zip, const char* name) {
+  unz_file_info64 info = {};
+  EXPECT_EQ(LocateEntry(zip, name), UNZ_OK) << name;
+  unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
+  return info;
+}
+
+// Viewing writes the entry under its last name to the temporary folder and hands it on; a
+// program file goes on only after the user agreed, and the copy is deleted at exit either way.
+TEST_F(TempExtract, ViewingWritesTheEntryAndAsksBeforeStartingAProgram) {
+  GetPrompts().messageBox = RefusingBox;
+  g_refusals = 0;
+  unzFile zip = MyWaitunzOpen2_64(TestData("view.zip").c_str(), 3000);
+  ASSERT_TRUE(zip);
+  unz_file_info64 info = LocateForView(zip, "bin/view_tool.exe");
+  EXPECT_EQ(do_view_currentfile(zip, "bin/view_tool.exe", 0, info), 1) << "started without the user's yes";
+  unzClose(zip);
+  EXPECT_EQ(g_refusals, 1);
+  std::string copy = TempFolder() + "view_tool.exe";
+  std::string expected;
+  for (int i = 0; i < 40; ++i) expected += "MZ not really a program\n";
+  EXPECT_EQ(ReadFileBytes(copy), expected);
+  DeleteTempFiles();
+  EXPECT_FALSE(Exists(copy));
+}
+
+// An entry that inflates past its declared size is not handed on half-checked: the copy is
+// removed and no program is asked for.
+TEST_F(TempExtract, ViewingAnOverrunEntryOpensNothing) {
+  GetPrompts().messageBox = RefusingBox;
+  g_refusals = 0;
+  unzFile zip = MyWaitunzOpen2_64(TestData("overrun.zip").c_str(), 3000);
+  ASSERT_TRUE(zip);
+  unz_file_info64 info = LocateForView(zip, "long.txt");
+  EXPECT_NE(do_view_currentfile(zip, "long.txt", 0, info), 0);
+  unzClose(zip);
+  EXPECT_FALSE(Exists(TempFolder() + "long.txt"));
+  DeleteTempFiles();
+}
+
+}  // namespace
