@@ -114,14 +114,8 @@ INT_PTR CALLBACK HelpDialogProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM l
 
 int ShowConsoleHelp(int richEditVersion) {
   HelpDialogData data = {richEditVersion, nullptr};
-  DialogTemplateSpec spec = {};
-  spec.title = "Kestrelia";
-  spec.style = WS_POPUP | WS_CAPTION | WS_SYSMENU | DS_MODALFRAME;
-  spec.cx = 400;
-  spec.cy = 200;
-  spec.fontFace = "MS Sans Serif";
-  spec.fontPoints = 8;
-  INT_PTR result = RunTemplateDialog(spec, nullptr, HelpDialogProc, reinterpret_cast<LPARAM>(&data));
+  INT_PTR result = RunTemplateDialog(ModalDialogFrame("Kestrelia", 400, 200, "MS Sans Serif"), nullptr,
+                                     HelpDialogProc, reinterpret_cast<LPARAM>(&data));
   if (result == -1) Log(-1, GetVerbose(), "ShowConsoleHelp: DialogBoxIndirectParam failed %lu", GetLastError());
   return static_cast<int>(result);
 }

@@ -1,7 +1,6 @@
 #include "services/base.h"
 #include "services/dialog_template.h"
 
-
 namespace {
 
 void AppendText(std::vector<WORD>& out, const char* text) {
@@ -20,22 +19,21 @@ void AppendDword(std::vector<WORD>& out, DWORD value) {
   out.push_back(HIWORD(value));
 }
 
-// Items start on DWORD boundaries; the vector's storage itself is suitably aligned.
-void AlignDword(std::vector<WORD>& out) {
-  if (out.size() % 2) out.push_back(0);
-}
-
 }  // namespace
 
-std::vector<WORD> BuildDialogTemplate(const DialogTemplateSpec& dialog, const DialogItemSpec* items, int itemCount) {
+DialogFrame ModalDialogFrame(const char* title, short cx, short cy, const char* fontFace) {
+  return DialogFrame{title, WS_POPUP | WS_CAPTION | WS_SYSMENU | DS_MODALFRAME, 0, 0, 0, cx, cy, fontFace, 8};
+}
+
+std::vector<WORD> BuildDialogTemplate(const DialogFrame& dialog) {
   std::vector<WORD> out;
-  out.reserve(64 + itemCount * 32);
+  out.reserve(64);
   DWORD style = dialog.style;
   if (dialog.fontFace) style |= DS_SETFONT;
   else style &= ~static_cast<DWORD>(DS_SETFONT);
   AppendDword(out, style);
   AppendDword(out, dialog.exStyle);
-  out.push_back(static_cast<WORD>(itemCount > 0 ? itemCount : 0));
+  out.push_back(0);  // no items
   out.push_back(static_cast<WORD>(dialog.x));
   out.push_back(static_cast<WORD>(dialog.y));
   out.push_back(static_cast<WORD>(dialog.cx));
@@ -47,24 +45,10 @@ std::vector<WORD> BuildDialogTemplate(const DialogTemplateSpec& dialog, const Di
     out.push_back(dialog.fontPoints);
     AppendText(out, dialog.fontFace);
   }
-  for (int i = 0; i < itemCount; ++i) {
-    const DialogItemSpec& item = items[i];
-    AlignDword(out);
-    AppendDword(out, item.style | WS_CHILD | WS_VISIBLE);
-    AppendDword(out, item.exStyle);
-    out.push_back(static_cast<WORD>(item.x));
-    out.push_back(static_cast<WORD>(item.y));
-    out.push_back(static_cast<WORD>(item.cx));
-    out.push_back(static_cast<WORD>(item.cy));
-    out.push_back(item.id);
-    AppendText(out, item.className);
-    AppendText(out, item.text);
-    out.push_back(0);  // no creation data
-  }
   return out;
 }
 
-INT_PTR RunTemplateDialog(const DialogTemplateSpec& dialog, HWND owner, DLGPROC procedure, LPARAM parameter) {
+INT_PTR RunTemplateDialog(const DialogFrame& dialog, HWND owner, DLGPROC procedure, LPARAM parameter) {
   std::vector<WORD> dialogTemplate = BuildDialogTemplate(dialog);
   return DialogBoxIndirectParamA(GetModuleHandleA(nullptr), reinterpret_cast<LPCDLGTEMPLATEA>(dialogTemplate.data()),
                                  owner, procedure, parameter);

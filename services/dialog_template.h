@@ -1,11 +1,12 @@
 // In-memory dialog templates: every dialog of the program is built from these, so no
 // dialog needs a resource and the captions come from the language library at run time.
+// The dialogs create their controls themselves, in pixels, when they initialise.
 #pragma once
 #include "services/base.h"
 
 #include <vector>
 
-struct DialogTemplateSpec {
+struct DialogFrame {
   const char* title;     // ANSI, converted with the system code page
   DWORD style;           // DS_SETFONT is added when a font is named
   DWORD exStyle;
@@ -14,19 +15,12 @@ struct DialogTemplateSpec {
   WORD fontPoints;
 };
 
-struct DialogItemSpec {
-  const char* className;  // a registered class name ("BUTTON", "STATIC", "EDIT", ...)
-  const char* text;
-  WORD id;
-  DWORD style;            // WS_CHILD | WS_VISIBLE are added
-  DWORD exStyle;
-  short x, y, cx, cy;     // dialog units
-};
+// The frame of a modal dialog with a caption and a close box, in the font at 8 points.
+DialogFrame ModalDialogFrame(const char* title, short cx, short cy, const char* fontFace = "MS Shell Dlg");
 
-// A DLGTEMPLATE with its items, DWORD-aligned as the dialog functions require; pass data()
+// A DLGTEMPLATE without items, DWORD-aligned as the dialog functions require; pass data()
 // to DialogBoxIndirectParam or CreateDialogIndirectParam.
-std::vector<WORD> BuildDialogTemplate(const DialogTemplateSpec& dialog, const DialogItemSpec* items = nullptr,
-                                      int itemCount = 0);
+std::vector<WORD> BuildDialogTemplate(const DialogFrame& dialog);
 // Builds the template and runs it as a modal dialog of this program; DialogBoxIndirectParam's
 // result (-1 when the dialog could not be made).
-INT_PTR RunTemplateDialog(const DialogTemplateSpec& dialog, HWND owner, DLGPROC procedure, LPARAM parameter);
+INT_PTR RunTemplateDialog(const DialogFrame& dialog, HWND owner, DLGPROC procedure, LPARAM parameter);

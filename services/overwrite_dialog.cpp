@@ -108,14 +108,9 @@ void SplitLabels(const char* labels, std::string (&out)[kButtons]) {
 int OverwriteDialog(HWND owner, const char* text, const char* title, const char* labels) {
   OverwriteDialogData data = {text ? text : "", title ? title : "", {}};
   SplitLabels(labels, data.labels);
-  DialogTemplateSpec spec = {};
-  spec.style = WS_POPUP | WS_CAPTION | WS_SYSMENU | DS_MODALFRAME;
-  spec.exStyle = WS_EX_TOPMOST;
-  spec.cx = 200;
-  spec.cy = 80;
-  spec.fontFace = "MS Shell Dlg";
-  spec.fontPoints = 8;
-  INT_PTR result = RunTemplateDialog(spec, owner, OverwriteDialogProc, reinterpret_cast<LPARAM>(&data));
+  DialogFrame frame = ModalDialogFrame(nullptr, 200, 80);
+  frame.exStyle = WS_EX_TOPMOST;
+  INT_PTR result = RunTemplateDialog(frame, owner, OverwriteDialogProc, reinterpret_cast<LPARAM>(&data));
   if (result < -1 || result >= kButtons) result = -1;
   if (result == -1) Log(5, GetVerbose(), "OverwriteDialog: closed without an answer");
   return static_cast<int>(result);

@@ -84,13 +84,8 @@ INT_PTR CALLBACK PasswordDialogProc(HWND dialog, UINT message, WPARAM wParam, LP
 
 int PasswordDialog(HWND owner) {
   PasswordDialogData data = {};
-  DialogTemplateSpec spec = {};
-  spec.style = WS_POPUP | WS_CAPTION | WS_SYSMENU | DS_MODALFRAME;
-  spec.cx = 200;
-  spec.cy = 110;
-  spec.fontFace = "MS Shell Dlg";
-  spec.fontPoints = 8;
-  INT_PTR result = RunTemplateDialog(spec, owner, PasswordDialogProc, reinterpret_cast<LPARAM>(&data));
+  INT_PTR result =
+      RunTemplateDialog(ModalDialogFrame(nullptr, 200, 110), owner, PasswordDialogProc, reinterpret_cast<LPARAM>(&data));
   SecureZeroMemory(data.password, sizeof data.password);
   if (result == -1) Log(1, GetVerbose(), "PasswordDialog: DialogBoxIndirectParam failed %lu", GetLastError());
   return static_cast<int>(result);

@@ -301,9 +301,10 @@ void RunProgressDialog(bool withCancel) {
   Sleep(50);
   INITCOMMONCONTROLSEX controls = {sizeof controls, ICC_PROGRESS_CLASS | ICC_STANDARD_CLASSES};
   InitCommonControlsEx(&controls);
-  DWORD style = DS_MODALFRAME | WS_POPUP | WS_CAPTION | (withCancel ? WS_SYSMENU : 0);
-  DialogTemplateSpec spec = {GetGenericText(30), style, 0, 0, 0, 250, 100, "MS Shell Dlg", 8};
-  INT_PTR result = RunTemplateDialog(spec, ForegroundOwner(), ProgressDialogProc, withCancel ? 1 : 0);
+  DialogFrame frame = ModalDialogFrame(GetGenericText(30), 250, 100);
+  // Without a Cancel button there is no close box either.
+  if (!withCancel) frame.style &= ~static_cast<DWORD>(WS_SYSMENU);
+  INT_PTR result = RunTemplateDialog(frame, ForegroundOwner(), ProgressDialogProc, withCancel ? 1 : 0);
   if (result == -1) {
     Log(-1, GetVerbose(), "ProgressDialogThread: cannot create the dialog (%lu)", GetLastError());
     NoteProgressDialogStarting(false);

@@ -1,5 +1,5 @@
 // Reads what a running Kestrelia window shows, the way a person would see it: the title,
-// the child controls, every row of its list views and the parts of its status bar.
+// the child controls, every row of its list views and the texts of its status bar.
 // Controls of another process take their text buffers in that process, so the buffers are
 // allocated there.
 //
@@ -101,7 +101,7 @@ void DumpStatus(HWND status) {
   int parts = static_cast<int>(SendMessageA(status, SB_GETPARTS, 0, 0));
   for (int p = 0; p < parts; ++p) {
     char empty = '\0';
-    remote.Write(0, &empty, 1);  // an empty part writes nothing
+    remote.Write(0, &empty, 1);  // an empty pane writes nothing
     SendMessageA(status, SB_GETTEXTA, p, reinterpret_cast<LPARAM>(remote.memory));
     printf("status %d: %s\n", p, remote.ReadString(0).c_str());
   }
