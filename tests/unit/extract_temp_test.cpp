@@ -11,6 +11,7 @@
 #include "model/namelist.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "archive_fixtures.h"
 #include "test_support.h"
 #include "zip/extract.h"
 #include "zip/zip_listing.h"
@@ -46,33 +47,6 @@ std::string TempFolder() {
   char target[kPathBuf], folder[kPathBuf];
   TempTarget("", target, folder);
   return folder;
-}
-
-// Relative names of every file below root, with "/".
-void Files(const std::string& root, const std::string& relative, std::set<std::string>* out) {
-  WIN32_FIND_DATAA found;
-  HANDLE find = FindFirstFileA((root + "\\" + relative + "*").c_str(), &found);
-  if (find == INVALID_HANDLE_VALUE) return;
-  do {
-    std::string name = found.cFileName;
-    if (name == "." || name == "..") continue;
-    if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-      Files(root, relative + name + "\\", out);
-    else
-      out->insert(relative + name);
-  } while (FindNextFileA(find, &found));
-  FindClose(find);
-}
-
-std::set<std::string> Files(const std::string& root) {
-  std::set<std::string> raw, shown;
-  Files(root, "", &raw);
-  for (std::string name : raw) {
-    for (char& c : name)
-      if (c == '\\') c = '/';
-    shown.insert(name);
-  }
-  return shown;
 }
 
 class TempExtract : public ::testing::Test {
@@ -171,35 +145,6 @@ TEST_F(TempExtract, CreateFileContentsReplacesAnEarlierCopy) {
   EXPECT_FALSE(Exists(target));
 }
 
-// A listed archive in a hidden entry list, as the window shows it.
-struct ListedArchive {
-  HiddenEntryList window;
-  ArchiveControlBlock block = {};
-  explicit ListedArchive(const std::string& archive) {
-    block.list = window.list;
-    NameListRecreate(&block.folders);
-    snprintf(block.path, sizeof block.path, "%s", TestData(archive).c_str());
-    SetCurrentArchivePath(block.path);
-    if (unzFile zip = MyWaitunzOpen2_64(block.path, 0)) {
-      do_listing(zip, &block, 1);
-      unzClose(zip);
-    }
-    EXPECT_GT(window.Rows(), 0) << archive;
-  }
-  ~ListedArchive() { NameListDestroy(&block.folders); }
-  void Select(const std::string& fullName) {
-    for (int row = 0; row < window.Rows(); ++row) {
-      liststruct* record = GetRowRecord(window.list, row);
-      if (std::string(record->path) + record->filename == fullName) {
-        ListView_SetItemState(window.list, row, LVIS_SELECTED, LVIS_SELECTED);
-        return;
-      }
-    }
-    ADD_FAILURE() << "no row " << fullName;
-  }
-  void SelectAll() { ListView_SetItemState(window.list, -1, LVIS_SELECTED, LVIS_SELECTED); }
-};
-
 std::set<std::string> Elements(const NameList* list) {
   std::set<std::string> out;
   for (NameCell* cell = list->first; cell; cell = cell->next) out.insert(static_cast<const char*>(cell->element));
@@ -219,6 +164,8 @@ std::string CommonFolder(const std::set<std::string>& paths) {
 
 TEST_F(TempExtract, ExtractMultipleFilesKeepsFoldersBelowAFreshFolder) {
   ListedArchive listed("deflated.zip");
+  SetCurrentArchivePath(listed.block.path);
+  EXPECT_GT(listed.window.Rows(), 0);
   listed.Select("readme.txt");
   listed.Select("docs\\numbers.txt");
   listed.Select("docs\\deep\\er\\note.md");
@@ -229,7 +176,7 @@ TEST_F(TempExtract, ExtractMultipleFilesKeepsFoldersBelowAFreshFolder) {
   ASSERT_FALSE(fresh.empty());
   EXPECT_EQ(fresh.rfind(TempFolder(), 0), 0u) << fresh;
   EXPECT_EQ(paths, (std::set<std::string>{fresh + "\\readme.txt", fresh + "\\docs"}));
-  EXPECT_EQ(Files(fresh), (std::set<std::string>{"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"}));
+  EXPECT_EQ(FileNames(fresh), (std::set<std::string>{"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"}));
   EXPECT_EQ(ReadFileBytes(fresh + "\\docs\\deep\\er\\note.md"), ReadFileBytes(TestData("ref_deflated\\docs\\deep\\er\\note.md")));
 
   // The same drag again lands in a folder of its own, without a question.
@@ -238,7 +185,7 @@ TEST_F(TempExtract, ExtractMultipleFilesKeepsFoldersBelowAFreshFolder) {
   std::string again = CommonFolder(Elements(written));
   EXPECT_FALSE(again.empty());
   EXPECT_NE(again, fresh);
-  EXPECT_EQ(Files(again), Files(fresh));
+  EXPECT_EQ(FileNames(again), FileNames(fresh));
   EXPECT_EQ(g_questions, 0);
   NameListDestroy(&written);
 }
@@ -247,6 +194,8 @@ TEST_F(TempExtract, ExtractMultipleFilesKeepsHostileNamesInside) {
   std::string climbed = TempFolder() + "evil.txt";
   DeleteFileA(climbed.c_str());
   ListedArchive listed("hostile.zip");
+  SetCurrentArchivePath(listed.block.path);
+  EXPECT_GT(listed.window.Rows(), 0);
   listed.SelectAll();
   NameList* written = NameListCreate();
   EXPECT_EQ(ExtractMultipleFiles(listed.window.list, written), 0);
@@ -254,7 +203,7 @@ TEST_F(TempExtract, ExtractMultipleFilesKeepsHostileNamesInside) {
   std::string fresh = CommonFolder(paths);
   ASSERT_FALSE(fresh.empty());
   EXPECT_EQ(paths, (std::set<std::string>{fresh + "\\ok.txt", fresh + "\\okdir"}));
-  EXPECT_EQ(Files(fresh), (std::set<std::string>{"ok.txt", "okdir/fine.txt"}));
+  EXPECT_EQ(FileNames(fresh), (std::set<std::string>{"ok.txt", "okdir/fine.txt"}));
   EXPECT_FALSE(Exists(climbed));
   NameListDestroy(&written);
 
@@ -299,7 +248,7 @@ TEST_F(TempExtract, TreeItemTakesExactlyTheEntriesBelowTheFolder) {
   EXPECT_EQ(run.result, 0);
   EXPECT_EQ(run.cancelled, 0);
   // Not the twin "a\bc\", not the parent's own file; the "\"-spelt entry is below too.
-  EXPECT_EQ(Files(outer), (std::set<std::string>{"inner/a/b/tree_x.txt", "inner/a/b/sub/tree_y.txt",
+  EXPECT_EQ(FileNames(outer), (std::set<std::string>{"inner/a/b/tree_x.txt", "inner/a/b/sub/tree_y.txt",
                                                   "inner/a/b/tree_win.txt"}));
   EXPECT_EQ(ReadFileBytes(destination + "\\a\\b\\sub\\tree_y.txt"), "deeper\n");
   // The names below the folder that climb out or name a device were refused and said so.
@@ -314,23 +263,23 @@ TEST_F(TempExtract, TreeItemFolderSpellings) {
   // Without the closing separator it is still the folder, never its name twin.
   std::string destination = ScratchDir("tree_item_bare");
   EXPECT_EQ(RunTreeThread("a\\b", destination).result, 0);
-  EXPECT_EQ(Files(destination), (std::set<std::string>{"a/b/tree_x.txt", "a/b/sub/tree_y.txt", "a/b/tree_win.txt"}));
+  EXPECT_EQ(FileNames(destination), (std::set<std::string>{"a/b/tree_x.txt", "a/b/sub/tree_y.txt", "a/b/tree_win.txt"}));
 
   // Spelt with "/": found on the second try.
   destination = ScratchDir("tree_item_slash");
   EXPECT_EQ(RunTreeThread("a/b/sub/", destination).result, 0);
-  EXPECT_EQ(Files(destination), (std::set<std::string>{"a/b/sub/tree_y.txt"}));
+  EXPECT_EQ(FileNames(destination), (std::set<std::string>{"a/b/sub/tree_y.txt"}));
 
   // A folder the archive does not have: nothing written, the event still comes.
   destination = ScratchDir("tree_item_none");
   EXPECT_EQ(RunTreeThread("a\\nothing\\", destination).result, -1);
-  EXPECT_TRUE(Files(destination).empty());
+  EXPECT_TRUE(FileNames(destination).empty());
 
   // An unknown archive kind is read as ZIP.
   SetArchiveKind(0);
   destination = ScratchDir("tree_item_kind");
   EXPECT_EQ(RunTreeThread("a\\bc\\", destination).result, 0);
-  EXPECT_EQ(Files(destination), (std::set<std::string>{"a/bc/tree_z.txt"}));
+  EXPECT_EQ(FileNames(destination), (std::set<std::string>{"a/bc/tree_z.txt"}));
 }
 
 }  // namespace

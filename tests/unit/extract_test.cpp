@@ -11,6 +11,7 @@
 #include "model/rbtree.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "archive_fixtures.h"
 #include "test_support.h"
 #include "zip/chunk_writer.h"
 #include "zip/extract.h"
@@ -62,66 +63,13 @@ bool ScriptedPassword(HWND, char* password) {
 
 // ---- what a folder holds ---------------------------------------------------------------
 
-struct Found {
-  std::string bytes;
-  uint64_t written;  // last-write time, 100 ns units
-};
-
-struct Folder {
-  std::map<std::string, Found> files;  // relative names with "/"
-  std::set<std::string> folders;
-};
-
-uint64_t LastWrite(const std::string& path) {
-  WIN32_FILE_ATTRIBUTE_DATA data;
-  if (!GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data)) return 0;
-  return (static_cast<uint64_t>(data.ftLastWriteTime.dwHighDateTime) << 32) | data.ftLastWriteTime.dwLowDateTime;
-}
-
-void Walk(const std::string& root, const std::string& relative, Folder* out) {
-  WIN32_FIND_DATAA found;
-  HANDLE find = FindFirstFileA((root + "\\" + relative + "*").c_str(), &found);
-  if (find == INVALID_HANDLE_VALUE) return;
-  do {
-    std::string name = found.cFileName;
-    if (name == "." || name == "..") continue;
-    std::string rel = relative + name;
-    std::string path = root + "\\" + rel;
-    if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-      std::string shown = rel;
-      for (char& c : shown)
-        if (c == '\\') c = '/';
-      out->folders.insert(shown);
-      Walk(root, rel + "\\", out);
-    } else {
-      std::string shown = rel;
-      for (char& c : shown)
-        if (c == '\\') c = '/';
-      out->files[shown] = {ReadFileBytes(path), LastWrite(path)};
-    }
-  } while (FindNextFileA(find, &found));
-  FindClose(find);
-}
-
-Folder Contents(const std::string& root) {
-  Folder out;
-  Walk(root, "", &out);
-  return out;
-}
-
-std::set<std::string> Names(const Folder& folder) {
-  std::set<std::string> names;
-  for (const auto& file : folder.files) names.insert(file.first);
-  return names;
-}
-
 // Every file unzip wrote is here with its bytes, and its time within the two seconds the
 // DOS format resolves; every folder unzip made exists too.
 void ExpectSameAsUnzip(const std::string& ours, const std::string& archiveName) {
-  Folder expected = Contents(TestData("ref_" + archiveName));
-  Folder got = Contents(ours);
+  FolderContents expected = Contents(TestData("ref_" + archiveName));
+  FolderContents got = Contents(ours);
   ASSERT_FALSE(expected.files.empty()) << archiveName;
-  EXPECT_EQ(Names(got), Names(expected)) << archiveName;
+  EXPECT_EQ(FileNames(got), FileNames(expected)) << archiveName;
   for (const auto& file : expected.files) {
     auto it = got.files.find(file.first);
     if (it == got.files.end()) continue;
@@ -167,34 +115,6 @@ class Extract : public ::testing::Test {
   std::string before_;
 };
 
-// A listed archive in a hidden entry list, as the window shows it.
-struct Listed {
-  HiddenEntryList window;
-  ArchiveControlBlock block = {};
-  explicit Listed(const std::string& archive) {
-    block.list = window.list;
-    NameListRecreate(&block.folders);
-    snprintf(block.path, sizeof block.path, "%s", TestData(archive).c_str());
-    unzFile zip = MyWaitunzOpen2_64(block.path, 0);
-    EXPECT_NE(zip, nullptr);
-    if (zip) {
-      do_listing(zip, &block, 1);
-      unzClose(zip);
-    }
-  }
-  ~Listed() { NameListDestroy(&block.folders); }
-  void Select(const std::string& fullName) {
-    for (int row = 0; row < window.Rows(); ++row) {
-      liststruct* record = GetRowRecord(window.list, row);
-      if (std::string(record->path) + record->filename == fullName) {
-        ListView_SetItemState(window.list, row, LVIS_SELECTED, LVIS_SELECTED);
-        return;
-      }
-    }
-    ADD_FAILURE() << "no row " << fullName;
-  }
-};
-
 TEST_F(Extract, WholeArchivesMatchUnzip) {
   for (const char* name : {"deflated", "stored", "sevenzip", "many", "backslash"}) {
     std::string destination = ScratchDir(std::string("all_") + name);
@@ -218,19 +138,19 @@ TEST_F(Extract, DestinationIsMadeWhenMissingAndTheWholeArchiveRunMatches) {
 }
 
 TEST_F(Extract, SelectionWritesOnlyTheSelectedFiles) {
-  Listed listed("deflated.zip");
+  ListedArchive listed("deflated.zip");
   listed.Select("readme.txt");
   listed.Select("docs\\numbers.txt");
   listed.Select("docs\\deep\\er\\note.md");
-  Folder reference = Contents(TestData("ref_deflated"));
+  FolderContents reference = Contents(TestData("ref_deflated"));
 
   std::string destination = ScratchDir("selection");
   int withoutPath = 0, mode = OVERWRITE_ALWAYS;
   EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
                                     destination.c_str(), 0, 1, 0),
             0);
-  Folder got = Contents(destination);
-  EXPECT_EQ(Names(got), (std::set<std::string>{"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"}));
+  FolderContents got = Contents(destination);
+  EXPECT_EQ(FileNames(got), (std::set<std::string>{"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"}));
   EXPECT_FALSE(got.folders.count("empty_dir")) << "folder entries are skipped in a selection";
   for (const auto& file : got.files) EXPECT_TRUE(file.second.bytes == reference.files[file.first].bytes);
 
@@ -239,7 +159,7 @@ TEST_F(Extract, SelectionWritesOnlyTheSelectedFiles) {
   EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
                                     destination.c_str(), 0, 1, 0),
             0);
-  EXPECT_EQ(Names(Contents(destination)), (std::set<std::string>{"readme.txt", "numbers.txt", "note.md"}));
+  EXPECT_EQ(FileNames(Contents(destination)), (std::set<std::string>{"readme.txt", "numbers.txt", "note.md"}));
 
   // "Extract all" from the list: every listed file, but the folder entries are not rows.
   destination = ScratchDir("selection_whole_list");
@@ -248,7 +168,7 @@ TEST_F(Extract, SelectionWritesOnlyTheSelectedFiles) {
                                     destination.c_str(), 1, 1, 0),
             0);
   got = Contents(destination);
-  EXPECT_EQ(Names(got), Names(reference));
+  EXPECT_EQ(FileNames(got), FileNames(reference));
   EXPECT_FALSE(got.folders.count("empty_dir"));
 }
 
@@ -273,14 +193,14 @@ TEST_F(Extract, SelectionFindsEntriesWhateverTheSeparator) {
   RBTreeDestroy(&selection);
   free(job.refused);
   EXPECT_EQ(result, 0);
-  EXPECT_EQ(Names(Contents(destination)), (std::set<std::string>{"win/dir/file.txt", "unix/named.txt"}));
+  EXPECT_EQ(FileNames(Contents(destination)), (std::set<std::string>{"win/dir/file.txt", "unix/named.txt"}));
 }
 
 TEST_F(Extract, OverwriteQuestionAnswers) {
   std::string destination = ScratchDir("overwrite");
   ASSERT_EQ(All("deflated.zip", destination), 0);
   EXPECT_EQ(g_script.overwriteAsked, 0) << "mode 0 replaces without asking";
-  std::set<std::string> files = Names(Contents(destination));
+  std::set<std::string> files = FileNames(Contents(destination));
   auto makeOld = [&] {
     for (const std::string& name : files) {
       FILE* f = fopen((destination + "\\" + name).c_str(), "wb");
@@ -384,7 +304,7 @@ TEST_F(Extract, HostileNamesNeverLeaveTheDestination) {
   std::string outer = ScratchDir("hostile");
   std::string destination = outer + "\\inner\\deeper";
   EXPECT_EQ(All("hostile.zip", destination), 0);
-  EXPECT_EQ(Names(Contents(outer)), (std::set<std::string>{"inner/deeper/ok.txt", "inner/deeper/okdir/fine.txt"}));
+  EXPECT_EQ(FileNames(Contents(outer)), (std::set<std::string>{"inner/deeper/ok.txt", "inner/deeper/okdir/fine.txt"}));
   EXPECT_EQ(Contents(outer).folders, (std::set<std::string>{"inner", "inner/deeper", "inner/deeper/okdir"}));
 
   std::vector<std::string> names = ReadLines(TestData("hostile.names"));
@@ -406,12 +326,12 @@ TEST_F(Extract, HostileNamesNeverLeaveTheDestination) {
   // whatever is written stays in the destination.
   outer = ScratchDir("hostile_flat");
   destination = outer + "\\inner";
-  Listed listed("hostile.zip");
+  ListedArchive listed("hostile.zip");
   int withoutPath = 1, mode = OVERWRITE_ALWAYS;
   EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("hostile.zip").c_str(), &withoutPath, &mode, "",
                                     destination.c_str(), 1, 1, 0),
             0);
-  for (const std::string& name : Names(Contents(outer))) EXPECT_EQ(name.rfind("inner/", 0), 0u) << name;
+  for (const std::string& name : FileNames(Contents(outer))) EXPECT_EQ(name.rfind("inner/", 0), 0u) << name;
   EXPECT_EQ(Contents(outer).folders, (std::set<std::string>{"inner"}));
   std::string flatRefused = GetLastRefusedNames();
   for (const char* name : {"CON", "sub/aux.txt", "a:b", "nul.txt"})
@@ -495,7 +415,7 @@ TEST_F(Extract, WithTheProgressDialog) {
   ExpectSameAsUnzip(destination, "many");
 
   // A few selected rows: the bar shows bytes in percent.
-  Listed listed("deflated.zip");
+  ListedArchive listed("deflated.zip");
   listed.Select("data\\mixed.bin");
   listed.Select("docs\\numbers.txt");
   destination = ScratchDir("progress_bytes");
@@ -505,7 +425,7 @@ TEST_F(Extract, WithTheProgressDialog) {
                                     destination.c_str(), 0, 0, 0),
             0);
   EXPECT_EQ(GetProgressDialog(), nullptr);
-  EXPECT_EQ(Names(Contents(destination)), (std::set<std::string>{"data/mixed.bin", "docs/numbers.txt"}));
+  EXPECT_EQ(FileNames(Contents(destination)), (std::set<std::string>{"data/mixed.bin", "docs/numbers.txt"}));
   EXPECT_EQ(GetExtractionByteCounter(), Contents(destination).files["data/mixed.bin"].bytes.size() +
                                             Contents(destination).files["docs/numbers.txt"].bytes.size());
 }

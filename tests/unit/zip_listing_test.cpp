@@ -12,6 +12,7 @@
 #include "model/listing_totals.h"
 #include "model/namelist.h"
 #include "services/prompts.h"
+#include "archive_fixtures.h"
 #include "test_support.h"
 #include "zip/open_archive.h"
 #include "zip/zip_listing.h"
@@ -31,20 +32,13 @@ struct Listed {
 };
 
 Listed ListArchive(const std::string& file) {
-  HiddenEntryList window;
-  ArchiveControlBlock block = {};
-  block.list = window.list;
-  NameListRecreate(&block.folders);
-  snprintf(block.path, sizeof block.path, "%s", TestData(file).c_str());
-  unzFile archive = MyWaitunzOpen2_64(block.path, 0);
-  EXPECT_NE(archive, nullptr) << file;
+  ListedArchive listed(file);
   Listed out = {};
-  if (!archive) return out;
-  EXPECT_EQ(do_listing(archive, &block, 1), 0);
-  unzClose(archive);
-  for (int r = 0; r < window.Rows(); ++r) {
-    liststruct* rec = GetRowRecord(window.list, r);
-    std::string name = std::string(rec->path) + rec->filename;
+  if (listed.listing == -1) return out;
+  EXPECT_EQ(listed.listing, 0);
+  for (int r = 0; r < listed.window.Rows(); ++r) {
+    liststruct* rec = GetRowRecord(listed.window.list, r);
+    std::string name = listed.FullName(r);
     for (char& c : name)
       if (c == '\\') c = '/';
     char line[kPathBuf * 2];
@@ -52,7 +46,6 @@ Listed ListArchive(const std::string& file) {
     out.rows.insert(line);
   }
   out.totals = GetListingTotals();
-  NameListDestroy(&block.folders);
   return out;
 }
 
