@@ -73,11 +73,14 @@ unzFile MyWaitunzOpen2_64(const char* path, DWORD wait) {
   if (archive) return archive;
 
   // Any failure is retried: a program that is still writing the file may let go of it.
+  // The limit is wall-clock time: on a loaded machine each retry takes far longer than its
+  // 10 ms sleep, and counting sleeps stretched a 3 s wait to many times that.
+  ULONGLONG start = GetTickCount64();
   DWORD waited = 0;
   while (!archive && waited < wait) {
     Sleep(10);
-    waited += 10;
     archive = OpenOnce(path);
+    waited = static_cast<DWORD>(GetTickCount64() - start);
   }
   if (waited) printf("MyWaitunzOpen2_64 slept millis %lu\n", waited);
   if (!archive) {
