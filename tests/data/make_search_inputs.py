@@ -1,0 +1,54 @@
+#!/usr/bin/env python3
+"""Makes the archives the content search tests read.
+
+    make_search_inputs.py OUTDIR
+
+search.zip (made by zip from a sorted list, so archive order is known):
+  ordinal 0 a.txt        no hit
+  ordinal 1 b.txt        "kestrelneedle" followed by a full stop
+  (folder entry d/ has no ordinal)
+  ordinal 2 d/c.txt      the word only after a zero byte
+  ordinal 3 d/e.txt      the word in upper case at the very end
+  ordinal 4 d/f.txt      the word across the 64 KiB seam of the search's chunks
+  ordinal 5 g.txt        "xkestrelneedley": a hit without whole word only
+huge.zip: one small entry whose headers declare an uncompressed size of almost 4 GiB.
+"""
+import os
+import shutil
+import struct
+import subprocess
+import sys
+import zipfile
+
+out = sys.argv[1]
+shutil.rmtree(out, ignore_errors=True)
+src = os.path.join(out, "src")
+os.makedirs(os.path.join(src, "d"))
+
+seam = 65536
+files = {
+    "a.txt": b"nothing to see here\n" * 50,
+    "b.txt": b"the kestrelneedle.\n",
+    "d/c.txt": b"before\0kestrelneedle\n",
+    "d/e.txt": b"ends with KESTRELNEEDLE",
+    "d/f.txt": b"w" * (seam - 6) + b" kestrelneedle " + b"w" * 1000,
+    "g.txt": b"xkestrelneedley\n",
+}
+for name, data in files.items():
+    with open(os.path.join(src, name), "wb") as f:
+        f.write(data)
+names = ["a.txt", "b.txt", "d/", "d/c.txt", "d/e.txt", "d/f.txt", "g.txt"]
+subprocess.run(["zip", "-q", "-6", os.path.join(out, "search.zip"), "-@"], cwd=src, check=True,
+               input="\n".join(names).encode())
+
+huge = os.path.join(out, "huge.zip")
+with zipfile.ZipFile(huge, "w", zipfile.ZIP_DEFLATED) as z:
+    z.writestr("huge.txt", b"a small entry that lies about its size: kestrelneedle\n")
+raw = bytearray(open(huge, "rb").read())
+declared = 0xFFFFFFF0
+local = raw.find(b"PK\x03\x04")
+struct.pack_into("<I", raw, local + 22, declared)
+central = raw.find(b"PK\x01\x02")
+struct.pack_into("<I", raw, central + 24, declared)
+open(huge, "wb").write(raw)
+shutil.rmtree(src)
