@@ -11,6 +11,16 @@ bench_corpus() {
   fi
 }
 
+# bench_engine TARGET: the corpus, a release build of one engine tool, a resident wineserver
+# (stopped by the caller's exit trap).
+bench_engine() {
+  source "$bench_root/scripts/lib.sh"
+  bench_corpus
+  cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DKESTRELIA_DEPS="$KESTRELIA_DEPS" >/dev/null
+  cmake --build "$build" -j2 --target "$1" >/dev/null
+  kestrelia_wine_up
+}
+
 now() { date +%s.%N; }
 
 # median_of SECONDS...: the middle value.

@@ -8,12 +8,8 @@
 set -euo pipefail
 export KESTRELIA_CORPUS=${1:-${KESTRELIA_CORPUS:-/tmp/kbench}}
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-source "$bench_root/scripts/lib.sh"
-bench_corpus
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DKESTRELIA_DEPS="$KESTRELIA_DEPS" >/dev/null
-cmake --build "$build" -j"$(nproc)" --target extractengine >/dev/null
-trap 'kestrelia_wine_down; rm -rf "$out"' EXIT
-kestrelia_wine_up
+trap 'kestrelia_wine_down; rm -rf "${out:-}"' EXIT
+bench_engine extractengine
 
 out=$(mktemp -d "$corpus/extract.XXXX")
 fresh() { rm -rf "$out/d" && mkdir -p "$out/d"; }

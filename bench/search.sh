@@ -7,12 +7,8 @@
 set -euo pipefail
 export KESTRELIA_CORPUS=${1:-${KESTRELIA_CORPUS:-/tmp/kbench}}
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-source "$bench_root/scripts/lib.sh"
-bench_corpus
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DKESTRELIA_DEPS="$KESTRELIA_DEPS" >/dev/null
-cmake --build "$build" -j2 --target searchengine >/dev/null
-trap 'kestrelia_wine_down; rm -f "$log"' EXIT
-kestrelia_wine_up
+trap 'kestrelia_wine_down; rm -f "${log:-}"' EXIT
+bench_engine searchengine
 
 archive=$corpus/search.zip
 word=kestrelneedle
