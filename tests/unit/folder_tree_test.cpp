@@ -1,0 +1,202 @@
+// The folder indexes derived from real entry rows: the keys the tree, the address box, the
+// folder list and the folder properties are made from.
+#include "services/base.h"
+
+#include <gtest/gtest.h>
+
+#include "model/archive_kind.h"
+#include "model/entry_rows.h"
+#include "model/folder_tree.h"
+#include "model/liststruct.h"
+#include "model/rbtree.h"
+#include "test_support.h"
+
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Entry {
+  const char* name;
+  uint64_t compressed, uncompressed;
+};
+
+std::vector<std::string> Keys(RBTree* index) {
+  std::vector<std::string> keys;
+  for (RBNode* n = RBTreeFirst(index, index->root->left); n != index->nil; n = RBTreeSuccessor(index, n))
+    keys.push_back(static_cast<const char*>(n->key));
+  return keys;
+}
+
+// The display names the folder list would show for a key, folder records left out.
+std::vector<std::string> Listed(const char* key) {
+  std::vector<std::string> names;
+  char separator = TreeSeparator("test");
+  WalkPrefixRun(GetTVRBTreeDataReady(), key, [&](RBNode* n) {
+    TreeRecordFields fields;
+    ReadTreeRecord(static_cast<const char*>(n->key), separator, &fields);
+    if (*fields.displayName) names.push_back(fields.displayName);
+  });
+  return names;
+}
+
+class FolderTree : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    DestroyFolderTreeIndexes();
+    SetArchiveKind(ARCHIVE_ZIP);
+  }
+  void Derive(int kind, std::initializer_list<Entry> entries) {
+    SetArchiveKind(kind);
+    char separator = ArchiveSeparator(kind);
+    EntryStamp stamp{0, 5, 14, 7, 1, 2024};  // 07.02.2024 14:05
+    for (const Entry& e : entries) {
+      const char* slash = strrchr(e.name, separator);
+      InsertEntryRow(window_.list, stamp, slash ? slash + 1 : e.name, e.name, nullptr, e.compressed, e.uncompressed);
+    }
+    RecreateFolderTreeIndexes();
+    for (size_t row = 0; row < GetEntryRowCount(window_.list); ++row)
+      AddRowToFolderIndexes(GetRowRecord(window_.list, static_cast<int>(row)));
+    BuildFolderKeys(separator);
+    BuildDataReadyKeys(separator);
+    BuildComboPaths();
+  }
+  HiddenEntryList window_;
+};
+
+}  // namespace
+
+TEST_F(FolderTree, TopLevelEntriesOnlyGiveNoFolders) {
+  Derive(ARCHIVE_ZIP, {{"b.txt", 1, 2}, {"a.txt", 3, 4}});
+  EXPECT_TRUE(Keys(GetTVRBTreeFolder()).empty());
+  EXPECT_TRUE(Keys(GetTVRBTreeCombo()).empty());
+  EXPECT_EQ(Listed("  0*"), (std::vector<std::string>{"a.txt", "b.txt"}));
+  // The Path text "" is kept once, as a folder record, but never reaches the data index.
+  EXPECT_EQ(GetTVRBTreePaths()->count, 1u);
+  EXPECT_EQ(GetTVRBTreeDataReady()->count, 2u);
+}
+
+TEST_F(FolderTree, NestedFoldersWithOneEntry) {
+  Derive(ARCHIVE_ZIP, {{"a\\b\\d\\x.txt", 5, 9}});
+  EXPECT_EQ(Keys(GetTVRBTreeFolder()), (std::vector<std::string>{"  0*a", "  1*a\\b", "  2*a\\b\\d"}));
+  EXPECT_EQ(Keys(GetTVRBTreeCombo()), (std::vector<std::string>{"a", "a\\b", "a\\b\\d"}));
+  std::vector<std::string> data = Keys(GetTVRBTreeDataReady());
+  ASSERT_EQ(data.size(), 2u);
+  EXPECT_EQ(data[0], "  2*a\\b\\d\\");
+  EXPECT_EQ(data[1].rfind("  3*a\\b\\d\\x.txt**5*9*45%*07.02.2024 14:05*", 0), 0u) << data[1];
+  EXPECT_EQ(Listed("  3*a\\b\\d\\"), (std::vector<std::string>{"x.txt"}));
+  EXPECT_TRUE(Listed("  1*a\\").empty()) << "a holds only the record of b";
+  EXPECT_TRUE(Listed("  0*").empty());
+}
+
+TEST_F(FolderTree, CapitalsSortFirstAndTarUsesSlashes) {
+  Derive(ARCHIVE_ZIP, {{"a\\1.txt", 1, 1}, {"B\\2.txt", 1, 1}});
+  EXPECT_EQ(Keys(GetTVRBTreeFolder()), (std::vector<std::string>{"  0*B", "  0*a"}));
+  EXPECT_EQ(Keys(GetTVRBTreeCombo()), (std::vector<std::string>{"B", "a"}));
+  DestroyFolderTreeIndexes();
+  DeleteAllEntryRows(window_.list);
+
+  Derive(ARCHIVE_TAR, {{"docs/img/a.png", 1, 1}, {"docs/readme", 1, 1}, {"top", 1, 1}});
+  EXPECT_EQ(Keys(GetTVRBTreeFolder()), (std::vector<std::string>{"  0*docs", "  1*docs/img"}));
+  EXPECT_EQ(Listed("  2*docs/img/"), (std::vector<std::string>{"a.png"}));
+  EXPECT_EQ(Listed("  1*docs/"), (std::vector<std::string>{"readme"}));
+  EXPECT_EQ(Listed("  0*"), (std::vector<std::string>{"top"}));
+}
+
+TEST_F(FolderTree, CombosAreOrderedByWholePathNotDepth) {
+  Derive(ARCHIVE_ZIP, {{"a\\z\\1", 1, 1}, {"b\\2", 1, 1}});
+  EXPECT_EQ(Keys(GetTVRBTreeFolder()), (std::vector<std::string>{"  0*a", "  0*b", "  1*a\\z"}));
+  EXPECT_EQ(Keys(GetTVRBTreeCombo()), (std::vector<std::string>{"a", "a\\z", "b"}));
+}
+
+TEST(FolderTreeKeys, DepthCountsEveryPieceOfTheRecord) {
+  struct Case {
+    const char* record;
+    char separator;
+    int depth;
+  } cases[] = {
+      {"docs\\img\\a.png*1*2*50%*01.01.2024 00:00*PNG", '\\', 2},
+      {"docs\\img\\", '\\', 1},  // a folder record: one less than its entries
+      {"readme.txt*1*2* 0%*01.01.2024 00:00*Text", '\\', 0},
+      {"\\lead\\x", '\\', 1},  // an empty piece does not count
+      {"docs/img/a.png*1*2", '/', 2},
+      {"a\\b*1*2*3*01.01.2024 00:00*text\\odd", '\\', 2},  // a separator in the type counts too
+  };
+  for (const Case& c : cases) EXPECT_EQ(CountRecordDepth(c.record, c.separator), c.depth) << c.record;
+
+  const char* text = nullptr;
+  EXPECT_EQ(ReadDepthKey(" 12*a\\b", &text), 12);
+  EXPECT_STREQ(text, "a\\b");
+  char key[32];
+  MakeDepthKey(0, "", key, sizeof key);
+  EXPECT_STREQ(key, "  0*");
+}
+
+TEST(FolderTreeKeys, RecordsReadBackByField) {
+  TreeRecordFields f;
+  ReadTreeRecord("  1*docs\\a.txt*12*34*64%*09.03.2021 17:45*Text", '\\', &f);
+  EXPECT_STREQ(f.fullName, "docs\\a.txt");
+  EXPECT_STREQ(f.displayName, "a.txt");
+  EXPECT_EQ(f.compressed, 12);
+  EXPECT_EQ(f.uncompressed, 34);
+  EXPECT_EQ(f.stamp.day, 9);
+  EXPECT_EQ(f.stamp.month, 2);
+  EXPECT_EQ(f.stamp.year, 2021);
+  EXPECT_EQ(f.stamp.hour, 17);
+  EXPECT_EQ(f.stamp.minute, 45);
+  ReadTreeRecord("  1*docs\\img\\", '\\', &f);
+  EXPECT_STREQ(f.displayName, "");
+  EXPECT_FALSE(f.hasSizes);
+}
+
+TEST(FolderTreeKeys, SizeTexts) {
+  char decimal[8] = ".", thousand[8] = ",";
+  GetLocaleInfoA(LOCALE_SYSTEM_DEFAULT, LOCALE_SDECIMAL, decimal, sizeof decimal);
+  GetLocaleInfoA(LOCALE_SYSTEM_DEFAULT, LOCALE_STHOUSAND, thousand, sizeof thousand);
+  struct Case {
+    double value;
+    std::string text;
+  } cases[] = {
+      {0, "0" + std::string(decimal) + "00 B"},
+      {999, "999 B"},
+      {1000, "0" + std::string(decimal) + "98 KB"},  // past 999 already counts in KB
+      {1024 * 50, "50" + std::string(decimal) + "0 KB"},
+      {1024.0 * 1024 * 1024 * 5000, "5" + std::string(thousand) + "000 GB"},  // GB is the last unit
+  };
+  for (const Case& c : cases) {
+    char text[64];
+    FormatTreeSizeText(c.value, text, sizeof text);
+    EXPECT_EQ(text, c.text) << c.value;
+  }
+}
+
+TEST_F(FolderTree, FolderTotalsCoverTheWholeSubtree) {
+  Derive(ARCHIVE_ZIP, {{"docs\\a.txt", 10, 100},
+                       {"docs\\img\\b.png", 20, 200},
+                       {"docs\\img\\deep\\c.png", 30, 300},
+                       {"docsx\\d.txt", 1000, 1000},
+                       {"top.txt", 5, 5}});
+  struct Case {
+    int depth;
+    const char* path;
+    int entries, folders;
+    long long compressed, uncompressed;
+  } cases[] = {
+      {1, "docs\\", 3, 2, 60, 600},
+      {2, "docs\\img\\", 2, 1, 50, 500},
+      {3, "docs\\img\\deep\\", 1, 0, 30, 300},
+      {0, "", 5, 4, 1065, 1605},  // the root: everything
+  };
+  for (const Case& c : cases) {
+    FolderTotals t;
+    CollectFolderTotals(c.depth, c.path, &t);
+    EXPECT_TRUE(t.found) << c.path;
+    EXPECT_EQ(t.entries, c.entries) << c.path;
+    EXPECT_EQ(t.folders, c.folders) << c.path;
+    EXPECT_EQ(t.compressed, c.compressed) << c.path;
+    EXPECT_EQ(t.uncompressed, c.uncompressed) << c.path;
+  }
+  FolderTotals none;
+  CollectFolderTotals(1, "nowhere\\", &none);
+  EXPECT_FALSE(none.found);
+}
