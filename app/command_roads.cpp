@@ -28,7 +28,8 @@ int RunExtractRoad(char (*args)[kPathBuf], int count) {
   if (kind) SetArchiveKind(kind);
   PromptMessageBox(nullptr, args[1], "Kestrelia", MB_OK);
   // The window would have learnt this while listing; without one the archive is read here.
-  if (GetArchiveKind() == ARCHIVE_ZIP || GetArchiveKind() == ARCHIVE_ZIP64) DetectArchiveEncryption(args[1]);
+  const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind());
+  if (format && format->zipEngine) DetectArchiveEncryption(args[1]);
   Log(5, GetVerbose(), "RunExtractRoad: %s (%d arguments)", args[1], count);
   ExtractArchive(args[1], 0, 0);
   return 0;

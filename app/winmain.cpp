@@ -5,9 +5,12 @@
 #include "app/cmdline.h"
 #include "app/mainwindow.h"
 #include "app/startup.h"
+#include "formats/formats.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
+#include "kestrelia_rm.h"
 #include "services/log.h"
+#include "services/system_libraries.h"
 #include "settings/options.h"
 #include "zip/extract.h"
 
@@ -17,6 +20,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
+
+KESTRELIA_RUNTIME_LIBRARY(RmLibrary, KESTRELIA_RM_FILE, KESTRELIA_RM_API_LIST)
 
 namespace {
 
@@ -38,10 +43,7 @@ bool InitControls() {
 }
 
 int ThemeActive() {
-  HMODULE uxtheme = LoadLibraryA("UXTHEME.DLL");
-  if (!uxtheme) return 0;
-  typedef BOOL(WINAPI * IsThemeActiveFn)();
-  IsThemeActiveFn isThemeActive = reinterpret_cast<IsThemeActiveFn>(GetProcAddress(uxtheme, "IsThemeActive"));
+  Uxtheme::IsThemeActiveFn isThemeActive = Uxtheme::IsThemeActive();
   return isThemeActive && isThemeActive() ? 1 : 0;
 }
 
@@ -75,7 +77,7 @@ int MessageLoop() {
 // The optional library that the option word asks for; a missing one is harmless.
 void LoadOptionalRmLibrary() {
   if (!IsLoadRmDll()) return;
-  if (!LoadLibraryA("rm.dll")) printf("could not find \"%s\"\n", "rm.dll");
+  if (!LoadRuntimeLibrary(&RmLibrary::Library())) printf("could not find \"%s\"\n", KESTRELIA_RM_FILE);
 }
 
 // The main window is gone by now; its handle still names it in the clipboard chain.
@@ -100,6 +102,7 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR line, int showCommand) {
   if (FAILED(OleInitialize(nullptr)))
     return MessageBoxA(nullptr, "oleinitialize failure!!", "oleinitialize failure!!", MB_OK);
   SetAppInstance(instance);
+  RegisterArchiveFormats();
 
   if (line && *line) Log(5, GetVerbose(), "Commandlineparameter %s", line);
   CommandPlan plan = DecideCommandRoad(line, nullptr, 0);

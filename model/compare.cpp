@@ -102,11 +102,11 @@ int CompareAbsoluteRelativePathIgnoreSeparatorBackslash(const char* absolute, co
     return -1;
   }
   int kind = GetArchiveKind();
-  char separator = ArchiveSeparator(kind);
   const signed char* tail = reinterpret_cast<const signed char*>(absolute + absLen - relLen);
   const signed char* rel = reinterpret_cast<const signed char*>(relative);
   for (size_t i = 0; i < relLen; ++i) {
-    if (!IsKnownArchiveKind(kind)) Log(-1, GetVerbose(), "!!! no compression method specified - assuming zip!!");
+    // An unknown kind is told once per character compared, as it always was.
+    const signed char separator = ArchiveFormatOrZip(kind, "!!!")->separator;
     if (tail[i] == separator && rel[i] == separator) continue;
     if (tail[i] != rel[i]) return tail[i] - rel[i];
   }

@@ -26,8 +26,7 @@ void BuildKey(HWND list, char* buffer, size_t size, int row, const char* newName
   const char* path = newPath ? newPath : columns[LISTSTRUCT_PATH];
   const char* name = newName ? newName : columns[LISTSTRUCT_FILENAME];
   int kind = GetArchiveKind();
-  if (!IsKnownArchiveKind(kind))
-    Log(-1, GetVerbose(), "GetValuesFromList: no compression method specified - assuming zip!!");
+  ArchiveFormatOrZip(kind, "GetValuesFromList:");
   snprintf(buffer, size, "%3d*%s%s*%s*%s*%s*%s*%s*%s", GetFolderDepth(path, kind), path, name,
            columns[LISTSTRUCT_ENCRYPTED], columns[LISTSTRUCT_COMPRESSED], columns[LISTSTRUCT_UNCOMPRESSED],
            columns[LISTSTRUCT_RATE], columns[LISTSTRUCT_DATE], columns[LISTSTRUCT_TYPE]);

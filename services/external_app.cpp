@@ -4,6 +4,7 @@
 #include "kestrelia_lang.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "services/system_libraries.h"
 
 #include <objbase.h>
 #include <shellapi.h>
@@ -39,13 +40,10 @@ typedef struct {
   LPCWSTR pcszClass;
   int oaifInFlags;
 } OpenAsInfo;
-typedef HRESULT(WINAPI* SHOpenWithDialogFn)(HWND, const OpenAsInfo*);
 constexpr int kOpenAsAllowRegistration = 0x1, kOpenAsExec = 0x4;
 
 bool OpenWithDialog(const char* path) {
-  HMODULE shell = GetModuleHandleA("shell32.dll");
-  SHOpenWithDialogFn dialog =
-      shell ? reinterpret_cast<SHOpenWithDialogFn>(GetProcAddress(shell, "SHOpenWithDialog")) : nullptr;
+  Shell32::SHOpenWithDialogFn dialog = Shell32::SHOpenWithDialog();
   if (!dialog) return false;
   wchar_t wide[kPathBuf];
   if (!MultiByteToWideChar(CP_ACP, 0, path, -1, wide, kPathBuf)) return false;

@@ -3,6 +3,7 @@
 
 #include "kestrelia_lang.h"
 #include "services/log.h"
+#include "services/system_libraries.h"
 
 #include <cstdio>
 #include <cstring>
@@ -12,7 +13,6 @@ namespace {
 // HtmlHelpA's command that opens the table of contents.
 constexpr UINT kHelpDisplayToc = 1;
 
-using HtmlHelpFn = HWND(WINAPI*)(HWND, LPCSTR, UINT, DWORD_PTR);
 
 }  // namespace
 
@@ -32,13 +32,11 @@ void MakeHelpFilePath(const char* programPath, int country, char* out) {
 }
 
 void ShowHelpFile(HWND owner) {
-  static HMODULE viewer = nullptr;
-  if (!viewer) viewer = LoadLibraryA("HHCTRL.OCX");
-  if (!viewer) {
+  if (!LoadRuntimeLibrary(&Hhctrl::Library())) {
     Log(-1, GetVerbose(), "cannot load: HHCTRL.OCX");
     return;
   }
-  auto htmlHelp = reinterpret_cast<HtmlHelpFn>(GetProcAddress(viewer, "HtmlHelpA"));
+  Hhctrl::HtmlHelpAFn htmlHelp = Hhctrl::HtmlHelpA();
   if (!htmlHelp) {
     Log(-1, GetVerbose(), "function HtmlHelpA not found");
     return;

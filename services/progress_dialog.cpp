@@ -5,6 +5,7 @@
 #include "services/dialog_template.h"
 #include "services/log.h"
 #include "services/progress_internal.h"
+#include "services/system_libraries.h"
 
 #include <commctrl.h>
 #include <windowsx.h>
@@ -42,10 +43,7 @@ ProgressDialogWindow* Window(HWND dialog) {
 int Scale(const ProgressDialogWindow* w, int pixels) { return MulDiv(pixels, w->dpi, 96); }
 
 int DpiOf(HWND window) {
-  typedef UINT(WINAPI * GetDpiForWindowFn)(HWND);
-  static GetDpiForWindowFn getDpi =
-      reinterpret_cast<GetDpiForWindowFn>(GetProcAddress(GetModuleHandleA("user32.dll"), "GetDpiForWindow"));
-  if (getDpi)
+  if (User32::GetDpiForWindowFn getDpi = User32::GetDpiForWindow())
     if (UINT dpi = getDpi(window)) return static_cast<int>(dpi);
   HDC dc = GetDC(window);
   int dpi = GetDeviceCaps(dc, LOGPIXELSY);

@@ -3,6 +3,7 @@
 
 #include "kestrelia_lang.h"
 #include "services/log.h"
+#include "services/system_libraries.h"
 #include "settings/names.h"
 #include "settings/options.h"
 #include "settings/recent.h"
@@ -94,14 +95,7 @@ void LoadPaths() {
 
 void LoadGradientFill() {
   if (GetGradientFill()) return;
-  HMODULE library = LoadLibraryA("msimg32.dll");
-  if (!library) return;
-  auto proc = reinterpret_cast<GradientFillProc>(GetProcAddress(library, "GradientFill"));
-  if (!proc) {
-    FreeLibrary(library);
-    return;
-  }
-  SetGradientFill(proc);
+  SetGradientFill(Msimg32::GradientFill());
 }
 
 }  // namespace

@@ -19,30 +19,27 @@
 namespace {
 
 char g_lastFolder[kPathBuf];
-KindExtractionProc g_kindExtraction[ARCHIVE_ZIP64 + 1];
 
 // Refused names beyond this many are counted, not listed: the box must fit on the screen.
 constexpr size_t kListedRefusals = 25;
 
-bool IsZipKind(int kind) { return kind == ARCHIVE_ZIP || kind == ARCHIVE_ZIP64; }
-
 HWND Owner() { return GetMainWindowHandle(); }
 
 // Whether this kind can be extracted at all; tells the user when not.
-bool CheckKind(int kind) {
-  if (IsZipKind(kind)) return true;
-  if (IsKnownArchiveKind(kind) && g_kindExtraction[kind]) return true;
-  if (!IsKnownArchiveKind(kind)) {
+const ArchiveFormat* CheckKind(int kind) {
+  const ArchiveFormat* format = FindArchiveFormat(kind);
+  if (format && format->ops.extract) return format;
+  if (!format) {
     Log(1, GetVerbose(), "ExtractArchive GCompressionMethod not specified");
     PromptMessageBox(Owner(), "ExtractArchive GCompressionMethod not specified", GetMessageText(94),
                      MB_OK | MB_ICONERROR);
-    return false;
+    return nullptr;
   }
   char text[128];
   snprintf(text, sizeof text, "ExtractArchive: archives of kind %d cannot be extracted yet", kind);
   Log(1, GetVerbose(), "%s", text);
   PromptMessageBox(Owner(), text, GetMessageText(94), MB_OK | MB_ICONERROR);
-  return false;
+  return nullptr;
 }
 
 bool RefuseWhenBusy() {
@@ -116,14 +113,14 @@ void ReportWrongPassword() {
 
 struct ExtractRun {
   ExtractJob job;
-  int kind;
+  const ArchiveFormat* format;
 };
 
 int RunBody(ExtractRun* run) {
-  int result = IsZipKind(run->kind) ? ExtractArchiveZipWorker(&run->job) : g_kindExtraction[run->kind](&run->job);
+  int result = run->format->ops.extract(&run->job);
   // A worker that gave up before its end may have left the dialog up.
   if (!run->job.silent && IsProgressDialogStarted()) CloseProgressDialog();
-  if (IsZipKind(run->kind)) {
+  if (run->format->zipEngine) {
     ReportRefusedNames();
     ReportWrongPassword();
   }
@@ -156,10 +153,10 @@ void StartRun(ExtractRun* run, int inThread) {
   ExtractArchiveThread(run);
 }
 
-ExtractRun* NewRun(const char* archive, int silent) {
+ExtractRun* NewRun(const ArchiveFormat* format, const char* archive, int silent) {
   ExtractRun* run = new ExtractRun();
   memset(&run->job, 0, sizeof run->job);
-  run->kind = GetArchiveKind();
+  run->format = format;
   run->job.silent = silent;
   run->job.mainWindow = Owner();
   run->job.overwriteMode = silent ? OVERWRITE_ALWAYS : OVERWRITE_ASK;
@@ -176,10 +173,6 @@ bool AskForRun(ExtractRun* run) {
 }
 
 }  // namespace
-
-void SetKindExtraction(int kind, KindExtractionProc proc) {
-  if (kind > 0 && kind <= ARCHIVE_ZIP64) g_kindExtraction[kind] = proc;
-}
 
 const char* GetLastExtractFolder() { return g_lastFolder; }
 void SetLastExtractFolder(const char* folder) { snprintf(g_lastFolder, sizeof g_lastFolder, "%s", folder ? folder : ""); }
@@ -204,8 +197,10 @@ void ExtractArchive(const char* archive, int silent, int inThread) {
     Log(2, GetVerbose(), "ZipFilename is NULL");
     return;
   }
-  if (RefuseWhenBusy() || !CheckKind(GetArchiveKind())) return;
-  ExtractRun* run = NewRun(archive, silent);
+  if (RefuseWhenBusy()) return;
+  const ArchiveFormat* format = CheckKind(GetArchiveKind());
+  if (!format) return;
+  ExtractRun* run = NewRun(format, archive, silent);
   run->job.extractAll = 1;
   run->job.countEntries = 1;
   if (!AskForRun(run)) return;
@@ -219,8 +214,10 @@ void ExtractSelected(HWND list) {
     PromptMessageBox(Owner(), GetMessageText(9), "Kestrelia", MB_OK | MB_ICONINFORMATION);
     return;
   }
-  if (RefuseWhenBusy() || !CheckKind(GetArchiveKind())) return;
-  ExtractRun* run = NewRun(archive, 0);
+  if (RefuseWhenBusy()) return;
+  const ArchiveFormat* format = CheckKind(GetArchiveKind());
+  if (!format) return;
+  ExtractRun* run = NewRun(format, archive, 0);
   run->job.source = list;
   if (!AskForRun(run)) return;
   StartRun(run, 1);

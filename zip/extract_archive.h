@@ -5,11 +5,6 @@
 
 #include "zip/extract.h"
 
-// Extraction of another archive kind, installed by its adapter: runs the job (destination,
-// password and flags filled in) and returns 0, or 100 when the user cancelled.
-typedef int (*KindExtractionProc)(ExtractJob* job);
-void SetKindExtraction(int kind, KindExtractionProc proc);
-
 // Extracts the rows selected in a list view of the open ZIP archive: asks for the folder
 // (and the password when needed), then runs on a thread of its own.
 void ExtractSelected(HWND list);

@@ -68,8 +68,6 @@ int WriteEntryToTemp(const char* caller, const char* entryPath, char* outPath, b
   return 0;
 }
 
-bool IsZipKind(int kind) { return kind == ARCHIVE_ZIP || kind == ARCHIVE_ZIP64; }
-
 // A folder no earlier drag used, so that everything in it may be replaced without asking.
 bool MakeFreshFolder(char (&fresh)[kPathBuf]) {
   char unused[kPathBuf], folder[kPathBuf];
@@ -107,7 +105,7 @@ int ExtractMultipleFiles(HWND list, NameList* written) {
     Log(1, GetVerbose(), "ExtractMultipleFiles: no archive or no list");
     return -1;
   }
-  if (!IsZipKind(GetArchiveKind())) {
+  if (!ArchiveFormatOrZip(GetArchiveKind(), "ExtractMultipleFiles:")->zipEngine) {
     Log(1, GetVerbose(), "ExtractMultipleFiles: archives of kind %d are extracted by their adapter", GetArchiveKind());
     return -1;
   }

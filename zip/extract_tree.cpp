@@ -68,8 +68,6 @@ size_t SelectBelow(RBTree* names, const char* folder, RBTree* selection) {
   return found;
 }
 
-bool IsZipKind(int kind) { return kind == ARCHIVE_ZIP || kind == ARCHIVE_ZIP64; }
-
 // The entries below the block's folder, or none (logged) when there are none.
 RBTree* ChooseEntriesBelow(const char* archive, const char* folder) {
   unzFile zip = MyWaitunzOpen2_64(archive, 3000);
@@ -115,12 +113,9 @@ RBTree* ChooseEntriesBelow(const char* archive, const char* folder) {
 
 int ExtractTreeItem(TreeExtractBlock* block) {
   int kind = GetArchiveKind();
-  if (!IsZipKind(kind)) {
-    if (IsKnownArchiveKind(kind)) {
-      Log(1, GetVerbose(), "ExtractTreeItemThread: archives of kind %d are extracted by their adapter", kind);
-      return -1;
-    }
-    Log(1, GetVerbose(), "ExtractTreeItemThread: no compression method specified - assuming zip!!");
+  if (!ArchiveFormatOrZip(kind, "ExtractTreeItemThread:")->zipEngine) {
+    Log(1, GetVerbose(), "ExtractTreeItemThread: archives of kind %d are extracted by their adapter", kind);
+    return -1;
   }
   const char* archive = block->archive[0] ? block->archive : GetCurrentArchivePath();
   if (!archive || !*archive) {

@@ -9,13 +9,10 @@
 #include "model/view_hooks.h"
 #include "services/log.h"
 #include "services/prompts.h"
-#include "zip/zip_listing.h"
 
 #include <cstdio>
 
 namespace {
-
-ListingThreadProc g_listingThreads[ARCHIVE_ZIP64 + 1] = {nullptr, ListZipFilesThread};
 
 bool CanRead(const char* path) {
   FILE* f = fopen(path, "rb");
@@ -48,28 +45,9 @@ void ResetControlBlock(ArchiveControlBlock* block, const char* path, int kind) {
 
 }  // namespace
 
-int DecideArchiveKind(const char* path) {
-  int kind = GetArchiveKindFromName(path);
-  if (kind) return kind;
-  unsigned char head[512];
-  size_t got = 0;
-  if (FILE* f = fopen(path, "rb")) {
-    got = fread(head, 1, sizeof head, f);
-    fclose(f);
-  }
-  return HasZipSignature(head, got) ? ARCHIVE_ZIP : 0;
-}
-
-void SetListingThread(int kind, ListingThreadProc proc) {
-  if (kind >= 0 && kind <= ARCHIVE_ZIP64) g_listingThreads[kind] = proc;
-}
-
-ListingThreadProc GetListingThread(int kind) {
-  return (kind >= 0 && kind <= ARCHIVE_ZIP64) ? g_listingThreads[kind] : nullptr;
-}
-
 bool StartListingThread(int kind, void* block) {
-  ListingThreadProc proc = GetListingThread(kind);
+  const ArchiveFormat* format = FindArchiveFormat(kind);
+  ListingThreadProc proc = format ? format->ops.listing : nullptr;
   if (!proc) return false;
   HANDLE thread = CreateThread(nullptr, 0, proc, block, 0, nullptr);
   if (!thread) return false;
@@ -112,7 +90,8 @@ int OpenCompressedFile(const char* path, HWND owner) {
   GetViewHooks().loadImageLists();
   ArchiveControlBlock* block = GetCurrentControlBlock();
   ResetControlBlock(block, path, kind);
-  if (!IsKnownArchiveKind(kind) || kind == ARCHIVE_ZIP64) {
+  // Only a name test or the ZIP signature chooses a kind here, never ZIP64.
+  if (!IsKnownArchiveKind(kind) || !FindArchiveFormat(kind)->matchesName) {
     printf("OpenCompressedFile: we should not arrive here !!\n");
     SetOpenInProgress(0);
     return OPEN_REFUSED;

@@ -11,14 +11,6 @@ enum OpenResult {
 
 int OpenCompressedFile(const char* path, HWND owner);
 
-// The kind of archive a file is, by its name, else by a ZIP signature in its first bytes;
-// 0 for neither.
-int DecideArchiveKind(const char* path);
-
-// Listing threads of the other kinds, installed by their adapters (ZIP's is built in).
-typedef DWORD(WINAPI* ListingThreadProc)(LPVOID block);
-void SetListingThread(int kind, ListingThreadProc proc);
-ListingThreadProc GetListingThread(int kind);
 // Starts the kind's listing thread for the block and closes its handle; false when the
 // kind has no listing thread.
 bool StartListingThread(int kind, void* block);

@@ -10,6 +10,7 @@
 #include "services/log.h"
 #include "services/prompts.h"
 #include "zip/entry_name_safety.h"
+#include "zip/zip_format.h"
 #include "zip/zip_open.h"
 
 #include <commctrl.h>
@@ -100,7 +101,8 @@ int ViewSelectedEntry(int openWith) {
     return 1;
   }
   int kind = GetArchiveKind();
-  if (kind != ARCHIVE_ZIP && kind != ARCHIVE_ZIP64) {
+  const ArchiveFormat* format = FindArchiveFormat(kind);
+  if (!format || !format->ops.view) {
     Log(2, GetVerbose(), "ViewSelectedEntry: archive kind %d is viewed by its adapter", kind);
     return 1;
   }
@@ -111,6 +113,10 @@ int ViewSelectedEntry(int openWith) {
   }
   char name[kPathBuf];
   snprintf(name, sizeof name, "%s%s", record->path ? record->path : "", record->filename ? record->filename : "");
+  return format->ops.view(archive, name, openWith);
+}
+
+int ViewZipEntry(const char* archive, const char* name, int openWith) {
   unzFile zip = MyWaitunzOpen2_64(archive, 3000);
   if (!zip) {
     Log(1, GetVerbose(), "ViewSelectedEntry: %s cannot be opened", archive);

@@ -14,6 +14,7 @@
 #include "test_support.h"
 #include "zip.h"
 #include "zip/extract_archive.h"
+#include "zip/zip_format.h"
 
 #include <commctrl.h>
 #include <gtest/gtest.h>
@@ -202,6 +203,7 @@ struct ExtractRunTest : ::testing::Test {
     prompts.browseFolder = ScriptedFolder;
     prompts.password = ScriptedPassword;
     prompts.messageBox = ScriptedBox;
+    RegisterZipFormat();
     SetArchiveKind(ARCHIVE_ZIP);
     SetArchiveEncrypted(0);
     SetCurrentPassword("");

@@ -15,6 +15,7 @@
 #include "archive_fixtures.h"
 #include "test_support.h"
 #include "zip/open_archive.h"
+#include "zip/zip_format.h"
 #include "zip/zip_listing.h"
 #include "zip/zip_open.h"
 
@@ -116,27 +117,6 @@ TEST(ZipListing, StatusTexts) {
   EXPECT_EQ(std::string(text), std::string("101111 ") + GetMessageText(7));
 }
 
-TEST(ZipOpen, KindByNameThenBySignature) {
-  EXPECT_EQ(DecideArchiveKind(TestData("zip_deflated.zip").c_str()), ARCHIVE_ZIP);
-  EXPECT_EQ(DecideArchiveKind(TestData("unknown.dat").c_str()), ARCHIVE_ZIP);
-  EXPECT_EQ(DecideArchiveKind(TestData("pk56.bin").c_str()), ARCHIVE_ZIP);  // "PK" 5 6: an empty archive
-  EXPECT_EQ(DecideArchiveKind(TestData("plain.txt").c_str()), 0);
-  EXPECT_EQ(GetArchiveKindFromName("Backup.TGZ"), ARCHIVE_TAR);
-  EXPECT_EQ(GetArchiveKindFromName("x.tar.z"), ARCHIVE_TAR);
-  EXPECT_EQ(GetArchiveKindFromName("x.tar.xz"), 0);
-  EXPECT_EQ(GetArchiveKindFromName("guitar"), ARCHIVE_TAR);  // a plain suffix test, on purpose
-  EXPECT_EQ(GetArchiveKindFromName("CD.ISO"), ARCHIVE_ISO);
-  EXPECT_EQ(GetArchiveKindFromName("a.rar"), ARCHIVE_RAR);
-  EXPECT_EQ(GetArchiveKindFromName("app.JAR"), ARCHIVE_ZIP);
-  EXPECT_EQ(GetArchiveKindFromName("zip"), 0);
-  unsigned char pk34[] = {'P', 'K', 3, 4, 0};
-  unsigned char short4[] = {'P', 'K', 3, 4};
-  unsigned char pk78[] = {'P', 'K', 7, 8, 0};
-  EXPECT_TRUE(HasZipSignature(pk34, sizeof pk34));
-  EXPECT_FALSE(HasZipSignature(short4, sizeof short4));  // more than four bytes are needed
-  EXPECT_FALSE(HasZipSignature(pk78, sizeof pk78));
-}
-
 TEST(ZipOpen, RefusalsAndFailuresTellTheUser) {
   MessageCapture box;
   EXPECT_EQ(OpenCompressedFile(TestData("does_not_exist.zip").c_str(), nullptr), OPEN_REFUSED);
@@ -166,6 +146,7 @@ TEST(ZipOpen, DamagedArchiveFailsWithTheProgramsMessage) {
   // The whole open road: the listing thread shows the error box and clears the open mark.
   MessageCapture box;
   HiddenEntryList window;
+  RegisterZipFormat();
   ArchiveControlBlock* block = GetCurrentControlBlock();
   ASSERT_TRUE(AllocateControlBlocks());
   block = GetCurrentControlBlock();

@@ -1,0 +1,10 @@
+#include "services/base.h"
+#include "formats/formats.h"
+
+#include "zip/zip_format.h"
+
+// One call per kind whose adapter is linked in; a kind without one keeps null operations and
+// is refused with the program's message.
+void RegisterArchiveFormats() {
+  RegisterZipFormat();
+}

@@ -1,0 +1,111 @@
+#include "services/base.h"
+#include "formats/formats.h"
+
+#include "services/log.h"
+
+#include <cstdio>
+
+namespace {
+
+bool EndsWithNoCase(const char* name, const char* suffix) {
+  if (!name) return false;
+  char lower[kPathBuf];
+  size_t n = 0;
+  for (; name[n] && n < kPathBuf - 1; ++n) {
+    char c = name[n];
+    lower[n] = (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c;
+  }
+  lower[n] = '\0';
+  size_t s = 0;
+  while (suffix[s]) ++s;
+  if (s > n) return false;
+  for (size_t i = 0; i < s; ++i)
+    if (lower[n - s + i] != suffix[i]) return false;
+  return true;
+}
+
+template <size_t N>
+bool EndsWithAny(const char* name, const char* const (&suffixes)[N]) {
+  for (const char* s : suffixes)
+    if (EndsWithNoCase(name, s)) return true;
+  return false;
+}
+
+// In the order the name tests run: ZIP first, ZIP64 last (it is found by listing, never by
+// name). Search refusals are message texts 67, 68, 81 and 101.
+ArchiveFormat g_formats[] = {
+    {ARCHIVE_ZIP, "ZIP", IsZipFile, '\\', true, nullptr, 0, {}},
+    {ARCHIVE_TAR, "TAR", IsTarFile, '/', false, nullptr, 67, {}},
+    {ARCHIVE_ISO, "ISO", IsIsoFile, '\\', false, "not supported on iso file", 68, {}},
+    {ARCHIVE_RAR, "RAR", IsRarFile, '\\', false, "not supported on rar file", 81, {}},
+    {ARCHIVE_ZIP64, "ZIP64", nullptr, '\\', true, "not supported on zip64 file", 101, {}},
+};
+
+ArchiveFormat* Row(int kind) {
+  for (ArchiveFormat& format : g_formats)
+    if (format.kind == kind) return &format;
+  return nullptr;
+}
+
+}  // namespace
+
+const ArchiveFormat* FindArchiveFormat(int kind) { return Row(kind); }
+
+const ArchiveFormat* ArchiveFormatOrZip(int kind, const char* who) {
+  if (const ArchiveFormat* format = Row(kind)) return format;
+  Log(-1, GetVerbose(), "%s no compression method specified - assuming zip!!", who);
+  return Row(ARCHIVE_ZIP);
+}
+
+void RegisterArchiveOperations(int kind, const ArchiveOperations& ops) {
+  if (ArchiveFormat* format = Row(kind)) format->ops = ops;
+}
+
+bool IsKnownArchiveKind(int kind) { return Row(kind) != nullptr; }
+
+char ArchiveSeparator(int kind) {
+  const ArchiveFormat* format = Row(kind);
+  return format ? format->separator : '\\';
+}
+
+bool IsZipFile(const char* name) {
+  static const char* const kSuffixes[] = {".zip", ".jar", ".war"};
+  return EndsWithAny(name, kSuffixes);
+}
+
+bool IsTarFile(const char* name) {
+  static const char* const kSuffixes[] = {"tar", ".gz", "tgz", "tar.gz", "tar.z", "tar.bz2"};
+  return EndsWithAny(name, kSuffixes);
+}
+
+bool IsIsoFile(const char* name) {
+  static const char* const kSuffixes[] = {"iso", "nrg"};
+  return EndsWithAny(name, kSuffixes);
+}
+
+bool IsRarFile(const char* name) {
+  static const char* const kSuffixes[] = {"rar"};
+  return EndsWithAny(name, kSuffixes);
+}
+
+int GetArchiveKindFromName(const char* name) {
+  for (const ArchiveFormat& format : g_formats)
+    if (format.matchesName && format.matchesName(name)) return format.kind;
+  return 0;
+}
+
+bool HasZipSignature(const unsigned char* b, size_t count) {
+  return count > 4 && b[0] == 'P' && b[1] == 'K' && (b[2] == 3 || b[2] == 5) && (b[3] == 4 || b[3] == 6);
+}
+
+int DecideArchiveKind(const char* path) {
+  int kind = GetArchiveKindFromName(path);
+  if (kind) return kind;
+  unsigned char head[512];
+  size_t got = 0;
+  if (FILE* f = fopen(path, "rb")) {
+    got = fread(head, 1, sizeof head, f);
+    fclose(f);
+  }
+  return HasZipSignature(head, got) ? ARCHIVE_ZIP : 0;
+}

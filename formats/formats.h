@@ -1,0 +1,79 @@
+// The one table of archive kinds: how a file is recognised as each kind, and what each kind
+// can do. Every "which kind is this" question in the program is a lookup here.
+//
+// Adding a kind: give it a row in g_formats (formats.cpp) with its name test and what it
+// refuses, write its adapter (formats/<kind>_format.cpp) whose Register<Kind>Format() hands
+// its operations to RegisterArchiveOperations, and add that call to RegisterArchiveFormats
+// (formats/adapters.cpp). Open, extract, view and the main window need no change.
+#pragma once
+#include "services/base.h"
+
+// The kind numbers are stored in the control blocks and the process-wide current kind.
+enum ArchiveKind {
+  ARCHIVE_ZIP = 1,
+  ARCHIVE_TAR = 2,  // the TAR family keeps "/" as its separator
+  ARCHIVE_ISO = 3,
+  ARCHIVE_RAR = 4,
+  ARCHIVE_ZIP64 = 5,
+};
+
+struct ExtractJob;
+
+// The listing thread walks the archive of the control block it is given and fills its views.
+typedef DWORD(WINAPI* ListingThreadProc)(LPVOID block);
+// Runs an extraction job (destination, password and flags filled in): 0, or 100 when the
+// user cancelled.
+typedef int (*ExtractionProc)(ExtractJob* job);
+// Writes one entry (its full name as the list shows it) to the temporary folder and opens it
+// with its program, or with the user's choice when openWith is set; 0 when handed on.
+typedef int (*ViewEntryProc)(const char* archive, const char* entryName, int openWith);
+// The body of a creation or add run, given its parameter block.
+typedef DWORD(WINAPI* CreationThreadProc)(LPVOID block);
+
+// A null operation means the kind cannot do it (its plug-in is missing or it has none).
+struct ArchiveOperations {
+  ListingThreadProc listing;
+  ExtractionProc extract;
+  ViewEntryProc view;
+  CreationThreadProc create;
+};
+
+struct ArchiveFormat {
+  int kind;
+  const char* name;                           // for log lines
+  bool (*matchesName)(const char* fileName);  // null: never chosen by its file name
+  char separator;                             // of entry names as the kind keeps them
+  bool zipEngine;                             // read and written by the program's own ZIP engine
+  const char* renameRefusal;                  // printed instead of renaming; null when renaming works
+  int searchRefusalText;                      // message text shown instead of a content search; 0 allows it
+  ArchiveOperations ops;
+};
+
+// The row of a kind; null for a kind outside the table.
+const ArchiveFormat* FindArchiveFormat(int kind);
+// The one road for a kind outside the table: logs "<who> no compression method specified -
+// assuming zip!!" and answers with ZIP's row. Never null.
+const ArchiveFormat* ArchiveFormatOrZip(int kind, const char* who);
+// An adapter hands in its operations (ZIP's come from the ZIP engine the same way).
+void RegisterArchiveOperations(int kind, const ArchiveOperations& ops);
+// Every adapter linked into the program registers (formats/adapters.cpp).
+void RegisterArchiveFormats();
+
+bool IsKnownArchiveKind(int kind);
+// The separator entry names carry for the given kind: '/' for TAR, '\\' for all others.
+char ArchiveSeparator(int kind);
+
+// File-name tests. TAR, ISO and RAR are plain suffix tests without a required dot, so a
+// name such as "guitar" counts as TAR; the ZIP test wants the dot.
+bool IsZipFile(const char* name);
+bool IsTarFile(const char* name);
+bool IsIsoFile(const char* name);
+bool IsRarFile(const char* name);
+// The rows' name tests in table order (ZIP, TAR, ISO, RAR); 0 when the name fits none.
+int GetArchiveKindFromName(const char* name);
+// The first bytes of a file are a ZIP signature: "PK", then 3 or 5, then 4 or 6 (all four
+// crossings of the local-header and end-of-directory signatures count).
+bool HasZipSignature(const unsigned char* bytes, size_t count);
+// The kind of archive a file is, by its name, else by a ZIP signature in its first bytes;
+// 0 for neither.
+int DecideArchiveKind(const char* path);
