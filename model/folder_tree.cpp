@@ -91,10 +91,9 @@ void SetTreeListRefilling(int on) { InterlockedExchange(&g_refilling, on ? 1 : 0
 ListingTotals& GetFolderListTotals() { return g_folderTotals; }
 
 char TreeSeparator(const char* caller) {
-  int kind = GetArchiveKind();
-  if (!IsKnownArchiveKind(kind))
-    Log(-1, GetVerbose(), "%s: no compression method specified - assuming zip!!", caller);
-  return ArchiveSeparator(IsKnownArchiveKind(kind) ? kind : ARCHIVE_ZIP);
+  char who[kPathBuf];
+  snprintf(who, sizeof who, "%s:", caller);
+  return ArchiveFormatOrZip(GetArchiveKind(), who)->separator;
 }
 
 void MakeDepthKey(int depth, const char* text, char* out, size_t outSize) {
