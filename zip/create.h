@@ -1,0 +1,90 @@
+// Creation of ZIP archives and additions to them: files dropped on the window, chosen in a
+// dialog or named on the command line, or a folder walked, written by one worker thread
+// beside the progress dialog.
+#pragma once
+#include "services/base.h"
+
+#include "zip.h"
+
+// One file or folder to add; a folder's path ends with "\\" or "/". baseLength is how much
+// of the path names the folder the element was found in (what is cut to form the entry
+// name when the run has no base path of its own).
+struct ZipListElement {
+  char* path;
+  size_t baseLength;
+  ZipListElement* next;
+};
+
+// The parameters of one creation run.
+struct zfts {
+  char PrefixPath[kPathBuf];  // folder inside the archive every entry goes below; "" for none
+  char basePath[kPathBuf];    // cut off the front of each path; "" uses the element's own
+  char password[kPathBuf];    // "" for none; else traditional ZIP encryption
+  int prefixMode;             // either flag set: names formed in prefix mode
+  int prefixRelative;         //   and relative to the base path rather than the last name part
+  int plain;                  // only the last name component is kept
+  int verboseAdd;             // every addition logged
+  int level;                  // 0..9; 0 stores
+};
+
+// The run's copy buffer: half the total (at least 128 bytes) up to 65535 bytes, else 64 KiB.
+size_t CreationBufferSize(uint64_t totalBytes);
+// The entry name of one element under the run's rules ("/" separators, a folder keeps its
+// trailing "/"); out holds kPathBuf.
+void MakeZipEntryName(const zfts& options, const char* path, size_t baseLength, char* out);
+
+// Writes every element into the open archive. 0 when the list was walked (single files that
+// fail are logged, skipped and listed in GetLastSkippedFiles), 1 for an empty list, -104
+// when the copy buffer cannot be had. Polls the cancellation flag after every chunk.
+int ZipFileList_64(ZipListElement* list, zfts* options, zipFile zip, uint64_t progressStep, uint64_t totalBytes);
+// The same without the progress dialog: a percentage in the log.
+int ZipFileListSilent(ZipListElement* list, zfts* options, zipFile zip, uint64_t progressStep,
+                      uint64_t totalBytes);
+// Silent runs report their percentage ("%2.0f%%") here instead of a dialog; nullptr logs it.
+typedef void (*SilentProgressReporter)(const char* percent);
+void SetSilentProgressReporter(SilentProgressReporter reporter);
+// The files the last run could not read, '\n'-separated, and their number.
+const char* GetLastSkippedFiles();
+size_t GetLastSkippedCount();
+
+// Collecting: appends the file or folder and, for a folder, what lies below it (only its
+// direct files when recurse is 0). Returns the bytes of the files added.
+uint64_t CollectZipFiles(const char* path, size_t baseLength, int recurse, ZipListElement** head,
+                         ZipListElement** tail);
+void FreeZipList(ZipListElement* list);
+
+// The parameter block of ZipWorkDirectoryThread, allocated with calloc by the starter and
+// freed by the thread.
+struct ZipWorkBlock {
+  zfts options;
+  char archive[kPathBuf];
+  char folder[kPathBuf];        // walked when there are no files
+  int recurse;
+  char (*files)[kPathBuf];      // dropped, chosen or named files and folders, or none; a
+                                // calloc block that the thread frees
+  int fileCount;
+  int fromCommandLine;
+  int add;                      // append to the archive when it exists
+  int silent;                   // no progress dialog
+  HANDLE done;                  // signalled at the end, when the starter waits
+  int* result;                  // receives the run's result, when given
+  // Called on the worker at the end with the archive and the result (0 written, 100
+  // cancelled, else failed), e.g. to refresh the window.
+  void (*finished)(const char* archive, int result);
+};
+
+enum CreateResult {
+  CREATE_OK = 0,
+  CREATE_NOTHING = 1,          // nothing to compress
+  CREATE_OPEN_FAILED = 2,      // the archive (or its working copy) cannot be opened
+  CREATE_WRITE_FAILED = 3,     // the writer or the final replace failed; any old archive is untouched
+  CREATE_CANCELLED = 100,
+};
+
+// Starts a run: fills the options from the settings (level, no prefix, not plain) the
+// caller may then change. Returns a zero-filled block with calloc.
+ZipWorkBlock* NewZipWorkBlock();
+DWORD WINAPI ZipWorkDirectoryThread(LPVOID block);
+// Starts the thread for the block and closes its handle; false when it cannot start (the
+// block is then freed).
+bool StartZipWork(ZipWorkBlock* block);

@@ -1,0 +1,358 @@
+#include "services/base.h"
+#include "zip/create.h"
+
+#include "kestrelia_lang.h"
+#include "services/log.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "settings/values.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+std::string g_skipped;
+size_t g_skippedCount;
+SilentProgressReporter g_silentReporter;
+
+constexpr uint64_t kCrcNoticeSize = 33554432;  // above this the dialog says the checksum runs
+constexpr uint64_t kZip64From = 0x100000000ull;
+// The entries come from a Windows file system. Readers on other systems take names of
+// archives "made by" MS-DOS for the OEM code page even when the UTF-8 flag says otherwise.
+constexpr uLong kMadeByNtfs = 11 << 8;
+
+bool IsSeparator(char c) { return c == '\\' || c == '/'; }
+
+bool IsFolderPath(const char* path) {
+  size_t n = strlen(path);
+  return n && IsSeparator(path[n - 1]);
+}
+
+void Copy(char* out, const char* from) { snprintf(out, kPathBuf, "%s", from); }
+
+void ToForwardSlashes(char* name) {
+  for (char* p = name; *p; ++p)
+    if (*p == '\\') *p = '/';
+}
+
+// The last component, a folder keeping its trailing separator.
+void LastPart(const char* path, char* out) {
+  size_t n = strlen(path);
+  bool folder = n && IsSeparator(path[n - 1]);
+  size_t end = folder ? n - 1 : n;
+  size_t start = end;
+  while (start && !IsSeparator(path[start - 1])) --start;
+  snprintf(out, kPathBuf, "%.*s%s", static_cast<int>(end - start), path + start, folder ? "\\" : "");
+}
+
+// What follows the last "\\" (or "/").
+const char* AfterLastSeparator(const char* name) {
+  const char* last = name;
+  for (const char* p = name; *p; ++p)
+    if (IsSeparator(*p)) last = p + 1;
+  return last;
+}
+
+// The path with the run's base (or the element's own) cut off the front.
+const char* RelativePart(const zfts& options, const char* path, size_t baseLength) {
+  size_t base = options.basePath[0] ? strlen(options.basePath) : baseLength;
+  if (options.basePath[0] && _strnicmp(path, options.basePath, base)) base = 0;
+  if (base > strlen(path)) base = 0;
+  const char* rest = path + base;
+  if (IsSeparator(*rest)) ++rest;
+  return rest;
+}
+
+void JoinPrefix(const char* prefix, const char* name, char* out) {
+  size_t n = strlen(prefix);
+  snprintf(out, kPathBuf, (n && IsSeparator(prefix[n - 1])) ? "%s%s" : "%s\\%s", prefix, name);
+}
+
+bool NeedsUtf8Flag(const char* name) {
+  for (const unsigned char* p = reinterpret_cast<const unsigned char*>(name); *p; ++p)
+    if (*p >= 0x80) return true;
+  return false;
+}
+
+uLong DosDateFromFileTime(const FILETIME& written) {
+  FILETIME local;
+  WORD date = 0, time = 0;
+  if (!FileTimeToLocalFileTime(&written, &local) || !FileTimeToDosDateTime(&local, &date, &time)) return 0;
+  return (static_cast<uLong>(date) << 16) | time;
+}
+
+uLong DosDateNow() {
+  FILETIME now;
+  GetSystemTimeAsFileTime(&now);
+  return DosDateFromFileTime(now);
+}
+
+bool ReadChunk(HANDLE file, char* buffer, size_t size, DWORD* got) {
+  *got = 0;
+  return ReadFile(file, buffer, static_cast<DWORD>(size), got, nullptr) != 0;
+}
+
+// The CRC-32 of the whole file, read with the run's buffer; the file is left at its start.
+// A short read before the end stops the pass.
+uLong getFileCrc(const char* path, HANDLE file, char* buffer, size_t bufferSize) {
+  uLong crc = crc32(0L, Z_NULL, 0);
+  for (;;) {
+    DWORD got = 0;
+    if (!ReadChunk(file, buffer, bufferSize, &got)) {
+      Log(1, GetVerbose(), "getFileCrc: error in reading %s", path);
+      break;
+    }
+    if (!got) break;
+    crc = crc32(crc, reinterpret_cast<const Bytef*>(buffer), got);
+  }
+  LARGE_INTEGER start = {};
+  SetFilePointerEx(file, start, nullptr, FILE_BEGIN);
+  return crc;
+}
+
+struct Progress {
+  const char* caller;
+  bool silent;
+  uint64_t total;
+  uint64_t step;
+  uint64_t done;
+  uint64_t nextStep;
+  DWORD start;
+  DWORD lastSecond;
+  int lastPercent;
+};
+
+void ShowElapsed(Progress& p) {
+  DWORD seconds = (GetTickCount() - p.start) / 1000;
+  if (seconds == p.lastSecond) return;
+  p.lastSecond = seconds;
+  if (p.silent || !GetProgressDialog()) return;
+  char line[128];
+  snprintf(line, sizeof line, "%s %lu:%02lu:%02lu", GetMessageText(86), seconds / 3600, seconds / 60 % 60,
+           seconds % 60);
+  SetProgressSecondLine(line);
+}
+
+void AddDone(Progress& p, uint64_t bytes) {
+  p.done += bytes;
+  ShowElapsed(p);
+  if (!p.total || p.done < p.nextStep) return;
+  while (p.nextStep <= p.done) p.nextStep += p.step ? p.step : 1;
+  int percent = static_cast<int>(p.done * 100 / p.total);
+  if (percent > 100) percent = 100;
+  if (percent == p.lastPercent) return;
+  p.lastPercent = percent;
+  if (p.silent) {
+    char text[16];
+    snprintf(text, sizeof text, "%2.0f%%", static_cast<double>(percent));
+    if (g_silentReporter) g_silentReporter(text);
+    else Log(5, GetVerbose(), "%s: %s", p.caller, text);
+    return;
+  }
+  if (HWND dialog = GetProgressDialog()) ExecuteProgressPos(dialog, percent);
+}
+
+void Skip(const char* path) {
+  if (!g_skipped.empty()) g_skipped += '\n';
+  g_skipped += path;
+  ++g_skippedCount;
+}
+
+// Folders are never encrypted: there is nothing to hide and readers would ask for a password.
+int OpenEntry(zipFile zip, const zfts& options, const char* name, uLong dosDate, uLong crc, int zip64) {
+  size_t n = strlen(name);
+  bool folder = n && name[n - 1] == '/';
+  zip_fileinfo info = {};
+  info.dosDate = dosDate;
+  return zipOpenNewFileInZip4_64(zip, name, &info, nullptr, 0, nullptr, 0, nullptr, options.level ? Z_DEFLATED : 0,
+                                 options.level, 0, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY,
+                                 options.password[0] && !folder ? options.password : nullptr, crc,
+                                 kMadeByNtfs | (zip64 ? 45 : 20),
+                                 NeedsUtf8Flag(name) ? 0x800 : 0, zip64);
+}
+
+// The prefix's own folder entries, a/ then a/b/, once per run.
+void AddPrefixFolders(const char* caller, zipFile zip, const zfts& options) {
+  char prefix[kPathBuf];
+  Copy(prefix, options.PrefixPath);
+  ToForwardSlashes(prefix);
+  size_t n = strlen(prefix);
+  while (n && prefix[n - 1] == '/') prefix[--n] = '\0';
+  uLong now = DosDateNow();
+  bool first = true;
+  for (size_t i = 0; i <= n; ++i) {
+    if (i < n && prefix[i] != '/') continue;
+    if (!i || prefix[i - 1] == '/') continue;
+    char folder[kPathBuf];
+    snprintf(folder, sizeof folder, "%.*s/", static_cast<int>(i), prefix);
+    if (first) Log(5, GetVerbose(), "%s PathToCreate %s", caller, folder);
+    first = false;
+    if (OpenEntry(zip, options, folder, now, 0, 0) == ZIP_OK) zipCloseFileInZip(zip);
+  }
+}
+
+// Copies an open file into the open entry. A file that fit the buffer in the checksum pass
+// is still there and is not read again.
+void CopyFileIntoEntry(const char* caller, zipFile zip, HANDLE file, const char* path, char* buffer,
+                       size_t bufferSize, DWORD alreadyRead, Progress& progress) {
+  bool first = true;
+  for (;;) {
+    DWORD got = alreadyRead;
+    if (!first || !alreadyRead) {
+      if (!ReadChunk(file, buffer, bufferSize, &got)) {
+        Log(1, GetVerbose(), "%s: error in reading %s", caller, path);
+        break;
+      }
+    }
+    first = false;
+    if (!got) break;
+    if (zipWriteInFileInZip(zip, buffer, got) < 0)
+      Log(2, GetVerbose(), "%s: error in writing %s into the zipfile", caller, path);
+    AddDone(progress, got);
+    if (IsCancelledByUser() || got < bufferSize) break;
+  }
+}
+
+int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* options, zipFile zip,
+              uint64_t progressStep, uint64_t totalBytes) {
+  g_skipped.clear();
+  g_skippedCount = 0;
+  if (!list) {
+    if (silent) {
+      Log(-1, GetVerbose(), "no list data");
+    } else {
+      PromptMessageBox(GetForegroundWindow(), "internal error occurred - no list data!", "Kestrelia", MB_OK);
+    }
+    return 1;
+  }
+  size_t bufferSize = CreationBufferSize(totalBytes);
+  char* buffer = static_cast<char*>(malloc(bufferSize));
+  if (!buffer) {
+    Log(-1, GetVerbose(), "%s: Error allocating memory", caller);
+    return -104;
+  }
+  bool prefixMode = options->prefixMode || options->prefixRelative;
+  bool skipCrc = GetSkipCRCCheck() > 0;
+  Progress progress = {caller, silent, totalBytes, progressStep, 0, progressStep, GetTickCount(), 0, -1};
+  if (prefixMode) Log(5, GetVerbose(), "%s: zfts->PrefixPath %s", caller, options->PrefixPath);
+  if (prefixMode && options->PrefixPath[0]) AddPrefixFolders(caller, zip, *options);
+
+  for (ZipListElement* e = list; e && !IsCancelledByUser(); e = e->next) {
+    char name[kPathBuf];
+    MakeZipEntryName(*options, e->path, e->baseLength, name);
+    if (!name[0]) continue;  // a folder when only file names are kept
+    bool folder = IsFolderPath(e->path);
+    Log(5, GetVerbose(), "%s: adding file (2) %s", caller, name);
+    if (!silent && GetProgressDialog()) {
+      SetProgressDetail(GetMessageText(83));
+      SetProgressTitle(name);
+    }
+    HANDLE file = INVALID_HANDLE_VALUE;
+    uint64_t size = 0;
+    FILETIME written = {};
+    uLong crc = 0;
+    DWORD alreadyRead = 0;
+    if (!folder) {
+      file = CreateFileA(e->path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                         FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+      if (file == INVALID_HANDLE_VALUE) {
+        Log(-1, GetVerbose(), "%s: error in opening %s for reading", caller, e->path);
+        WIN32_FILE_ATTRIBUTE_DATA data;
+        if (GetFileAttributesExA(e->path, GetFileExInfoStandard, &data))
+          AddDone(progress, (static_cast<uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow);
+        Skip(e->path);
+        continue;
+      }
+      LARGE_INTEGER length = {};
+      if (!GetFileSizeEx(file, &length))
+        printf("%s %d cannot determine size of file: %s #%lu\n", "Kestrelia", 14661, e->path, GetLastError());
+      size = static_cast<uint64_t>(length.QuadPart);
+      GetFileTime(file, nullptr, nullptr, &written);
+      // Without the checksum in advance the encryption header could not be checked by a
+      // reader, so an encrypted entry always gets it.
+      if (!skipCrc || options->password[0]) {
+        if (size <= bufferSize) {
+          if (ReadChunk(file, buffer, bufferSize, &alreadyRead))
+            crc = crc32(crc32(0L, Z_NULL, 0), reinterpret_cast<const Bytef*>(buffer), alreadyRead);
+        } else {
+          if (size > kCrcNoticeSize && !silent && GetProgressDialog()) SetProgressDetail(GetMessageText(102));
+          crc = getFileCrc(e->path, file, buffer, bufferSize);
+          if (!silent && GetProgressDialog()) SetProgressDetail(GetMessageText(83));
+        }
+      }
+    } else {
+      WIN32_FILE_ATTRIBUTE_DATA data;
+      if (GetFileAttributesExA(e->path, GetFileExInfoStandard, &data)) written = data.ftLastWriteTime;
+    }
+    if (options->verboseAdd) Log(1, GetVerbose(), "%s: add %s %s", caller, e->path, name);
+    uLong dosDate = (written.dwLowDateTime || written.dwHighDateTime) ? DosDateFromFileTime(written) : DosDateNow();
+    int err = OpenEntry(zip, *options, name, dosDate, crc, size >= kZip64From ? 1 : 0);
+    if (err != ZIP_OK) {
+      Log(1, GetVerbose(), "%s: error in opening %s in the zipfile (%d)", caller, name, err);
+      if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
+      AddDone(progress, size);
+      continue;
+    }
+    if (file != INVALID_HANDLE_VALUE) {
+      CopyFileIntoEntry(caller, zip, file, e->path, buffer, bufferSize, alreadyRead, progress);
+      CloseHandle(file);
+    }
+    if (zipCloseFileInZip(zip) != ZIP_OK) Log(0, GetVerbose(), "%s: error in closing %s in the zipfile", caller, name);
+  }
+  free(buffer);
+  return 0;
+}
+
+}  // namespace
+
+size_t CreationBufferSize(uint64_t totalBytes) {
+  if (totalBytes > 65535) return 65536;
+  size_t half = static_cast<size_t>(totalBytes / 2);
+  return half < 128 ? 128 : half;
+}
+
+void MakeZipEntryName(const zfts& options, const char* path, size_t baseLength, char* out) {
+  char name[kPathBuf];
+  if (options.prefixMode || options.prefixRelative) {
+    if (options.prefixRelative)
+      Copy(name, RelativePart(options, path, baseLength));
+    else
+      LastPart(path, name);
+    if (options.PrefixPath[0]) {
+      char joined[kPathBuf];
+      JoinPrefix(options.PrefixPath, name, joined);
+      Copy(name, joined[0] == '/' ? joined + 1 : joined);
+    }
+    if (options.plain) Copy(name, IsFolderPath(name) ? "" : AfterLastSeparator(name));
+    ToForwardSlashes(name);
+    Copy(out, name);
+    return;
+  }
+  Copy(name, RelativePart(options, path, baseLength));
+  if (options.plain) Copy(name, IsFolderPath(name) ? "" : AfterLastSeparator(name));
+  ToForwardSlashes(name);
+  if (name[0] && options.PrefixPath[0]) {
+    char joined[kPathBuf];
+    JoinPrefix(options.PrefixPath, name, joined);
+    Copy(name, joined);
+    ToForwardSlashes(name);
+  }
+  if (!name[0] && !options.plain) Copy(name, AfterLastSeparator(path));
+  Copy(out, name);
+}
+
+int ZipFileList_64(ZipListElement* list, zfts* options, zipFile zip, uint64_t progressStep, uint64_t totalBytes) {
+  return WriteList("ZipFileList_64", false, list, options, zip, progressStep, totalBytes);
+}
+
+int ZipFileListSilent(ZipListElement* list, zfts* options, zipFile zip, uint64_t progressStep,
+                      uint64_t totalBytes) {
+  return WriteList("ZipFileListSilent", true, list, options, zip, progressStep, totalBytes);
+}
+
+const char* GetLastSkippedFiles() { return g_skipped.c_str(); }
+size_t GetLastSkippedCount() { return g_skippedCount; }
+void SetSilentProgressReporter(SilentProgressReporter reporter) { g_silentReporter = reporter; }

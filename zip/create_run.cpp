@@ -1,0 +1,278 @@
+#include "services/base.h"
+#include "zip/create.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "services/log.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "settings/options.h"
+#include "zip/safe_replace.h"
+#include "zip/zip_write_io.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+// Skipped names beyond this many are counted, not listed: the box must fit on the screen.
+constexpr size_t kListedSkipped = 25;
+
+void Append(const char* path, size_t baseLength, ZipListElement** head, ZipListElement** tail) {
+  ZipListElement* e = static_cast<ZipListElement*>(calloc(1, sizeof(ZipListElement)));
+  if (!e) return;
+  e->path = _strdup(path);
+  e->baseLength = baseLength;
+  if (*tail) (*tail)->next = e;
+  else *head = e;
+  *tail = e;
+}
+
+uint64_t WalkFolder(const char* folder, size_t baseLength, int recurse, ZipListElement** head, ZipListElement** tail) {
+  char pattern[kPathBuf];
+  snprintf(pattern, sizeof pattern, "%s/*", folder);
+  WIN32_FIND_DATAA found;
+  HANDLE find = FindFirstFileA(pattern, &found);
+  if (find == INVALID_HANDLE_VALUE) {
+    printf("FindFirstFile error \"%s\" %lu\n", pattern, GetLastError());
+    return 0;
+  }
+  uint64_t bytes = 0;
+  do {
+    if (!strcmp(found.cFileName, ".") || !strcmp(found.cFileName, "..")) continue;
+    char path[kPathBuf];
+    if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+      if (!recurse) continue;
+      snprintf(path, sizeof path, "%s/%s/", folder, found.cFileName);
+      Append(path, baseLength, head, tail);
+      path[strlen(path) - 1] = '\0';
+      bytes += WalkFolder(path, baseLength, recurse, head, tail);
+    } else {
+      snprintf(path, sizeof path, "%s/%s", folder, found.cFileName);
+      Append(path, baseLength, head, tail);
+      bytes += (static_cast<uint64_t>(found.nFileSizeHigh) << 32) | found.nFileSizeLow;
+    }
+  } while (FindNextFileA(find, &found) && !IsCancelledByUser());
+  FindClose(find);
+  return bytes;
+}
+
+HWND Owner() { return GetMainWindowHandle(); }
+
+void Tell(bool silent, const char* text, UINT icon) {
+  if (silent) {
+    Log(1, GetVerbose(), "ZipWorkDirectoryThread: %s", text);
+    return;
+  }
+  HWND dialog = GetProgressDialog();
+  if (dialog) ShowWindow(dialog, SW_HIDE);
+  PromptMessageBox(Owner(), text, icon == MB_ICONINFORMATION ? "Kestrelia" : GetMessageText(94), MB_OK | icon);
+  if (dialog) ShowWindow(dialog, SW_SHOW);
+}
+
+// Told once at the end: what could not be read was left out, the rest is in the archive.
+void ReportSkipped(bool silent) {
+  size_t count = GetLastSkippedCount();
+  if (!count) return;
+  std::string text;
+  size_t listed = 0;
+  for (const char* p = GetLastSkippedFiles(); *p && listed < kListedSkipped; ++listed) {
+    const char* end = strchr(p, '\n');
+    size_t length = end ? static_cast<size_t>(end - p) : strlen(p);
+    if (!text.empty()) text += "\n";
+    text += std::string(GetMessageText(35)) + " \"" + std::string(p, length) + "\" " + GetMessageText(36);
+    p += length + (end ? 1 : 0);
+  }
+  if (count > listed) text += "\n... (" + std::to_string(count - listed) + ")";
+  Tell(silent, text.c_str(), MB_ICONWARNING);
+}
+
+// The simulation writes nothing: it names what a run would add.
+void Simulate(ZipListElement* list, const zfts& options) {
+  for (ZipListElement* e = list; e; e = e->next) {
+    char name[kPathBuf];
+    MakeZipEntryName(options, e->path, e->baseLength, name);
+    Log(1, GetVerbose(), "ZipWorkDirectoryThread: simulation, would add %s as %s", e->path, name);
+  }
+}
+
+bool FileExists(const char* path) {
+  DWORD attributes = GetFileAttributesA(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+int Run(ZipWorkBlock* block) {
+  DWORD start = GetTickCount();
+  bool silent = block->silent != 0;
+  if (!silent) StartProgressDialog(true, GetMessageText(84));
+
+  ZipListElement* head = nullptr;
+  ZipListElement* tail = nullptr;
+  uint64_t total = 0;
+  if (block->files) {
+    for (int i = 0; i < block->fileCount && !IsCancelledByUser(); ++i) {
+      char path[kPathBuf];
+      snprintf(path, sizeof path, "%s", block->files[i]);
+      size_t n = strlen(path);
+      while (n > 1 && (path[n - 1] == '\\' || path[n - 1] == '/')) path[--n] = '\0';
+      size_t base = n;
+      while (base && path[base - 1] != '\\' && path[base - 1] != '/') --base;
+      total += CollectZipFiles(path, base, block->recurse, &head, &tail);
+    }
+  } else if (block->folder[0]) {
+    total = WalkFolder(block->folder, strlen(block->folder), block->recurse, &head, &tail);
+  }
+
+  int result = CREATE_OK;
+  if (!head) {
+    Log(1, GetVerbose(), "ZipWorkDirectoryThread(): empty list nothing to compress %d", block->fileCount);
+    if (!silent && IsProgressDialogStarted()) CloseProgressDialog();
+    Tell(silent, GetMessageText(64), MB_ICONINFORMATION);
+    return CREATE_NOTHING;
+  }
+  if (IsCancelledByUser()) {
+    Log(1, GetVerbose(), "ZipWorkDirectoryThread(): canceled by user (1)");
+    FreeZipList(head);
+    if (!silent) CloseProgressDialogAfterCancel();
+    Tell(silent, GetMessageText(63), MB_ICONINFORMATION);
+    return CREATE_CANCELLED;
+  }
+  if (GetSimulationFlag()) {
+    Simulate(head, block->options);
+    FreeZipList(head);
+    if (!silent) CloseProgressDialog();
+    return CREATE_OK;
+  }
+
+  // Nothing is written to the archive itself: a working file beside it takes its place only
+  // once it is complete, so a failure or a cancel leaves any old archive as it was.
+  bool append = block->add && FileExists(block->archive);
+  char work[kPathBuf];
+  zipFile zip = nullptr;
+  if (MakeWorkingPath(block->archive, work) && (!append || !CopyToWorkingFile(block->archive, work))) {
+    zlib_filefunc64_def functions;
+    FillWriteBufferedFileFunctions(&functions);
+    if (append)
+      Log(5, GetVerbose(), "ZipWorkDirectoryThread(): appending to (HWND) %p - (HWND)tree_list: %p", Owner(),
+          GetCurrentControlBlock() ? GetCurrentControlBlock()->treeList : nullptr);
+    zip = zipOpen2_64(work, append ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE, nullptr, &functions);
+    if (!zip) DiscardWorkingFile(work);
+  }
+  if (!zip) {
+    Log(-1, GetVerbose(), "ZipWorkDirectoryThread(): error opening %s", block->archive);
+    FreeZipList(head);
+    if (!silent) CloseProgressDialog();
+    Tell(silent, GetMessageText(65), MB_ICONERROR);
+    return CREATE_OPEN_FAILED;
+  }
+
+  if (!silent) {
+    SetProgressMinimum(0);
+    SetProgressMaximum(100);
+  }
+  uint64_t step = total / 100 ? total / 100 : 1;
+  DWORD writing = GetTickCount();
+  int written = silent ? ZipFileListSilent(head, &block->options, zip, step, total)
+                       : ZipFileList_64(head, &block->options, zip, step, total);
+  FreeZipList(head);
+  bool cancelled = IsCancelledByUser() != 0;
+  if (cancelled) Log(1, GetVerbose(), "ZipWorkDirectoryThread: IsCanceledByUser() returns true");
+  int closed = zipClose(zip, nullptr);
+  if (cancelled || written || closed != ZIP_OK) {
+    DiscardWorkingFile(work);
+    result = cancelled ? CREATE_CANCELLED : CREATE_WRITE_FAILED;
+    if (!cancelled) Log(-1, GetVerbose(), "ZipWorkDirectoryThread: not ok %s %d\n", block->archive, closed);
+  } else if (ReplaceWithWorkingFile(work, block->archive)) {
+    result = CREATE_WRITE_FAILED;
+  }
+  if (!silent) {
+    if (cancelled) CloseProgressDialogAfterCancel();
+    else CloseProgressDialog();
+  }
+  if (cancelled) {
+    Log(1, GetVerbose(), "ZipWorkDirectoryThread(): canceled by user (2)");
+    // A new archive that never came to be is no longer the current one.
+    if (!append && !FileExists(block->archive) && !strcmp(GetCurrentArchivePath(), block->archive))
+      SetCurrentArchivePath("");
+    Tell(silent, GetMessageText(63), MB_ICONINFORMATION);
+  } else if (result != CREATE_OK) {
+    Tell(silent, GetMessageText(66), MB_ICONERROR);
+  } else {
+    ReportSkipped(silent);
+  }
+  DWORD end = GetTickCount();
+  Log(1, GetVerbose(), "time measure collecting files and compression (zip16): %d - compression alone: %d\n",
+      static_cast<int>(end - start), static_cast<int>(end - writing));
+  Log(1, GetVerbose(), "ZipWorkDirectoryThread finished %s\n", block->archive);
+  return result;
+}
+
+}  // namespace
+
+uint64_t CollectZipFiles(const char* path, size_t baseLength, int recurse, ZipListElement** head,
+                         ZipListElement** tail) {
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  if (!GetFileAttributesExA(path, GetFileExInfoStandard, &data)) {
+    // Still listed: the writer reports it as unreadable.
+    Append(path, baseLength, head, tail);
+    return 0;
+  }
+  if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+    char folder[kPathBuf];
+    snprintf(folder, sizeof folder, "%s\\", path);
+    Append(folder, baseLength, head, tail);
+    return WalkFolder(path, baseLength, recurse, head, tail);
+  }
+  Append(path, baseLength, head, tail);
+  return (static_cast<uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+}
+
+void FreeZipList(ZipListElement* list) {
+  while (list) {
+    ZipListElement* next = list->next;
+    free(list->path);
+    free(list);
+    list = next;
+  }
+}
+
+ZipWorkBlock* NewZipWorkBlock() {
+  ZipWorkBlock* block = static_cast<ZipWorkBlock*>(calloc(1, sizeof(ZipWorkBlock)));
+  if (!block) return nullptr;
+  int level = GetDefaultCompression();
+  block->options.level = level > 9 ? 9 : level;
+  block->recurse = 1;
+  return block;
+}
+
+DWORD WINAPI ZipWorkDirectoryThread(LPVOID parameter) {
+  ZipWorkBlock* block = static_cast<ZipWorkBlock*>(parameter);
+  SetBusy(1);
+  int result = Run(block);
+  SetBusy(0);
+  SetSimulationFlag(0);
+  SecureZeroMemory(block->options.password, sizeof block->options.password);
+  if (block->finished) block->finished(block->archive, result);
+  if (block->result) *block->result = result;
+  free(block->files);
+  if (block->done) {
+    Log(5, GetVerbose(), "ZipWorkDirectoryThread: setting event");
+    SetEvent(block->done);
+  }
+  free(block);
+  return static_cast<DWORD>(result);
+}
+
+bool StartZipWork(ZipWorkBlock* block) {
+  HANDLE thread = CreateThread(nullptr, 0, ZipWorkDirectoryThread, block, 0, nullptr);
+  if (!thread) {
+    Log(-1, GetVerbose(), "StartZipWork: CreateThread failed %lu", GetLastError());
+    free(block->files);
+    free(block);
+    return false;
+  }
+  CloseHandle(thread);
+  return true;
+}
