@@ -23,12 +23,9 @@ struct ReadWindow {
 };
 
 struct BufferedFile {
-  HANDLE handle;
-  uint64_t position;  // where the caller is
-  uint64_t size;
+  FilePlace place;  // first: the shared tell, seek and error read it
   ReadWindow windows[kWindows];
   uint64_t uses;
-  int error;
 };
 
 ReadWindow* WindowHolding(BufferedFile* f, uint64_t at) {
@@ -49,7 +46,7 @@ bool ReadAt(BufferedFile* f, uint64_t offset, void* out, DWORD size, DWORD* got)
   at.Offset = static_cast<DWORD>(offset);
   at.OffsetHigh = static_cast<DWORD>(offset >> 32);
   *got = 0;
-  if (ReadFile(f->handle, out, size, got, &at)) return true;
+  if (ReadFile(f->place.handle, out, size, got, &at)) return true;
   return GetLastError() == ERROR_HANDLE_EOF;
 }
 
@@ -69,10 +66,7 @@ voidpf ZCALLBACK OpenFile(voidpf, const void* name, int mode) {
   }
   t_lastOpenError = 0;
   BufferedFile* f = static_cast<BufferedFile*>(calloc(1, sizeof(BufferedFile)));
-  f->handle = h;
-  LARGE_INTEGER size = {};
-  GetFileSizeEx(h, &size);
-  f->size = static_cast<uint64_t>(size.QuadPart);
+  SetFilePlace(&f->place, h);
   return f;
 }
 
@@ -81,7 +75,7 @@ uLong ZCALLBACK ReadFileFn(voidpf, voidpf stream, void* out, uLong size) {
   unsigned char* dest = static_cast<unsigned char*>(out);
   uLong done = 0;
   while (done < size) {
-    uint64_t at = f->position;
+    uint64_t at = f->place.position;
     if (ReadWindow* w = WindowHolding(f, at)) {
       size_t offset = static_cast<size_t>(at - w->start);
       size_t take = w->length - offset;
@@ -89,25 +83,25 @@ uLong ZCALLBACK ReadFileFn(voidpf, voidpf stream, void* out, uLong size) {
       memcpy(dest + done, w->buffer + offset, take);
       w->lastUse = ++f->uses;
       done += static_cast<uLong>(take);
-      f->position += take;
+      f->place.position += take;
       continue;
     }
     DWORD got = 0;
     if (size - done >= kBufferSize) {
       // Large reads go straight to the caller's memory.
-      if (!ReadAt(f, at, dest + done, size - done, &got)) f->error = 1;
+      if (!ReadAt(f, at, dest + done, size - done, &got)) f->place.error = 1;
       done += got;
-      f->position += got;
+      f->place.position += got;
       break;
     }
     ReadWindow* w = LeastRecentWindow(f);
     if (!w->buffer) w->buffer = static_cast<unsigned char*>(malloc(kBufferSize));
     if (!w->buffer) {
-      f->error = 1;
+      f->place.error = 1;
       break;
     }
     w->length = 0;
-    if (!ReadAt(f, at, w->buffer, kBufferSize, &got)) f->error = 1;
+    if (!ReadAt(f, at, w->buffer, kBufferSize, &got)) f->place.error = 1;
     w->start = at;
     w->length = got;
     w->lastUse = ++f->uses;
@@ -119,21 +113,37 @@ uLong ZCALLBACK ReadFileFn(voidpf, voidpf stream, void* out, uLong size) {
 uLong ZCALLBACK WriteFileFn(voidpf, voidpf stream, const void* data, uLong size) {
   BufferedFile* f = static_cast<BufferedFile*>(stream);
   OVERLAPPED at = {};
-  at.Offset = static_cast<DWORD>(f->position);
-  at.OffsetHigh = static_cast<DWORD>(f->position >> 32);
+  at.Offset = static_cast<DWORD>(f->place.position);
+  at.OffsetHigh = static_cast<DWORD>(f->place.position >> 32);
   DWORD written = 0;
-  if (!WriteFile(f->handle, data, size, &written, &at)) f->error = 1;
+  if (!WriteFile(f->place.handle, data, size, &written, &at)) f->place.error = 1;
   // What was buffered for reading may now be stale.
   for (ReadWindow& w : f->windows) w.length = 0;
-  f->position += written;
-  if (f->position > f->size) f->size = f->position;
+  f->place.position += written;
+  if (f->place.position > f->place.size) f->place.size = f->place.position;
   return written;
 }
 
-ZPOS64_T ZCALLBACK TellFn(voidpf, voidpf stream) { return static_cast<BufferedFile*>(stream)->position; }
-
-long ZCALLBACK SeekFn(voidpf, voidpf stream, ZPOS64_T offset, int origin) {
+int ZCALLBACK CloseFn(voidpf, voidpf stream) {
   BufferedFile* f = static_cast<BufferedFile*>(stream);
+  int result = CloseHandle(f->place.handle) ? 0 : -1;
+  for (ReadWindow& w : f->windows) free(w.buffer);
+  free(f);
+  return result;
+}
+
+}  // namespace
+
+void FillBufferedFileFunctions(zlib_filefunc64_def* functions) {
+  FillPlaceFunctions(functions, OpenFile, ReadFileFn, WriteFileFn, CloseFn);
+}
+
+namespace {
+
+ZPOS64_T ZCALLBACK PlaceTell(voidpf, voidpf stream) { return static_cast<FilePlace*>(stream)->position; }
+
+long ZCALLBACK PlaceSeek(voidpf, voidpf stream, ZPOS64_T offset, int origin) {
+  FilePlace* f = static_cast<FilePlace*>(stream);
   switch (origin) {
     case ZLIB_FILEFUNC_SEEK_CUR: f->position += offset; break;
     case ZLIB_FILEFUNC_SEEK_END: f->position = f->size + offset; break;
@@ -143,27 +153,27 @@ long ZCALLBACK SeekFn(voidpf, voidpf stream, ZPOS64_T offset, int origin) {
   return 0;
 }
 
-int ZCALLBACK CloseFn(voidpf, voidpf stream) {
-  BufferedFile* f = static_cast<BufferedFile*>(stream);
-  int result = CloseHandle(f->handle) ? 0 : -1;
-  for (ReadWindow& w : f->windows) free(w.buffer);
-  free(f);
-  return result;
-}
-
-int ZCALLBACK ErrorFn(voidpf, voidpf stream) { return static_cast<BufferedFile*>(stream)->error; }
+int ZCALLBACK PlaceError(voidpf, voidpf stream) { return static_cast<FilePlace*>(stream)->error; }
 
 }  // namespace
 
-void FillBufferedFileFunctions(zlib_filefunc64_def* functions) {
-  functions->zopen64_file = OpenFile;
-  functions->zread_file = ReadFileFn;
-  functions->zwrite_file = WriteFileFn;
-  functions->ztell64_file = TellFn;
-  functions->zseek64_file = SeekFn;
-  functions->zclose_file = CloseFn;
-  functions->zerror_file = ErrorFn;
+void SetFilePlace(FilePlace* place, HANDLE handle) {
+  place->handle = handle;
+  LARGE_INTEGER size = {};
+  GetFileSizeEx(handle, &size);
+  place->size = static_cast<uint64_t>(size.QuadPart);
+}
+
+void FillPlaceFunctions(zlib_filefunc64_def* functions, open64_file_func open, read_file_func read,
+                        write_file_func write, close_file_func close) {
+  functions->zopen64_file = open;
+  functions->zread_file = read;
+  functions->zwrite_file = write;
+  functions->zclose_file = close;
   functions->opaque = nullptr;
+  functions->ztell64_file = PlaceTell;
+  functions->zseek64_file = PlaceSeek;
+  functions->zerror_file = PlaceError;
 }
 
 DWORD GetLastZipFileOpenError() { return t_lastOpenError; }

@@ -1,6 +1,8 @@
 #include "services/base.h"
 #include "zip/zip_write_io.h"
 
+#include "zip/zip_io.h"
+
 #include <cstdlib>
 #include <cstring>
 
@@ -9,13 +11,10 @@ namespace {
 constexpr size_t kBufferSize = 1 << 20;
 
 struct WriteFile64 {
-  HANDLE handle;
-  uint64_t position;   // where the caller is
-  uint64_t size;       // of the file as the caller sees it, buffer included
+  FilePlace place;  // first: the shared tell, seek and error read it; size counts the buffer
   unsigned char* buffer;
   uint64_t bufferStart;  // file offset of buffer[0]
   size_t bufferLength;   // bytes of buffer that are pending
-  int error;
 };
 
 bool WriteAt(WriteFile64* f, uint64_t offset, const void* data, size_t size) {
@@ -26,8 +25,8 @@ bool WriteAt(WriteFile64* f, uint64_t offset, const void* data, size_t size) {
     at.OffsetHigh = static_cast<DWORD>(offset >> 32);
     DWORD chunk = size > 0x40000000 ? 0x40000000 : static_cast<DWORD>(size);
     DWORD written = 0;
-    if (!WriteFile(f->handle, p, chunk, &written, &at) || written != chunk) {
-      f->error = 1;
+    if (!WriteFile(f->place.handle, p, chunk, &written, &at) || written != chunk) {
+      f->place.error = 1;
       return false;
     }
     p += chunk;
@@ -59,11 +58,8 @@ voidpf ZCALLBACK OpenFn(voidpf, const void* name, int mode) {
     CloseHandle(h);
     return nullptr;
   }
-  f->handle = h;
+  SetFilePlace(&f->place, h);
   f->buffer = buffer;
-  LARGE_INTEGER size = {};
-  GetFileSizeEx(h, &size);
-  f->size = static_cast<uint64_t>(size.QuadPart);
   return f;
 }
 
@@ -72,72 +68,50 @@ uLong ZCALLBACK ReadFn(voidpf, voidpf stream, void* out, uLong size) {
   WriteFile64* f = static_cast<WriteFile64*>(stream);
   if (!Flush(f)) return 0;
   OVERLAPPED at = {};
-  at.Offset = static_cast<DWORD>(f->position);
-  at.OffsetHigh = static_cast<DWORD>(f->position >> 32);
+  at.Offset = static_cast<DWORD>(f->place.position);
+  at.OffsetHigh = static_cast<DWORD>(f->place.position >> 32);
   DWORD got = 0;
-  if (!ReadFile(f->handle, out, size, &got, &at) && GetLastError() != ERROR_HANDLE_EOF) f->error = 1;
-  f->position += got;
+  if (!ReadFile(f->place.handle, out, size, &got, &at) && GetLastError() != ERROR_HANDLE_EOF) f->place.error = 1;
+  f->place.position += got;
   return got;
 }
 
 uLong ZCALLBACK WriteFn(voidpf, voidpf stream, const void* data, uLong size) {
   WriteFile64* f = static_cast<WriteFile64*>(stream);
   uint64_t end = f->bufferStart + f->bufferLength;
-  bool inside = f->bufferLength && f->position >= f->bufferStart && f->position <= end &&
-                f->position + size <= f->bufferStart + kBufferSize;
+  bool inside = f->bufferLength && f->place.position >= f->bufferStart && f->place.position <= end &&
+                f->place.position + size <= f->bufferStart + kBufferSize;
   if (!inside) {
     if (!Flush(f)) return 0;
-    f->bufferStart = f->position;
+    f->bufferStart = f->place.position;
     if (size >= kBufferSize) {
-      if (!WriteAt(f, f->position, data, size)) return 0;
-      f->position += size;
-      if (f->position > f->size) f->size = f->position;
+      if (!WriteAt(f, f->place.position, data, size)) return 0;
+      f->place.position += size;
+      if (f->place.position > f->place.size) f->place.size = f->place.position;
       return size;
     }
   }
-  size_t offset = static_cast<size_t>(f->position - f->bufferStart);
+  size_t offset = static_cast<size_t>(f->place.position - f->bufferStart);
   memcpy(f->buffer + offset, data, size);
   if (offset + size > f->bufferLength) f->bufferLength = offset + size;
-  f->position += size;
-  if (f->position > f->size) f->size = f->position;
+  f->place.position += size;
+  if (f->place.position > f->place.size) f->place.size = f->place.position;
   return size;
-}
-
-ZPOS64_T ZCALLBACK TellFn(voidpf, voidpf stream) { return static_cast<WriteFile64*>(stream)->position; }
-
-long ZCALLBACK SeekFn(voidpf, voidpf stream, ZPOS64_T offset, int origin) {
-  WriteFile64* f = static_cast<WriteFile64*>(stream);
-  switch (origin) {
-    case ZLIB_FILEFUNC_SEEK_CUR: f->position += offset; break;
-    case ZLIB_FILEFUNC_SEEK_END: f->position = f->size + offset; break;
-    case ZLIB_FILEFUNC_SEEK_SET: f->position = offset; break;
-    default: return -1;
-  }
-  return 0;
 }
 
 int ZCALLBACK CloseFn(voidpf, voidpf stream) {
   WriteFile64* f = static_cast<WriteFile64*>(stream);
-  bool ok = Flush(f) && !f->error;
+  bool ok = Flush(f) && !f->place.error;
   // A complete archive is on the disk before anyone may replace an older one with it.
-  if (ok && !FlushFileBuffers(f->handle)) ok = false;
-  if (!CloseHandle(f->handle)) ok = false;
+  if (ok && !FlushFileBuffers(f->place.handle)) ok = false;
+  if (!CloseHandle(f->place.handle)) ok = false;
   free(f->buffer);
   free(f);
   return ok ? 0 : -1;
 }
 
-int ZCALLBACK ErrorFn(voidpf, voidpf stream) { return static_cast<WriteFile64*>(stream)->error; }
-
 }  // namespace
 
 void FillWriteBufferedFileFunctions(zlib_filefunc64_def* functions) {
-  functions->zopen64_file = OpenFn;
-  functions->zread_file = ReadFn;
-  functions->zwrite_file = WriteFn;
-  functions->ztell64_file = TellFn;
-  functions->zseek64_file = SeekFn;
-  functions->zclose_file = CloseFn;
-  functions->zerror_file = ErrorFn;
-  functions->opaque = nullptr;
+  FillPlaceFunctions(functions, OpenFn, ReadFn, WriteFn, CloseFn);
 }
