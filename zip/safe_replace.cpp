@@ -16,7 +16,7 @@ bool MakeWorkingPath(const char* target, char* work) {
   return false;
 }
 
-static DWORD FlushFile(const char* path) {
+DWORD FlushWorkingFile(const char* path) {
   HANDLE h = CreateFileA(path, GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (h == INVALID_HANDLE_VALUE) return GetLastError();
   DWORD error = FlushFileBuffers(h) ? 0 : GetLastError();
@@ -25,7 +25,7 @@ static DWORD FlushFile(const char* path) {
 }
 
 DWORD CopyToWorkingFile(const char* target, const char* work) {
-  DWORD error = CopyFileA(target, work, TRUE) ? FlushFile(work) : GetLastError();
+  DWORD error = CopyFileA(target, work, TRUE) ? FlushWorkingFile(work) : GetLastError();
   if (error) {
     Log(1, GetVerbose(), "CopyToWorkingFile: %s to %s failed %lu", target, work, error);
     DeleteFileA(work);

@@ -13,5 +13,7 @@ DWORD CopyToWorkingFile(const char* target, const char* work);
 // Moves the finished working file over target, or to target when none exists; 0 on
 // success. On failure the working file is removed and target is untouched.
 DWORD ReplaceWithWorkingFile(const char* work, const char* target);
+// Writes a closed file's data through to the disk; 0 on success, else the system error.
+DWORD FlushWorkingFile(const char* path);
 // Removes an unfinished working file.
 void DiscardWorkingFile(const char* work);

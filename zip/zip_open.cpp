@@ -38,11 +38,9 @@ const char* const kUnzipErrors[] = {
 constexpr int kFileStreamError = 9;
 constexpr int kBadZipFile = 5;
 
-unzFile OpenOnce(const char* path) {
-  zlib_filefunc64_def functions;
-  FillBufferedFileFunctions(&functions);
+unzFile OpenOnce(const char* path, zlib_filefunc64_def* functions) {
   SetLastError(0);
-  unzFile archive = unzOpen2_64(path, &functions);
+  unzFile archive = unzOpen2_64(path, functions);
   if (!archive) {
     DWORD error = GetLastZipFileOpenError();
     g_unzipError = error ? kFileStreamError : kBadZipFile;
@@ -62,9 +60,15 @@ const char* GetUnzipErrorText(int index) {
 }
 
 unzFile MyWaitunzOpen2_64(const char* path, DWORD wait) {
+  zlib_filefunc64_def functions;
+  FillBufferedFileFunctions(&functions);
+  return MyWaitunzOpen2_64With(path, wait, &functions);
+}
+
+unzFile MyWaitunzOpen2_64With(const char* path, DWORD wait, zlib_filefunc64_def* functions) {
   if (wait == 0xFFFFFFFF) wait = 3000;
   g_unzipError = 0;
-  unzFile archive = OpenOnce(path);
+  unzFile archive = OpenOnce(path, functions);
   printf("%s %d unzfile: %p\n", "ziphelper", __LINE__, archive);
   if (GetLastError() == ERROR_SHARING_VIOLATION) {
     printf("error ERROR_SHARING_VIOLATION occurred\n");
@@ -79,7 +83,7 @@ unzFile MyWaitunzOpen2_64(const char* path, DWORD wait) {
   DWORD waited = 0;
   while (!archive && waited < wait) {
     Sleep(10);
-    archive = OpenOnce(path);
+    archive = OpenOnce(path, functions);
     waited = static_cast<DWORD>(GetTickCount64() - start);
   }
   if (waited) printf("MyWaitunzOpen2_64 slept millis %lu\n", waited);

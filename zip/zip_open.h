@@ -7,6 +7,8 @@
 // Opens the archive, retrying every 10 ms until wait milliseconds have passed (the all-ones
 // value means 3000). None when it could not be opened.
 unzFile MyWaitunzOpen2_64(const char* path, DWORD wait);
+// The same through other file functions (a rewrite reads through its replaceable layer).
+unzFile MyWaitunzOpen2_64With(const char* path, DWORD wait, zlib_filefunc64_def* functions);
 
 // The reading layer's error index (0 at every open, 9 when the file itself cannot be opened)
 // and its texts.

@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Deleting one entry from big.zip (1 GiB, 726 entries) and from many.zip (101,111 entries)
+# with the engine, against `zip -d` and `7zz d`, in one run, each on a fresh copy of the
+# archive; a plain copy of the archive is the floor (every tool has to write it again). The
+# engine's figure is the whole process under Wine; its own in-process time is printed beside.
+#   bench/rewrite.sh [corpus dir]
+set -euo pipefail
+export KESTRELIA_CORPUS=${1:-${KESTRELIA_CORPUS:-/tmp/kbench}}
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+source "$bench_root/scripts/lib.sh"
+bench_corpus
+cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DKESTRELIA_DEPS="$KESTRELIA_DEPS" >/dev/null
+cmake --build "$build" -j"$(nproc)" --target rewriteengine >/dev/null
+out=$(mktemp -d "$corpus/rewrite.XXXX")
+trap 'kestrelia_wine_down; rm -rf "$out"' EXIT
+kestrelia_wine_up
+
+# Each tool works on its own fresh copy, made outside the timed part.
+prepare() { rm -f "$out/a.zip"; cp "$1" "$out/a.zip"; sync -f "$out" 2>/dev/null || true; }
+timed() {
+  local name=$1 archive=$2; shift 2
+  local times=() t0 t1
+  for _ in $(seq "$runs"); do
+    prepare "$archive"
+    t0=$(now); "$@" >>"$out/tool.log" 2>&1; t1=$(now)
+    times+=("$(awk -v a="$t0" -v b="$t1" 'BEGIN{printf "%.3f", b-a}')")
+  done
+  median=$(median_of "${times[@]}")
+  printf '%-28s %8.3f s   (runs: %s)\n' "$name" "$median" "${times[*]}"
+}
+copy_once() { cp "$out/a.zip" "$out/b.zip"; rm -f "$out/b.zip"; }
+engine_once() { wine "$build/bin/rewriteengine.exe" "$(winepath -w "$out/a.zip")" --delete "$1" >>"$out/engine.log"; }
+
+for name in big many; do
+  archive=$corpus/$name.zip
+  # An entry from the middle, so that about half of the archive moves.
+  count=$(unzip -Z1 "$archive" | grep -v '/$' | wc -l)
+  victim=$(unzip -Z1 "$archive" | grep -v '/$' | sed -n "$((count / 2))p")
+  echo "== $name.zip: delete $victim"
+  : > "$out/engine.log"
+  timed "copy (floor)" "$archive" copy_once; copy_t=$median
+  timed "zip -d" "$archive" zip -q -d "$out/a.zip" "$victim"; zip_t=$median
+  timed "7zz d" "$archive" 7zz d -bd -bso0 "$out/a.zip" "$victim"; sz_t=$median
+  timed "Kestrelia engine" "$archive" engine_once "$victim"; k_t=$median
+  grep -a "^rewrite" "$out/engine.log" | tail -"$runs" || true
+  unzip -tq "$out/a.zip" | tail -1
+  echo "ratio engine / copy:   $(ratio "$k_t" "$copy_t")"
+  echo "ratio engine / zip -d: $(ratio "$k_t" "$zip_t")"
+  echo "ratio engine / 7zz d:  $(ratio "$k_t" "$sz_t")"
+done

@@ -1,0 +1,85 @@
+#!/usr/bin/env python3
+"""Makes the ZIP archives the rewrite tests change, with the real peer tools (zip, 7zz) and
+python's zipfile: folder entries, a comment, encryption, data descriptors, 64-bit extras, a
+name in the DOS code page without the UTF-8 flag, and one archive of a few MiB.
+
+    make_rewrite_inputs.py OUTDIR
+"""
+import os
+import random
+import shutil
+import subprocess
+import sys
+import zipfile
+
+
+def run(*args, cwd=None, stdin=None):
+    subprocess.run(args, cwd=cwd, check=True, stdout=subprocess.DEVNULL, input=stdin)
+
+
+def tree(root):
+    os.makedirs(os.path.join(root, "docs", "deep", "er"), exist_ok=True)
+    files = {
+        "readme.txt": b"Kestrelia rewrite test\n",
+        "docs/numbers.txt": "".join("%d\n" % i for i in range(3000)).encode(),
+        "docs/deep/er/note.md": b"# note\n" * 40,
+        "docs/zero.bin": b"",
+        "noise.bin": random.Random(7).randbytes(5000),
+    }
+    for name, data in files.items():
+        with open(os.path.join(root, name), "wb") as f:
+            f.write(data)
+        os.utime(os.path.join(root, name), (1709649000, 1709649000))
+    os.chmod(os.path.join(root, "noise.bin"), 0o751)
+
+
+def main(out):
+    shutil.rmtree(out, ignore_errors=True)
+    os.makedirs(out)
+    src = os.path.join(out, "src")
+    tree(src)
+
+    def zipped(name, *flags):
+        run("zip", "-q", "-r", *flags, os.path.join(out, name), ".", cwd=src)
+
+    zipped("deflated.zip")
+    run("zip", "-q", "-z", os.path.join(out, "deflated.zip"), stdin=b"kept comment\n")
+    zipped("nodirs.zip", "-D")
+    zipped("encrypted.zip", "-P", "secret")
+    run("7zz", "a", "-tzip", "-bd", "-bso0", os.path.join(out, "sevenzip.zip"), ".", cwd=src)
+    # Written to a pipe, every entry ends in a data descriptor.
+    with open(os.path.join(out, "stream.zip"), "wb") as f:
+        zipper = subprocess.Popen(["zip", "-q", "-r", "-D", "-", "."], cwd=src, stdout=subprocess.PIPE)
+        shutil.copyfileobj(zipper.stdout, f)
+        assert zipper.wait() == 0
+
+    with zipfile.ZipFile(os.path.join(out, "python.zip"), "w", zipfile.ZIP_DEFLATED) as z:
+        z.writestr("a/b/c.txt", b"hello " * 100)
+        z.writestr("a/", b"")
+        with z.open("forced64.bin", "w", force_zip64=True) as f:
+            f.write(b"x" * 1000)
+        z.writestr("top.txt", b"top")
+        z.comment = b"an archive comment"
+
+    # "Gr\x81\xe1e.txt" is "Gruesse" with umlaut and sharp s in the DOS code page, stored without
+    # the UTF-8 flag: python would flag it, so a placeholder of the same length is patched.
+    path = os.path.join(out, "oemname.zip")
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as z:
+        z.writestr("GrXYe.txt", b"greetings\n")
+        z.writestr("plain.txt", b"plain\n")
+    with open(path, "rb") as f:
+        data = f.read()
+    with open(path, "wb") as f:
+        f.write(data.replace(b"GrXYe.txt", b"Gr\x81\xe1e.txt"))
+
+    # A few MiB, so copies span several buffers and a fault can strike in the middle.
+    rnd = random.Random(11)
+    with zipfile.ZipFile(os.path.join(out, "large.zip"), "w", zipfile.ZIP_STORED) as z:
+        for i in range(6):
+            z.writestr("part%d.bin" % i, rnd.randbytes(1536 * 1024))
+        for i in range(200):
+            z.writestr("small/%03d.txt" % i, ("line %d\n" % i).encode() * 20)
+
+
+if __name__ == "__main__":
+    main(sys.argv[1])

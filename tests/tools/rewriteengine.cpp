@@ -1,0 +1,49 @@
+// Deletes or renames entries of an archive with the engine alone (no window) and prints the
+// result and how long the run took; the benchmark and the checks against the peer tools use it.
+//   rewriteengine ARCHIVE [--simulate] (--delete NAME | --rename OLD=NEW)...
+// Deletions and renames in one call run as two rewrites, deletions first.
+#include "services/base.h"
+
+#include "model/rbtree.h"
+#include "zip/rewrite.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+int main(int argc, char** argv) {
+  if (argc < 3) return 2;
+  RBTree* deletions = CreateChangeSet();
+  RBTree* renames = CreateChangeSet();
+  int simulation = 0;
+  for (int i = 2; i < argc; ++i) {
+    if (!strcmp(argv[i], "--simulate")) {
+      simulation = 1;
+    } else if (!strcmp(argv[i], "--delete") && i + 1 < argc) {
+      AddChangeRecord(deletions, argv[++i], nullptr, 0);
+    } else if (!strcmp(argv[i], "--rename") && i + 1 < argc) {
+      std::string pair = argv[++i];
+      size_t eq = pair.find('=');
+      if (eq == std::string::npos) return 2;
+      AddChangeRecord(renames, pair.substr(0, eq).c_str(), pair.substr(eq + 1).c_str(), 0);
+    } else {
+      return 2;
+    }
+  }
+  LARGE_INTEGER frequency, t0, t1;
+  QueryPerformanceFrequency(&frequency);
+  QueryPerformanceCounter(&t0);
+  int result = 0;
+  if (deletions->count) {
+    result = simulation ? DeleteFilesFromZIPRBTree(argv[1], deletions, 1, 1) : DeleteFilesTwoPasses(argv[1], deletions);
+  }
+  if (!result && renames->count) {
+    result = simulation ? ChangeFilesFromZIP(argv[1], renames, 1, 1) : ChangeFilesTwoPasses(argv[1], renames);
+  }
+  QueryPerformanceCounter(&t1);
+  printf("rewrite %.1f ms, result %d\n", 1000.0 * (t1.QuadPart - t0.QuadPart) / frequency.QuadPart, result);
+  if (*GetRewriteFailureText()) printf("%s\n", GetRewriteFailureText());
+  DestroyChangeSet(&deletions);
+  DestroyChangeSet(&renames);
+  return result < 0 && result != REWRITE_NOTHING_REPLACED ? 1 : 0;
+}

@@ -1,0 +1,354 @@
+// Deleting and renaming entries of archives the peer tools made: what stays must stay bit for
+// bit, what goes must go, and no failure on the way may cost the user the archive.
+#include "services/base.h"
+
+#include <gtest/gtest.h>
+
+#include "model/archive_kind.h"
+#include "model/rbtree.h"
+#include "test_support.h"
+#include "zip/rewrite.h"
+#include "zip/zip_io.h"
+#include "zip/zip_open.h"
+
+#include <cstring>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// Everything an entry carries, as the container library reports it, plus its stored bytes
+// and, where it can be read, what it extracts to.
+struct EntryFacts {
+  unz_file_info64 info;
+  std::string extra, localExtra, comment, raw, plain;
+};
+
+bool operator==(const EntryFacts& a, const EntryFacts& b) {
+  const unz_file_info64 &x = a.info, &y = b.info;
+  return x.version == y.version && x.version_needed == y.version_needed &&
+         (x.flag & ~0x800u) == (y.flag & ~0x800u) && x.compression_method == y.compression_method &&
+         x.dosDate == y.dosDate && x.crc == y.crc && x.compressed_size == y.compressed_size &&
+         x.uncompressed_size == y.uncompressed_size && x.internal_fa == y.internal_fa &&
+         x.external_fa == y.external_fa && a.extra == b.extra && a.localExtra == b.localExtra &&
+         a.comment == b.comment && a.raw == b.raw && a.plain == b.plain;
+}
+
+struct ArchiveFacts {
+  bool opened = false;
+  std::string comment;
+  std::map<std::string, EntryFacts> entries;  // by stored name
+};
+
+ArchiveFacts ReadFacts(const std::string& path, const char* password = nullptr) {
+  ArchiveFacts facts;
+  unzFile zip = MyWaitunzOpen2_64(path.c_str(), 0);
+  if (!zip) return facts;
+  facts.opened = true;
+  unz_global_info64 global;
+  unzGetGlobalInfo64(zip, &global);
+  facts.comment.resize(global.size_comment + 1);
+  unzGetGlobalComment(zip, &facts.comment[0], global.size_comment + 1);
+  facts.comment.resize(global.size_comment);
+  for (int err = unzGoToFirstFile(zip); err == UNZ_OK; err = unzGoToNextFile(zip)) {
+    EntryFacts e;
+    char name[kPathBuf];
+    unzGetCurrentFileInfo64(zip, &e.info, name, sizeof name, nullptr, 0, nullptr, 0);
+    e.extra.resize(e.info.size_file_extra);
+    e.comment.resize(e.info.size_file_comment);
+    unzGetCurrentFileInfo64(zip, &e.info, name, sizeof name, &e.extra[0], e.extra.size() + 1, &e.comment[0],
+                            e.comment.size() + 1);
+    int method, level;
+    if (unzOpenCurrentFile2(zip, &method, &level, 1) == UNZ_OK) {
+      e.localExtra.resize(unzGetLocalExtrafield(zip, nullptr, 0));
+      if (!e.localExtra.empty()) unzGetLocalExtrafield(zip, &e.localExtra[0], e.localExtra.size());
+      e.raw.resize(e.info.compressed_size);
+      if (!e.raw.empty()) unzReadCurrentFile(zip, &e.raw[0], e.raw.size());
+      unzCloseCurrentFile(zip);
+    }
+    if (unzOpenCurrentFilePassword(zip, password) == UNZ_OK) {
+      e.plain.resize(e.info.uncompressed_size);
+      int got = e.plain.empty() ? 0 : unzReadCurrentFile(zip, &e.plain[0], e.plain.size());
+      if (got != static_cast<int>(e.plain.size()) || unzCloseCurrentFile(zip) != UNZ_OK) e.plain = "<unreadable>";
+    }
+    facts.entries[name] = e;
+  }
+  unzClose(zip);
+  return facts;
+}
+
+bool Exists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+std::string CopyInput(const std::string& archive, const std::string& scratch) {
+  std::string to = ScratchDir(scratch) + "\\" + archive;
+  EXPECT_TRUE(CopyFileA(TestData(archive).c_str(), to.c_str(), FALSE)) << archive;
+  return to;
+}
+
+using Renames = std::vector<std::pair<std::string, std::string>>;
+
+struct RewriteCase {
+  const char* title;
+  const char* archive;
+  std::vector<std::string> deletions;  // names as a view gives them ("\" separators)
+  Renames renames;
+  int simulation;
+  int result;
+  const char* password;
+};
+
+int RunCase(const std::string& path, const RewriteCase& c) {
+  RBTree* changes = CreateChangeSet();
+  int result;
+  if (!c.deletions.empty()) {
+    for (const std::string& name : c.deletions) AddChangeRecord(changes, name.c_str(), nullptr, 0);
+    result = c.simulation ? DeleteFilesFromZIPRBTree(path.c_str(), changes, 1, 1) : DeleteFilesTwoPasses(path.c_str(), changes);
+  } else {
+    for (const auto& r : c.renames) AddChangeRecord(changes, r.first.c_str(), r.second.c_str(), 0);
+    result = c.simulation ? ChangeFilesFromZIP(path.c_str(), changes, 1, 1) : ChangeFilesTwoPasses(path.c_str(), changes);
+  }
+  DestroyChangeSet(&changes);
+  return result;
+}
+
+std::string Stored(std::string name) {
+  for (char& ch : name)
+    if (ch == '\\') ch = '/';
+  return name;
+}
+
+const RewriteCase kCases[] = {
+    {"delete one", "deflated.zip", {"noise.bin"}, {}, 0, 0, nullptr},
+    {"delete several from 7-Zip's archive", "sevenzip.zip", {"readme.txt", "docs\\deep\\er\\note.md"}, {}, 0, 0, nullptr},
+    {"delete behind data descriptors", "stream.zip", {"docs\\numbers.txt"}, {}, 0, 0, nullptr},
+    {"delete from the middle of a large archive", "large.zip", {"part2.bin", "small\\100.txt"}, {}, 0, 0, nullptr},
+    {"rename", "deflated.zip", {}, {{"docs\\numbers.txt", "docs\\counted.txt"}}, 0, 0, nullptr},
+    {"move to the top", "deflated.zip", {}, {{"docs\\deep\\er\\note.md", "note.md"}}, 0, 0, nullptr},
+    {"rename to a name beyond ASCII", "nodirs.zip", {}, {{"readme.txt", "lies mich \xC3\xA4.txt"}}, 0, 0, nullptr},
+    {"rename an encrypted entry", "encrypted.zip", {}, {{"noise.bin", "sub\\noise.bin"}}, 0, 0, "secret"},
+    {"rename a 64-bit entry", "python.zip", {}, {{"forced64.bin", "b\\forced.bin"}}, 0, 0, nullptr},
+    {"rename behind data descriptors", "stream.zip", {}, {{"readme.txt", "first.txt"}}, 0, 0, nullptr},
+    {"rename a name in the DOS code page", "oemname.zip", {}, {{"Gr\xC3\xBC\xC3\x9F" "e.txt", "hello.txt"}}, 0, 0, nullptr},
+    {"rename of an absent name changes nothing", "nodirs.zip", {}, {{"absent.txt", "x.txt"}}, 0, -6, nullptr},
+    {"delete of an absent name changes nothing", "nodirs.zip", {"absent.txt"}, {}, 0, -6, nullptr},
+    {"simulated delete", "deflated.zip", {"noise.bin"}, {}, 1, 0, nullptr},
+    {"simulated rename", "deflated.zip", {}, {{"noise.bin", "n.bin"}}, 1, -6, nullptr},
+};
+
+class RewriteCases : public ::testing::TestWithParam<RewriteCase> {};
+
+TEST_P(RewriteCases, KeepsWhatStaysAndChangesWhatWasAsked) {
+  const RewriteCase& c = GetParam();
+  SetArchiveKind(ARCHIVE_ZIP);
+  std::string path = CopyInput(c.archive, "rewrite_case");
+  std::string bytesBefore = ReadFileBytes(path);
+  WIN32_FILE_ATTRIBUTE_DATA timesBefore;
+  GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &timesBefore);
+  ArchiveFacts before = ReadFacts(path, c.password);
+  ASSERT_TRUE(before.opened);
+
+  ASSERT_EQ(RunCase(path, c), c.result) << c.title << ": " << GetRewriteFailureText();
+  EXPECT_FALSE(Exists(path + ".tmp")) << c.title;
+  if (c.result != 0 || c.simulation) {
+    EXPECT_EQ(ReadFileBytes(path), bytesBefore) << c.title;
+    WIN32_FILE_ATTRIBUTE_DATA timesAfter;
+    GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &timesAfter);
+    EXPECT_EQ(CompareFileTime(&timesBefore.ftLastWriteTime, &timesAfter.ftLastWriteTime), 0) << c.title;
+    return;
+  }
+
+  // What the archive should hold now: the old entries without folders and deletions, renamed
+  // entries under their new names, each unchanged but for its name.
+  std::map<std::string, EntryFacts> expected;
+  for (const auto& entry : before.entries) {
+    const std::string& name = entry.first;
+    if (name.back() == '/') continue;
+    bool deleted = false;
+    for (const std::string& d : c.deletions) deleted |= Stored(d) == name;
+    if (deleted) continue;
+    std::string now = name;
+    for (const auto& r : c.renames)
+      if (Stored(r.first) == name || (r.first[0] == 'G' && name[0] == 'G')) now = Stored(r.second);
+    expected[now] = entry.second;
+  }
+  ArchiveFacts after = ReadFacts(path, c.password);
+  ASSERT_TRUE(after.opened) << c.title;
+  EXPECT_EQ(after.comment, before.comment) << c.title;
+  ASSERT_EQ(after.entries.size(), expected.size()) << c.title;
+  for (const auto& entry : expected) {
+    auto found = after.entries.find(entry.first);
+    ASSERT_NE(found, after.entries.end()) << c.title << ": " << entry.first;
+    EXPECT_TRUE(found->second == entry.second) << c.title << ": " << entry.first;
+    EXPECT_NE(found->second.plain, "<unreadable>") << c.title << ": " << entry.first;
+    bool utf8 = (found->second.info.flag & 0x800) != 0;
+    bool ascii = true;
+    for (unsigned char ch : entry.first) ascii &= ch < 0x80;
+    if (!ascii && c.renames.size() && entry.first == Stored(c.renames[0].second)) {
+      EXPECT_TRUE(utf8) << c.title;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, RewriteCases, ::testing::ValuesIn(kCases));
+
+TEST(Rewrite, DeletingEveryEntryRemovesTheArchive) {
+  std::string path = CopyInput("nodirs.zip", "rewrite_all");
+  ArchiveFacts before = ReadFacts(path);
+  RBTree* changes = CreateChangeSet();
+  for (const auto& entry : before.entries) AddChangeRecord(changes, entry.first.c_str(), nullptr, 0);
+  EXPECT_EQ(DeleteFilesTwoPasses(path.c_str(), changes), 0);
+  DestroyChangeSet(&changes);
+  EXPECT_FALSE(Exists(path));
+  EXPECT_FALSE(Exists(path + ".tmp"));
+}
+
+TEST(Rewrite, SingleEntryCallsAndTheChangeSetLookup) {
+  SetArchiveKind(ARCHIVE_ZIP);
+  RBTree* changes = CreateChangeSet();
+  char newPath[kPathBuf] = "";
+  EXPECT_EQ(FindEntryInZipEntryRBTree(changes, "a/b.txt", newPath), 0);
+  AddChangeRecord(changes, "a\\b.txt", "c\\d.txt", 3);
+  EXPECT_EQ(FindEntryInZipEntryRBTree(changes, "a/b.txt", newPath), 1);
+  EXPECT_STREQ(newPath, "c\\d.txt");
+  EXPECT_EQ(FindEntryInZipEntryRBTree(nullptr, "a/b.txt", newPath), 0);
+  DestroyChangeSet(&changes);
+
+  std::string path = CopyInput("nodirs.zip", "rewrite_single");
+  EXPECT_EQ(ChangeFileFromZIP(path.c_str(), "docs\\zero.bin", "zero.bin", 0, 1), 0);
+  EXPECT_EQ(DeleteFileFromZIP(path.c_str(), "noise.bin", 0, 1), 0);
+  ArchiveFacts after = ReadFacts(path);
+  EXPECT_EQ(after.entries.count("zero.bin"), 1u);
+  EXPECT_EQ(after.entries.count("docs/zero.bin"), 0u);
+  EXPECT_EQ(after.entries.count("noise.bin"), 0u);
+  EXPECT_EQ(after.entries.size(), 4u);
+}
+
+// ---- faults through the file layer -----------------------------------------------------
+
+enum class Fault { None, WriteMidway, DiskFull, ReadMidway, Flush, Replace, CreateTemporary };
+
+struct FaultState {
+  Fault fault = Fault::None;
+  zlib_filefunc64_def real;
+} g_fault;
+
+struct FaultStream {
+  voidpf inner;
+  bool temporary;
+  uint64_t written;
+};
+
+// Past the first copy buffer, so the failure strikes with part of the new archive written.
+constexpr uint64_t kWriteFaultAfter = 5 << 20;
+constexpr uint64_t kReadFaultFrom = 4 << 20;
+
+voidpf ZCALLBACK FaultOpen(voidpf, const void* name, int mode) {
+  const char* path = static_cast<const char*>(name);
+  bool temporary = strlen(path) > 4 && !strcmp(path + strlen(path) - 4, ".tmp");
+  if (temporary && g_fault.fault == Fault::CreateTemporary) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return nullptr;
+  }
+  voidpf inner = g_fault.real.zopen64_file(g_fault.real.opaque, name, mode);
+  if (!inner) return nullptr;
+  return new FaultStream{inner, temporary, 0};
+}
+
+uLong ZCALLBACK FaultRead(voidpf, voidpf stream, void* out, uLong size) {
+  FaultStream* s = static_cast<FaultStream*>(stream);
+  if (g_fault.fault == Fault::ReadMidway && !s->temporary && size >= (1u << 20) &&
+      g_fault.real.ztell64_file(g_fault.real.opaque, s->inner) >= kReadFaultFrom) {
+    SetLastError(ERROR_READ_FAULT);
+    return 0;
+  }
+  return g_fault.real.zread_file(g_fault.real.opaque, s->inner, out, size);
+}
+
+uLong ZCALLBACK FaultWrite(voidpf, voidpf stream, const void* data, uLong size) {
+  FaultStream* s = static_cast<FaultStream*>(stream);
+  if (s->temporary && (g_fault.fault == Fault::WriteMidway || g_fault.fault == Fault::DiskFull) &&
+      s->written + size > kWriteFaultAfter) {
+    SetLastError(g_fault.fault == Fault::DiskFull ? ERROR_DISK_FULL : ERROR_WRITE_FAULT);
+    return 0;
+  }
+  s->written += size;
+  return g_fault.real.zwrite_file(g_fault.real.opaque, s->inner, data, size);
+}
+
+ZPOS64_T ZCALLBACK FaultTell(voidpf, voidpf stream) {
+  return g_fault.real.ztell64_file(g_fault.real.opaque, static_cast<FaultStream*>(stream)->inner);
+}
+long ZCALLBACK FaultSeek(voidpf, voidpf stream, ZPOS64_T offset, int origin) {
+  return g_fault.real.zseek64_file(g_fault.real.opaque, static_cast<FaultStream*>(stream)->inner, offset, origin);
+}
+int ZCALLBACK FaultClose(voidpf, voidpf stream) {
+  FaultStream* s = static_cast<FaultStream*>(stream);
+  int result = g_fault.real.zclose_file(g_fault.real.opaque, s->inner);
+  delete s;
+  return result;
+}
+int ZCALLBACK FaultError(voidpf, voidpf stream) {
+  return g_fault.real.zerror_file(g_fault.real.opaque, static_cast<FaultStream*>(stream)->inner);
+}
+
+void FillFaultFunctions(zlib_filefunc64_def* f) {
+  FillBufferedFileFunctions(&g_fault.real);
+  *f = {FaultOpen, FaultRead, FaultWrite, FaultTell, FaultSeek, FaultClose, FaultError, nullptr};
+}
+DWORD FailingFlush(const char*) { return ERROR_DISK_FULL; }
+DWORD FailingReplace(const char*, const char*) { return ERROR_SHARING_VIOLATION; }
+
+struct FaultCase {
+  const char* title;
+  Fault fault;
+  int result;
+};
+
+const FaultCase kFaults[] = {
+    {"a write fails in the middle", Fault::WriteMidway, -6},
+    {"the disk fills up", Fault::DiskFull, -6},
+    {"a read fails in the middle", Fault::ReadMidway, -6},
+    {"the flush fails", Fault::Flush, -6},
+    {"the final replacement fails", Fault::Replace, -7},
+    {"the temporary archive cannot be made", Fault::CreateTemporary, -2},
+};
+
+class RewriteFaults : public ::testing::TestWithParam<FaultCase> {
+ protected:
+  void TearDown() override { ResetRewriteFileLayer(); }
+};
+
+TEST_P(RewriteFaults, LeaveTheArchiveAsItWasAndNoTemporaryFile) {
+  const FaultCase& c = GetParam();
+  SetArchiveKind(ARCHIVE_ZIP);
+  std::string path = CopyInput("large.zip", "rewrite_fault");
+  std::string bytesBefore = ReadFileBytes(path);
+  RewriteFileLayer& layer = GetRewriteFileLayer();
+  g_fault.fault = c.fault;
+  layer.fillFunctions = FillFaultFunctions;
+  if (c.fault == Fault::Flush) layer.flushFile = FailingFlush;
+  if (c.fault == Fault::Replace) layer.replaceFile = FailingReplace;
+
+  // The first entry goes, so every later byte moves and the whole archive is copied.
+  EXPECT_EQ(DeleteFileFromZIP(path.c_str(), "part0.bin", 0, 1), c.result) << c.title;
+  EXPECT_EQ(ReadFileBytes(path), bytesBefore) << c.title;
+  EXPECT_FALSE(Exists(path + ".tmp")) << c.title;
+  std::string text = GetRewriteFailureText();
+  EXPECT_NE(text.find(path), std::string::npos) << c.title << ": " << text;
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, RewriteFaults, ::testing::ValuesIn(kFaults));
+
+TEST(Rewrite, AnArchiveHeldByAnotherProgramIsReportedByName) {
+  std::string path = CopyInput("nodirs.zip", "rewrite_locked");
+  HANDLE held = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(held, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(DeleteFileFromZIP(path.c_str(), "noise.bin", 0, 1), -1);
+  CloseHandle(held);
+  EXPECT_NE(std::string(GetRewriteFailureText()).find(path), std::string::npos);
+  EXPECT_EQ(ReadFacts(path).entries.count("noise.bin"), 1u);
+}
+
+}  // namespace

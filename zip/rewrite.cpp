@@ -1,0 +1,599 @@
+#include "services/base.h"
+#include "zip/rewrite.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "model/compare.h"
+#include "model/listing_totals.h"
+#include "services/log.h"
+#include "services/progress.h"
+#include "zip/rewrite_output.h"
+#include "zip/safe_replace.h"
+#include "zip/zip_io.h"
+#include "zip/zip_open.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr uint32_t kLocalSignature = 0x04034b50;
+constexpr uint32_t kCentralSignature = 0x02014b50;
+constexpr uint32_t kDescriptorSignature = 0x08074b50;
+constexpr uint32_t kEndSignature = 0x06054b50;
+constexpr uint32_t kZip64EndSignature = 0x06064b50;
+constexpr uint32_t kZip64LocatorSignature = 0x07064b50;
+constexpr uint16_t kZip64Extra = 0x0001;
+constexpr uint16_t kUnicodePathExtra = 0x7075;
+constexpr uint16_t kUtf8Flag = 0x800;
+constexpr uint16_t kDescriptorFlag = 0x8;
+constexpr uint32_t kMax32 = 0xFFFFFFFF;
+constexpr size_t kLocalHeader = 30;
+constexpr size_t kCentralHeader = 46;
+
+thread_local std::string t_failure;
+
+uint16_t Get16(const unsigned char* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
+uint32_t Get32(const unsigned char* p) { return Get16(p) | static_cast<uint32_t>(Get16(p + 2)) << 16; }
+uint64_t Get64(const unsigned char* p) { return Get32(p) | static_cast<uint64_t>(Get32(p + 4)) << 32; }
+void Put16(unsigned char* p, uint64_t v) {
+  p[0] = static_cast<unsigned char>(v);
+  p[1] = static_cast<unsigned char>(v >> 8);
+}
+void Put32(unsigned char* p, uint64_t v) {
+  Put16(p, v);
+  Put16(p + 2, v >> 16);
+}
+void Put64(unsigned char* p, uint64_t v) {
+  Put32(p, v);
+  Put32(p + 4, v >> 32);
+}
+void Append16(std::string* s, uint64_t v) {
+  unsigned char b[2];
+  Put16(b, v);
+  s->append(reinterpret_cast<char*>(b), 2);
+}
+void Append32(std::string* s, uint64_t v) {
+  unsigned char b[4];
+  Put32(b, v);
+  s->append(reinterpret_cast<char*>(b), 4);
+}
+void Append64(std::string* s, uint64_t v) {
+  unsigned char b[8];
+  Put64(b, v);
+  s->append(reinterpret_cast<char*>(b), 8);
+}
+unsigned char* Bytes(std::string& s) { return reinterpret_cast<unsigned char*>(&s[0]); }
+
+// Extra fields are blocks of (id, length, data); both searches stop at a malformed block.
+size_t FindExtraBlock(const std::string& extra, uint16_t id) {
+  const unsigned char* p = reinterpret_cast<const unsigned char*>(extra.data());
+  size_t at = 0;
+  while (at + 4 <= extra.size()) {
+    size_t length = Get16(p + at + 2);
+    if (at + 4 + length > extra.size()) break;
+    if (Get16(p + at) == id) return at;
+    at += 4 + length;
+  }
+  return std::string::npos;
+}
+
+void RemoveExtraBlock(std::string* extra, uint16_t id) {
+  size_t at = FindExtraBlock(*extra, id);
+  if (at != std::string::npos) extra->erase(at, 4 + Get16(Bytes(*extra) + at + 2));
+}
+
+bool IsAscii(const char* text) {
+  for (const unsigned char* p = reinterpret_cast<const unsigned char*>(text); *p; ++p)
+    if (*p >= 0x80) return false;
+  return true;
+}
+
+std::string SystemErrorText(DWORD error) {
+  char text[512] = "";
+  if (error) {
+    FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text,
+                   sizeof text, nullptr);
+  }
+  size_t n = strlen(text);
+  while (n && (text[n - 1] == '\n' || text[n - 1] == '\r' || text[n - 1] == ' ')) text[--n] = 0;
+  return text;
+}
+
+void SetFailure(const char* archive, DWORD error) {
+  t_failure = GetMessageText(70);
+  t_failure += "\n\n\"";
+  t_failure += archive;
+  t_failure += "\"";
+  std::string system = SystemErrorText(error);
+  if (!system.empty()) t_failure += "\n" + system;
+  Log(-1, GetVerbose(), "rewrite of %s failed: %s", archive, system.empty() ? "-" : system.c_str());
+}
+
+// The lookup key of a stored name in the first pass: names without the UTF-8 flag were
+// written in the DOS code page. Reports whether the key differs from the stored bytes, so a
+// second pass is only worth its walk when some name reads two ways.
+bool OemLookupKey(const char* stored, uLong flag, char* key) {
+  snprintf(key, kPathBuf, "%s", stored);
+  if ((flag & kUtf8Flag) || IsAscii(stored)) return false;
+  wchar_t wide[kPathBuf];
+  int n = MultiByteToWideChar(CP_OEMCP, 0, stored, -1, wide, kPathBuf);
+  if (n <= 0 || !WideCharToMultiByte(CP_UTF8, 0, wide, -1, key, kPathBuf, nullptr, nullptr)) {
+    snprintf(key, kPathBuf, "%s", stored);
+  }
+  return strcmp(key, stored) != 0;
+}
+
+enum class Job { Change, Delete };
+
+// What one walk is asked to do: a change set, or one entry named by its path.
+struct WalkRequest {
+  const char* caller;  // the function name every log line starts with
+  Job job;
+  RBTree* changes;
+  const char* oldPath;
+  const char* newPath;
+  int simulation;
+  int namesAreOem;
+};
+
+thread_local bool t_namesReadTwoWays = false;
+
+struct Walk {
+  const WalkRequest& request;
+  const char* archive;
+  unzFile source = nullptr;
+  RewriteFile data;  // a second reader of the old archive for the raw stretches
+  RewriteOutput out;
+  bool writing = false;
+  std::string directory;  // the new central directory
+  uint64_t entries = 0;
+  int found = 0, kept = 0;
+  bool changed = false, failed = false;
+  DWORD error = 0;
+
+  Walk(const WalkRequest& r, const char* a) : request(r), archive(a) {}
+};
+
+bool Lookup(const WalkRequest& request, const char* key, char* newPath) {
+  if (request.changes) return FindEntryInZipEntryRBTree(request.changes, key, newPath) != 0;
+  if (!request.oldPath || PathCompareIndependentCaseSense(key, request.oldPath) != 0) return false;
+  snprintf(newPath, kPathBuf, "%s", request.newPath ? request.newPath : "");
+  return true;
+}
+
+// Builds the entry's new central record from its old one: the new local offset (in the
+// 64-bit extra when it needs it or already lived there) and, for a renamed entry, the new
+// name. Everything else stays as it was, byte for byte.
+bool MakeCentralRecord(const std::string& old, const char* newName, uint64_t offset, std::string* record) {
+  std::string header = old.substr(0, kCentralHeader);
+  const unsigned char* h = reinterpret_cast<const unsigned char*>(header.data());
+  size_t nameLength = Get16(h + 28), extraLength = Get16(h + 30), commentLength = Get16(h + 32);
+  std::string name = old.substr(kCentralHeader, nameLength);
+  std::string extra = old.substr(kCentralHeader + nameLength, extraLength);
+  std::string comment = old.substr(kCentralHeader + nameLength + extraLength, commentLength);
+  if (newName) {
+    name = newName;
+    if (!IsAscii(newName)) Put16(Bytes(header) + 8, Get16(h + 8) | kUtf8Flag);
+    // The old Unicode name names the old entry; readers would prefer it to the new name.
+    RemoveExtraBlock(&extra, kUnicodePathExtra);
+  }
+  if (Get32(h + 42) == kMax32 || offset >= kMax32) {
+    // The 64-bit extra holds, in order, the fields whose 32-bit places are all ones.
+    uint64_t values[4] = {0, 0, 0, 0};
+    bool present[4] = {Get32(h + 24) == kMax32, Get32(h + 20) == kMax32, Get32(h + 42) == kMax32,
+                       Get16(h + 34) == 0xFFFF};
+    size_t at = FindExtraBlock(extra, kZip64Extra);
+    if (at != std::string::npos) {
+      const unsigned char* p = Bytes(extra) + at + 4;
+      size_t length = Get16(p - 2), used = 0;
+      for (int i = 0; i < 4; ++i) {
+        size_t width = i == 3 ? 4 : 8;
+        if (!present[i]) continue;
+        if (used + width > length) return false;
+        values[i] = width == 8 ? Get64(p + used) : Get32(p + used);
+        used += width;
+      }
+      RemoveExtraBlock(&extra, kZip64Extra);
+    } else if (present[0] || present[1] || present[3]) {
+      return false;
+    }
+    values[2] = offset;
+    present[2] = true;
+    std::string block;
+    for (int i = 0; i < 4; ++i) {
+      if (!present[i]) continue;
+      if (i == 3) Append32(&block, values[i]);
+      else Append64(&block, values[i]);
+    }
+    std::string z64;
+    Append16(&z64, kZip64Extra);
+    Append16(&z64, block.size());
+    extra = z64 + block + extra;
+    Put32(Bytes(header) + 42, kMax32);
+  } else {
+    Put32(Bytes(header) + 42, offset);
+  }
+  if (name.size() > 0xFFFF || extra.size() > 0xFFFF) return false;
+  Put16(Bytes(header) + 28, name.size());
+  Put16(Bytes(header) + 30, extra.size());
+  *record = header + name + extra + comment;
+  return true;
+}
+
+// Copies the current entry into the new archive: its local header, data and descriptor as
+// they are, or, renamed, a local header with the new name before the same data.
+bool CopyEntry(Walk* w, const unz_file_info64& info, const char* newName) {
+  const char* caller = w->request.caller;
+  int method = 0, level = 0;
+  int result = unzOpenCurrentFile2(w->source, &method, &level, 1);
+  if (result != UNZ_OK) {
+    Log(-1, GetVerbose(), "%s error in unzOpenCurrentFile2 %d", caller, result);
+    return false;
+  }
+  bool ok = false;
+  std::string localExtra, central, local;
+  uint64_t dataAt = unzGetCurrentFileZStreamPos64(w->source);
+  uint64_t directoryAt = unzGetOffset64(w->source);
+  int localExtraLength = unzGetLocalExtrafield(w->source, nullptr, 0);
+  do {
+    if (localExtraLength < 0) {
+      Log(-1, GetVerbose(), "%s size_local_extra<0", caller);
+      break;
+    }
+    localExtra.resize(localExtraLength);
+    if (localExtraLength && unzGetLocalExtrafield(w->source, &localExtra[0], localExtraLength) < 0) {
+      Log(-1, GetVerbose(), "%s unzGetLocalExtrafield<0", caller);
+      break;
+    }
+    // The entry's records as stored: the central one (for every field the library does not
+    // report) and the local header (for where the entry begins).
+    central.resize(kCentralHeader);
+    if (!ReadRewriteFile(&w->data, directoryAt, &central[0], kCentralHeader)) break;
+    const unsigned char* c = Bytes(central);
+    size_t more = Get16(c + 28) + Get16(c + 30) + Get16(c + 32);
+    if (Get32(c) != kCentralSignature) break;
+    central.resize(kCentralHeader + more);
+    if (!ReadRewriteFile(&w->data, directoryAt + kCentralHeader, &central[kCentralHeader], more)) break;
+    c = Bytes(central);
+    uint64_t localAt = Get32(c + 42);
+    if (localAt == kMax32) {
+      std::string extra = central.substr(kCentralHeader + Get16(c + 28), Get16(c + 30));
+      size_t at = FindExtraBlock(extra, kZip64Extra);
+      size_t skip = (Get32(c + 24) == kMax32 ? 8 : 0) + (Get32(c + 20) == kMax32 ? 8 : 0);
+      if (at == std::string::npos || Get16(Bytes(extra) + at + 2) < skip + 8) break;
+      localAt = Get64(Bytes(extra) + at + 4 + skip);
+    }
+    local.resize(kLocalHeader);
+    if (!ReadRewriteFile(&w->data, localAt, &local[0], kLocalHeader)) break;
+    const unsigned char* l = Bytes(local);
+    if (Get32(l) != kLocalSignature || localAt + kLocalHeader + Get16(l + 26) + Get16(l + 28) != dataAt) {
+      Log(-1, GetVerbose(), "%s: the local header of %s is not where the directory says", caller, newName);
+      break;
+    }
+    uint64_t end = dataAt + info.compressed_size;
+    if (info.flag & kDescriptorFlag) {
+      bool wide = FindExtraBlock(localExtra, kZip64Extra) != std::string::npos;
+      unsigned char signature[4];
+      if (!ReadRewriteFile(&w->data, end, signature, 4)) break;
+      end += (Get32(signature) == kDescriptorSignature ? 4 : 0) + (wide ? 20 : 12);
+    }
+    uint64_t offset = w->out.position;
+    if (newName) {
+      // A new name changes the local header's length: write it, then copy the data.
+      std::string extra = localExtra;
+      RemoveExtraBlock(&extra, kUnicodePathExtra);
+      if (!IsAscii(newName)) Put16(Bytes(local) + 6, Get16(l + 6) | kUtf8Flag);
+      Put16(Bytes(local) + 26, strlen(newName));
+      Put16(Bytes(local) + 28, extra.size());
+      local += newName;
+      local += extra;
+      if (!WriteRewriteOutput(&w->out, local.data(), local.size()) ||
+          !CopyToRewriteOutput(&w->out, &w->data, dataAt, end - dataAt)) {
+        Log(1, GetVerbose(), "%s: zipWriteInFileInZip", caller);
+        break;
+      }
+    } else if (!CopyToRewriteOutput(&w->out, &w->data, localAt, end - localAt)) {
+      Log(1, GetVerbose(), "%s: zipWriteInFileInZip", caller);
+      break;
+    }
+    std::string record;
+    if (!MakeCentralRecord(central, newName, offset, &record)) {
+      Log(1, GetVerbose(), "%s: zipOpenNewFileInZip2", caller);
+      break;
+    }
+    w->directory += record;
+    ++w->entries;
+    ok = true;
+  } while (false);
+  result = unzCloseCurrentFile(w->source);
+  if (result == UNZ_CRCERROR) {
+    Log(-1, GetVerbose(), "%s: unzCloseCurrentFile", caller);
+    ok = false;
+  }
+  return ok;
+}
+
+// The central directory and its end records; the 64-bit end records only where the counts
+// or offsets need them.
+bool WriteDirectory(Walk* w, const char* comment, size_t commentLength) {
+  uint64_t start = w->out.position;
+  if (!WriteRewriteOutput(&w->out, w->directory.data(), w->directory.size())) return false;
+  uint64_t size = w->directory.size();
+  std::string end;
+  if (w->entries >= 0xFFFF || start >= kMax32 || size >= kMax32) {
+    uint64_t at = w->out.position;
+    Append32(&end, kZip64EndSignature);
+    Append64(&end, 44);
+    Append16(&end, 45);
+    Append16(&end, 45);
+    Append32(&end, 0);
+    Append32(&end, 0);
+    Append64(&end, w->entries);
+    Append64(&end, w->entries);
+    Append64(&end, size);
+    Append64(&end, start);
+    Append32(&end, kZip64LocatorSignature);
+    Append32(&end, 0);
+    Append64(&end, at);
+    Append32(&end, 1);
+  }
+  uint64_t count = w->entries >= 0xFFFF ? 0xFFFF : w->entries;
+  Append32(&end, kEndSignature);
+  Append16(&end, 0);
+  Append16(&end, 0);
+  Append16(&end, count);
+  Append16(&end, count);
+  Append32(&end, size >= kMax32 ? kMax32 : size);
+  Append32(&end, start >= kMax32 ? kMax32 : start);
+  Append16(&end, commentLength);
+  end.append(comment ? comment : "", commentLength);
+  return WriteRewriteOutput(&w->out, end.data(), end.size());
+}
+
+void ShowProgress(const WalkRequest& request, const char* newPath) {
+  char text[kPathBuf * 2];
+  if (request.simulation) snprintf(text, sizeof text, "Simulation %s", newPath);
+  else snprintf(text, sizeof text, "%s: %s", GetMessageText(85), newPath);
+  SetProgressTitle(text);
+  ExecuteProgressStep(GetProgressDialog());
+  if (request.simulation) Sleep(10);
+}
+
+// Visits every entry; false when an error ended the walk before the end of the list.
+bool WalkEntries(Walk* w) {
+  const WalkRequest& request = w->request;
+  const char* caller = request.caller;
+  ListingTotals& totals = GetListingTotals();
+  int result = unzGoToFirstFile(w->source);
+  while (result == UNZ_OK) {
+    unz_file_info64 info;
+    char name[kPathBuf] = "";
+    result = unzGetCurrentFileInfo64(w->source, &info, name, kPathBuf - 1, nullptr, 0, nullptr, 0);
+    if (result != UNZ_OK) {
+      Log(1, GetVerbose(), "%s error in unzGetCurrentFileInfo %d", caller, result);
+      return false;
+    }
+    char key[kPathBuf], newPath[kPathBuf] = "";
+    if (request.namesAreOem) {
+      if (OemLookupKey(name, info.flag, key)) t_namesReadTwoWays = true;
+    } else {
+      snprintf(key, sizeof key, "%s", name);
+    }
+    Log(5, GetVerbose(), "%s file to find %s dos_fn %s", caller, key, name);
+    bool hit = Lookup(request, key, newPath);
+    const char* last = name;
+    for (const char* p = name; *p; ++p)
+      if (*p == '/' || *p == '\\') last = p + 1;
+    if (!*last) {
+      // Folder entries are deliberately not carried over: the folders live on in the paths.
+      if (request.job == Job::Change) w->changed = true;
+    } else if (request.job == Job::Delete && hit) {
+      --totals.entries;
+      totals.uncompressed -= info.uncompressed_size;
+      totals.compressed -= info.compressed_size;
+      if (!request.simulation) {
+        printf("%s delete file %s\n", caller, name);
+        w->changed = true;
+      } else {
+        Log(5, GetVerbose(), "%s Do not delete %s - Simulationmode!", caller, name);
+      }
+      ++w->found;
+    } else {
+      const char* written = nullptr;
+      char stored[kPathBuf];
+      if (request.job == Job::Change && hit) {
+        ++w->found;
+        ShowProgress(request, newPath);
+        if (GetVerbose() > 5) Log(-1, GetVerbose(), "%s: --changed dos_fn: %s NewFilename %s", caller, name, newPath);
+        snprintf(stored, sizeof stored, "%s", newPath);
+        for (char* p = stored; *p; ++p)
+          if (*p == '\\') *p = '/';
+        Log(5, GetVerbose(), "%s: opening (new) file in zip: %s", caller, stored);
+        written = stored;
+      } else {
+        ++w->kept;
+      }
+      if (w->writing) {
+        if (!CopyEntry(w, info, written)) return false;
+        if (written) w->changed = true;
+      }
+    }
+    result = unzGoToNextFile(w->source);
+  }
+  if (result != UNZ_END_OF_LIST_OF_FILE) Log(1, GetVerbose(), "%s: the walk ended with %d", caller, result);
+  return result == UNZ_END_OF_LIST_OF_FILE;
+}
+
+// The first error of the walk's files: its system error and whether it was the reading side.
+DWORD WalkError(const Walk& w) {
+  if (w.data.failed) return w.data.systemError;
+  if (w.out.file.failed) return w.out.file.systemError;
+  return 0;
+}
+
+void RemoveTemporary(const char* temporary) { GetRewriteFileLayer().deleteFile(temporary); }
+
+int RewriteZip(const WalkRequest& request, const char* archive) {
+  const char* caller = request.caller;
+  t_failure.clear();
+  int kind = GetArchiveKind();
+  if (!IsKnownArchiveKind(kind)) Log(-1, GetVerbose(), "%s !!! no compression method specified - assuming zip!!", caller);
+  char temporary[kPathBuf + 8];
+  snprintf(temporary, sizeof temporary, "%s.tmp", archive);
+
+  RewriteFileLayer& layer = GetRewriteFileLayer();
+  zlib_filefunc64_def functions;
+  layer.fillFunctions(&functions);
+  Walk w(request, archive);
+  w.source = MyWaitunzOpen2_64With(archive, 3000, &functions);
+  if (!w.source) {
+    DWORD error = GetLastZipFileOpenError();
+    SetFailure(archive, error ? error : GetStoredSystemError());
+    return REWRITE_CANNOT_OPEN;
+  }
+  w.writing = !request.simulation;
+  if (w.writing) {
+    if (!OpenRewriteFile(&w.data, functions, archive, false)) {
+      SetFailure(archive, w.data.systemError);
+      unzClose(w.source);
+      return REWRITE_CANNOT_OPEN;
+    }
+    if (!OpenRewriteOutput(&w.out, functions, temporary)) {
+      SetFailure(archive, w.out.file.systemError);
+      CloseRewriteFile(&w.data);
+      unzClose(w.source);
+      return REWRITE_CANNOT_CREATE_TEMP;
+    }
+  } else if (request.job == Job::Delete) {
+    Log(5, GetVerbose(), "%s in Simulationmode - not opening Zipfile!", caller);
+  }
+  auto abandon = [&](int code) {
+    if (w.writing) {
+      AbandonRewriteOutput(&w.out);
+      CloseRewriteFile(&w.data);
+      RemoveTemporary(temporary);
+    }
+    unzClose(w.source);
+    return code;
+  };
+
+  unz_global_info64 global;
+  if (unzGetGlobalInfo64(w.source, &global) != UNZ_OK) return abandon(REWRITE_GLOBAL_INFO);
+  std::vector<char> comment;
+  if (global.size_comment) {
+    try {
+      comment.resize(global.size_comment + 1);
+    } catch (...) {
+      return abandon(REWRITE_COMMENT_MEMORY);
+    }
+    int got = unzGetGlobalComment(w.source, comment.data(), global.size_comment + 1);
+    if (got < 0 || static_cast<uLong>(got) != global.size_comment) return abandon(REWRITE_COMMENT_READ);
+  }
+
+  bool complete = WalkEntries(&w);
+  if (w.writing && complete && w.changed) complete = WriteDirectory(&w, comment.data(), global.size_comment);
+  DWORD error = WalkError(w);
+  if (w.writing) {
+    // Kept stretches are only queued until something changes, so a walk that changes
+    // nothing never copies the archive.
+    if (complete && w.changed && !error) {
+      if (!FinishRewriteOutput(&w.out)) error = w.out.file.systemError ? w.out.file.systemError : ERROR_WRITE_FAULT;
+    } else {
+      AbandonRewriteOutput(&w.out);
+    }
+    CloseRewriteFile(&w.data);
+  }
+  unzClose(w.source);
+  Log(5, GetVerbose(), "%s: found %d of %d", caller, w.found, w.found + w.kept);
+
+  if (request.simulation) return request.job == Job::Delete ? REWRITE_DONE : REWRITE_NOTHING_REPLACED;
+  if (!complete || error) {
+    SetFailure(archive, error ? error : ERROR_FILE_CORRUPT);
+    RemoveTemporary(temporary);
+    return REWRITE_NOTHING_REPLACED;
+  }
+  if (!w.changed) {
+    RemoveTemporary(temporary);
+    return REWRITE_NOTHING_REPLACED;
+  }
+  if (request.job == Job::Delete && w.entries == 0) {
+    // Nothing is left: the archive goes.
+    RemoveTemporary(temporary);
+    if (!layer.deleteFile(archive)) {
+      SetFailure(archive, GetLastError());
+      return REWRITE_REPLACE_FAILED;
+    }
+    return REWRITE_DONE;
+  }
+  // Only a new archive that is on the disk replaces the old one, and in one step: a failure
+  // here leaves the old archive untouched.
+  if (DWORD flushError = layer.flushFile(temporary)) {
+    SetFailure(archive, flushError);
+    RemoveTemporary(temporary);
+    return REWRITE_NOTHING_REPLACED;
+  }
+  if (DWORD replaceError = layer.replaceFile(temporary, archive)) {
+    SetFailure(archive, replaceError);
+    RemoveTemporary(temporary);
+    return REWRITE_REPLACE_FAILED;
+  }
+  return REWRITE_DONE;
+}
+
+BOOL DeleteByName(const char* path) { return DeleteFileA(path); }
+
+RewriteFileLayer g_layer = {FillBufferedFileFunctions, FlushWorkingFile, ReplaceWithWorkingFile, DeleteByName};
+
+int TwoPasses(const char* archive, RBTree* changes, int (*walk)(const char*, RBTree*, int, int)) {
+  t_namesReadTwoWays = false;
+  int first = walk(archive, changes, 0, 1);
+  if (first != REWRITE_DONE && first != REWRITE_NOTHING_REPLACED) return first;
+  // The second reading only differs for names that read differently in the DOS code page.
+  if (first == REWRITE_DONE && !t_namesReadTwoWays) return REWRITE_DONE;
+  int second = walk(archive, changes, 0, 0);
+  if (second == REWRITE_NOTHING_REPLACED && first == REWRITE_DONE) return REWRITE_DONE;
+  return second;
+}
+
+}  // namespace
+
+RewriteFileLayer& GetRewriteFileLayer() { return g_layer; }
+void ResetRewriteFileLayer() { g_layer = {FillBufferedFileFunctions, FlushWorkingFile, ReplaceWithWorkingFile, DeleteByName}; }
+const char* GetRewriteFailureText() { return t_failure.c_str(); }
+
+int ChangeFilesFromZIP(const char* archive, RBTree* changes, int simulation, int namesAreOem) {
+  WalkRequest request = {"ChangeFilesFromZIP", Job::Change, changes, nullptr, nullptr, simulation, namesAreOem};
+  return RewriteZip(request, archive);
+}
+
+int DeleteFilesFromZIPRBTree(const char* archive, RBTree* changes, int simulation, int namesAreOem) {
+  WalkRequest request = {"DeleteFilesFromZIPRBTree", Job::Delete, changes, nullptr, nullptr, simulation, namesAreOem};
+  return RewriteZip(request, archive);
+}
+
+int ChangeFileFromZIP(const char* archive, const char* oldPath, const char* newPath, int simulation,
+                      int namesAreOem) {
+  Log(5, GetVerbose(), "ChangeFileFromZIP: file to find %s dos_fn %s", oldPath, newPath);
+  WalkRequest request = {"ChangeFileFromZIP", Job::Change, nullptr, oldPath, newPath, simulation, namesAreOem};
+  return RewriteZip(request, archive);
+}
+
+int DeleteFileFromZIP(const char* archive, const char* path, int simulation, int namesAreOem) {
+  printf("DeleteFileFromZIP file to delete %s\n", path);
+  if (simulation) Log(-1, GetVerbose(), "Simulation!! %s", path);
+  WalkRequest request = {"DeleteFileFromZIP", Job::Delete, nullptr, path, nullptr, simulation, namesAreOem};
+  return RewriteZip(request, archive);
+}
+
+int ChangeFilesTwoPasses(const char* archive, RBTree* changes) {
+  return TwoPasses(archive, changes, ChangeFilesFromZIP);
+}
+
+int DeleteFilesTwoPasses(const char* archive, RBTree* changes) {
+  return TwoPasses(archive, changes, DeleteFilesFromZIPRBTree);
+}

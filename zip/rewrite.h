@@ -1,0 +1,68 @@
+// Deleting, renaming and moving entries of a ZIP archive. A new archive is written beside the
+// old one with every kept entry copied in its stored form (no inflate, no deflate), renamed
+// entries under their new name and deleted ones left out; only a complete, flushed new
+// archive replaces the old file, in one step. The entries concerned come as a change set.
+#pragma once
+#include "services/base.h"
+
+#include "ioapi.h"
+
+struct RBTree;
+
+// One requested change; the change set owns the record and both texts.
+struct ChangeRecord {
+  char* oldPath;  // the entry's current path in the archive
+  char* newPath;  // the path it is to have (unused for deletion)
+  int item;       // the list row that shows the entry
+};
+
+// An ordered index of ChangeRecords keyed by old path ("/" and "\" alike).
+RBTree* CreateChangeSet();
+// False when memory ran out. newPath may be null (deletion).
+bool AddChangeRecord(RBTree* changes, const char* oldPath, const char* newPath, int item);
+void DestroyChangeSet(RBTree** changes);
+// Looks an archive name up; on a hit copies the record's new path into newPath (kPathBuf)
+// and returns 1, else 0. An absent or empty change set finds nothing.
+int FindEntryInZipEntryRBTree(RBTree* changes, const char* name, char* newPath);
+
+enum RewriteResult {
+  REWRITE_DONE = 0,
+  REWRITE_CANNOT_OPEN = -1,
+  REWRITE_CANNOT_CREATE_TEMP = -2,
+  REWRITE_GLOBAL_INFO = -3,
+  REWRITE_COMMENT_MEMORY = -4,
+  REWRITE_COMMENT_READ = -5,
+  REWRITE_NOTHING_REPLACED = -6,
+  REWRITE_REPLACE_FAILED = -7,
+};
+
+// namesAreOem: names without the UTF-8 flag are read in the DOS code page before they are
+// looked up; otherwise the stored bytes are looked up as they are.
+int ChangeFilesFromZIP(const char* archive, RBTree* changes, int simulation, int namesAreOem);
+// In simulation returns 0 and leaves the file alone. Deleting every entry removes the archive.
+int DeleteFilesFromZIPRBTree(const char* archive, RBTree* changes, int simulation, int namesAreOem);
+int ChangeFileFromZIP(const char* archive, const char* oldPath, const char* newPath, int simulation,
+                      int namesAreOem);
+int DeleteFileFromZIP(const char* archive, const char* path, int simulation, int namesAreOem);
+
+// The two passes of the callers: first with names read in the DOS code page, then, when that
+// changed nothing, with the names as stored. A second pass that finds nothing (-6) after a
+// first one that did is no failure.
+int ChangeFilesTwoPasses(const char* archive, RBTree* changes);
+int DeleteFilesTwoPasses(const char* archive, RBTree* changes);
+
+// The file layer under a rewrite. Tests replace members to make writes, reads, the flush or
+// the final replacement fail; nothing else changes behaviour.
+struct RewriteFileLayer {
+  void (*fillFunctions)(zlib_filefunc64_def* functions);  // source and temporary archive
+  // The closed temporary archive to disk, and over the archive: 0 or the system error.
+  DWORD (*flushFile)(const char* path);
+  DWORD (*replaceFile)(const char* replacement, const char* target);
+  BOOL (*deleteFile)(const char* path);
+};
+RewriteFileLayer& GetRewriteFileLayer();
+void ResetRewriteFileLayer();
+
+// Why the last rewrite on this thread failed, for the user: the program's sentence, the
+// archive's path and the system's text; empty after a success or a plain "nothing found".
+const char* GetRewriteFailureText();

@@ -1,0 +1,67 @@
+#include "services/base.h"
+#include "zip/rewrite.h"
+
+#include "model/archive_kind.h"
+#include "model/compare.h"
+#include "model/rbtree.h"
+#include "services/log.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+// Keys are old paths; "/" and "\" count alike, so a name as stored (with "/") finds the
+// record a view made (with "\").
+int ChangeKeyCompare(const void* nodeKey, const void* probe) {
+  return PathCompareIndependentCaseSense(static_cast<const char*>(nodeKey), static_cast<const char*>(probe));
+}
+
+void FreeChangeRecord(void* p) {
+  ChangeRecord* record = static_cast<ChangeRecord*>(p);
+  if (!record) return;
+  free(record->oldPath);
+  free(record->newPath);
+  free(record);
+}
+
+}  // namespace
+
+RBTree* CreateChangeSet() {
+  RBTree* changes = RBTreeCreate();
+  if (!changes) return nullptr;
+  changes->compare = ChangeKeyCompare;
+  changes->deleteInfo = FreeChangeRecord;  // the key is the record's own old path
+  return changes;
+}
+
+bool AddChangeRecord(RBTree* changes, const char* oldPath, const char* newPath, int item) {
+  ChangeRecord* record = static_cast<ChangeRecord*>(calloc(1, sizeof(ChangeRecord)));
+  if (!record) return false;
+  record->oldPath = _strdup(oldPath);
+  record->newPath = _strdup(newPath ? newPath : "");
+  record->item = item;
+  if (!record->oldPath || !record->newPath || !RBTreeInsert(changes, record->oldPath, record)) {
+    FreeChangeRecord(record);
+    return false;
+  }
+  return true;
+}
+
+void DestroyChangeSet(RBTree** changes) { RBTreeDestroy(changes); }
+
+int FindEntryInZipEntryRBTree(RBTree* changes, const char* name, char* newPath) {
+  if (!changes || !changes->count || !name) return 0;
+  char probe[kPathBuf];
+  snprintf(probe, sizeof probe, "%s", name);
+  char separator = ArchiveSeparator(GetArchiveKind());
+  for (char* p = probe; *p; ++p)
+    if (*p == '/') *p = separator;
+  RBNode* node = RBTreeSearch(changes, probe);
+  const ChangeRecord* record = node ? static_cast<const ChangeRecord*>(node->info) : nullptr;
+  if (record) snprintf(newPath, kPathBuf, "%s", record->newPath);
+  Log(5, GetVerbose(), "FindEntryInZipEntryRBTree (%s) %s -- %s fnd %d", record ? "found" : "not found", probe,
+      record ? record->newPath : "", record ? 1 : 0);
+  return record ? 1 : 0;
+}
