@@ -40,3 +40,4 @@ bench_time() {
 }
 
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN{printf "%.2f", a/b}'; }
+

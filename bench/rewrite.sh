@@ -7,13 +7,9 @@
 set -euo pipefail
 export KESTRELIA_CORPUS=${1:-${KESTRELIA_CORPUS:-/tmp/kbench}}
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-source "$bench_root/scripts/lib.sh"
-bench_corpus
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DKESTRELIA_DEPS="$KESTRELIA_DEPS" >/dev/null
-cmake --build "$build" -j"$(nproc)" --target rewriteengine >/dev/null
+bench_engine rewriteengine
 out=$(mktemp -d "$corpus/rewrite.XXXX")
 trap 'kestrelia_wine_down; rm -rf "$out"' EXIT
-kestrelia_wine_up
 
 # Each tool works on its own fresh copy, made outside the timed part.
 prepare() { rm -f "$out/a.zip"; cp "$1" "$out/a.zip"; sync -f "$out" 2>/dev/null || true; }

@@ -21,19 +21,15 @@
 
 namespace {
 
-constexpr uint32_t kLocalSignature = 0x04034b50;
-constexpr uint32_t kCentralSignature = 0x02014b50;
-constexpr uint32_t kDescriptorSignature = 0x08074b50;
-constexpr uint32_t kEndSignature = 0x06054b50;
-constexpr uint32_t kZip64EndSignature = 0x06064b50;
-constexpr uint32_t kZip64LocatorSignature = 0x07064b50;
-constexpr uint16_t kZip64Extra = 0x0001;
-constexpr uint16_t kUnicodePathExtra = 0x7075;
-constexpr uint16_t kUtf8Flag = 0x800;
-constexpr uint16_t kDescriptorFlag = 0x8;
-constexpr uint32_t kMax32 = 0xFFFFFFFF;
-constexpr size_t kLocalHeader = 30;
-constexpr size_t kCentralHeader = 46;
+// The record signatures of the container format.
+enum : uint32_t {
+  kLocalSignature = 0x04034b50, kCentralSignature = 0x02014b50, kDescriptorSignature = 0x08074b50,
+  kEndSignature = 0x06054b50, kZip64EndSignature = 0x06064b50, kZip64LocatorSignature = 0x07064b50,
+};
+enum : uint16_t { kZip64Extra = 0x0001, kUnicodePathExtra = 0x7075 };  // extra block ids
+enum : uint16_t { kDescriptorFlag = 0x8, kUtf8Flag = 0x800 };
+constexpr uint32_t kMax32 = 0xFFFFFFFF;  // "the value is in the 64-bit extra"
+constexpr size_t kLocalHeader = 30, kCentralHeader = 46;  // fixed parts of the two records
 
 thread_local std::string t_failure;
 

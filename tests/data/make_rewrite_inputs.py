@@ -12,38 +12,18 @@ import subprocess
 import sys
 import zipfile
 
-
-def run(*args, cwd=None, stdin=None):
-    subprocess.run(args, cwd=cwd, check=True, stdout=subprocess.DEVNULL, input=stdin)
-
-
-def tree(root):
-    os.makedirs(os.path.join(root, "docs", "deep", "er"), exist_ok=True)
-    files = {
-        "readme.txt": b"Kestrelia rewrite test\n",
-        "docs/numbers.txt": "".join("%d\n" % i for i in range(3000)).encode(),
-        "docs/deep/er/note.md": b"# note\n" * 40,
-        "docs/zero.bin": b"",
-        "noise.bin": random.Random(7).randbytes(5000),
-    }
-    for name, data in files.items():
-        with open(os.path.join(root, name), "wb") as f:
-            f.write(data)
-        os.utime(os.path.join(root, name), (1709649000, 1709649000))
-    os.chmod(os.path.join(root, "noise.bin"), 0o751)
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from make_zip_inputs import run, tree  # noqa: E402
 
 
 def main(out):
     shutil.rmtree(out, ignore_errors=True)
-    os.makedirs(out)
     src = os.path.join(out, "src")
-    tree(src)
-
-    def zipped(name, *flags):
-        run("zip", "-q", "-r", *flags, os.path.join(out, name), ".", cwd=src)
+    tree(src)  # the listing tests' tree: folders, an empty file, random bytes
+    zipped = lambda name, *flags: run("zip", "-q", "-r", *flags, os.path.join(out, name), ".", cwd=src)
 
     zipped("deflated.zip")
-    run("zip", "-q", "-z", os.path.join(out, "deflated.zip"), stdin=b"kept comment\n")
+    subprocess.run(["zip", "-q", "-z", os.path.join(out, "deflated.zip")], input=b"kept comment\n", check=True)
     zipped("nodirs.zip", "-D")
     zipped("encrypted.zip", "-P", "secret")
     run("7zz", "a", "-tzip", "-bd", "-bso0", os.path.join(out, "sevenzip.zip"), ".", cwd=src)

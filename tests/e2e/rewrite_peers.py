@@ -97,7 +97,7 @@ def main():
 
         archive = os.path.join(work, "all.zip")
         shutil.copy(os.path.join(DATA, "nodirs.zip"), archive)
-        names = subprocess.run(["unzip", "-Z1", archive], capture_output=True, text=True).stdout.split()
+        names = subprocess.run(["unzip", "-Z1", archive], capture_output=True, text=True).stdout.splitlines()
         args = sum((["--delete", n] for n in names), [])
         out = engine(archive, *args)
         check("deleting every entry: result 0", "result 0" in out, out)

@@ -222,7 +222,7 @@ TEST(Rewrite, SingleEntryCallsAndTheChangeSetLookup) {
   EXPECT_EQ(after.entries.count("zero.bin"), 1u);
   EXPECT_EQ(after.entries.count("docs/zero.bin"), 0u);
   EXPECT_EQ(after.entries.count("noise.bin"), 0u);
-  EXPECT_EQ(after.entries.size(), 4u);
+  EXPECT_EQ(after.entries.size(), 5u);
 }
 
 // ---- faults through the file layer -----------------------------------------------------
