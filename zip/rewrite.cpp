@@ -437,8 +437,7 @@ void RemoveTemporary(const char* temporary) { GetRewriteFileLayer().deleteFile(t
 int RewriteZip(const WalkRequest& request, const char* archive) {
   const char* caller = request.caller;
   t_failure.clear();
-  int kind = GetArchiveKind();
-  if (!IsKnownArchiveKind(kind)) Log(-1, GetVerbose(), "%s !!! no compression method specified - assuming zip!!", caller);
+  ArchiveFormatOrZip(GetArchiveKind(), caller);  // logs an unknown kind; the walk is ZIP's anyway
   char temporary[kPathBuf + 8];
   snprintf(temporary, sizeof temporary, "%s.tmp", archive);
 
