@@ -1,6 +1,7 @@
 #include "services/base.h"
 #include "app/main_state.h"
 
+#include "app/about_dialog.h"
 #include "app/commands.h"
 #include "app/main_recent.h"
 #include "kestrelia_lang.h"
@@ -53,6 +54,7 @@ void CmdExit() { PostMessageA(Main().hwnd, WM_CLOSE, 0, 0); }
 void CmdFullList() { SetPresentation(PRESENT_FULL_LIST); }
 void CmdFolderTree() { SetPresentation(PRESENT_FOLDER_TREE); }
 void CmdHelp() { ShowHelpFile(Main().hwnd); }
+void CmdAbout() { ShowAboutDialog(Main().hwnd); }
 
 struct Command {
   int id;
@@ -87,7 +89,7 @@ const Command kCommands[] = {
     {IDM_REGISTRY_VALUES, CmdRegistryValues, "Ctrl+9"},
     {IDM_HELP, CmdHelp, "F1"},
     {IDM_CHECK_UPDATE, nullptr, nullptr},
-    {IDM_ABOUT, nullptr, nullptr},
+    {IDM_ABOUT, CmdAbout, nullptr},
 };
 
 const Command* FindCommand(int id) {

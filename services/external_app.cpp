@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -33,8 +34,33 @@ bool ResolveExisting(const char* path, char (&out)[kPathBuf]) {
   return true;
 }
 
-// Vista's own dialog where the system has it; older systems and Wine answer through
-// rundll32's entry point for the same choice.
+bool EndsWith(const char* text, const char* ending) {
+  size_t n = strlen(text), m = strlen(ending);
+  return n >= m && !_stricmp(text + n - m, ending);
+}
+
+// The default value of a key below HKEY_CLASSES_ROOT; the registry's error code.
+LONG ReadClassesValue(const char* key, char (&out)[kPathBuf]) {
+  LONG size = sizeof out;
+  out[0] = '\0';
+  return RegQueryValueA(HKEY_CLASSES_ROOT, key, out, &size);
+}
+
+void TellCommandFailure(const char* text) {
+  PromptMessageBox(GetForegroundWindow(), text, "CreateProcess failure", MB_OK | MB_ICONERROR);
+}
+
+// "c:\x\app.exe" args -> the application part expanded; false when it does not fit.
+bool ExpandApplication(const char* command, char (&out)[kPathBuf]) {
+  DWORD n = ExpandEnvironmentStringsA(command, out, sizeof out);
+  if (n == 0 || n > sizeof out) {
+    TellCommandFailure("cannot expand application path from registry");
+    return false;
+  }
+  return true;
+}
+
+// Vista's own dialog where the system has it.
 typedef struct {
   LPCWSTR pcszFile;
   LPCWSTR pcszClass;
@@ -49,8 +75,8 @@ bool OpenWithDialog(const char* path) {
   if (!MultiByteToWideChar(CP_ACP, 0, path, -1, wide, kPathBuf)) return false;
   OpenAsInfo info = {wide, nullptr, kOpenAsAllowRegistration | kOpenAsExec};
   HRESULT result = dialog(GetForegroundWindow(), &info);
-  Log(5, GetVerbose(), "CallApp: SHOpenWithDialog %s returns 0x%lx", path, static_cast<unsigned long>(result));
-  // Cancelled by the user counts as shown; anything else falls back to rundll32.
+  Log(5, GetVerbose(), "OpenAs: SHOpenWithDialog %s returns 0x%lx", path, static_cast<unsigned long>(result));
+  // Cancelled by the user counts as shown; anything else falls back to the registered command.
   return SUCCEEDED(result) || result == HRESULT_FROM_WIN32(ERROR_CANCELLED);
 }
 
@@ -63,29 +89,78 @@ DWORD WINAPI OpenWithShellThread(LPVOID parameter) {
   info.lpVerb = "open";
   info.lpFile = path;
   info.nShow = SW_SHOWNORMAL;
-  if (!ShellExecuteExA(&info)) {
-    DWORD error = GetLastError();
-    Log(1, GetVerbose(), "OpenWithShellThread: cannot open %s (%lu)", path, error);
-    // No program is associated with the name: let the user choose one.
-    if (error == ERROR_NO_ASSOCIATION || reinterpret_cast<INT_PTR>(info.hInstApp) == SE_ERR_NOASSOC) CallApp(path);
-  } else {
-    Log(5, GetVerbose(), "OpenWithShellThread: opened %s", path);
-  }
+  if (!ShellExecuteExA(&info))
+    Log(1, GetVerbose(), "CallApp: cannot open %s (%lu)", path, GetLastError());
+  else
+    Log(5, GetVerbose(), "CallApp: opened %s", path);
   CoUninitialize();
   free(path);
   return 0;
+}
+
+int OpenOnThread(const char* file) {
+  char* copy = _strdup(file);
+  HANDLE thread = copy ? CreateThread(nullptr, 0, OpenWithShellThread, copy, 0, nullptr) : nullptr;
+  if (!thread) {
+    Log(1, GetVerbose(), "CallApp: cannot start a thread for %s", file);
+    free(copy);
+    return 1;
+  }
+  CloseHandle(thread);
+  return 0;
+}
+
+// A name without an association goes to the program registered for text files.
+int OpenAsText(const char* file) {
+  char textClass[kPathBuf], key[kPathBuf], command[kPathBuf], application[kPathBuf];
+  LONG error = ReadClassesValue(".txt", textClass);
+  if (error != ERROR_SUCCESS || !textClass[0]) {
+    Log(-1, GetVerbose(), "CallApp: cannot execute: GetStringValue (.txt ) returns error %d\n", static_cast<int>(error));
+    // A system that registers the text class without mapping ".txt" to it (Wine does) still
+    // has the program for text files under the class's usual name.
+    snprintf(textClass, sizeof textClass, "txtfile");
+  }
+  snprintf(key, sizeof key, "%s\\shell\\open\\command", textClass);
+  error = ReadClassesValue(key, command);
+  if (error != ERROR_SUCCESS || !command[0]) {
+    Log(-1, GetVerbose(), "CallApp: cannot execute: GetStringValue ( %s ) returns error %d\n", key,
+        static_cast<int>(error));
+    return 0;
+  }
+  char commandLine[kPathBuf];
+  if (!ExpandApplication(command, application)) return 1;
+  if (!ShapeCommandLine(application, file, commandLine)) {
+    TellCommandFailure("cannot create commandline argument");
+    return 1;
+  }
+  return StartProcess(nullptr, commandLine);
 }
 
 }  // namespace
 
 bool IsProgramFile(const char* path) {
   static const char* const kPrograms[] = {".exe", ".com", ".bat", ".cmd", ".scr", ".pif", ".msi"};
-  size_t length = strlen(path);
-  for (const char* ending : kPrograms) {
-    size_t n = strlen(ending);
-    if (length >= n && !_stricmp(path + length - n, ending)) return true;
-  }
+  for (const char* ending : kPrograms)
+    if (EndsWith(path, ending)) return true;
   return false;
+}
+
+bool ShapeCommandLine(const char* command, const char* path, char (&out)[kPathBuf]) {
+  std::string shaped = command;
+  if (EndsWith(command, "\"%1\"")) {
+    shaped.resize(shaped.size() - 4);
+    shaped += "\"" + std::string(path) + "\"";
+  } else if (EndsWith(command, "%1")) {
+    shaped.resize(shaped.size() - 2);
+    shaped += path;
+  } else if (EndsWith(command, "/e") || EndsWith(command, "/dde")) {
+    shaped += " \"" + std::string(path) + "\"";
+  } else {
+    shaped += path;
+  }
+  if (shaped.size() >= sizeof out) return false;
+  snprintf(out, sizeof out, "%s", shaped.c_str());
+  return true;
 }
 
 int StartProcess(const char* application, char* commandLine) {
@@ -111,39 +186,52 @@ int CallApp(const char* path) {
     Log(1, GetVerbose(), "CallApp: %s not found", path ? path : "");
     return 1;
   }
-  if (OpenWithDialog(file)) return 0;
-  char system[kPathBuf], rundll[kPathBuf], commandLine[3 * kPathBuf];
-  if (!GetSystemDirectoryA(system, sizeof system)) snprintf(system, sizeof system, "c:\\windows\\system32");
-  snprintf(rundll, sizeof rundll, "%s\\rundll32.exe", system);
-  int n = snprintf(commandLine, sizeof commandLine, "\"%s\" shell32.dll,OpenAs_RunDLL %s", rundll, file);
-  if (n < 0 || n >= static_cast<int>(sizeof commandLine)) {
-    PromptMessageBox(GetForegroundWindow(), "cannot create commandline argument", "CreateProcess failure",
-                     MB_OK | MB_ICONERROR);
-    return 1;
-  }
-  return StartProcess(rundll, commandLine);
-}
-
-int OpenWithShell(const char* path) {
-  char file[kPathBuf];
-  if (!ResolveExisting(path, file)) {
-    Log(1, GetVerbose(), "OpenWithShell: %s not found", path ? path : "");
-    return 1;
-  }
+  // Every program file asks, "setup.exe" and "install.exe" too: an archive's installer is as
+  // much a stranger's program as any other.
   if (IsProgramFile(file)) {
     char question[2 * kPathBuf + 8];
     snprintf(question, sizeof question, "%s?\n%s", GetMessageText(75), file);
     if (PromptMessageBox(GetForegroundWindow(), question, "Kestrelia",
                          MB_OKCANCEL | MB_ICONINFORMATION | MB_DEFBUTTON2) != IDOK)
       return 1;
+    if (EndsWith(file, ".exe")) {
+      char commandLine[kPathBuf + 2];
+      snprintf(commandLine, sizeof commandLine, "\"%s\"", file);
+      return StartProcess(file, commandLine);
+    }
   }
-  char* copy = _strdup(file);
-  HANDLE thread = copy ? CreateThread(nullptr, 0, OpenWithShellThread, copy, 0, nullptr) : nullptr;
-  if (!thread) {
-    Log(1, GetVerbose(), "OpenWithShell: cannot start a thread for %s", file);
-    free(copy);
+  const char* dot = nullptr;
+  for (const char* p = file; *p; ++p) {
+    if (*p == '.') dot = p;
+    if (*p == '\\') dot = nullptr;
+  }
+  char association[kPathBuf];
+  if (dot && ReadClassesValue(dot, association) == ERROR_SUCCESS && association[0]) return OpenOnThread(file);
+  return OpenAsText(file);
+}
+
+int OpenAs(const char* path) {
+  char file[kPathBuf];
+  if (!ResolveExisting(path, file)) {
+    Log(1, GetVerbose(), "OpenAs: %s not found", path ? path : "");
     return 1;
   }
-  CloseHandle(thread);
-  return 0;
+  if (OpenWithDialog(file)) return 0;
+  char command[kPathBuf], application[kPathBuf];
+  LONG error = ReadClassesValue("Unknown\\shell\\openas\\command", command);
+  if (error != ERROR_SUCCESS || !command[0]) {
+    Log(1, GetVerbose(), "OpenAs: no open-with command (%d)", static_cast<int>(error));
+    return 1;
+  }
+  if (!EndsWith(command, ".exe")) {
+    const char* exe = strstr(command, "exe");
+    if (exe) command[exe - command + 3] = '\0';
+  }
+  if (!ExpandApplication(command, application)) return 1;
+  char commandLine[kPathBuf];
+  if (snprintf(commandLine, sizeof commandLine, "%s \"%s\"", application, file) >= static_cast<int>(sizeof commandLine)) {
+    TellCommandFailure("cannot create commandline argument");
+    return 1;
+  }
+  return StartProcess(nullptr, commandLine);
 }

@@ -2,11 +2,11 @@
 #include "services/prompts.h"
 
 #include "model/app_state.h"
+#include "services/folder_picker.h"
 #include "services/overwrite_dialog.h"
 #include "services/password_dialog.h"
 
 #include <commdlg.h>
-#include <shlobj.h>
 
 #include <cstdio>
 #include <cstring>
@@ -51,25 +51,6 @@ bool RealSaveFile(HWND owner, const char* extension, const char* title, bool con
   return RunFileDialog(owner, extension, title, confirmOverwrite ? OFN_OVERWRITEPROMPT : 0, path, true);
 }
 
-int CALLBACK BrowseCallback(HWND hwnd, UINT message, LPARAM, LPARAM data) {
-  if (message == BFFM_INITIALIZED && data) SendMessageA(hwnd, BFFM_SETSELECTIONA, TRUE, data);
-  return 0;
-}
-
-bool RealBrowseFolder(HWND owner, const char* title, char* folder) {
-  BROWSEINFOA bi = {};
-  bi.hwndOwner = owner;
-  bi.lpszTitle = title;
-  bi.ulFlags = BIF_RETURNONLYFSDIRS | BIF_NEWDIALOGSTYLE;
-  bi.lpfn = BrowseCallback;
-  bi.lParam = reinterpret_cast<LPARAM>(folder[0] ? folder : nullptr);
-  PIDLIST_ABSOLUTE item = SHBrowseForFolderA(&bi);
-  if (!item) return false;
-  bool ok = SHGetPathFromIDListA(item, folder) != 0;
-  CoTaskMemFree(item);
-  return ok;
-}
-
 // The dialog stores what was typed as the current password; the caller gets a copy.
 bool RealPassword(HWND owner, char* password) {
   if (PasswordDialog(owner) != IDC_PASSWORD_OK) return false;
@@ -78,7 +59,7 @@ bool RealPassword(HWND owner, char* password) {
 }
 
 Prompts RealPrompts() {
-  return Prompts{RealMessageBox, RealOpenFile, RealSaveFile, RealBrowseFolder, OverwriteDialog, RealPassword};
+  return Prompts{RealMessageBox, RealOpenFile, RealSaveFile, PickFolder, OverwriteDialog, RealPassword};
 }
 
 Prompts g_prompts = RealPrompts();

@@ -11,7 +11,8 @@ struct Prompts {
   bool (*openFile)(HWND owner, const char* extension, const char* title, char* path);
   // The save dialog; confirmOverwrite asks before replacing an existing file.
   bool (*saveFile)(HWND owner, const char* extension, const char* title, bool confirmOverwrite, char* path);
-  // The folder chooser, starting in folder (kPathBuf, in and out).
+  // The folder chooser, starting in folder (kPathBuf, in and out); services/folder_picker.h
+  // adds a check box to the next choice.
   bool (*browseFolder)(HWND owner, const char* title, char* folder);
   // The four-button overwrite question; labels holds the four captions separated by '\n'.
   // Returns the pressed button 0..3 (yes, yes to all, no, cancel), -1 when closed.

@@ -5,9 +5,11 @@
 #include "model/app_state.h"
 #include "model/archive_kind.h"
 #include "model/view_hooks.h"
+#include "services/folder_picker.h"
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "zip/extract.h"
 #include "zip/zip_open.h"
 
 #include <commctrl.h>
@@ -19,6 +21,10 @@
 namespace {
 
 char g_lastFolder[kPathBuf];
+// The folder chooser's check box: extract into a new folder named after the archive. On at
+// start, as the archive managers of today do; the last choice holds for the session.
+int g_intoNamedFolder = 1;
+constexpr int kNamedFolderText = 130;
 
 // Refused names beyond this many are counted, not listed: the box must fit on the screen.
 constexpr size_t kListedRefusals = 25;
@@ -59,12 +65,35 @@ bool AskDestination(const char* archive, char* destination) {
     if (!GetFullPathNameA(archive, sizeof folder, folder, &name) || !name) folder[0] = '\0';
     else if (name > folder) name[-1] = '\0';
   }
-  if (!GetPrompts().browseFolder(Owner(), GetMessageText(0), folder) || !folder[0]) {
+  FolderPickerOption option = {GetMessageText(kNamedFolderText), g_intoNamedFolder, 0};
+  SetFolderPickerOption(&option);
+  bool chosen = GetPrompts().browseFolder(Owner(), GetMessageText(0), folder) && folder[0];
+  SetFolderPickerOption(nullptr);
+  if (!chosen) {
     Log(5, GetVerbose(), "ExtractArchive: no destination chosen");
     return false;
   }
+  // The folder the user chose is the one offered next time, not the named one below it.
   snprintf(g_lastFolder, sizeof g_lastFolder, "%s", folder);
-  snprintf(destination, kPathBuf, "%s", folder);
+  if (!option.shown) {
+    snprintf(destination, kPathBuf, "%s", folder);
+    return true;
+  }
+  g_intoNamedFolder = option.checked;
+  if (!option.checked) {
+    snprintf(destination, kPathBuf, "%s", folder);
+    return true;
+  }
+  if (!MakeNamedFolder(folder, archive, destination)) {
+    Log(1, GetVerbose(), "ExtractArchive: no folder named after %s fits below %s", archive, folder);
+    return false;
+  }
+  if (!CreateDirectoryPath(destination) && GetLastError() != ERROR_ALREADY_EXISTS) {
+    char text[kPathBuf * 2];
+    snprintf(text, sizeof text, "%s\n%s", GetMessageText(95), destination);
+    PromptMessageBox(Owner(), text, GetMessageText(94), MB_OK | MB_ICONERROR);
+    return false;
+  }
   return true;
 }
 
@@ -173,6 +202,36 @@ bool AskForRun(ExtractRun* run) {
 }
 
 }  // namespace
+
+bool MakeNamedFolder(const char* folder, const char* archive, char* out) {
+  const char* name = archive;
+  for (const char* p = archive; *p; ++p)
+    if (*p == '\\' || *p == '/' || *p == ':') name = p + 1;
+  std::string base = name;
+  // "a.tar.gz" is the archive "a", as "a.tgz" is.
+  static const char* const kEndings[] = {".tar.gz", ".tar.bz2", ".tar.xz"};
+  bool cut = false;
+  for (const char* ending : kEndings) {
+    size_t n = strlen(ending);
+    if (base.size() > n && !_stricmp(base.c_str() + base.size() - n, ending)) {
+      base.resize(base.size() - n);
+      cut = true;
+      break;
+    }
+  }
+  size_t dot = base.rfind('.');
+  if (!cut && dot != std::string::npos && dot > 0) base.resize(dot);
+  // Trailing dots and blanks are dropped by Windows: the folder would not be the one named.
+  while (!base.empty() && (base.back() == '.' || base.back() == ' ')) base.pop_back();
+  if (base.empty()) base = "extracted";
+  size_t length = strlen(folder);
+  bool separated = length && (folder[length - 1] == '\\' || folder[length - 1] == '/');
+  int n = snprintf(out, kPathBuf, "%s%s%s", folder, separated ? "" : "\\", base.c_str());
+  return n > 0 && n < kPathBuf;
+}
+
+int IsExtractIntoNamedFolder() { return g_intoNamedFolder; }
+void SetExtractIntoNamedFolder(int on) { g_intoNamedFolder = on ? 1 : 0; }
 
 const char* GetLastExtractFolder() { return g_lastFolder; }
 void SetLastExtractFolder(const char* folder) { snprintf(g_lastFolder, sizeof g_lastFolder, "%s", folder ? folder : ""); }

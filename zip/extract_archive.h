@@ -20,6 +20,12 @@ int DetectArchiveEncryption(const char* archive);
 // The folder proposed by the next destination question: the last one chosen in this
 // session, else the archive's own folder.
 const char* GetLastExtractFolder();
+// The folder chooser's "new folder named after the archive" check box, as last answered.
+int IsExtractIntoNamedFolder();
+void SetExtractIntoNamedFolder(int on);
+// folder joined with the archive's name without its extension ("a.tar.gz" and "a.zip" give
+// "a"); false when it does not fit kPathBuf.
+bool MakeNamedFolder(const char* folder, const char* archive, char* out);
 void SetLastExtractFolder(const char* folder);
 
 // The status bar's words while a run goes on: elapsed time and transfer rate.

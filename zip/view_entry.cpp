@@ -85,7 +85,7 @@ int do_view_currentfile(unzFile zip, const char* name, int openWith, unz_file_in
   SetCurrentDirectoryA(folder);
   int copied = CopyOpenEntry("do_view_currentfile", zip, info, target);
   AddTempFile(target);
-  result = copied == 0 ? (openWith ? CallApp(target) : OpenWithShell(target)) : copied;
+  result = copied == 0 ? (openWith ? OpenAs(target) : CallApp(target)) : copied;
   SetCurrentDirectoryA(previous);
   return result;
 }

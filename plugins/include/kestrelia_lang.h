@@ -6,10 +6,10 @@
    Every number of a range below answers with a non-empty text in every language; a number
    outside the ranges answers with the empty string, never with a null pointer.
 
-     GetMessageText              0..102
+     GetMessageText              0..102, 130..142
      GetGenericText              0..87
      GetMenuText                 5001..5005 (the menus of app/commands.h)
-     GetMenuItemText             4001..4028 except 4025 (command identifiers of app/commands.h);
+     GetMenuItemText             4001..4030 except 4025 (command identifiers of app/commands.h);
                                  captions carry their & accelerator but no shortcut key
      GetPopupText                0..26 (KLANG_POPUP_*)
      GetStatusWindowToolTipText  0..5, one per status-bar part

@@ -24,6 +24,8 @@ const LangText menuItems[] = {
     {4007, "Extract &selected...", "Auswahl &entpacken..."},
     {4008, "&Properties", "E&igenschaften"},
     {4009, "E&xit", "&Beenden"},
+    {4029, "&Test archive", "Archiv &testen"},
+    {4030, "&Close archive", "Archiv s&chlie\xDF" "en"},
     // Edit
     {4010, "&View", "&Anzeigen"},
     {4011, "Open &with...", "\xD6&ffnen mit..."},

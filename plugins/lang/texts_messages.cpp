@@ -131,6 +131,21 @@ const LangText messages[] = {
     {101, "Searching the contents is not possible in ZIP archives with 64-bit sizes.",
      "Das Durchsuchen des Inhalts ist in ZIP-Archiven mit 64-Bit-Gr\xF6\xDF" "en nicht m\xF6glich."},
     {102, "Computing the checksum", "Berechne die Pr\xFC" "fsumme"},
+    // The main window's own words.
+    {130, "Extract into a new folder named after the archive",
+     "In einen neuen Ordner mit dem Namen des Archivs entpacken"},
+    {131, "Folder:", "Ordner:"},
+    {132, "Select folder", "Ordner w\xE4hlen"},
+    {133, "Testing", "Teste"},
+    {134, "No errors were found.", "Es wurden keine Fehler gefunden."},
+    {135, "Entries tested:", "Gepr\xFC" "fte Eintr\xE4ge:"},
+    {136, "Entries with errors:", "Fehlerhafte Eintr\xE4ge:"},
+    {137, "The test was cancelled.", "Der Test wurde abgebrochen."},
+    {138, "Version", "Version"},
+    {139, "Built on these libraries:", "Erstellt mit diesen Bibliotheken:"},
+    {140, "All archives", "Alle Archive"},
+    {141, "All files", "Alle Dateien"},
+    {142, "selected", "ausgew\xE4hlt"},
 };
 }  // namespace
 

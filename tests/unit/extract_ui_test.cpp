@@ -8,6 +8,7 @@
 #include "model/archive_kind.h"
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
+#include "services/folder_picker.h"
 #include "services/overwrite_dialog.h"
 #include "services/password_dialog.h"
 #include "services/prompts.h"
@@ -172,6 +173,7 @@ struct Script {
   std::string folder;   // the folder chooser's answer; empty cancels
   std::string initial;  // what the chooser was offered
   int folderQuestions = 0;
+  int namedFolder = -1;  // the chooser's check box: -1 not shown, else its answer
   std::string password;  // the password dialog's answer; empty cancels
   int passwordQuestions = 0;
   std::vector<std::string> boxes;
@@ -181,6 +183,11 @@ Script* g_script = nullptr;
 bool ScriptedFolder(HWND, const char*, char* folder) {
   ++g_script->folderQuestions;
   g_script->initial = folder;
+  // A script that answers the chooser's check box shows it, as the real chooser does.
+  if (FolderPickerOption* option = GetFolderPickerOption(); option && g_script->namedFolder >= 0) {
+    option->shown = 1;
+    option->checked = g_script->namedFolder;
+  }
   if (g_script->folder.empty()) return false;
   snprintf(folder, kPathBuf, "%s", g_script->folder.c_str());
   return true;
@@ -248,6 +255,46 @@ TEST_F(ExtractRunTest, WholeArchiveLandsInTheChosenFolder) {
   script.folder.clear();
   ExtractArchive(TestData("zip_deflated.zip").c_str(), 1, 0);
   EXPECT_EQ(script.initial, chosen);
+}
+
+TEST_F(ExtractRunTest, TheCheckBoxPutsTheEntriesIntoAFolderNamedAfterTheArchive) {
+  std::string parent = ScratchDir("extract_named");
+  script.folder = parent;
+  script.namedFolder = 1;
+  ExtractArchive(TestData("zip_deflated.zip").c_str(), 1, 0);
+  for (const std::string& name : ListedNames("zip_deflated.zip"))
+    EXPECT_TRUE(Exists(OnDisk(parent + "\\zip_deflated", name))) << name;
+  EXPECT_FALSE(Exists(parent + "\\readme.txt"));
+  // The folder offered next is the one chosen, and the box keeps its last state.
+  EXPECT_EQ(GetLastExtractFolder(), parent);
+  EXPECT_EQ(IsExtractIntoNamedFolder(), 1);
+  script.namedFolder = 0;
+  ExtractArchive(TestData("zip_deflated.zip").c_str(), 1, 0);
+  EXPECT_TRUE(Exists(parent + "\\readme.txt"));
+  EXPECT_EQ(IsExtractIntoNamedFolder(), 0);
+  SetExtractIntoNamedFolder(1);
+}
+
+TEST(MakeNamedFolder, TheArchivesNameWithoutItsEnding) {
+  struct Case {
+    const char* folder;
+    const char* archive;
+    const char* expected;
+  } cases[] = {
+      {"c:\\out", "c:\\in\\photos 2024.zip", "c:\\out\\photos 2024"},
+      {"c:\\out\\", "sources.tar.gz", "c:\\out\\sources"},
+      {"c:\\out", "d:/x/SOURCES.TAR.BZ2", "c:\\out\\SOURCES"},
+      {"c:\\out", "noending", "c:\\out\\noending"},
+      {"c:\\out", "c:\\in\\.zip", "c:\\out\\.zip"},
+      {"c:\\out", "c:\\in\\dots...zip", "c:\\out\\dots"},
+  };
+  for (const Case& c : cases) {
+    char out[kPathBuf];
+    ASSERT_TRUE(MakeNamedFolder(c.folder, c.archive, out)) << c.archive;
+    EXPECT_STREQ(out, c.expected) << c.archive;
+  }
+  char out[kPathBuf];
+  EXPECT_FALSE(MakeNamedFolder(std::string(kPathBuf - 3, 'x').c_str(), "abc.zip", out));
 }
 
 TEST_F(ExtractRunTest, CancelledFolderWritesNothing) {

@@ -28,13 +28,18 @@ std::vector<int> Span(int first, int last, int except = -1) {
   return out;
 }
 
+std::vector<int> Join(std::vector<int> a, const std::vector<int>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
 // Every numbered entry point with every number the program uses.
 std::vector<Range> NumberedRanges() {
   return {
-      {"GetMessageText", GetMessageText, Span(0, 102)},
+      {"GetMessageText", GetMessageText, Join(Span(0, 102), Span(130, 142))},
       {"GetGenericText", GetGenericText, Span(0, 87)},
       {"GetMenuText", GetMenuText, Span(5001, 5005)},
-      {"GetMenuItemText", GetMenuItemText, Span(4001, 4028, 4025)},
+      {"GetMenuItemText", GetMenuItemText, Join(Span(4001, 4028, 4025), Span(4029, 4030))},
       {"GetPopupText", GetPopupText, Span(0, 26)},
       {"GetStatusWindowToolTipText", GetStatusWindowToolTipText, Span(0, 5)},
       {"GetToolBarText", GetToolBarText, Span(0, KLANG_TB_COUNT - 1)},

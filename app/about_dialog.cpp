@@ -1,0 +1,129 @@
+#include "services/base.h"
+#include "app/about_dialog.h"
+
+#include "app/commands.h"
+#include "kestrelia_lang.h"
+#include "res/resource.h"
+#include "services/dialog_template.h"
+#include "services/log.h"
+
+#include <zlib.h>
+
+#include <cstdio>
+
+namespace {
+
+struct Library {
+  const char* name;
+  const char* version;
+  const char* licence;
+};
+
+// Everything linked into the program or shipped beside it; a library added to the build gets
+// its line here.
+const Library kLibraries[] = {
+    {"zlib", ZLIB_VERSION, "zlib License"},
+    {"minizip (zlib contrib)", "1.1, zlib " ZLIB_VERSION, "zlib License"},
+    {"GNU C++ runtime (mingw-w64)", __VERSION__, "GPL 3 with the GCC Runtime Library Exception"},
+    {"mingw-w64 runtime", "", "ZPL 2.1 and public domain"},
+};
+
+enum AboutControl { IDC_ABOUT_ICON = 100, IDC_ABOUT_NAME, IDC_ABOUT_VERSION, IDC_ABOUT_LIBRARIES_LABEL, IDC_ABOUT_LIBRARIES };
+
+int Scale(HWND hwnd, int pixels) {
+  HDC dc = GetDC(hwnd);
+  int dpi = dc ? GetDeviceCaps(dc, LOGPIXELSY) : 96;
+  if (dc) ReleaseDC(hwnd, dc);
+  return MulDiv(pixels, dpi, 96);
+}
+
+// "&About Kestrelia..." -> "About Kestrelia".
+std::string Caption(const char* menuText) {
+  std::string out;
+  for (const char* c = menuText; *c; ++c)
+    if (*c != '&') out += *c;
+  while (!out.empty() && out.back() == '.') out.pop_back();
+  return out;
+}
+
+HWND AddControl(HWND hwnd, const char* className, const char* text, DWORD style, int id, int x, int y, int cx,
+                int cy, DWORD exStyle = 0) {
+  HWND control = CreateWindowExA(exStyle, className, text, WS_CHILD | WS_VISIBLE | style, Scale(hwnd, x),
+                                 Scale(hwnd, y), Scale(hwnd, cx), Scale(hwnd, cy), hwnd,
+                                 reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)),
+                                 reinterpret_cast<HINSTANCE>(GetWindowLongPtrA(hwnd, GWLP_HINSTANCE)), nullptr);
+  SendMessageA(control, WM_SETFONT, SendMessageA(hwnd, WM_GETFONT, 0, 0), FALSE);
+  return control;
+}
+
+void CreateAboutControls(HWND hwnd) {
+  HWND icon = AddControl(hwnd, "STATIC", "", SS_ICON, IDC_ABOUT_ICON, 16, 16, 32, 32);
+  SendMessageA(icon, STM_SETICON,
+               reinterpret_cast<WPARAM>(LoadIconA(GetModuleHandleA(nullptr), MAKEINTRESOURCEA(IDI_KESTRELIA))), 0);
+  HWND name = AddControl(hwnd, "STATIC", "Kestrelia", SS_LEFT, IDC_ABOUT_NAME, 64, 16, 300, 24);
+  LOGFONTA big = {};
+  GetObjectA(reinterpret_cast<HFONT>(SendMessageA(hwnd, WM_GETFONT, 0, 0)), sizeof big, &big);
+  big.lfHeight = big.lfHeight * 2;
+  big.lfWeight = FW_BOLD;
+  HFONT nameFont = CreateFontIndirectA(&big);
+  SendMessageA(name, WM_SETFONT, reinterpret_cast<WPARAM>(nameFont), FALSE);
+  SetPropA(hwnd, "KestreliaAboutFont", nameFont);
+  char version[64];
+  snprintf(version, sizeof version, "%s %s", GetMessageText(138), kProductVersion);
+  AddControl(hwnd, "STATIC", version, SS_LEFT, IDC_ABOUT_VERSION, 64, 44, 300, 18);
+  AddControl(hwnd, "STATIC", GetMessageText(139), SS_LEFT, IDC_ABOUT_LIBRARIES_LABEL, 16, 72, 440, 18);
+  AddControl(hwnd, "EDIT", GetLibrariesText().c_str(),
+             ES_MULTILINE | ES_READONLY | ES_AUTOVSCROLL | WS_VSCROLL | WS_TABSTOP, IDC_ABOUT_LIBRARIES, 16, 92,
+             440, 110, WS_EX_CLIENTEDGE);
+  HWND ok = AddControl(hwnd, "BUTTON", GetGenericText(0), BS_DEFPUSHBUTTON | WS_TABSTOP, IDOK, 381, 214, 75, 23);
+  SetFocus(ok);
+}
+
+INT_PTR CALLBACK AboutDialogProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM) {
+  switch (message) {
+    case WM_INITDIALOG: {
+      RECT frame = {0, 0, Scale(hwnd, 472), Scale(hwnd, 252)};
+      AdjustWindowRectEx(&frame, GetWindowLongA(hwnd, GWL_STYLE), FALSE, GetWindowLongA(hwnd, GWL_EXSTYLE));
+      RECT owner;
+      GetWindowRect(GetParent(hwnd) ? GetParent(hwnd) : GetDesktopWindow(), &owner);
+      int width = frame.right - frame.left, height = frame.bottom - frame.top;
+      SetWindowPos(hwnd, nullptr, owner.left + (owner.right - owner.left - width) / 2,
+                   owner.top + (owner.bottom - owner.top - height) / 2, width, height, SWP_NOZORDER);
+      CreateAboutControls(hwnd);
+      return FALSE;
+    }
+    case WM_COMMAND:
+      if (LOWORD(wParam) == IDOK || LOWORD(wParam) == IDCANCEL) {
+        EndDialog(hwnd, IDOK);
+        return TRUE;
+      }
+      break;
+    case WM_DESTROY:
+      if (HANDLE font = RemovePropA(hwnd, "KestreliaAboutFont")) DeleteObject(font);
+      break;
+  }
+  return FALSE;
+}
+
+}  // namespace
+
+std::string GetLibrariesText() {
+  std::string text;
+  for (const Library& library : kLibraries) {
+    text += library.name;
+    if (*library.version) {
+      text += " ";
+      text += library.version;
+    }
+    text += " (";
+    text += library.licence;
+    text += ")\r\n";
+  }
+  return text;
+}
+
+void ShowAboutDialog(HWND owner) {
+  std::string title = Caption(GetMenuItemText(IDM_ABOUT));
+  if (RunTemplateDialog(ModalDialogFrame(title.c_str(), 300, 160), owner, AboutDialogProc, 0) == -1)
+    Log(1, GetVerbose(), "ShowAboutDialog: DialogBoxIndirectParam failed %lu", GetLastError());
+}

@@ -1,0 +1,12 @@
+// Help > About: the program's name and version and the libraries it is built on.
+#pragma once
+#include "services/base.h"
+
+#include <string>
+
+// The version the program shows and carries in its version resource.
+constexpr char kProductVersion[] = "1.2";
+
+void ShowAboutDialog(HWND owner);
+// One line per library: "name version (licence)", lines ending in "\r\n".
+std::string GetLibrariesText();
