@@ -1,0 +1,285 @@
+// The folder tree in real controls of a hidden window: the tree and address box built from
+// listed rows, folder selections filling the folder list on their own thread, empty folders
+// removed, and the folder properties message.
+#include "services/base.h"
+
+#include <gtest/gtest.h>
+
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "model/entry_rows.h"
+#include "model/folder_tree.h"
+#include "model/liststruct.h"
+#include "model/rbtree.h"
+#include "services/prompts.h"
+#include "test_support.h"
+#include "ui/folder_tree_view.h"
+
+#include <commctrl.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+LRESULT CALLBACK TreeParentProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message == WM_NOTIFY) {
+    NMHDR* header = reinterpret_cast<NMHDR*>(lParam);
+    LRESULT result = 0;
+    if (HandleEntryListNotify(header, &result)) return result;
+    if (header->code == TVN_SELCHANGEDA || header->code == TVN_SELCHANGEDW) OnTreeSelectionChanged(header->hwndFrom);
+    return 0;
+  }
+  if (message == WM_TIMER && wParam == kTreeFillTimerId) {
+    OnTreeFillTimer();
+    return 0;
+  }
+  return DefWindowProcA(hwnd, message, wParam, lParam);
+}
+
+void Pump(DWORD ms) {
+  DWORD start = GetTickCount();
+  do {
+    MSG msg;
+    while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) {
+      TranslateMessage(&msg);
+      DispatchMessageA(&msg);
+    }
+    Sleep(5);
+  } while (GetTickCount() - start < ms);
+}
+
+std::string g_shown;
+int CaptureBox(HWND, const char* text, const char*, UINT) {
+  g_shown = text;
+  return IDOK;
+}
+
+class FolderTreeView : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    INITCOMMONCONTROLSEX icc = {sizeof icc, ICC_LISTVIEW_CLASSES | ICC_TREEVIEW_CLASSES | ICC_USEREX_CLASSES};
+    InitCommonControlsEx(&icc);
+    WNDCLASSA wc = {};
+    wc.lpfnWndProc = TreeParentProc;
+    wc.lpszClassName = "KestreliaTreeTestParent";
+    RegisterClassA(&wc);
+    parent_ = CreateWindowExA(0, wc.lpszClassName, "", WS_POPUP, 0, 0, 600, 400, nullptr, nullptr, nullptr, nullptr);
+    auto list = [&]() {
+      HWND l = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | LVS_REPORT | LVS_OWNERDATA, 0, 0, 300, 300, parent_,
+                               nullptr, nullptr, nullptr);
+      AttachEntryRows(l);
+      InitEntryListColumns(l);
+      return l;
+    };
+    all_ = list();
+    folder_ = list();
+    tree_ = CreateWindowExA(0, WC_TREEVIEWA, "", WS_CHILD | TVS_HASBUTTONS, 0, 0, 200, 300, parent_, nullptr, nullptr,
+                            nullptr);
+    combo_ = CreateWindowExA(0, WC_COMBOBOXEXA, "", WS_CHILD | CBS_DROPDOWN, 0, 0, 200, 200, parent_, nullptr,
+                             nullptr, nullptr);
+    FolderTreeViews& views = GetFolderTreeViews();
+    views = FolderTreeViews{tree_, combo_, folder_, parent_, nullptr};
+    SetCurrentArchivePath("C:\\archives\\test.zip");
+    SetArchiveKind(ARCHIVE_ZIP);
+    SetTreeInStep(0);
+  }
+  void TearDown() override {
+    WaitForFill();
+    GetFolderTreeViews() = FolderTreeViews{};
+    DetachEntryRows(all_);
+    DetachEntryRows(folder_);
+    DestroyWindow(parent_);
+    DestroyFolderTreeIndexes();
+    ResetPrompts();
+  }
+  void Add(const char* name, uint64_t size) {
+    const char* slash = strrchr(name, '\\');
+    InsertEntryRow(all_, EntryStamp{0, 5, 14, 7, 1, 2024}, slash ? slash + 1 : name, name, nullptr, size / 2, size);
+  }
+  void Derive() {
+    PublishEntryRows(all_);
+    EnsureTreeInStep(all_);
+    WaitForFill();
+  }
+  void WaitForFill() {
+    for (int i = 0; i < 500; ++i) {
+      Pump(10);
+      if (!GetTVNSem() && !IsTreeListRefilling()) return;
+    }
+    ADD_FAILURE() << "the fill did not end";
+  }
+  void Select(const char* folder) {
+    HTREEITEM item = FindTreeItemString(tree_, folder);
+    ASSERT_NE(item, nullptr) << folder;
+    TreeView_SelectItem(tree_, item);
+  }
+  std::vector<std::string> FolderRows() {
+    std::vector<std::string> names;
+    for (size_t i = 0; i < GetEntryRowCount(folder_); ++i) names.push_back(GetRowRecord(folder_, int(i))->filename);
+    return names;
+  }
+  std::vector<std::string> ComboItems() {
+    std::vector<std::string> items;
+    int n = static_cast<int>(SendMessageA(combo_, CB_GETCOUNT, 0, 0));
+    for (int i = 0; i < n; ++i) {
+      char text[kPathBuf] = "";
+      COMBOBOXEXITEMA cb = {};
+      cb.mask = CBEIF_TEXT;
+      cb.iItem = i;
+      cb.pszText = text;
+      cb.cchTextMax = kPathBuf;
+      SendMessageA(combo_, CBEM_GETITEMA, 0, reinterpret_cast<LPARAM>(&cb));
+      items.push_back(text);
+    }
+    return items;
+  }
+  // "name(child,child)" of the tree below the root item.
+  std::string Shape(HTREEITEM item) {
+    std::string out;
+    for (HTREEITEM c = TreeView_GetChild(tree_, item); c; c = TreeView_GetNextSibling(tree_, c)) {
+      char text[kPathBuf];
+      TVITEMA tv = {};
+      tv.mask = TVIF_TEXT;
+      tv.hItem = c;
+      tv.pszText = text;
+      tv.cchTextMax = kPathBuf;
+      TreeView_GetItem(tree_, &tv);
+      if (!out.empty()) out += ",";
+      out += text;
+      std::string below = Shape(c);
+      if (!below.empty()) out += "(" + below + ")";
+    }
+    return out;
+  }
+  HWND parent_ = nullptr, all_ = nullptr, folder_ = nullptr, tree_ = nullptr, combo_ = nullptr;
+};
+
+}  // namespace
+
+TEST_F(FolderTreeView, TopLevelOnlyShowsTheRootAlone) {
+  Add("b.txt", 10);
+  Add("a.txt", 20);
+  Derive();
+  HTREEITEM root = TreeView_GetRoot(tree_);
+  ASSERT_NE(root, nullptr);
+  EXPECT_EQ(Shape(root), "");
+  EXPECT_TRUE(ComboItems().empty());
+  EXPECT_EQ(TreeView_GetSelection(tree_), root);
+  EXPECT_EQ(FolderRows().size(), 2u) << "the root lists every top-level entry";
+  EXPECT_EQ(GetFolderListTotals().entries, 2u);
+  EXPECT_EQ(GetFolderListTotals().uncompressed, 30u);
+  EXPECT_TRUE(IsTreeInStep());
+}
+
+TEST_F(FolderTreeView, NestedFoldersAndTheirEntries) {
+  Add("a\\b\\d\\x.txt", 100);
+  Add("B\\y.txt", 7);
+  Add("top.txt", 1);
+  Derive();
+  EXPECT_EQ(Shape(TreeView_GetRoot(tree_)), "B,a(b(d))") << "capitals first";
+  EXPECT_EQ(ComboItems(), (std::vector<std::string>{"B", "a", "a\\b", "a\\b\\d"}));
+  Select("a\\b\\d");
+  WaitForFill();
+  EXPECT_EQ(FolderRows(), (std::vector<std::string>{"x.txt"}));
+  EXPECT_EQ(GetFolderListTotals().uncompressed, 100u);
+  Select("a");
+  WaitForFill();
+  EXPECT_TRUE(FolderRows().empty()) << "a holds only the folder b";
+  EXPECT_EQ(GetFolderListTotals().entries, 0u);
+
+  SelectTreeFolderFromCombo("B");  // typed into the address box
+  WaitForFill();
+  EXPECT_EQ(FolderRows(), (std::vector<std::string>{"y.txt"}));
+  EXPECT_TRUE(SelectParentTreeFolder());
+  WaitForFill();
+  EXPECT_EQ(TreeView_GetSelection(tree_), TreeView_GetRoot(tree_));
+  EXPECT_EQ(FolderRows(), (std::vector<std::string>{"top.txt"}));
+  EXPECT_FALSE(SelectParentTreeFolder()) << "the root has no parent";
+}
+
+TEST_F(FolderTreeView, TarArchivesUseSlashes) {
+  SetArchiveKind(ARCHIVE_TAR);
+  InsertEntryRow(all_, EntryStamp{0, 0, 0, 1, 0, 2024}, "a.png", "docs/img/a.png", nullptr, 1, 2);
+  Derive();
+  EXPECT_EQ(Shape(TreeView_GetRoot(tree_)), "docs(img)");
+  EXPECT_EQ(ComboItems(), (std::vector<std::string>{"docs", "docs/img"}));
+  Select("docs/img");
+  WaitForFill();
+  EXPECT_EQ(FolderRows(), (std::vector<std::string>{"a.png"}));
+  char key[kPathBuf + 8];
+  TreeViewGetPath(tree_, TreeView_GetSelection(tree_), key, sizeof key, 1, 0);
+  EXPECT_STREQ(key, "  2*docs/img/");
+  TreeViewGetPath(tree_, TreeView_GetSelection(tree_), key, sizeof key, 1, 1);
+  EXPECT_STREQ(key, "  1*docs/img/");
+}
+
+TEST_F(FolderTreeView, EmptiedFoldersGoWithTheirAddressItems) {
+  Add("a\\b\\d\\x.txt", 100);
+  Add("keep\\k.txt", 1);
+  Add("top.txt", 1);
+  Derive();
+  // The entry is gone (as a delete leaves it): its record leaves the data index.
+  RBTree* data = GetTVRBTreeDataReady();
+  std::vector<RBNode*> gone;
+  WalkPrefixRun(data, "  3*a\\b\\d\\x.txt*", [&](RBNode* n) { gone.push_back(n); });
+  ASSERT_EQ(gone.size(), 1u);
+  RBTreeDelete(data, gone[0]);
+
+  HTREEITEM root = TreeView_GetRoot(tree_);
+  TreeDeleteEmpty(tree_, TreeView_GetChild(tree_, root), 1);
+  EXPECT_EQ(Shape(root), "keep");
+  EXPECT_EQ(ComboItems(), (std::vector<std::string>{"keep"}));
+  std::vector<std::string> left;
+  WalkPrefixRun(data, "", [&](RBNode* n) { left.push_back(static_cast<const char*>(n->key)); });
+  for (const std::string& k : left) EXPECT_EQ(k.find("a\\"), std::string::npos) << k;
+
+  // A chosen leaf takes its emptied parents along, never the root.
+  TreeDeleteEmpty(tree_, TreeView_GetChild(tree_, root), 1);
+  EXPECT_EQ(Shape(root), "keep") << "keep still holds k.txt";
+}
+
+TEST_F(FolderTreeView, BurstOfSelectionsEndsInOneFillForTheLast) {
+  Add("one\\1.txt", 1);
+  Add("two\\2.txt", 1);
+  Add("three\\3.txt", 1);
+  Derive();
+  long before = GetTreeListFillCount();
+  SetTVNSem(1);  // a fill is running
+  for (const char* folder : {"one", "two", "three", "two", "three"}) Select(folder);
+  EXPECT_EQ(GetTreeListFillCount(), before);
+  EXPECT_STREQ(GetTvnCached(), "  1*three\\");
+  SetTVNSem(0);  // it ends
+  Pump(500);
+  WaitForFill();
+  EXPECT_EQ(GetTreeListFillCount(), before + 1);
+  EXPECT_EQ(FolderRows(), (std::vector<std::string>{"3.txt"}));
+}
+
+TEST_F(FolderTreeView, PropertiesShowTotalsBelowTheFolder) {
+  Add("docs\\a.txt", 999);
+  Add("docs\\img\\b.png", 1000);
+  Add("docs\\img\\c.png", 24);
+  Derive();
+  GetPrompts().messageBox = CaptureBox;
+  char decimal[8] = ".";
+  GetLocaleInfoA(LOCALE_SYSTEM_DEFAULT, LOCALE_SDECIMAL, decimal, sizeof decimal);
+
+  DisplayTreeItemProperties(FindTreeItemString(tree_, "docs\\img"));
+  EXPECT_NE(g_shown.find("\"img\""), std::string::npos) << g_shown;
+  EXPECT_NE(g_shown.find("\t\t 2\n"), std::string::npos) << g_shown;  // entries
+  EXPECT_NE(g_shown.find("\t\t 0\n"), std::string::npos) << g_shown;  // folders
+  EXPECT_NE(g_shown.find("1" + std::string(decimal) + "00 KB"), std::string::npos) << g_shown;  // 1024 bytes
+
+  DisplayTreeItemProperties(FindTreeItemString(tree_, "docs"));
+  EXPECT_NE(g_shown.find("\t\t 3\n"), std::string::npos) << g_shown;
+  EXPECT_NE(g_shown.find("\t\t 1\n"), std::string::npos) << g_shown;
+
+  g_shown.clear();
+  Add("top.txt", 999);
+  SetTreeInStep(0);
+  Derive();
+  DisplayTreeItemProperties(TreeView_GetRoot(tree_));
+  EXPECT_NE(g_shown.find("C:\\archives\\test.zip"), std::string::npos) << g_shown;
+  EXPECT_NE(g_shown.find("\t\t 4\n"), std::string::npos) << g_shown;
+}
