@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -27,13 +28,83 @@ ListingTotals g_folderTotals = {};
 std::string g_lastPath;
 bool g_lastPathValid = false;
 
+// The keys of one synchronisation come from large blocks: a heap allocation per key costs
+// more than the insert itself. A key that someone else inserted with malloc is freed as usual.
+struct KeyArena {
+  std::vector<char*> blocks;
+  char* at = nullptr;
+  size_t left = 0;
+};
+KeyArena g_arena;
+constexpr size_t kArenaBlock = 1 << 20;
+
+char* ArenaCopy(const char* text, size_t length) {
+  if (length + 1 > g_arena.left) {
+    size_t size = length + 1 > kArenaBlock ? length + 1 : kArenaBlock;
+    g_arena.at = static_cast<char*>(malloc(size));
+    g_arena.blocks.push_back(g_arena.at);
+    g_arena.left = size;
+  }
+  char* copy = g_arena.at;
+  memcpy(copy, text, length);
+  copy[length] = '\0';
+  g_arena.at += length + 1;
+  g_arena.left -= length + 1;
+  return copy;
+}
+
+void FreeKey(void* key) {
+  const char* p = static_cast<const char*>(key);
+  for (char* block : g_arena.blocks)
+    if (p >= block && p < block + kArenaBlock) return;
+  free(key);
+}
+
+void FreeArena() {
+  for (char* block : g_arena.blocks) free(block);
+  g_arena = KeyArena{};
+}
+
+// strcmp's order, without a call into the C library for every step of every search.
+int CompareKeys(const void* nodeKey, const void* probe) {
+  const unsigned char* a = static_cast<const unsigned char*>(nodeKey);
+  const unsigned char* b = static_cast<const unsigned char*>(probe);
+  while (*a && *a == *b) ++a, ++b;
+  return *a > *b ? 1 : (*a < *b ? -1 : 0);
+}
+
 RBTree* CreateStringIndex() {
   RBTree* tree = RBTreeCreate();
-  tree->deleteKey = free;
+  tree->compare = CompareKeys;
+  tree->deleteKey = FreeKey;
   return tree;
 }
 
-char* Dup(const char* text) { return _strdup(text ? text : ""); }
+char* Dup(const char* text) {
+  if (!text) text = "";
+  return ArenaCopy(text, strlen(text));
+}
+
+// Appends to a fixed buffer, cutting at its end.
+struct Text {
+  char* out;
+  size_t size;
+  size_t length = 0;
+  Text(char* buffer, size_t bufferSize) : out(buffer), size(bufferSize) { out[0] = '\0'; }
+  Text& operator<<(const char* s) {
+    while (s && *s && length + 1 < size) out[length++] = *s++;
+    out[length] = '\0';
+    return *this;
+  }
+  Text& operator<<(unsigned long long v) {
+    char digits[24];
+    int n = 0;
+    do digits[n++] = static_cast<char>('0' + v % 10); while (v /= 10);
+    while (n && length + 1 < size) out[length++] = digits[--n];
+    out[length] = '\0';
+    return *this;
+  }
+};
 
 const char* Key(const RBNode* node) { return static_cast<const char*>(node->key); }
 
@@ -68,6 +139,7 @@ RBTree* GetTVRBTreeCombo() { return g_combo; }
 void DestroyFolderTreeIndexes() {
   for (RBTree** index : {&g_folder, &g_paths, &g_rows, &g_dataReady, &g_combo})
     if (*index) RBTreeDestroy(index);
+  FreeArena();
 }
 
 void RecreateFolderTreeIndexes() {
@@ -97,6 +169,13 @@ char TreeSeparator(const char* caller) {
 }
 
 void MakeDepthKey(int depth, const char* text, char* out, size_t outSize) {
+  if (depth >= 0 && depth <= 999 && outSize > 4) {  // "%3d*": the common case without printf
+    char digits[4] = {' ', ' ', static_cast<char>('0' + depth % 10), '\0'};
+    if (depth >= 10) digits[1] = static_cast<char>('0' + depth / 10 % 10);
+    if (depth >= 100) digits[0] = static_cast<char>('0' + depth / 100);
+    Text(out, outSize) << digits << "*" << text;
+    return;
+  }
   snprintf(out, outSize, "%3d%s%s", depth, "*", text ? text : "");
 }
 
@@ -121,12 +200,18 @@ int CountRecordDepth(const char* record, char separator) {
 }
 
 void MakeTreeRowRecord(const liststruct* r, char* out, size_t outSize) {
-  char date[32];
-  snprintf(date, sizeof date, "%02u.%02u.%04u %02u:%02u", r->date.wDay, r->date.wMonth, r->date.wYear,
-           r->date.wHour, r->date.wMinute);
-  snprintf(out, outSize, "%s%s*%s*%llu*%llu*%s*%s*%s", r->path ? r->path : "", r->filename ? r->filename : "",
-           GetEntryEncryptedText(r), static_cast<unsigned long long>(r->compressed),
-           static_cast<unsigned long long>(r->uncompressed), r->rate ? r->rate : "", date, r->type ? r->type : "");
+  // "dd.mm.yyyy hh:mm"
+  const SYSTEMTIME& d = r->date;
+  char date[17] = {static_cast<char>('0' + d.wDay / 10 % 10), static_cast<char>('0' + d.wDay % 10), '.',
+                   static_cast<char>('0' + d.wMonth / 10 % 10), static_cast<char>('0' + d.wMonth % 10), '.',
+                   static_cast<char>('0' + d.wYear / 1000 % 10), static_cast<char>('0' + d.wYear / 100 % 10),
+                   static_cast<char>('0' + d.wYear / 10 % 10), static_cast<char>('0' + d.wYear % 10), ' ',
+                   static_cast<char>('0' + d.wHour / 10 % 10), static_cast<char>('0' + d.wHour % 10), ':',
+                   static_cast<char>('0' + d.wMinute / 10 % 10), static_cast<char>('0' + d.wMinute % 10), '\0'};
+  Text(out, outSize) << r->path << r->filename << "*" << GetEntryEncryptedText(r) << "*"
+                     << static_cast<unsigned long long>(r->compressed) << "*"
+                     << static_cast<unsigned long long>(r->uncompressed) << "*" << r->rate << "*" << date << "*"
+                     << r->type;
 }
 
 void AddRowToFolderIndexes(const liststruct* row) {
@@ -182,6 +267,10 @@ void BuildDataReadyKeys(char separator) {
 
 void BuildComboPaths() {
   if (!g_folder || !g_combo) return;
+  if (g_combo->count) {  // built again: the box is rebuilt, not extended
+    RBTreeDestroy(&g_combo);
+    g_combo = CreateStringIndex();
+  }
   for (RBNode* n = RBTreeFirst(g_folder, g_folder->root->left); n != g_folder->nil; n = RBTreeSuccessor(g_folder, n)) {
     const char* path;
     ReadDepthKey(Key(n), &path);

@@ -312,6 +312,9 @@ int AddItemsToCombo(HWND combo, RBTree* folderIndex) {
   }
   LoadIcons();
   RBTree* paths = GetTVRBTreeCombo();
+  HWND inner = reinterpret_cast<HWND>(SendMessageA(combo, CBEM_GETCOMBOCONTROL, 0, 0));
+  SendMessageA(combo, CB_INITSTORAGE, paths->count, paths->count * 32);
+  if (inner) SendMessageA(inner, WM_SETREDRAW, FALSE, 0);
   int index = 0;
   for (RBNode* n = RBTreeFirst(paths, paths->root->left); n != paths->nil; n = RBTreeSuccessor(paths, n)) {
     COMBOBOXEXITEMA item = {};
@@ -324,6 +327,7 @@ int AddItemsToCombo(HWND combo, RBTree* folderIndex) {
     else
       ++index;
   }
+  if (inner) SendMessageA(inner, WM_SETREDRAW, TRUE, 0);
   SendMessageA(combo, CBEM_SETIMAGELIST, 0, reinterpret_cast<LPARAM>(ShellImageList()));
   return 1;
 }

@@ -84,7 +84,7 @@ int main(int argc, char** argv) {
   QueryPerformanceCounter(&t1);
   printf("listing %.0f ms, rows %zu\n", Ms(t0, t1), GetEntryRowCount(all));
 
-  SetVerbose(7);  // the phases line, and nothing chattier than level 6
+  SetVerbose(6);  // the phases line
   QueryPerformanceCounter(&t0);
   SynchronizeTreeViewThread(all, tree);
   QueryPerformanceCounter(&t1);
