@@ -46,6 +46,9 @@
 #define IDM_CHECK_UPDATE 4027
 #define IDM_ABOUT 4028
 
+// Keys without a menu item: the parent of the selected folder (Backspace in the views too).
+#define IDM_PARENT_FOLDER 4090
+
 // The recent files take the identifiers from here on, one per slot.
 #define IDM_RECENT_FIRST 4100
 #define IDM_RECENT_SLOTS 4

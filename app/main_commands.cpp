@@ -42,7 +42,12 @@ void CmdExtractAll() {
   const char* path = GetCurrentArchivePath();
   if (*path) ExtractArchive(path, 0, 1);
 }
-void CmdExtractSelected() { ExtractSelected(CurrentView()); }
+void CmdExtractSelected() {
+  if (IsTreeFocused())
+    ExtractSelectedTreeFolder();
+  else
+    ExtractSelected(CurrentView());
+}
 void CmdViewEntry() { ViewSelectedEntry(0); }
 void CmdOpenWith() { ViewSelectedEntry(1); }
 
@@ -70,7 +75,7 @@ const Command kCommands[] = {
     {IDM_ADD_FOLDER, nullptr, nullptr},
     {IDM_EXTRACT_ALL, CmdExtractAll, "Ctrl+E"},
     {IDM_EXTRACT_SELECTED, CmdExtractSelected, "Ctrl+Shift+E"},
-    {IDM_PROPERTIES, nullptr, "Alt+Enter"},
+    {IDM_PROPERTIES, ShowFolderProperties, "Alt+Enter"},
     {IDM_EXIT, CmdExit, "Alt+F4"},
     {IDM_VIEW_ENTRY, CmdViewEntry, "Enter"},
     {IDM_OPEN_WITH, CmdOpenWith, nullptr},
@@ -90,6 +95,7 @@ const Command kCommands[] = {
     {IDM_HELP, CmdHelp, "F1"},
     {IDM_CHECK_UPDATE, nullptr, nullptr},
     {IDM_ABOUT, CmdAbout, nullptr},
+    {IDM_PARENT_FOLDER, GoToParentFolder, "Alt+Up"},
 };
 
 const Command* FindCommand(int id) {
@@ -170,6 +176,7 @@ HACCEL BuildAccelerators() {
       {FVIRTKEY, VK_F5, IDM_RELOAD},
       {FVIRTKEY | FCONTROL, '9', IDM_REGISTRY_VALUES},
       {FVIRTKEY, VK_F1, IDM_HELP},
+      {FVIRTKEY | FALT, VK_UP, IDM_PARENT_FOLDER},
   };
   return CreateAcceleratorTableA(keys, sizeof keys / sizeof keys[0]);
 }

@@ -4,6 +4,7 @@
 
 #include "model/app_state.h"
 #include "model/entry_rows.h"
+#include "model/folder_tree.h"
 #include "model/view_hooks.h"
 
 #include <commctrl.h>
@@ -17,7 +18,8 @@ namespace {
 
 // The listing thread asks; the window's own thread must change its controls, so these go
 // through SendMessage where a control needs it and otherwise touch plain state only.
-void BeginListing() {}
+// Another archive's rows are coming: the tree of the last one is not theirs.
+void BeginListing() { SetTreeInStep(0); }
 void FinishListing() {}
 
 void LockUpdates(bool lock) { SendMessageA(CurrentView(), WM_SETREDRAW, lock ? FALSE : TRUE, 0); }
@@ -28,7 +30,9 @@ void RefreshToolbar() {
   if (Main().hwnd) PostMessageA(Main().hwnd, WM_APP_REFRESH_TOOLBAR, 0, 0);
 }
 
-void RebuildTreeList() {}
+void RebuildTreeList() {
+  if (Main().hwnd) PostMessageA(Main().hwnd, WM_APP_REBUILD_TREE, 0, 0);
+}
 
 void FocusCurrentView() {
   HWND view = CurrentView();
@@ -37,7 +41,6 @@ void FocusCurrentView() {
 
 void ResetSortMarkHook() { ResetSortMarks(); }
 void ApplyStoredSortHook() { ApplyStoredSort(); }
-int NotRefilling() { return 0; }
 
 }  // namespace
 
@@ -77,5 +80,5 @@ void InstallViewHooks() {
   hooks.loadImageLists = LoadSystemImageLists;
   hooks.applyStoredSort = ApplyStoredSortHook;
   hooks.resetSortMark = ResetSortMarkHook;
-  hooks.isTreeListRefilling = NotRefilling;
+  hooks.isTreeListRefilling = IsTreeListRefilling;
 }

@@ -72,7 +72,7 @@ void CreateMainControls(HWND hwnd) {
   m.treeList = MakeEntryList(hwnd, 1002);
   m.tree = CreateWindowExA(WS_EX_CLIENTEDGE, WC_TREEVIEWA, "",
                            WS_CHILD | WS_TABSTOP | TVS_HASBUTTONS | TVS_HASLINES | TVS_LINESATROOT |
-                               TVS_SHOWSELALWAYS,
+                               TVS_SHOWSELALWAYS | TVS_DISABLEDRAGDROP,
                            0, 0, 0, 0, hwnd, reinterpret_cast<HMENU>(1003), GetAppInstance(), nullptr);
   m.status = CreateWindowExA(0, STATUSCLASSNAMEA, "", WS_CHILD | WS_VISIBLE | SBARS_SIZEGRIP | SBARS_TOOLTIPS,
                              0, 0, 0, 0, hwnd, reinterpret_cast<HMENU>(1004), GetAppInstance(), nullptr);
@@ -86,6 +86,7 @@ void CreateMainControls(HWND hwnd) {
   block->list = m.list;
   block->tree = m.tree;
   block->treeList = m.treeList;
+  InitFolderTreeViews();
   SetPresentation(m.presentation);
   RefreshToolbarState();
 }
@@ -100,6 +101,7 @@ void SetPresentation(int presentation) {
   if (ArchiveControlBlock* block = GetCurrentControlBlock()) block->viewComponent = CurrentView();
   LayoutMainControls();
   if (m.toolbar) RefreshToolbarState();
+  ShowFolderPresentation();
 }
 
 void LayoutMainControls() {

@@ -5,6 +5,7 @@
 // Posted to the main window by worker threads.
 enum MainWindowMessage {
   WM_APP_REFRESH_TOOLBAR = WM_APP + 1,  // enable the commands that fit the current state
+  WM_APP_REBUILD_TREE = WM_APP + 2,     // a listing ended while the folder tree is shown
 };
 
 enum Presentation {
@@ -56,6 +57,23 @@ HWND CreateMainToolbar(HWND parent);
 void RefreshToolbarState();
 // Takes the tips of the current language.
 void RefreshToolbarTexts();
+
+// The folder tree beside its list (main_tree.cpp).
+void InitFolderTreeViews();
+// Derives the tree when the folder presentation is shown and the tree is not in step.
+void ShowFolderPresentation();
+void RebuildFolderTree();
+bool HandleFolderTreeNotify(NMHDR* header, LRESULT* result);
+// The address box's notifications; false when the command came from elsewhere.
+bool HandleAddressCommand(WPARAM wParam, LPARAM lParam);
+void ExtractSelectedTreeFolder();
+// The selected folder's properties; the whole archive's in the full list.
+void ShowFolderProperties();
+void GoToParentFolder();
+bool IsTreeFocused();
+// Dragging the bar between the tree and its list; false when the mouse is elsewhere.
+bool HandleSplitterMouse(UINT message, LPARAM lParam);
+bool SetSplitterCursor();
 
 // The hooks the archive engines call while they list (main_hooks.cpp).
 void InstallViewHooks();

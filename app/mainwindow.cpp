@@ -9,6 +9,7 @@
 #include "services/log.h"
 #include "settings/load.h"
 #include "settings/window_placement.h"
+#include "ui/folder_tree_view.h"
 #include "zip/extract_archive.h"
 #include "zip/open_archive.h"
 
@@ -39,6 +40,7 @@ LRESULT MsgCreate(HWND hwnd) {
 }
 
 LRESULT MsgDestroy(HWND hwnd) {
+  SetPlacementSplitter(MulDiv(g_main.splitX, 96, g_main.dpi ? g_main.dpi : 96));
   SaveWindowPlacement(hwnd);
   DetachEntryRows(g_main.list);
   DetachEntryRows(g_main.treeList);
@@ -52,6 +54,7 @@ LRESULT MsgDestroy(HWND hwnd) {
 LRESULT MsgNotify(NMHDR* header) {
   LRESULT result = 0;
   if (HandleEntryListNotify(header, &result)) return result;
+  if (HandleFolderTreeNotify(header, &result)) return result;
   if (header->hwndFrom == g_main.list || header->hwndFrom == g_main.treeList) {
     switch (header->code) {
       case LVN_COLUMNCLICK:
@@ -87,6 +90,7 @@ LRESULT MsgExtractionTimer(bool start) {
 }
 
 LRESULT MsgTimer(UINT_PTR id) {
+  if (id == kTreeFillTimerId) OnTreeFillTimer();
   if (id != kExtractionTimerId) return 0;
   char text[kPathBuf];
   FormatExtractionTimer(text, sizeof text, GetTickCount() - GetExtractionStartTick(), GetExtractionByteCounter());
@@ -116,8 +120,19 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
     case WM_NOTIFY:
       return MsgNotify(reinterpret_cast<NMHDR*>(lParam));
     case WM_COMMAND:
-      OnMainCommand(LOWORD(wParam));
+      if (!HandleAddressCommand(wParam, lParam)) OnMainCommand(LOWORD(wParam));
       return 0;
+    case WM_APP_REBUILD_TREE:
+      RebuildFolderTree();
+      return 0;
+    case WM_LBUTTONDOWN:
+    case WM_MOUSEMOVE:
+    case WM_LBUTTONUP:
+      if (HandleSplitterMouse(message, lParam)) return 0;
+      return DefWindowProcA(hwnd, message, wParam, lParam);
+    case WM_SETCURSOR:
+      if (LOWORD(lParam) == HTCLIENT && reinterpret_cast<HWND>(wParam) == hwnd && SetSplitterCursor()) return TRUE;
+      return DefWindowProcA(hwnd, message, wParam, lParam);
     case WM_APP_REFRESH_TOOLBAR:
       RefreshToolbarState();
       return 0;
@@ -164,6 +179,10 @@ HWND CreateMainWindow(HINSTANCE instance, int showCommand) {
                               nullptr, nullptr, instance, nullptr);
   if (!hwnd) return nullptr;
   RestoreWindowPlacement(hwnd, showCommand);
+  if (GetPlacementSplitter() > 0) {
+    g_main.splitX = MulDiv(GetPlacementSplitter(), g_main.dpi ? g_main.dpi : 96, 96);
+    LayoutMainControls();
+  }
   UpdateWindow(hwnd);
   SetFocus(CurrentView());
   return hwnd;

@@ -10,6 +10,8 @@
 
 namespace {
 
+int g_splitter = -1;
+
 bool IsMinimizing(int showCommand) {
   return showCommand == SW_HIDE || showCommand == SW_MINIMIZE || showCommand == SW_SHOWMINIMIZED ||
          showCommand == SW_SHOWMINNOACTIVE || showCommand == SW_FORCEMINIMIZE;
@@ -26,8 +28,8 @@ int SaveWindowPlacement(HWND hwnd) {
                    (wp.showCmd == SW_SHOWMINIMIZED && (wp.flags & WPF_RESTORETOMAXIMIZED));
   const RECT& r = wp.rcNormalPosition;
   char text[96];
-  snprintf(text, sizeof text, "%d %ld %ld %ld %ld", maximized ? SW_SHOWMAXIMIZED : SW_SHOWNORMAL, r.left, r.top,
-           r.right, r.bottom);
+  snprintf(text, sizeof text, "%d %ld %ld %ld %ld %d", maximized ? SW_SHOWMAXIMIZED : SW_SHOWNORMAL, r.left, r.top,
+           r.right, r.bottom, g_splitter);
   if (CreateAndWriteString(text, static_cast<DWORD>(strlen(text)), HKEY_CURRENT_USER, GetSettingsKeyPath(),
                            kValueWindowPlacement)) {
     Log(-1, GetVerbose(), "SaveWindowPlacement: cannot write to registry %lu", GetLastError());
@@ -42,9 +44,11 @@ int RestoreWindowPlacement(HWND hwnd, int showCommand) {
   int shown = 0;
   RECT r = {};
   long left, top, right, bottom;
+  int splitter = -1;  // places saved before the tree kept its width have five numbers
   bool valid = ReadString(text, &size, HKEY_CURRENT_USER, GetSettingsKeyPath(), kValueWindowPlacement) == 0 &&
-               sscanf(text, "%d %ld %ld %ld %ld", &shown, &left, &top, &right, &bottom) == 5 && right > left &&
-               bottom > top;
+               sscanf(text, "%d %ld %ld %ld %ld %d", &shown, &left, &top, &right, &bottom, &splitter) >= 5 &&
+               right > left && bottom > top;
+  if (valid) g_splitter = splitter;
   if (valid) {
     r = {left, top, right, bottom};
     valid = MonitorFromRect(&r, MONITOR_DEFAULTTONULL) != nullptr;
@@ -66,3 +70,6 @@ int RestoreWindowPlacement(HWND hwnd, int showCommand) {
   SetWindowPlacement(hwnd, &wp);
   return 0;
 }
+
+void SetPlacementSplitter(int width) { g_splitter = width; }
+int GetPlacementSplitter() { return g_splitter; }

@@ -9,3 +9,7 @@ int SaveWindowPlacement(HWND hwnd);
 // at all, leaves the window where it is, shown with showCommand (returns 1 then, else 0).
 // A minimised start asked for by the caller stays minimised.
 int RestoreWindowPlacement(HWND hwnd, int showCommand);
+// The width of the folder tree beside its list, in pixels at 96 dpi, kept with the place
+// (-1 until one was saved or restored).
+void SetPlacementSplitter(int width);
+int GetPlacementSplitter();

@@ -312,9 +312,13 @@ int AddItemsToCombo(HWND combo, RBTree* folderIndex) {
   }
   LoadIcons();
   RBTree* paths = GetTVRBTreeCombo();
+  // The drop-down list repaints itself for every insertion unless told not to.
   HWND inner = reinterpret_cast<HWND>(SendMessageA(combo, CBEM_GETCOMBOCONTROL, 0, 0));
+  COMBOBOXINFO info = {};
+  info.cbSize = sizeof info;
+  HWND dropDown = inner && GetComboBoxInfo(inner, &info) ? info.hwndList : nullptr;
   SendMessageA(combo, CB_INITSTORAGE, paths->count, paths->count * 32);
-  if (inner) SendMessageA(inner, WM_SETREDRAW, FALSE, 0);
+  if (dropDown) SendMessageA(dropDown, WM_SETREDRAW, FALSE, 0);
   int index = 0;
   for (RBNode* n = RBTreeFirst(paths, paths->root->left); n != paths->nil; n = RBTreeSuccessor(paths, n)) {
     COMBOBOXEXITEMA item = {};
@@ -327,7 +331,7 @@ int AddItemsToCombo(HWND combo, RBTree* folderIndex) {
     else
       ++index;
   }
-  if (inner) SendMessageA(inner, WM_SETREDRAW, TRUE, 0);
+  if (dropDown) SendMessageA(dropDown, WM_SETREDRAW, TRUE, 0);
   SendMessageA(combo, CBEM_SETIMAGELIST, 0, reinterpret_cast<LPARAM>(ShellImageList()));
   return 1;
 }

@@ -15,6 +15,7 @@
 #include <commctrl.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -159,6 +160,17 @@ int RunBody(ExtractRun* run) {
   return result;
 }
 
+// The tree's folder run: ExtractTreeItemThread frees its block; the window's state is put
+// back here.
+DWORD WINAPI ExtractTreeFolderThread(LPVOID parameter) {
+  ExtractTreeItemThread(parameter);
+  ReportRefusedNames();
+  ReportWrongPassword();
+  SetBusy(0);
+  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
+  return 0;
+}
+
 DWORD WINAPI ExtractArchiveThread(LPVOID parameter) {
   ExtractRun* run = static_cast<ExtractRun*>(parameter);
   RunBody(run);
@@ -280,6 +292,32 @@ void ExtractSelected(HWND list) {
   run->job.source = list;
   if (!AskForRun(run)) return;
   StartRun(run, 1);
+}
+
+void ExtractTreeFolder(const char* folder) {
+  const char* archive = GetCurrentArchivePath();
+  if (!*archive || !folder) return;
+  if (RefuseWhenBusy() || !CheckKind(GetArchiveKind())) return;
+  TreeExtractBlock* block = static_cast<TreeExtractBlock*>(calloc(1, sizeof(TreeExtractBlock)));
+  if (!block) return;
+  snprintf(block->folder, sizeof block->folder, "%s", folder);
+  snprintf(block->archive, sizeof block->archive, "%s", archive);
+  block->overwriteMode = OVERWRITE_ASK;
+  if (!AskDestination(archive, block->destination) || !EnsurePassword(block->password)) {
+    free(block);
+    return;
+  }
+  SetBusy(1);
+  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
+  CancelProgress(0);
+  StartProgressDialog(true, GetMessageText(42));
+  HANDLE thread = CreateThread(nullptr, 0, ExtractTreeFolderThread, block, 0, nullptr);
+  if (thread) {
+    CloseHandle(thread);
+    return;
+  }
+  Log(1, GetVerbose(), "ExtractTreeItemThread: cannot create the thread (%lu), extracting here", GetLastError());
+  ExtractTreeFolderThread(block);
 }
 
 int DetectArchiveEncryption(const char* archive) {

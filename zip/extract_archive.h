@@ -9,6 +9,10 @@
 // (and the password when needed), then runs on a thread of its own.
 void ExtractSelected(HWND list);
 
+// Extracts every entry below a folder of the tree (docs\img\ ), paths kept: asks for the
+// folder (and the password when needed), then runs ExtractTreeItemThread.
+void ExtractTreeFolder(const char* folder);
+
 // The ZIP worker of a run; with job->done set it signals that event at the end and sets
 // *job->cancelled when the user cancelled.
 int ExtractArchiveZipWorker(ExtractJob* job);

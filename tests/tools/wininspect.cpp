@@ -109,6 +109,46 @@ void DumpStatus(HWND status) {
 
 int g_maxRows = 50;
 
+// Every item of a tree with its path below the root and, for shown ones, where it sits on
+// the screen: "tree item docs\img at X Y".
+void DumpTreeItems(HWND tree, Remote& remote, HTREEITEM item, const std::string& above, bool root) {
+  for (; item; item = reinterpret_cast<HTREEITEM>(
+                   SendMessageA(tree, TVM_GETNEXTITEM, TVGN_NEXT, reinterpret_cast<LPARAM>(item)))) {
+    TVITEMA tv = {};
+    tv.mask = TVIF_TEXT;
+    tv.hItem = item;
+    tv.pszText = remote.memory + 512;
+    tv.cchTextMax = 1024;
+    remote.Write(0, &tv, sizeof tv);
+    SendMessageA(tree, TVM_GETITEMA, 0, reinterpret_cast<LPARAM>(remote.memory));
+    std::string text = remote.ReadString(512);
+    std::string path = root ? std::string() : (above.empty() ? text : above + "\\" + text);
+    RECT rect = {};
+    *reinterpret_cast<HTREEITEM*>(&rect) = item;
+    remote.Write(0, &rect, sizeof rect);
+    bool shown = SendMessageA(tree, TVM_GETITEMRECT, TRUE, reinterpret_cast<LPARAM>(remote.memory)) != 0;
+    ReadProcessMemory(remote.process, remote.memory, &rect, sizeof rect, nullptr);
+    POINT center = {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2};
+    ClientToScreen(tree, &center);
+    bool selected = SendMessageA(tree, TVM_GETNEXTITEM, TVGN_CARET, 0) == reinterpret_cast<LRESULT>(item);
+    if (root)
+      printf("tree root %s%s\n", text.c_str(), selected ? " (selected)" : "");
+    else if (shown)
+      printf("tree item %s at %ld %ld%s\n", path.c_str(), center.x, center.y, selected ? " (selected)" : "");
+    else
+      printf("tree item %s%s\n", path.c_str(), selected ? " (selected)" : "");
+    HTREEITEM child = reinterpret_cast<HTREEITEM>(
+        SendMessageA(tree, TVM_GETNEXTITEM, TVGN_CHILD, reinterpret_cast<LPARAM>(item)));
+    DumpTreeItems(tree, remote, child, path, false);
+  }
+}
+
+void DumpTree(HWND tree) {
+  Remote remote(tree);
+  if (!remote.memory) return;
+  DumpTreeItems(tree, remote, reinterpret_cast<HTREEITEM>(SendMessageA(tree, TVM_GETNEXTITEM, TVGN_ROOT, 0)), "", true);
+}
+
 // The drop's file list must live in the receiving process: a fixed block there is what
 // DragQueryFile reads.
 void DropFile(HWND hwnd, const char* path) {
@@ -156,8 +196,14 @@ BOOL CALLBACK DumpChild(HWND child, LPARAM) {
   DWORD_PTR got = 0;
   SendMessageTimeoutA(child, WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text), SMTO_ABORTIFHUNG, 2000, &got);
   printf("control %s \"%s\"%s\n", cls, text, IsWindowVisible(child) ? "" : " (hidden)");
+  if (IsWindowVisible(child)) {
+    RECT r;
+    GetWindowRect(child, &r);
+    printf("place %s at %ld %ld\n", cls, (r.left + r.right) / 2, (r.top + r.bottom) / 2);
+  }
   if (!_stricmp(cls, WC_LISTVIEWA) && IsWindowVisible(child)) DumpList(child, g_maxRows);
   if (!_stricmp(cls, STATUSCLASSNAMEA)) DumpStatus(child);
+  if (!_stricmp(cls, WC_TREEVIEWA) && IsWindowVisible(child)) DumpTree(child);
   return TRUE;
 }
 

@@ -1,0 +1,207 @@
+#include "services/base.h"
+#include "app/main_state.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/entry_rows.h"
+#include "model/folder_tree.h"
+#include "services/log.h"
+#include "ui/folder_tree_view.h"
+#include "zip/extract_archive.h"
+
+#include <commctrl.h>
+#include <windowsx.h>
+
+#include <cstdio>
+
+namespace {
+
+constexpr int kMinPane = 40;
+bool g_dragging = false;
+
+enum TreeMenuCommand { TREE_MENU_EXTRACT = 1, TREE_MENU_PROPERTIES = 2 };
+
+// Runs on the fill thread once the folder list holds the folder's entries.
+void AfterFolderFill() {
+  MainWindowState& m = Main();
+  if (m.sortColumn[1] >= 0) {
+    SortEntryRows(m.treeList, m.sortColumn[1], m.sortDescending[1]);
+    ShowSortMark(m.treeList, m.sortColumn[1], m.sortDescending[1]);
+  }
+}
+
+int Scale(int value) { return MulDiv(value, Main().dpi ? Main().dpi : 96, 96); }
+
+HTREEITEM SelectedFolder() {
+  HWND tree = Main().tree;
+  HTREEITEM item = TreeView_GetSelection(tree);
+  return item ? item : TreeView_GetRoot(tree);
+}
+
+void ShowTreeMenu(POINT screen) {
+  MainWindowState& m = Main();
+  HMENU menu = CreatePopupMenu();
+  AppendMenuA(menu, MF_STRING, TREE_MENU_EXTRACT, GetPopupText(KLANG_POPUP_EXTRACT_FOLDER));
+  AppendMenuA(menu, MF_STRING, TREE_MENU_PROPERTIES, GetPopupText(KLANG_POPUP_PROPERTIES));
+  int chosen = TrackPopupMenu(menu, TPM_RETURNCMD | TPM_RIGHTBUTTON, screen.x, screen.y, 0, m.hwnd, nullptr);
+  DestroyMenu(menu);
+  if (chosen == TREE_MENU_EXTRACT) ExtractSelectedTreeFolder();
+  if (chosen == TREE_MENU_PROPERTIES) ShowFolderProperties();
+}
+
+// A right click selects the item under the mouse first, as the shell's trees do.
+void OnTreeRightClick() {
+  HWND tree = Main().tree;
+  TVHITTESTINFO hit = {};
+  GetCursorPos(&hit.pt);
+  POINT screen = hit.pt;
+  ScreenToClient(tree, &hit.pt);
+  if (HTREEITEM item = TreeView_HitTest(tree, &hit)) TreeView_SelectItem(tree, item);
+  ShowTreeMenu(screen);
+}
+
+bool IsBackspace(const NMHDR* header) {
+  if (header->code == TVN_KEYDOWN) return reinterpret_cast<const NMTVKEYDOWN*>(header)->wVKey == VK_BACK;
+  if (header->code == LVN_KEYDOWN) return reinterpret_cast<const NMLVKEYDOWN*>(header)->wVKey == VK_BACK;
+  return false;
+}
+
+bool InSplitter(int x, int y) {
+  MainWindowState& m = Main();
+  if (m.presentation != PRESENT_FOLDER_TREE) return false;
+  RECT tree, list;
+  GetWindowRect(m.tree, &tree);
+  GetWindowRect(m.treeList, &list);
+  MapWindowPoints(nullptr, m.hwnd, reinterpret_cast<POINT*>(&tree), 2);
+  MapWindowPoints(nullptr, m.hwnd, reinterpret_cast<POINT*>(&list), 2);
+  return x >= tree.right && x < list.left && y >= tree.top && y < tree.bottom;
+}
+
+}  // namespace
+
+void InitFolderTreeViews() {
+  MainWindowState& m = Main();
+  GetFolderTreeViews() = FolderTreeViews{m.tree, m.address, m.treeList, m.hwnd, AfterFolderFill};
+}
+
+void ShowFolderPresentation() {
+  MainWindowState& m = Main();
+  if (m.presentation == PRESENT_FOLDER_TREE) EnsureTreeInStep(m.list);
+}
+
+void RebuildFolderTree() {
+  SetTreeInStep(0);
+  ShowFolderPresentation();
+}
+
+bool HandleFolderTreeNotify(NMHDR* header, LRESULT* result) {
+  MainWindowState& m = Main();
+  *result = 0;
+  if (header->hwndFrom == m.tree) {
+    switch (header->code) {
+      case TVN_SELCHANGEDA:
+      case TVN_SELCHANGEDW:
+        OnTreeSelectionChanged(m.tree);
+        return true;
+      case NM_RCLICK:
+        OnTreeRightClick();
+        *result = 1;
+        return true;
+      default:
+        if (IsBackspace(header)) SelectParentTreeFolder();
+        return header->code == TVN_KEYDOWN;
+    }
+  }
+  if (header->hwndFrom == m.treeList && IsBackspace(header)) {
+    SelectParentTreeFolder();
+    return true;
+  }
+  if (header->hwndFrom == m.address && (header->code == CBEN_ENDEDITA || header->code == CBEN_ENDEDITW)) {
+    char text[kPathBuf] = "";
+    int why;
+    if (header->code == CBEN_ENDEDITA) {
+      const NMCBEENDEDITA* edit = reinterpret_cast<const NMCBEENDEDITA*>(header);
+      snprintf(text, sizeof text, "%s", edit->szText);
+      why = edit->iWhy;
+    } else {
+      const NMCBEENDEDITW* edit = reinterpret_cast<const NMCBEENDEDITW*>(header);
+      WideCharToMultiByte(CP_UTF8, 0, edit->szText, -1, text, sizeof text, nullptr, nullptr);
+      why = edit->iWhy;
+    }
+    if (why == CBENF_RETURN) {
+      if (m.presentation != PRESENT_FOLDER_TREE) SetPresentation(PRESENT_FOLDER_TREE);
+      SelectTreeFolderFromCombo(text);
+    }
+    return true;
+  }
+  return false;
+}
+
+bool HandleAddressCommand(WPARAM wParam, LPARAM lParam) {
+  MainWindowState& m = Main();
+  if (!lParam || reinterpret_cast<HWND>(lParam) != m.address) return false;
+  if (HIWORD(wParam) == CBN_SELENDOK) {
+    if (m.presentation != PRESENT_FOLDER_TREE) SetPresentation(PRESENT_FOLDER_TREE);
+    SelectTreeFolderFromCombo(nullptr);
+  }
+  return true;
+}
+
+void ExtractSelectedTreeFolder() {
+  MainWindowState& m = Main();
+  char folder[kPathBuf];
+  TreeViewGetPath(m.tree, SelectedFolder(), folder, sizeof folder, 0, 0);
+  Log(5, GetVerbose(), "ExtractSelectedTreeFolder: %s", folder);
+  ExtractTreeFolder(folder);
+}
+
+void ShowFolderProperties() {
+  MainWindowState& m = Main();
+  // The list of every entry has no folders of its own: the whole archive is shown.
+  if (!IsTreeInStep() && GetEntryRowCount(m.list) > 0) EnsureTreeInStep(m.list);
+  DisplayTreeItemProperties(m.presentation == PRESENT_FOLDER_TREE ? SelectedFolder() : TreeView_GetRoot(m.tree));
+}
+
+void GoToParentFolder() {
+  if (Main().presentation == PRESENT_FOLDER_TREE) SelectParentTreeFolder();
+}
+
+bool IsTreeFocused() { return GetFocus() == Main().tree && Main().presentation == PRESENT_FOLDER_TREE; }
+
+bool HandleSplitterMouse(UINT message, LPARAM lParam) {
+  MainWindowState& m = Main();
+  int x = GET_X_LPARAM(lParam), y = GET_Y_LPARAM(lParam);
+  switch (message) {
+    case WM_LBUTTONDOWN:
+      if (!InSplitter(x, y)) return false;
+      g_dragging = true;
+      SetCapture(m.hwnd);
+      return true;
+    case WM_MOUSEMOVE:
+      if (!g_dragging) return false;
+      {
+        RECT client;
+        GetClientRect(m.hwnd, &client);
+        int most = client.right - Scale(kMinPane);
+        m.splitX = x < Scale(kMinPane) ? Scale(kMinPane) : (x > most ? most : x);
+        LayoutMainControls();
+      }
+      return true;
+    case WM_LBUTTONUP:
+      if (!g_dragging) return false;
+      g_dragging = false;
+      ReleaseCapture();
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool SetSplitterCursor() {
+  POINT p;
+  GetCursorPos(&p);
+  ScreenToClient(Main().hwnd, &p);
+  if (!g_dragging && !InSplitter(p.x, p.y)) return false;
+  SetCursor(LoadCursorA(nullptr, MAKEINTRESOURCEA(32644)));  // IDC_SIZEWE
+  return true;
+}
