@@ -1,5 +1,6 @@
 #include "services/base.h"
 #include "app/main_state.h"
+#include "app/mainwindow.h"
 
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
@@ -164,6 +165,12 @@ void ShowFolderProperties() {
 
 void GoToParentFolder() {
   if (Main().presentation == PRESENT_FOLDER_TREE) SelectParentTreeFolder();
+}
+
+bool IsAddressBoxKey(const MSG* msg) {
+  HWND address = Main().address;
+  return address && msg->message == WM_KEYDOWN && msg->wParam == VK_RETURN &&
+         (msg->hwnd == address || IsChild(address, msg->hwnd));
 }
 
 bool IsTreeFocused() { return GetFocus() == Main().tree && Main().presentation == PRESENT_FOLDER_TREE; }

@@ -11,4 +11,7 @@ ATOM RegisterMainWindowClass(HINSTANCE instance);
 HWND CreateMainWindow(HINSTANCE instance, int showCommand);
 HWND GetMainWindow();
 HACCEL GetMainAccelerators();
+// Return typed into the address box confirms the folder there: the dialog keys of the main
+// window must not turn it into the default command.
+bool IsAddressBoxKey(const MSG* msg);
 LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam);

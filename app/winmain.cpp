@@ -67,7 +67,7 @@ int MessageLoop() {
     HWND main = GetMainWindow();
     if (main && TranslateAcceleratorA(main, GetMainAccelerators(), &msg)) continue;
     // Tab and the arrow keys move between the main window's controls as in a dialog.
-    if (main && IsWindow(main) && IsDialogMessageA(main, &msg)) continue;
+    if (main && IsWindow(main) && !IsAddressBoxKey(&msg) && IsDialogMessageA(main, &msg)) continue;
     TranslateMessage(&msg);
     DispatchMessageA(&msg);
   }

@@ -124,8 +124,7 @@ void DumpTreeItems(HWND tree, Remote& remote, HTREEITEM item, const std::string&
     std::string text = remote.ReadString(512);
     std::string path = root ? std::string() : (above.empty() ? text : above + "\\" + text);
     RECT rect = {};
-    *reinterpret_cast<HTREEITEM*>(&rect) = item;
-    remote.Write(0, &rect, sizeof rect);
+    remote.Write(0, &item, sizeof item);  // TVM_GETITEMRECT takes the item in the rectangle
     bool shown = SendMessageA(tree, TVM_GETITEMRECT, TRUE, reinterpret_cast<LPARAM>(remote.memory)) != 0;
     ReadProcessMemory(remote.process, remote.memory, &rect, sizeof rect, nullptr);
     POINT center = {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2};
