@@ -1,15 +1,17 @@
 #!/usr/bin/env bash
 # The folder tree: the seven phases of its derivation and a click on a folder until its list
 # is filled, for many.zip (101,111 entries) and for a zip of 1,000,000 empty files in 1,000
-# folders made here (kept in the corpus folder for later runs).
+# folders made here in a scratch folder (removed at the end).
 #   bench/tree.sh [corpus dir]
 set -euo pipefail
 export KESTRELIA_CORPUS=${1:-${KESTRELIA_CORPUS:-/tmp/kbench}}
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-trap 'kestrelia_wine_down' EXIT
+scratch=$(mktemp -d /tmp/kestrelia-bench-tree.XXXXXX)
+trap 'kestrelia_wine_down; kestrelia_display_down; rm -rf "$scratch"' EXIT
 bench_engine treeengine
+kestrelia_display_up  # the tree and lists are real controls
 
-million=$corpus/million.zip
+million=$scratch/million.zip
 if [ ! -f "$million" ]; then
   echo "== making million.zip (1,000,000 empty files in 1,000 folders)"
   python3 - "$million" <<'PY'
