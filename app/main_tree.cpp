@@ -98,12 +98,9 @@ void RebuildFolderTree() {
 bool HandleFolderTreeNotify(NMHDR* header, LRESULT* result) {
   MainWindowState& m = Main();
   *result = 0;
+  if (HandleFolderTreeMessage(WM_NOTIFY, 0, reinterpret_cast<LPARAM>(header))) return true;
   if (header->hwndFrom == m.tree) {
     switch (header->code) {
-      case TVN_SELCHANGEDA:
-      case TVN_SELCHANGEDW:
-        OnTreeSelectionChanged(m.tree);
-        return true;
       case NM_RCLICK:
         OnTreeRightClick();
         *result = 1;

@@ -90,7 +90,7 @@ LRESULT MsgExtractionTimer(bool start) {
 }
 
 LRESULT MsgTimer(UINT_PTR id) {
-  if (id == kTreeFillTimerId) OnTreeFillTimer();
+  if (HandleFolderTreeMessage(WM_TIMER, id, 0)) return 0;
   if (id != kExtractionTimerId) return 0;
   char text[kPathBuf];
   FormatExtractionTimer(text, sizeof text, GetTickCount() - GetExtractionStartTick(), GetExtractionByteCounter());

@@ -93,13 +93,8 @@ RBNode* SearchPrefix(RBTree* index, const char* key) {
 int FindComboItem(HWND combo, const char* text) {
   int count = static_cast<int>(SendMessageA(combo, CB_GETCOUNT, 0, 0));
   for (int i = 0; i < count; ++i) {
-    char item[kPathBuf] = "";
-    COMBOBOXEXITEMA cb = {};
-    cb.mask = CBEIF_TEXT;
-    cb.iItem = i;
-    cb.pszText = item;
-    cb.cchTextMax = kPathBuf;
-    if (SendMessageA(combo, CBEM_GETITEMA, 0, reinterpret_cast<LPARAM>(&cb)) && strcmp(item, text) == 0) return i;
+    char item[kPathBuf];
+    if (GetComboItemText(combo, i, item, sizeof item) && strcmp(item, text) == 0) return i;
   }
   return -1;
 }
@@ -194,6 +189,30 @@ void DeleteEmptyFrom(HWND tree, HTREEITEM item, int alsoCombo) {
 }  // namespace
 
 FolderTreeViews& GetFolderTreeViews() { return g_views; }
+
+bool GetComboItemText(HWND combo, int index, char* text, size_t size) {
+  if (!size) return false;
+  text[0] = '\0';
+  COMBOBOXEXITEMA cb = {};
+  cb.mask = CBEIF_TEXT;
+  cb.iItem = index;
+  cb.pszText = text;
+  cb.cchTextMax = static_cast<int>(size);
+  return index >= 0 && SendMessageA(combo, CBEM_GETITEMA, 0, reinterpret_cast<LPARAM>(&cb)) != 0;
+}
+
+bool HandleFolderTreeMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message == WM_TIMER && wParam == kTreeFillTimerId) {
+    OnTreeFillTimer();
+    return true;
+  }
+  if (message != WM_NOTIFY) return false;
+  const NMHDR* header = reinterpret_cast<const NMHDR*>(lParam);
+  if (!g_views.tree || header->hwndFrom != g_views.tree) return false;
+  if (header->code != TVN_SELCHANGEDA && header->code != TVN_SELCHANGEDW) return false;
+  OnTreeSelectionChanged(g_views.tree);
+  return true;
+}
 
 int GetTreeRootIcon() {
   LoadIcons();
@@ -539,12 +558,7 @@ void SelectTreeFolderFromCombo(const char* typed) {
     snprintf(text, sizeof text, "%s", typed);
   } else {
     int at = static_cast<int>(SendMessageA(g_views.combo, CB_GETCURSEL, 0, 0));
-    COMBOBOXEXITEMA cb = {};
-    cb.mask = CBEIF_TEXT;
-    cb.iItem = at;
-    cb.pszText = text;
-    cb.cchTextMax = kPathBuf;
-    if (at < 0 || !SendMessageA(g_views.combo, CBEM_GETITEMA, 0, reinterpret_cast<LPARAM>(&cb))) {
+    if (!GetComboItemText(g_views.combo, at, text, sizeof text)) {
       printf("cannot get string from combo box\n");
       return;
     }

@@ -51,6 +51,11 @@ void EnsureTreeInStep(HWND treeListView);
 void OnTreeSelectionChanged(HWND tree);
 // Timer 4321 fired: the selection change again, from the tree's current selection.
 void OnTreeFillTimer();
+// The window that owns the views routes these here: the tree's selection changes and timer
+// 4321. False for every other message.
+bool HandleFolderTreeMessage(UINT message, WPARAM wParam, LPARAM lParam);
+// The text of one item of the address box; false when there is no such item.
+bool GetComboItemText(HWND combo, int index, char* text, size_t size);
 // The fill thread's body; takes a heap copy of the key and frees it.
 DWORD WINAPI DoTvnChanged(LPVOID key);
 // Fill threads started since the program began (a burst must start only one more).

@@ -178,20 +178,31 @@ DWORD WINAPI ExtractArchiveThread(LPVOID parameter) {
   return 0;
 }
 
-void StartRun(ExtractRun* run, int inThread) {
+// The window shows a run from here on: busy, commands greyed, a fresh progress dialog.
+void BeginRun(bool withDialog) {
   SetBusy(1);
   if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
   CancelProgress(0);
-  if (!run->job.silent) StartProgressDialog(true, GetMessageText(42));
-  if (inThread) {
-    HANDLE thread = CreateThread(nullptr, 0, ExtractArchiveThread, run, 0, nullptr);
-    if (thread) {
-      CloseHandle(thread);
-      return;
-    }
-    Log(1, GetVerbose(), "ExtractArchive: cannot create the extraction thread (%lu), extracting here", GetLastError());
+  if (withDialog) StartProgressDialog(true, GetMessageText(42));
+}
+
+// A thread of its own for the run, or the caller's when none can be had.
+void RunOnThread(LPTHREAD_START_ROUTINE body, void* parameter) {
+  HANDLE thread = CreateThread(nullptr, 0, body, parameter, 0, nullptr);
+  if (thread) {
+    CloseHandle(thread);
+    return;
   }
-  ExtractArchiveThread(run);
+  Log(1, GetVerbose(), "ExtractArchive: cannot create the extraction thread (%lu), extracting here", GetLastError());
+  body(parameter);
+}
+
+void StartRun(ExtractRun* run, int inThread) {
+  BeginRun(!run->job.silent);
+  if (inThread)
+    RunOnThread(ExtractArchiveThread, run);
+  else
+    ExtractArchiveThread(run);
 }
 
 ExtractRun* NewRun(const ArchiveFormat* format, const char* archive, int silent) {
@@ -307,17 +318,8 @@ void ExtractTreeFolder(const char* folder) {
     free(block);
     return;
   }
-  SetBusy(1);
-  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
-  CancelProgress(0);
-  StartProgressDialog(true, GetMessageText(42));
-  HANDLE thread = CreateThread(nullptr, 0, ExtractTreeFolderThread, block, 0, nullptr);
-  if (thread) {
-    CloseHandle(thread);
-    return;
-  }
-  Log(1, GetVerbose(), "ExtractTreeItemThread: cannot create the thread (%lu), extracting here", GetLastError());
-  ExtractTreeFolderThread(block);
+  BeginRun(true);
+  RunOnThread(ExtractTreeFolderThread, block);
 }
 
 int DetectArchiveEncryption(const char* archive) {

@@ -13,6 +13,7 @@
 #include "services/log.h"
 #include "ui/folder_tree_view.h"
 #include "zip/zip_listing.h"
+#include "tree_support.h"
 #include "zip/zip_open.h"
 
 #include <commctrl.h>
@@ -24,26 +25,6 @@
 
 namespace {
 
-LRESULT CALLBACK ParentProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
-  if (message == WM_NOTIFY) {
-    NMHDR* header = reinterpret_cast<NMHDR*>(lParam);
-    LRESULT result = 0;
-    if (HandleEntryListNotify(header, &result)) return result;
-    if (header->code == TVN_SELCHANGEDA || header->code == TVN_SELCHANGEDW) OnTreeSelectionChanged(header->hwndFrom);
-    return 0;
-  }
-  if (message == WM_TIMER && wParam == kTreeFillTimerId) OnTreeFillTimer();
-  return DefWindowProcA(hwnd, message, wParam, lParam);
-}
-
-HWND MakeList(HWND parent) {
-  HWND list = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | WS_VISIBLE | LVS_REPORT | LVS_OWNERDATA, 0, 0, 600, 400,
-                              parent, nullptr, nullptr, nullptr);
-  AttachEntryRows(list);
-  InitEntryListColumns(list);
-  return list;
-}
-
 double Ms(LARGE_INTEGER a, LARGE_INTEGER b) {
   LARGE_INTEGER f;
   QueryPerformanceFrequency(&f);
@@ -54,20 +35,8 @@ double Ms(LARGE_INTEGER a, LARGE_INTEGER b) {
 
 int main(int argc, char** argv) {
   if (argc < 2) return 2;
-  INITCOMMONCONTROLSEX icc = {sizeof icc, ICC_LISTVIEW_CLASSES | ICC_TREEVIEW_CLASSES | ICC_USEREX_CLASSES};
-  InitCommonControlsEx(&icc);
-  WNDCLASSA wc = {};
-  wc.lpfnWndProc = ParentProc;
-  wc.lpszClassName = "KestreliaTreeBench";
-  RegisterClassA(&wc);
-  HWND parent = CreateWindowExA(0, wc.lpszClassName, "", WS_POPUP, 0, 0, 800, 600, nullptr, nullptr, nullptr, nullptr);
-  HWND all = MakeList(parent);
-  HWND folderList = MakeList(parent);
-  HWND tree = CreateWindowExA(0, WC_TREEVIEWA, "", WS_CHILD | WS_VISIBLE | TVS_HASBUTTONS, 0, 0, 200, 600, parent,
-                              nullptr, nullptr, nullptr);
-  HWND combo = CreateWindowExA(0, WC_COMBOBOXEXA, "", WS_CHILD | WS_VISIBLE | CBS_DROPDOWN, 0, 0, 200, 200, parent,
-                               nullptr, nullptr, nullptr);
-  GetFolderTreeViews() = FolderTreeViews{tree, combo, folderList, parent, nullptr};
+  HiddenFolderTree window;
+  HWND all = window.all, folderList = window.folderList, tree = window.tree;
 
   ArchiveControlBlock block = {};
   block.list = all;

@@ -13,6 +13,7 @@
 #include "model/rbtree.h"
 #include "services/prompts.h"
 #include "test_support.h"
+#include "tree_support.h"
 #include "ui/folder_tree_view.h"
 
 #include <commctrl.h>
@@ -21,21 +22,6 @@
 #include <vector>
 
 namespace {
-
-LRESULT CALLBACK TreeParentProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
-  if (message == WM_NOTIFY) {
-    NMHDR* header = reinterpret_cast<NMHDR*>(lParam);
-    LRESULT result = 0;
-    if (HandleEntryListNotify(header, &result)) return result;
-    if (header->code == TVN_SELCHANGEDA || header->code == TVN_SELCHANGEDW) OnTreeSelectionChanged(header->hwndFrom);
-    return 0;
-  }
-  if (message == WM_TIMER && wParam == kTreeFillTimerId) {
-    OnTreeFillTimer();
-    return 0;
-  }
-  return DefWindowProcA(hwnd, message, wParam, lParam);
-}
 
 void Pump(DWORD ms) {
   DWORD start = GetTickCount();
@@ -58,38 +44,12 @@ int CaptureBox(HWND, const char* text, const char*, UINT) {
 class FolderTreeView : public ::testing::Test {
  protected:
   void SetUp() override {
-    INITCOMMONCONTROLSEX icc = {sizeof icc, ICC_LISTVIEW_CLASSES | ICC_TREEVIEW_CLASSES | ICC_USEREX_CLASSES};
-    InitCommonControlsEx(&icc);
-    WNDCLASSA wc = {};
-    wc.lpfnWndProc = TreeParentProc;
-    wc.lpszClassName = "KestreliaTreeTestParent";
-    RegisterClassA(&wc);
-    parent_ = CreateWindowExA(0, wc.lpszClassName, "", WS_POPUP, 0, 0, 600, 400, nullptr, nullptr, nullptr, nullptr);
-    auto list = [&]() {
-      HWND l = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | LVS_REPORT | LVS_OWNERDATA, 0, 0, 300, 300, parent_,
-                               nullptr, nullptr, nullptr);
-      AttachEntryRows(l);
-      InitEntryListColumns(l);
-      return l;
-    };
-    all_ = list();
-    folder_ = list();
-    tree_ = CreateWindowExA(0, WC_TREEVIEWA, "", WS_CHILD | TVS_HASBUTTONS, 0, 0, 200, 300, parent_, nullptr, nullptr,
-                            nullptr);
-    combo_ = CreateWindowExA(0, WC_COMBOBOXEXA, "", WS_CHILD | CBS_DROPDOWN, 0, 0, 200, 200, parent_, nullptr,
-                             nullptr, nullptr);
-    FolderTreeViews& views = GetFolderTreeViews();
-    views = FolderTreeViews{tree_, combo_, folder_, parent_, nullptr};
     SetCurrentArchivePath("C:\\archives\\test.zip");
     SetArchiveKind(ARCHIVE_ZIP);
     SetTreeInStep(0);
   }
   void TearDown() override {
     WaitForFill();
-    GetFolderTreeViews() = FolderTreeViews{};
-    DetachEntryRows(all_);
-    DetachEntryRows(folder_);
-    DestroyWindow(parent_);
     DestroyFolderTreeIndexes();
     ResetPrompts();
   }
@@ -125,13 +85,8 @@ class FolderTreeView : public ::testing::Test {
     std::vector<std::string> items;
     int n = static_cast<int>(SendMessageA(combo_, CB_GETCOUNT, 0, 0));
     for (int i = 0; i < n; ++i) {
-      char text[kPathBuf] = "";
-      COMBOBOXEXITEMA cb = {};
-      cb.mask = CBEIF_TEXT;
-      cb.iItem = i;
-      cb.pszText = text;
-      cb.cchTextMax = kPathBuf;
-      SendMessageA(combo_, CBEM_GETITEMA, 0, reinterpret_cast<LPARAM>(&cb));
+      char text[kPathBuf];
+      GetComboItemText(combo_, i, text, sizeof text);
       items.push_back(text);
     }
     return items;
@@ -154,7 +109,8 @@ class FolderTreeView : public ::testing::Test {
     }
     return out;
   }
-  HWND parent_ = nullptr, all_ = nullptr, folder_ = nullptr, tree_ = nullptr, combo_ = nullptr;
+  HiddenFolderTree window_;
+  HWND all_ = window_.all, folder_ = window_.folderList, tree_ = window_.tree, combo_ = window_.combo;
 };
 
 }  // namespace
