@@ -34,10 +34,3 @@ int RunExtractRoad(char (*args)[kPathBuf], int count) {
   ExtractArchive(args[1], 0, 0);
   return 0;
 }
-
-void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add) {
-  if (IsBusy()) return;
-  Log(-1, GetVerbose(), "RunArchiveBuilder: %d files, silent %d, add %d: creation is not available yet", count,
-      silent, add);
-}
-

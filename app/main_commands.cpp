@@ -2,6 +2,7 @@
 #include "app/main_state.h"
 
 #include "app/about_dialog.h"
+#include "app/archive_builder.h"
 #include "app/commands.h"
 #include "app/main_recent.h"
 #include "kestrelia_lang.h"
@@ -70,9 +71,9 @@ struct Command {
 // Commands without a handler are shown greyed out.
 const Command kCommands[] = {
     {IDM_OPEN, CmdOpen, "Ctrl+O"},
-    {IDM_NEW_ARCHIVE, nullptr, "Ctrl+N"},
-    {IDM_ADD_FILES, nullptr, nullptr},
-    {IDM_ADD_FOLDER, nullptr, nullptr},
+    {IDM_NEW_ARCHIVE, CmdNewArchive, "Ctrl+N"},
+    {IDM_ADD_FILES, CmdAddFiles, nullptr},
+    {IDM_ADD_FOLDER, CmdAddFolder, nullptr},
     {IDM_EXTRACT_ALL, CmdExtractAll, "Ctrl+E"},
     {IDM_EXTRACT_SELECTED, CmdExtractSelected, "Ctrl+Shift+E"},
     {IDM_PROPERTIES, ShowFolderProperties, "Alt+Enter"},

@@ -1,6 +1,8 @@
 #include "services/base.h"
 #include "app/mainwindow.h"
 
+#include "app/archive_builder.h"
+
 #include "app/main_recent.h"
 #include "app/main_state.h"
 #include "model/app_state.h"
@@ -15,6 +17,8 @@
 
 #include <commctrl.h>
 #include <shellapi.h>
+
+#include <vector>
 
 const char kMainWindowClass[] = "Kestrelia";
 const char kProductName[] = "Kestrelia";
@@ -70,13 +74,16 @@ LRESULT MsgNotify(NMHDR* header) {
   return 0;
 }
 
+// Dropped on an open ZIP archive, files and folders go into it; otherwise the first one is
+// opened as an archive.
 LRESULT MsgDropFiles(HDROP drop) {
-  char path[kPathBuf] = "";
-  if (DragQueryFileA(drop, 0, path, sizeof path)) {
-    Log(1, GetVerbose(), "MainWndProc: dropped %s", path);
-    OpenCompressedFile(path, g_main.hwnd);
-  }
+  UINT count = DragQueryFileA(drop, 0xFFFFFFFF, nullptr, 0);
+  std::vector<char> names(static_cast<size_t>(count ? count : 1) * kPathBuf);
+  char (*files)[kPathBuf] = reinterpret_cast<char (*)[kPathBuf]>(names.data());
+  for (UINT i = 0; i < count; ++i) DragQueryFileA(drop, i, files[i], kPathBuf);
   DragFinish(drop);
+  if (count) Log(1, GetVerbose(), "MainWndProc: dropped %s (%u)", files[0], count);
+  if (count && !AddDroppedFiles(files, static_cast<int>(count))) OpenCompressedFile(files[0], g_main.hwnd);
   return 0;
 }
 

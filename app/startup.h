@@ -16,7 +16,5 @@ DWORD GetProcessorCount();
 void OpenCommandLineFile(const char* path);
 // The "-x" road: extract the archive without a window. Returns the exit code.
 int RunExtractRoad(char (*args)[kPathBuf], int count);
-// Builds or extends a ZIP from the files on the command line.
-void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add);
 // The console help dialog (rich edit version 2 or 1); returns its result.
 int ShowConsoleHelp(int richEditVersion);

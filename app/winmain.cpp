@@ -3,6 +3,7 @@
 #include "services/base.h"
 
 #include "app/cmdline.h"
+#include "app/archive_builder.h"
 #include "app/mainwindow.h"
 #include "app/startup.h"
 #include "formats/formats.h"

@@ -2,6 +2,7 @@
 #include "zip/zip_format.h"
 
 #include "formats/formats.h"
+#include "zip/create.h"
 #include "zip/extract_archive.h"
 #include "zip/zip_listing.h"
 
@@ -10,6 +11,7 @@ void RegisterZipFormat() {
   ops.listing = ListZipFilesThread;
   ops.extract = ExtractArchiveZipWorker;
   ops.view = ViewZipEntry;
+  ops.create = ZipWorkDirectoryThread;
   RegisterArchiveOperations(ARCHIVE_ZIP, ops);
   RegisterArchiveOperations(ARCHIVE_ZIP64, ops);
 }

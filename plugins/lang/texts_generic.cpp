@@ -100,6 +100,8 @@ const LangText generic[] = {
     {85, "Reading the archive", "Lese das Archiv"},
     {86, "of", "von"},
     {87, "About Kestrelia", "\xDC" "ber Kestrelia"},
+    {88, "Confirm password:", "Kennwort best\xE4tigen:"},
+    {89, "The two passwords differ.", "Die beiden Kennw\xF6rter sind verschieden."},
 };
 }  // namespace
 

@@ -18,6 +18,29 @@ inspect() { wine "$bin/wininspect.exe" "$@" 2>/dev/null | tr -d '\r'; }
 
 screenshot() { import -display "$DISPLAY" -window root "$shots/$1.png" 2>/dev/null || true; }
 
+# focus TITLE: a window without an owner gets no focus on a display without a window
+# manager; give it the keyboard.
+focus() {
+  local id
+  id=$(xdotool search --name "^$1\$" 2>/dev/null | tail -1)
+  [ -n "$id" ] && xdotool windowfocus --sync "$id" 2>/dev/null
+  return 0
+}
+
+# wait_dialog TITLE: waits until a dialog of that title is shown; its text on stdout.
+wait_dialog() {
+  local i
+  for i in $(seq 120); do
+    if out=$(inspect --class '#32770' 2>/dev/null) && grep -qF "window \"$1" <<<"$out"; then
+      echo "$out"
+      return 0
+    fi
+    sleep 0.5
+  done
+  echo "no dialog \"$1\"" >&2
+  return 1
+}
+
 # stop_program: closes the window and checks the exit code.
 stop_program() {
   inspect --close >/dev/null

@@ -10,29 +10,6 @@ rm -rf "$work"
 mkdir -p "$work"
 trap 'rm -rf "$work"' EXIT
 
-# focus TITLE: a window without an owner gets no focus on a display without a window
-# manager; give it the keyboard.
-focus() {
-  local id
-  id=$(xdotool search --name "^$1\$" 2>/dev/null | tail -1)
-  [ -n "$id" ] && xdotool windowfocus --sync "$id" 2>/dev/null
-  return 0
-}
-
-# wait_dialog TITLE: waits until a dialog of that title is shown; its text on stdout.
-wait_dialog() {
-  local i
-  for i in $(seq 120); do
-    if out=$(inspect --class '#32770' 2>/dev/null) && grep -qF "window \"$1" <<<"$out"; then
-      echo "$out"
-      return 0
-    fi
-    sleep 0.5
-  done
-  echo "no dialog \"$1\"" >&2
-  return 1
-}
-
 # choose_folder PATH SHOT: types the folder's path into the chooser's path box, as a person
 # pastes one, and confirms. The chooser's "new folder named after the archive" box is on.
 choose_folder() {

@@ -1,0 +1,222 @@
+#include "services/base.h"
+#include "app/archive_builder.h"
+
+#include "app/commands.h"
+#include "app/main_state.h"
+#include "formats/formats.h"
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "services/log.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "ui/creation_options.h"
+#include "zip/create.h"
+
+#include <commctrl.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+int g_silent;
+int g_tempArchiveMode;
+char g_creationDirectory[kPathBuf];
+
+constexpr int kMostChosenFiles = 4096;
+
+HWND Owner() { return GetMainWindowHandle(); }
+
+// The worker's last word: a written archive becomes the open one and is listed afresh.
+void CreationFinished(const char* archive, int result) {
+  if (result != CREATE_OK || GetFileAttributesA(archive) == INVALID_FILE_ATTRIBUTES) return;
+  SetCurrentArchivePath(archive);
+  if (HWND main = Owner()) PostMessageA(main, WM_COMMAND, MAKEWPARAM(IDM_RELOAD, 0), 0);
+}
+
+void EmptyList() {
+  ArchiveControlBlock* block = GetCurrentControlBlock();
+  HWND list = block && block->list ? block->list : Main().list;
+  if (list) SendMessageA(list, LVM_DELETEALLITEMS, 0, 0);
+}
+
+// The block's files as full paths: a later change of the working directory must not change
+// what they name.
+bool TakeFiles(ZipWorkBlock* block, char (*files)[kPathBuf], int count) {
+  block->files = static_cast<char (*)[kPathBuf]>(calloc(count ? count : 1, kPathBuf));
+  if (!block->files) return false;
+  for (int i = 0; i < count; ++i)
+    if (!GetFullPathNameA(files[i], kPathBuf, block->files[i], nullptr))
+      snprintf(block->files[i], kPathBuf, "%s", files[i]);
+  block->fileCount = count;
+  return true;
+}
+
+void ApplyChoice(ZipWorkBlock* block, const CreationChoice& choice) {
+  block->options.level = choice.level;
+  snprintf(block->options.password, kPathBuf, "%s", choice.password);
+  snprintf(block->options.PrefixPath, kPathBuf, "%s", choice.prefix);
+  // A folder inside the archive is created as entries of its own.
+  block->options.prefixMode = choice.prefix[0] ? 1 : 0;
+  block->options.prefixRelative = block->options.prefixMode;
+  block->options.plain = choice.plain;
+  block->recurse = choice.recurse;
+}
+
+bool StartCreation(ZipWorkBlock* block) {
+  const ArchiveFormat* zip = FindArchiveFormat(ARCHIVE_ZIP);
+  if (!zip || !zip->ops.create) {
+    Log(-1, GetVerbose(), "StartCreation: no creation for ZIP archives");
+    free(block->files);
+    free(block);
+    return false;
+  }
+  block->finished = CreationFinished;
+  CancelProgress(0);
+  HANDLE thread = CreateThread(nullptr, 0, zip->ops.create, block, 0, nullptr);
+  if (!thread) {
+    Log(-1, GetVerbose(), "StartCreation: CreateThread failed %lu", GetLastError());
+    free(block->files);
+    free(block);
+    return false;
+  }
+  CloseHandle(thread);
+  return true;
+}
+
+bool RefuseWhenBusy() {
+  if (!IsBusy()) return false;
+  PromptMessageBox(Owner(), GetMessageText(40), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+  return true;
+}
+
+// Adding goes to the open archive, which must be one the program writes itself.
+bool OpenArchiveTakesFiles() {
+  if (!GetCurrentArchivePath()[0]) {
+    PromptMessageBox(Owner(), GetMessageText(8), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+    return false;
+  }
+  const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind());
+  if (format && format->zipEngine) return true;
+  PromptMessageBox(Owner(), GetMessageText(33), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+  return false;
+}
+
+// Adds the files (or the one folder) to target after the options dialog; add is 0 for a new
+// archive.
+void RunWindowCreation(const char* target, char (*files)[kPathBuf], int count, int add) {
+  CreationChoice choice;
+  DefaultCreationChoice(&choice);
+  if (!AskCreationOptions(Owner(), &choice)) return;
+  ZipWorkBlock* block = NewZipWorkBlock();
+  if (!block || !TakeFiles(block, files, count)) {
+    free(block);
+    return;
+  }
+  ApplyChoice(block, choice);
+  SecureZeroMemory(&choice, sizeof choice);
+  snprintf(block->archive, kPathBuf, "%s", target);
+  block->add = add;
+  if (!add) SetArchiveKind(ARCHIVE_ZIP);
+  StartCreation(block);
+}
+
+// What the user picks to go in: files, else (the file chooser cancelled) one folder.
+int ChooseContents(char (*files)[kPathBuf], int capacity) {
+  int count = ChooseFilesToAdd(Owner(), GetMessageText(29), files, capacity);
+  if (count) return count;
+  char folder[kPathBuf] = "";
+  if (!GetPrompts().browseFolder(Owner(), GetMessageText(30), folder) || !folder[0]) return 0;
+  snprintf(files[0], kPathBuf, "%s", folder);
+  return 1;
+}
+
+}  // namespace
+
+int IsSilentCreation() { return g_silent; }
+void SetSilentCreation(int on) { g_silent = on; }
+int IsTempArchiveMode() { return g_tempArchiveMode; }
+void SetTempArchiveMode(int on) { g_tempArchiveMode = on; }
+const char* GetCreationDirectory() { return g_creationDirectory; }
+void SetCreationDirectory(const char* folder) {
+  snprintf(g_creationDirectory, sizeof g_creationDirectory, "%s", folder ? folder : "");
+}
+
+void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add) {
+  if (IsBusy()) return;
+  if (Main().list) EnableWindow(Main().list, TRUE);
+  SetSilentCreation(silent ? 1 : 0);
+  ZipWorkBlock* block = NewZipWorkBlock();
+  if (!block || !TakeFiles(block, files, count)) {
+    free(block);
+    return;
+  }
+  block->fromCommandLine = 1;
+  block->add = add ? 1 : 0;
+  block->silent = silent ? 1 : 0;
+  if (IsTempArchiveMode()) {
+    const char* temp = getenv("TEMP");
+    snprintf(block->archive, kPathBuf, "%s\\%s", temp ? temp : ".", "zip_temp.zip");
+    EmptyList();
+    StartCreation(block);
+  } else {
+    char target[kPathBuf] = "";
+    if (!GetPrompts().saveFile(Owner(), "zip", GetMessageText(26), !add, target)) {
+      Log(5, GetVerbose(), "RunArchiveBuilder: no archive chosen");
+      free(block->files);
+      free(block);
+      return;
+    }
+    snprintf(block->archive, kPathBuf, "%s", target);
+    char previous[kPathBuf];
+    GetCurrentDirectoryA(sizeof previous, previous);
+    EmptyList();
+    if (g_creationDirectory[0]) SetCurrentDirectoryA(g_creationDirectory);
+    SetArchiveKind(ARCHIVE_ZIP);
+    if (StartCreation(block) && !silent) SetMyWindowText(target);
+    Log(5, GetVerbose(), "RunArchiveBuilder: %s, started in %s", target, previous);
+  }
+  if (HWND view = CurrentView()) SetFocus(view);
+  RefreshToolbarState();
+}
+
+void CmdNewArchive() {
+  if (RefuseWhenBusy()) return;
+  char target[kPathBuf] = "";
+  if (!GetPrompts().saveFile(Owner(), "zip", GetMessageText(26), true, target) || !target[0]) return;
+  static char files[kMostChosenFiles][kPathBuf];
+  int count = ChooseContents(files, kMostChosenFiles);
+  if (!count) return;
+  EmptyList();
+  SetMyWindowText(target);
+  RunWindowCreation(target, files, count, 0);
+}
+
+void CmdAddFiles() {
+  if (RefuseWhenBusy() || !OpenArchiveTakesFiles()) return;
+  static char files[kMostChosenFiles][kPathBuf];
+  int count = ChooseFilesToAdd(Owner(), GetMessageText(29), files, kMostChosenFiles);
+  if (count) RunWindowCreation(GetCurrentArchivePath(), files, count, 1);
+}
+
+void CmdAddFolder() {
+  if (RefuseWhenBusy() || !OpenArchiveTakesFiles()) return;
+  char folder[kPathBuf] = "";
+  if (!GetPrompts().browseFolder(Owner(), GetMessageText(30), folder) || !folder[0]) return;
+  char files[1][kPathBuf];
+  snprintf(files[0], kPathBuf, "%s", folder);
+  RunWindowCreation(GetCurrentArchivePath(), files, 1, 1);
+}
+
+bool AddDroppedFiles(char (*files)[kPathBuf], int count) {
+  if (!count || !GetCurrentArchivePath()[0]) return false;
+  const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind());
+  if (!format || !format->zipEngine) return false;
+  if (RefuseWhenBusy()) return true;
+  char archive[kPathBuf];
+  snprintf(archive, sizeof archive, "%s", GetCurrentArchivePath());
+  RunWindowCreation(archive, files, count, 1);
+  return true;
+}

@@ -1,0 +1,24 @@
+// Building and extending ZIP archives from the window (File > New archive, Add files, Add
+// folder, files dropped on an open archive) and from the command line.
+#pragma once
+#include "services/base.h"
+
+// The command-line builder: asks where the archive goes (unless the temporary-archive mode
+// is on) and starts the creation run for the files.
+void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add);
+
+// The window's commands.
+void CmdNewArchive();
+void CmdAddFiles();
+void CmdAddFolder();
+// Files and folders dropped on the window while a ZIP archive is open go into it; false
+// when no archive that can take them is open (the caller then opens a dropped archive).
+bool AddDroppedFiles(char (*files)[kPathBuf], int count);
+
+// The application's creation settings, kept for the session.
+int IsSilentCreation();
+void SetSilentCreation(int on);
+int IsTempArchiveMode();  // the command line builds %TEMP%\zip_temp.zip without asking
+void SetTempArchiveMode(int on);
+const char* GetCreationDirectory();  // the working directory of a creation run; "" keeps it
+void SetCreationDirectory(const char* folder);

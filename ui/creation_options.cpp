@@ -1,0 +1,182 @@
+#include "services/base.h"
+#include "ui/creation_options.h"
+
+#include "kestrelia_lang.h"
+#include "services/dialog_template.h"
+#include "services/log.h"
+#include "services/prompts.h"
+#include "settings/options.h"
+
+#include <commctrl.h>
+#include <commdlg.h>
+
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+enum {
+  IDC_LEVEL = 3101,
+  IDC_PREFIX,
+  IDC_PASSWORD,
+  IDC_CONFIRM,
+  IDC_PLAIN,
+  IDC_RECURSE,
+  IDC_OK,
+  IDC_CANCEL,
+};
+
+CreationOptionsPrompt g_optionsPrompt;
+ChooseFilesPrompt g_chooseFilesPrompt;
+
+constexpr int kWidth = 380, kHeight = 290;
+
+HWND AddControl(HWND dialog, const char* cls, const char* text, DWORD style, int x, int y, int cx, int cy, int id) {
+  HWND control = CreateWindowExA(0, cls, text, WS_CHILD | WS_VISIBLE | style, x, y, cx, cy, dialog,
+                                 reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), GetModuleHandleA(nullptr),
+                                 nullptr);
+  SendMessageA(control, WM_SETFONT, SendMessageA(dialog, WM_GETFONT, 0, 0), FALSE);
+  return control;
+}
+
+HWND AddLabelled(HWND dialog, int text, int y, int id, DWORD style) {
+  AddControl(dialog, "STATIC", GetGenericText(text), 0, 15, y + 3, 150, 20, -1);
+  HWND edit = AddControl(dialog, "EDIT", "", WS_TABSTOP | WS_BORDER | ES_AUTOHSCROLL | style, 170, y, 180, 22, id);
+  SendMessageA(edit, EM_LIMITTEXT, kPathBuf - 1, 0);
+  return edit;
+}
+
+void AddCheck(HWND dialog, int text, int y, int id, int checked) {
+  AddControl(dialog, "BUTTON", GetGenericText(text), WS_TABSTOP | BS_AUTOCHECKBOX, 15, y, 335, 20, id);
+  CheckDlgButton(dialog, id, checked ? BST_CHECKED : BST_UNCHECKED);
+}
+
+void InitDialog(HWND dialog, const CreationChoice* choice) {
+  SetWindowPos(dialog, HWND_TOP, (GetSystemMetrics(SM_CXSCREEN) - kWidth) / 2,
+               (GetSystemMetrics(SM_CYSCREEN) - kHeight) / 2, kWidth, kHeight, 0);
+  SetWindowTextA(dialog, GetGenericText(34));
+  AddControl(dialog, "STATIC", GetGenericText(38), 0, 15, 18, 150, 20, -1);
+  HWND level = AddControl(dialog, "COMBOBOX", "", WS_TABSTOP | WS_VSCROLL | CBS_DROPDOWNLIST, 170, 15, 80, 200,
+                          IDC_LEVEL);
+  for (int i = 0; i <= 9; ++i) {
+    char text[4];
+    snprintf(text, sizeof text, "%d", i);
+    SendMessageA(level, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text));
+  }
+  SendMessageA(level, CB_SETCURSEL, choice->level, 0);
+  SetWindowTextA(AddLabelled(dialog, 39, 50, IDC_PREFIX, 0), choice->prefix);
+  AddLabelled(dialog, 17, 85, IDC_PASSWORD, ES_PASSWORD);
+  AddLabelled(dialog, 88, 115, IDC_CONFIRM, ES_PASSWORD);
+  AddCheck(dialog, 40, 155, IDC_PLAIN, choice->plain);
+  AddCheck(dialog, 37, 180, IDC_RECURSE, choice->recurse);
+  AddControl(dialog, "BUTTON", GetGenericText(0), WS_TABSTOP | BS_DEFPUSHBUTTON, 105, 220, 75, 23, IDC_OK);
+  AddControl(dialog, "BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, 195, 220, 75, 23, IDC_CANCEL);
+  SendMessageA(dialog, DM_SETDEFID, IDC_OK, 0);
+  SetFocus(level);
+}
+
+// The password must be typed the same twice; the dialog stays open otherwise.
+bool Accept(HWND dialog, CreationChoice* choice) {
+  char password[kPathBuf], confirm[kPathBuf];
+  GetDlgItemTextA(dialog, IDC_PASSWORD, password, kPathBuf);
+  GetDlgItemTextA(dialog, IDC_CONFIRM, confirm, kPathBuf);
+  bool same = strcmp(password, confirm) == 0;
+  if (same) {
+    int level = static_cast<int>(SendDlgItemMessageA(dialog, IDC_LEVEL, CB_GETCURSEL, 0, 0));
+    choice->level = level < 0 ? choice->level : level;
+    GetDlgItemTextA(dialog, IDC_PREFIX, choice->prefix, kPathBuf);
+    snprintf(choice->password, kPathBuf, "%s", password);
+    choice->plain = IsDlgButtonChecked(dialog, IDC_PLAIN) == BST_CHECKED;
+    choice->recurse = IsDlgButtonChecked(dialog, IDC_RECURSE) == BST_CHECKED;
+  } else {
+    PromptMessageBox(dialog, GetGenericText(89), GetMessageText(94), MB_OK | MB_ICONERROR);
+    SetDlgItemTextA(dialog, IDC_CONFIRM, "");
+    SetFocus(GetDlgItem(dialog, IDC_CONFIRM));
+  }
+  SecureZeroMemory(password, sizeof password);
+  SecureZeroMemory(confirm, sizeof confirm);
+  return same;
+}
+
+INT_PTR CALLBACK OptionsProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+  CreationChoice* choice = reinterpret_cast<CreationChoice*>(GetWindowLongPtrA(dialog, DWLP_USER));
+  switch (message) {
+    case WM_INITDIALOG:
+      SetWindowLongPtrA(dialog, DWLP_USER, lParam);
+      InitDialog(dialog, reinterpret_cast<CreationChoice*>(lParam));
+      return FALSE;
+    case WM_COMMAND:
+      switch (LOWORD(wParam)) {
+        case IDOK:
+        case IDC_OK:
+          if (Accept(dialog, choice)) EndDialog(dialog, IDOK);
+          return TRUE;
+        case IDC_CANCEL:
+        case IDCANCEL:
+          EndDialog(dialog, IDCANCEL);
+          return TRUE;
+        default:
+          return FALSE;
+      }
+    case WM_CLOSE:
+      EndDialog(dialog, IDCANCEL);
+      return TRUE;
+    default:
+      return FALSE;
+  }
+}
+
+bool RealOptions(HWND owner, CreationChoice* choice) {
+  INT_PTR result = RunTemplateDialog(ModalDialogFrame(nullptr, 250, 190), owner, OptionsProc,
+                                     reinterpret_cast<LPARAM>(choice));
+  if (result == -1) Log(1, GetVerbose(), "AskCreationOptions: the dialog could not be made %lu", GetLastError());
+  return result == IDOK;
+}
+
+int RealChooseFiles(HWND owner, const char* title, char (*files)[kPathBuf], int capacity) {
+  std::vector<char> buffer(64 * 1024);
+  char filter[128];
+  int n = snprintf(filter, sizeof filter, "%s", GetGenericText(11));
+  snprintf(filter + n + 1, sizeof filter - n - 1, "*.*");
+  filter[n + 1 + 3 + 1] = '\0';
+  OPENFILENAMEA ofn = {};
+  ofn.lStructSize = sizeof ofn;
+  ofn.hwndOwner = owner;
+  ofn.lpstrFilter = filter;
+  ofn.lpstrFile = buffer.data();
+  ofn.nMaxFile = static_cast<DWORD>(buffer.size());
+  ofn.lpstrTitle = title;
+  ofn.Flags = OFN_ALLOWMULTISELECT | OFN_EXPLORER | OFN_FILEMUSTEXIST | OFN_HIDEREADONLY;
+  if (!GetOpenFileNameA(&ofn)) return 0;
+  // One file: its full path. Several: the folder, then each name, each zero-terminated.
+  const char* folder = buffer.data();
+  const char* name = folder + strlen(folder) + 1;
+  if (!*name) {
+    snprintf(files[0], kPathBuf, "%s", folder);
+    return 1;
+  }
+  int count = 0;
+  for (; *name && count < capacity; name += strlen(name) + 1)
+    snprintf(files[count++], kPathBuf, "%s\\%s", folder, name);
+  return count;
+}
+
+}  // namespace
+
+void DefaultCreationChoice(CreationChoice* choice) {
+  memset(choice, 0, sizeof *choice);
+  int level = GetDefaultCompression();
+  choice->level = level > 9 ? 9 : level;
+  choice->recurse = 1;
+}
+
+bool AskCreationOptions(HWND owner, CreationChoice* choice) {
+  return (g_optionsPrompt ? g_optionsPrompt : RealOptions)(owner, choice);
+}
+void SetCreationOptionsPrompt(CreationOptionsPrompt prompt) { g_optionsPrompt = prompt; }
+
+int ChooseFilesToAdd(HWND owner, const char* title, char (*files)[kPathBuf], int capacity) {
+  return (g_chooseFilesPrompt ? g_chooseFilesPrompt : RealChooseFiles)(owner, title, files, capacity);
+}
+void SetChooseFilesPrompt(ChooseFilesPrompt prompt) { g_chooseFilesPrompt = prompt; }
