@@ -12,6 +12,7 @@
 #include "services/log.h"
 #include "services/prompts.h"
 #include "settings/registry_text.h"
+#include "ui/entry_rewrite.h"
 #include "zip/extract_archive.h"
 #include "zip/open_archive.h"
 
@@ -52,6 +53,9 @@ void CmdExtractSelected() {
 void CmdViewEntry() { ViewSelectedEntry(0); }
 void CmdOpenWith() { ViewSelectedEntry(1); }
 
+void CmdDelete() { DeleteSelectedEntries(CurrentView()); }
+void CmdRename() { EditSelectedEntryName(CurrentView()); }
+
 void CmdRegistryValues() {
   PromptMessageBox(Main().hwnd, GetRegistryValuesText().c_str(), "Kestrelia", MB_OK | MB_ICONINFORMATION);
 }
@@ -80,8 +84,8 @@ const Command kCommands[] = {
     {IDM_EXIT, CmdExit, "Alt+F4"},
     {IDM_VIEW_ENTRY, CmdViewEntry, "Enter"},
     {IDM_OPEN_WITH, CmdOpenWith, nullptr},
-    {IDM_DELETE, nullptr, "Del"},
-    {IDM_RENAME, nullptr, "F2"},
+    {IDM_DELETE, CmdDelete, "Del"},
+    {IDM_RENAME, CmdRename, "F2"},
     {IDM_SELECT_ALL, CmdSelectAll, "Ctrl+A"},
     {IDM_FIND, nullptr, "Ctrl+F"},
     {IDM_FIND_IN_CONTENTS, nullptr, "Ctrl+Shift+F"},

@@ -19,7 +19,7 @@ int Scale(int value) { return MulDiv(value, Main().dpi ? Main().dpi : 96, 96); }
 
 HWND MakeEntryList(HWND parent, int id) {
   HWND list = CreateWindowExA(WS_EX_CLIENTEDGE, WC_LISTVIEWA, "",
-                              WS_CHILD | WS_TABSTOP | LVS_REPORT | LVS_OWNERDATA | LVS_SHOWSELALWAYS |
+                              WS_CHILD | WS_TABSTOP | LVS_REPORT | LVS_OWNERDATA | LVS_SHOWSELALWAYS | LVS_EDITLABELS |
                                   LVS_SHAREIMAGELISTS,
                               0, 0, 0, 0, parent, reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)),
                               GetAppInstance(), nullptr);

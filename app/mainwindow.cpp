@@ -7,11 +7,13 @@
 #include "app/main_state.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
+#include "model/liststruct.h"
 #include "res/resource.h"
 #include "services/log.h"
 #include "settings/load.h"
 #include "settings/window_placement.h"
 #include "ui/folder_tree_view.h"
+#include "ui/entry_rewrite.h"
 #include "zip/extract_archive.h"
 #include "zip/open_archive.h"
 
@@ -67,6 +69,14 @@ LRESULT MsgNotify(NMHDR* header) {
       case LVN_ITEMACTIVATE:  // a double click on a row; Enter arrives as IDOK
         OnMainCommand(IDOK);
         return 0;
+      case LVN_BEGINLABELEDIT:  // F2 or a slow second click on a name
+        return CanRenameEntries(true) ? FALSE : TRUE;
+      case LVN_ENDLABELEDIT: {
+        // The row keeps its old name until the archive holds the new one.
+        const LVITEMA& item = reinterpret_cast<NMLVDISPINFOA*>(header)->item;
+        if (item.pszText) ChangeFileName(header->hwndFrom, item.pszText, LISTSTRUCT_FILENAME, item.iItem);
+        return FALSE;
+      }
       default:
         break;
     }
@@ -140,6 +150,9 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
     case WM_SETCURSOR:
       if (LOWORD(lParam) == HTCLIENT && reinterpret_cast<HWND>(wParam) == hwnd && SetSplitterCursor()) return TRUE;
       return DefWindowProcA(hwnd, message, wParam, lParam);
+    case WM_APP_ENTRIES_REWRITTEN:
+      ApplyEntryRewrite(reinterpret_cast<EntryRewriteJob*>(lParam));
+      return 0;
     case WM_APP_REFRESH_TOOLBAR:
       RefreshToolbarState();
       return 0;

@@ -62,11 +62,17 @@ int RunHelpRoad() {
   return ShowConsoleHelp(richEditVersion);
 }
 
+bool IsEditBox(HWND hwnd) {
+  char name[16] = "";
+  return hwnd && GetClassNameA(hwnd, name, sizeof name) && !lstrcmpiA(name, "Edit");
+}
+
 int MessageLoop() {
   MSG msg;
   while (GetMessageA(&msg, nullptr, 0, 0) > 0) {
     HWND main = GetMainWindow();
-    if (main && TranslateAcceleratorA(main, GetMainAccelerators(), &msg)) continue;
+    // While a name is edited in place, Delete and F2 belong to the edit box.
+    if (main && !IsEditBox(msg.hwnd) && TranslateAcceleratorA(main, GetMainAccelerators(), &msg)) continue;
     // Tab and the arrow keys move between the main window's controls as in a dialog.
     if (main && IsWindow(main) && !IsAddressBoxKey(&msg) && IsDialogMessageA(main, &msg)) continue;
     TranslateMessage(&msg);

@@ -542,7 +542,7 @@ int RewriteZip(const WalkRequest& request, const char* archive) {
 
 BOOL DeleteByName(const char* path) { return DeleteFileA(path); }
 
-RewriteFileLayer g_layer = {FillBufferedFileFunctions, FlushWorkingFile, ReplaceWithWorkingFile, DeleteByName};
+RewriteFileLayer g_layer = {FillSmallWindowFileFunctions, FlushWorkingFile, ReplaceWithWorkingFile, DeleteByName};
 
 int TwoPasses(const char* archive, RBTree* changes, int (*walk)(const char*, RBTree*, int, int)) {
   t_namesReadTwoWays = false;
@@ -558,7 +558,7 @@ int TwoPasses(const char* archive, RBTree* changes, int (*walk)(const char*, RBT
 }  // namespace
 
 RewriteFileLayer& GetRewriteFileLayer() { return g_layer; }
-void ResetRewriteFileLayer() { g_layer = {FillBufferedFileFunctions, FlushWorkingFile, ReplaceWithWorkingFile, DeleteByName}; }
+void ResetRewriteFileLayer() { g_layer = {FillSmallWindowFileFunctions, FlushWorkingFile, ReplaceWithWorkingFile, DeleteByName}; }
 const char* GetRewriteFailureText() { return t_failure.c_str(); }
 
 int ChangeFilesFromZIP(const char* archive, RBTree* changes, int simulation, int namesAreOem) {

@@ -26,6 +26,7 @@ struct BufferedFile {
   FilePlace place;  // first: the shared tell, seek and error read it
   ReadWindow windows[kWindows];
   uint64_t uses;
+  size_t windowSize;
 };
 
 ReadWindow* WindowHolding(BufferedFile* f, uint64_t at) {
@@ -50,7 +51,8 @@ bool ReadAt(BufferedFile* f, uint64_t offset, void* out, DWORD size, DWORD* got)
   return GetLastError() == ERROR_HANDLE_EOF;
 }
 
-voidpf ZCALLBACK OpenFile(voidpf, const void* name, int mode) {
+// The layer's opaque word carries the window size (null: the default).
+voidpf ZCALLBACK OpenFile(voidpf opaque, const void* name, int mode) {
   DWORD access = GENERIC_READ, share = FILE_SHARE_READ, disposition = OPEN_EXISTING;
   if ((mode & ZLIB_FILEFUNC_MODE_READWRITEFILTER) != ZLIB_FILEFUNC_MODE_READ) {
     access = GENERIC_READ | GENERIC_WRITE;
@@ -67,6 +69,7 @@ voidpf ZCALLBACK OpenFile(voidpf, const void* name, int mode) {
   t_lastOpenError = 0;
   BufferedFile* f = static_cast<BufferedFile*>(calloc(1, sizeof(BufferedFile)));
   SetFilePlace(&f->place, h);
+  f->windowSize = opaque ? reinterpret_cast<uintptr_t>(opaque) : kBufferSize;
   return f;
 }
 
@@ -87,7 +90,7 @@ uLong ZCALLBACK ReadFileFn(voidpf, voidpf stream, void* out, uLong size) {
       continue;
     }
     DWORD got = 0;
-    if (size - done >= kBufferSize) {
+    if (size - done >= f->windowSize) {
       // Large reads go straight to the caller's memory.
       if (!ReadAt(f, at, dest + done, size - done, &got)) f->place.error = 1;
       done += got;
@@ -95,13 +98,13 @@ uLong ZCALLBACK ReadFileFn(voidpf, voidpf stream, void* out, uLong size) {
       break;
     }
     ReadWindow* w = LeastRecentWindow(f);
-    if (!w->buffer) w->buffer = static_cast<unsigned char*>(malloc(kBufferSize));
+    if (!w->buffer) w->buffer = static_cast<unsigned char*>(malloc(f->windowSize));
     if (!w->buffer) {
       f->place.error = 1;
       break;
     }
     w->length = 0;
-    if (!ReadAt(f, at, w->buffer, kBufferSize, &got)) f->place.error = 1;
+    if (!ReadAt(f, at, w->buffer, static_cast<DWORD>(f->windowSize), &got)) f->place.error = 1;
     w->start = at;
     w->length = got;
     w->lastUse = ++f->uses;
@@ -136,6 +139,11 @@ int ZCALLBACK CloseFn(voidpf, voidpf stream) {
 
 void FillBufferedFileFunctions(zlib_filefunc64_def* functions) {
   FillPlaceFunctions(functions, OpenFile, ReadFileFn, WriteFileFn, CloseFn);
+}
+
+void FillSmallWindowFileFunctions(zlib_filefunc64_def* functions) {
+  FillBufferedFileFunctions(functions);
+  functions->opaque = reinterpret_cast<voidpf>(static_cast<uintptr_t>(64 << 10));
 }
 
 namespace {

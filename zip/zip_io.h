@@ -9,6 +9,9 @@
 
 // Fills the 64-bit file functions with the buffered Win32 layer.
 void FillBufferedFileFunctions(zlib_filefunc64_def* functions);
+// The same with windows of 64 KiB: for a reader that visits every entry's local header but
+// moves the data itself in large reads, a megabyte per header would be read for nothing.
+void FillSmallWindowFileFunctions(zlib_filefunc64_def* functions);
 // The system error of the last open that failed on this thread (0 when it succeeded).
 DWORD GetLastZipFileOpenError();
 // The start of every file layer's stream: what tell, seek and error need.

@@ -1,6 +1,8 @@
 // Deletes or renames entries of an archive with the engine alone (no window) and prints the
 // result and how long the run took; the benchmark and the checks against the peer tools use it.
-//   rewriteengine ARCHIVE [--simulate] (--delete NAME | --rename OLD=NEW)...
+//   rewriteengine ARCHIVE [--simulate] [--no-flush] (--delete NAME | --rename OLD=NEW)...
+// --no-flush leaves the new archive to the system's cache like the peer tools do, to show
+// what writing it through to the disk costs.
 // Deletions and renames in one call run as two rewrites, deletions first.
 #include "services/base.h"
 
@@ -11,6 +13,10 @@
 #include <cstring>
 #include <string>
 
+namespace {
+DWORD NoFlush(const char*) { return 0; }
+}  // namespace
+
 int main(int argc, char** argv) {
   if (argc < 3) return 2;
   RBTree* deletions = CreateChangeSet();
@@ -19,6 +25,8 @@ int main(int argc, char** argv) {
   for (int i = 2; i < argc; ++i) {
     if (!strcmp(argv[i], "--simulate")) {
       simulation = 1;
+    } else if (!strcmp(argv[i], "--no-flush")) {
+      GetRewriteFileLayer().flushFile = NoFlush;
     } else if (!strcmp(argv[i], "--delete") && i + 1 < argc) {
       AddChangeRecord(deletions, argv[++i], nullptr, 0);
     } else if (!strcmp(argv[i], "--rename") && i + 1 < argc) {

@@ -1,0 +1,379 @@
+#include "services/base.h"
+#include "ui/entry_rewrite.h"
+
+#include "formats/formats.h"
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/compare.h"
+#include "model/archive_kind.h"
+#include "model/entry_rows.h"
+#include "model/folder_tree.h"
+#include "model/listing_totals.h"
+#include "model/liststruct.h"
+#include "model/rbtree.h"
+#include "model/view_hooks.h"
+#include "services/log.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "zip/rewrite.h"
+
+#include <commctrl.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+void TellError(const char* text) { PromptMessageBox(GetMainWindowHandle(), text, GetMessageText(94), MB_OK | MB_ICONERROR); }
+
+std::string FullName(const liststruct* record) { return std::string(record->path) + record->filename; }
+
+// Joins a folder text and a name: no separator when the folder already ends in one.
+std::string JoinPath(const std::string& folder, const std::string& name, char separator) {
+  if (folder.empty()) return name;
+  char last = folder.back();
+  if (last == '/' || last == '\\') return folder + name;
+  return folder + separator + name;
+}
+
+int FindColumn(HWND list, const char* title) {
+  HWND header = ListView_GetHeader(list);
+  int count = header ? Header_GetItemCount(header) : 0;
+  for (int column = 0; column < count; ++column) {
+    char text[kPathBuf] = "";
+    LVCOLUMNA c = {};
+    c.mask = LVCF_TEXT;
+    c.pszText = text;
+    c.cchTextMax = sizeof text;
+    if (SendMessageA(list, LVM_GETCOLUMNA, column, reinterpret_cast<LPARAM>(&c)) && !strcmp(text, title)) return column;
+  }
+  return -1;
+}
+
+std::string CellText(HWND list, int item, int column) {
+  char text[kPathBuf] = "";
+  ListView_GetItemText(list, item, column, text, sizeof text);
+  return text;
+}
+
+// Rewriting runs on the ZIP engine only; the other kinds say why not.
+bool RefusedForKind(const char* who, bool tellUser, int refusalText) {
+  const ArchiveFormat* format = ArchiveFormatOrZip(GetArchiveKind(), who);
+  if (format->renameRefusal) printf("%s\n", format->renameRefusal);
+  if (format->zipEngine && !format->renameRefusal) return false;
+  if (tellUser) TellError(GetMessageText(refusalText));
+  return true;
+}
+
+bool ReadyForRewrite() {
+  if (IsBusy() || IsOpenInProgress()) {
+    TellError(GetMessageText(40));
+    return false;
+  }
+  if (!*GetCurrentArchivePath()) {
+    TellError(GetMessageText(8));
+    return false;
+  }
+  return true;
+}
+
+bool NameTaken(HWND list, const std::string& fullName) {
+  size_t rows = GetEntryRowCount(list);
+  for (size_t row = 0; row < rows; ++row) {
+    liststruct* record = GetRowRecord(list, static_cast<int>(row));
+    if (record && PathCompareIndependentCaseSense(FullName(record).c_str(), fullName.c_str()) == 0) return true;
+  }
+  return false;
+}
+
+// The worker of every rewrite from the window; who names it in the log, and the error line
+// says what failed in its own words.
+DWORD RunJob(EntryRewriteJob* job, const char* who, const char* errorFormat) {
+  SetBusy(1);
+  StartProgressDialog(false, nullptr);
+  SetProgressMinimum(0);
+  SetProgressMaximum(static_cast<int>(job->changes ? job->changes->count : 0));
+  SetProgressTitle(GetMessageText(job->mode == REWRITE_DELETE ? 43 : job->mode == REWRITE_MOVE ? 44 : 85));
+  if (job->mode == REWRITE_DELETE) job->result = DeleteFilesTwoPasses(job->archive, job->changes);
+  else job->result = ChangeFilesTwoPasses(job->archive, job->changes);
+  if (job->result) Log(-1, GetVerbose(), errorFormat, job->result);
+  snprintf(job->failure, sizeof job->failure, "%s", GetRewriteFailureText());
+  CloseProgressDialog();
+  if (HWND main = GetMainWindowHandle()) {
+    SendMessageA(main, WM_APP_ENTRIES_REWRITTEN, 0, reinterpret_cast<LPARAM>(job));
+  } else {
+    ApplyEntryRewrite(job);
+  }
+  SetBusy(0);
+  if (job->done) {
+    Log(2, GetVerbose(), "%s: setting event", who);
+    SetEvent(job->done);
+  } else {
+    Log(2, GetVerbose(), "%s: not setting event", who);
+    free(job);
+  }
+  return 0;
+}
+
+void RemoveDeletedRows(EntryRewriteJob* job, HWND list) {
+  if (GetFileAttributesA(job->archive) == INVALID_FILE_ATTRIBUTES) {
+    // Every entry went, and the archive with them.
+    DeleteAllEntryRows(list);
+    SetCurrentArchivePath("");
+    if (GetViewHooks().setWindowTitle) GetViewHooks().setWindowTitle("");
+    ResetListingTotals();
+    return;
+  }
+  // Last row first, so the rows still to go keep their numbers.
+  int first = -1;
+  for (int row = static_cast<int>(GetEntryRowCount(list)) - 1; row >= 0; --row) {
+    liststruct* record = GetRowRecord(list, row);
+    if (record && RBTreeSearch(job->changes, FullName(record).c_str())) {
+      DeleteEntryRow(list, row);
+      first = row;
+    }
+  }
+  // The row that took the place of the first deleted one carries the selection on, so the
+  // next key press acts where the user was.
+  int rows = static_cast<int>(GetEntryRowCount(list));
+  if (first >= 0 && rows > 0) {
+    int row = first < rows ? first : rows - 1;
+    ListView_SetItemState(list, -1, 0, LVIS_SELECTED);
+    ListView_SetItemState(list, row, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
+    ListView_EnsureVisible(list, row, FALSE);
+  }
+  if (list == job->list && IsWindowVisible(list)) SetFocus(list);
+}
+
+void RenameRows(EntryRewriteJob* job, HWND list) {
+  size_t rows = GetEntryRowCount(list);
+  for (size_t row = 0; row < rows; ++row) {
+    liststruct* record = GetRowRecord(list, static_cast<int>(row));
+    RBNode* node = record ? RBTreeSearch(job->changes, FullName(record).c_str()) : nullptr;
+    if (!node) continue;
+    std::string now = static_cast<ChangeRecord*>(node->info)->newPath;
+    for (char& c : now)
+      if (c == '/') c = '\\';
+    size_t cut = now.find_last_of('\\');
+    std::string folder = cut == std::string::npos ? "" : now.substr(0, cut + 1);
+    std::string name = cut == std::string::npos ? now : now.substr(cut + 1);
+    Log(2, GetVerbose(), "ChangeFilename inserting into TVRBTreeDataReady: %s", now.c_str());
+    free(record->path);
+    free(record->filename);
+    record->path = _strdup(folder.c_str());
+    record->filename = _strdup(name.c_str());
+    char type[kPathBuf];
+    MakeTypeText(record->filename, type, sizeof type, nullptr);
+    free(record->type);
+    record->type = _strdup(type);
+    ListView_RedrawItems(list, static_cast<int>(row), static_cast<int>(row));
+  }
+}
+
+EntryRewriteJob* JobForSelection(int mode, HWND list, const char* folder) {
+  EntryRewriteJob* job = NewEntryRewriteJob(mode, list);
+  if (!job) return nullptr;
+  for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
+       row = ListView_GetNextItem(list, row, LVNI_SELECTED)) {
+    liststruct* record = GetRowRecord(list, row);
+    if (!record) continue;
+    std::string old = FullName(record);
+    std::string moved = folder ? JoinPath(folder, record->filename, '\\') : "";
+    if (!AddChangeRecord(job->changes, old.c_str(), moved.c_str(), row)) {
+      DestroyChangeSet(&job->changes);
+      free(job);
+      return nullptr;
+    }
+  }
+  return job;
+}
+
+}  // namespace
+
+EntryRewriteJob* NewEntryRewriteJob(int mode, HWND list) {
+  EntryRewriteJob* job = static_cast<EntryRewriteJob*>(calloc(1, sizeof(EntryRewriteJob)));
+  if (!job) return nullptr;
+  job->mode = mode;
+  job->list = list;
+  snprintf(job->archive, sizeof job->archive, "%s", GetCurrentArchivePath());
+  job->changes = CreateChangeSet();
+  if (!job->changes) {
+    free(job);
+    return nullptr;
+  }
+  return job;
+}
+
+DWORD WINAPI DeleteThread(LPVOID job) {
+  return RunJob(static_cast<EntryRewriteJob*>(job), "DeleteThread", "DeleteThread: !!! got an error cannot delete !!! #:%d");
+}
+DWORD WINAPI UpdateTreeViewDragOrDeleteThread(LPVOID p) {
+  EntryRewriteJob* job = static_cast<EntryRewriteJob*>(p);
+  return RunJob(job, "UpdateTreeViewDragOrDeleteThread",
+                job->mode == REWRITE_DELETE ? "UpdateTreeViewDragOrDeleteThread DeleteFilesFromZIPRBTree reported an error: %d"
+                                            : "UpdateTreeViewDragOrDeleteThread ChangeFilesFromZip reported an error: %d");
+}
+DWORD WINAPI UpdateTreeViewEditThread(LPVOID job) {
+  return RunJob(static_cast<EntryRewriteJob*>(job), "UpdateTreeViewEditThread",
+                "UpdateTreeViewEditThread: ChangeFilesFromZip reported an error: %d");
+}
+DWORD WINAPI ChangeThreadFilename(LPVOID job) {
+  return RunJob(static_cast<EntryRewriteJob*>(job), "ChangeThreadFilename",
+                "ChangeThreadFilename: !!! got an error cannot rename !!! #:%d");
+}
+
+void StartEntryRewrite(EntryRewriteJob* job) {
+  LPTHREAD_START_ROUTINE body = job->mode == REWRITE_DELETE ? DeleteThread
+                                : job->mode == REWRITE_MOVE ? UpdateTreeViewDragOrDeleteThread
+                                                            : ChangeThreadFilename;
+  HANDLE thread = CreateThread(nullptr, 0, body, job, 0, nullptr);
+  if (thread) {
+    CloseHandle(thread);
+    return;
+  }
+  DestroyChangeSet(&job->changes);
+  free(job);
+  TellError(GetMessageText(97));
+}
+
+void DeleteSelectedEntries(HWND list) {
+  if (!ReadyForRewrite() || RefusedForKind("DeleteThread", true, 32)) return;
+  if (!list || ListView_GetSelectedCount(list) == 0) {
+    TellError(GetMessageText(9));
+    return;
+  }
+  if (PromptMessageBox(GetMainWindowHandle(), GetMessageText(10), GetMessageText(11), MB_YESNO | MB_ICONQUESTION) != IDYES)
+    return;
+  EntryRewriteJob* job = JobForSelection(REWRITE_DELETE, list, nullptr);
+  if (!job) {
+    TellError(GetMessageText(97));
+    return;
+  }
+  StartEntryRewrite(job);
+}
+
+bool CanRenameEntries(bool tellUser) {
+  if (IsBusy() || IsOpenInProgress() || !*GetCurrentArchivePath()) return false;
+  return !RefusedForKind("ChangeFileName", tellUser, 31);
+}
+
+void EditSelectedEntryName(HWND list) {
+  int row = ListView_GetNextItem(list, -1, LVNI_FOCUSED | LVNI_SELECTED);
+  if (row < 0) row = ListView_GetNextItem(list, -1, LVNI_SELECTED);
+  if (row < 0 || !CanRenameEntries(true)) return;
+  SetFocus(list);
+  ListView_EditLabel(list, row);
+}
+
+void ChangeFileName(HWND list, const char* newText, int action, int item) {
+  int pathColumn = FindColumn(list, GetDescriptionPath());
+  int nameColumn = FindColumn(list, GetDescriptionFilename());
+  if (pathColumn < 0 || nameColumn < 0) {
+    Log(-1, GetVerbose(), "ChangeFileName descriptionPath or descriptionFilename not found");
+    return;
+  }
+  if (!CanRenameEntries(true)) return;
+  if (!newText) return;  // the edit was cancelled
+  if (!*newText && action != LISTSTRUCT_PATH) {  // an empty folder means the top
+    TellError(GetMessageText(34));
+    return;
+  }
+  std::string folder = CellText(list, item, pathColumn), name = CellText(list, item, nameColumn);
+  std::string oldPath, newPath;
+  if (action == LISTSTRUCT_PATH) {
+    oldPath = JoinPath(folder, name, '/');
+    newPath = JoinPath(newText, name, '\\');
+  } else {
+    if (strpbrk(newText, "/\\")) {
+      TellError(GetMessageText(34));
+      return;
+    }
+    oldPath = JoinPath(folder, name, '/');
+    newPath = JoinPath(folder, newText, '/');
+  }
+  Log(2, GetVerbose(), "ChangeFileName old %s", oldPath.c_str());
+  Log(2, GetVerbose(), "ChangeFileName new %s", newPath.c_str());
+  if (PathCompareIndependentCaseSense(oldPath.c_str(), newPath.c_str()) == 0) return;
+  if (NameTaken(list, newPath)) {
+    TellError(GetMessageText(92));
+    return;
+  }
+  EntryRewriteJob* job = NewEntryRewriteJob(action == LISTSTRUCT_PATH ? REWRITE_MOVE : REWRITE_RENAME, list);
+  if (!job || !AddChangeRecord(job->changes, oldPath.c_str(), newPath.c_str(), item)) {
+    if (job) DestroyChangeSet(&job->changes);
+    free(job);
+    TellError(GetMessageText(97));
+    return;
+  }
+  StartEntryRewrite(job);
+}
+
+int RenamePath(HWND list, const char* oldFolder, const char* newFolder, RBTree* changes) {
+  std::string prefix = std::string(oldFolder) + "\\";
+  printf("RenamePath oldpath: %s\n", prefix.c_str());
+  printf("RenamePath NewPath: %s\n", newFolder);
+  int added = 0;
+  size_t rows = GetEntryRowCount(list);
+  for (size_t row = 0; row < rows; ++row) {
+    liststruct* record = GetRowRecord(list, static_cast<int>(row));
+    std::string old = record ? FullName(record) : "";
+    if (old.size() <= prefix.size() || _strnicmp(old.c_str(), prefix.c_str(), prefix.size()) != 0) continue;
+    std::string now = JoinPath(newFolder, old.substr(prefix.size()), '\\');
+    if (AddChangeRecord(changes, old.c_str(), now.c_str(), static_cast<int>(row))) ++added;
+  }
+  return added;
+}
+
+void MoveSelectedEntries(HWND list, const char* folder) {
+  if (!ReadyForRewrite() || !CanRenameEntries(true)) return;
+  EntryRewriteJob* job = JobForSelection(REWRITE_MOVE, list, folder ? folder : "");
+  if (!job) {
+    TellError(GetMessageText(97));
+    return;
+  }
+  StartEntryRewrite(job);
+}
+
+void DeleteCTRLCutEntries(HWND list, const int* rows, int count) {
+  if (!list) {
+    Log(-1, GetVerbose(), "DeleteCTRLCutEntries: ViewList is not defined");
+    return;
+  }
+  EntryRewriteJob* job = NewEntryRewriteJob(REWRITE_DELETE, list);
+  bool built = job != nullptr;
+  for (int i = 0; built && i < count; ++i) {
+    liststruct* record = GetRowRecord(list, rows[i]);
+    if (record) built = AddChangeRecord(job->changes, FullName(record).c_str(), nullptr, rows[i]);
+  }
+  if (!built) {
+    Log(-1, GetVerbose(), "Memory error");
+    if (job) DestroyChangeSet(&job->changes);
+    free(job);
+    return;
+  }
+  HANDLE thread = CreateThread(nullptr, 0, UpdateTreeViewDragOrDeleteThread, job, 0, nullptr);
+  if (thread) CloseHandle(thread);
+}
+
+void ApplyEntryRewrite(EntryRewriteJob* job) {
+  if (job->result == 0) {
+    // Both lists hold records of the entries: the one the user acted in and the other.
+    ArchiveControlBlock* block = GetCurrentControlBlock();
+    HWND lists[3] = {job->list, block ? block->list : nullptr, block ? block->treeList : nullptr};
+    for (int i = 0; i < 3; ++i) {
+      HWND list = lists[i];
+      if (!list || !HasEntryRows(list) || (i > 0 && list == job->list) || (i == 2 && list == lists[1])) continue;
+      if (job->mode == REWRITE_DELETE) RemoveDeletedRows(job, list);
+      else RenameRows(job, list);
+    }
+    WriteListingStatusBar();
+    // The folder tree is derived from the rows again the next time it is shown.
+    SetTreeInStep(0);
+    if (GetViewHooks().rebuildTreeList) GetViewHooks().rebuildTreeList();
+  } else {
+    TellError(*job->failure ? job->failure : GetMessageText(70));
+  }
+  DestroyChangeSet(&job->changes);
+}
