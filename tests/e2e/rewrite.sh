@@ -27,7 +27,7 @@ sleep 1
 screenshot delete_question
 xdotool key Return
 for _ in $(seq 50); do names | grep -qxF "$full" || break; sleep 0.2; done
-sleep 1
+for _ in $(seq 50); do inspect --rows 0 | grep -q "list rows: 5" && break; sleep 0.2; done
 expect_eq "the entry left the archive" "" "$(names | grep -xF "$full")"
 expect_contains "the list shows one row less" "list rows: 5" "$(inspect --rows 0)"
 expect_eq "unzip -t passes after the delete" 0 "$(unzip -tq "$archive" >/dev/null; echo $?)"
