@@ -191,8 +191,10 @@ int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, con
   // The scratch block holds the "Encrypted" column's text, empty until someone sets it.
   record->scratch = calloc(1, kScratchSize);
 
-  char path[kPathBuf];
-  MakeEntryPath(fileName, fullName, path, sizeof path);
+  // Sized to the name: a folder part longer than any fixed buffer is still the whole one.
+  std::string folder(strlen(fullName) + 1, '\0');
+  MakeEntryPath(fileName, fullName, &folder[0], folder.size());
+  const char* path = folder.c_str();
   record->path = Dup(path);
   if (folderList && !IsLastFolder(folderList, path) && !NameListSearch(folderList, path) &&
       !NameListAppendCopy(folderList, path))

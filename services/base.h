@@ -24,5 +24,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// Paths and names live in fixed buffers of this size; longer names are cut at 259 characters.
-constexpr int kPathBuf = 260;
+// Paths and names live in fixed buffers of this size. Texts are UTF-8, so the 259 characters
+// a Windows path may have take up to 777 bytes (a character of the basic plane is at most 3
+// bytes, one beyond it is 4 bytes for its two UTF-16 units).
+constexpr int kPathBuf = 780;

@@ -18,15 +18,18 @@ bool SameNoCase(const char* a, size_t length, const char* b) {
 }
 
 // Windows resolves these names to devices in every folder, whatever extension follows.
-// The superscript digits (Windows-1252 0xB9, 0xB2, 0xB3) count as digits there too.
+// The superscript digits (U+00B9, U+00B2, U+00B3, two bytes each in UTF-8) count as digits
+// there too.
 bool IsDeviceName(const char* base, size_t length) {
   static const char* const kPlain[] = {"CON", "PRN", "AUX", "NUL", "CONIN$", "CONOUT$", "CLOCK$"};
   for (const char* device : kPlain)
     if (SameNoCase(base, length, device)) return true;
-  if (length != 4) return false;
+  if (length != 4 && length != 5) return false;
   if (!SameNoCase(base, 3, "COM") && !SameNoCase(base, 3, "LPT")) return false;
   unsigned char digit = static_cast<unsigned char>(base[3]);
-  return (digit >= '0' && digit <= '9') || digit == 0xB9 || digit == 0xB2 || digit == 0xB3;
+  if (length == 4) return digit >= '0' && digit <= '9';
+  unsigned char second = static_cast<unsigned char>(base[4]);
+  return digit == 0xC2 && (second == 0xB9 || second == 0xB2 || second == 0xB3);
 }
 
 // The device test looks at the part before the first dot, without the spaces Windows

@@ -1,12 +1,12 @@
 /* The language library's contract: every user-visible text, addressed by number, in the
    language chosen with SetLanguage (7 is German, anything else English; only the low 8 bits
-   of the number are compared). Texts are 8-bit Windows-1252, owned by the library and valid
+   of the number are compared). Texts are UTF-8 (the program's code page), owned by the library and valid
    for the life of the process.
 
    Every number of a range below answers with a non-empty text in every language; a number
    outside the ranges answers with the empty string, never with a null pointer.
 
-     GetMessageText              0..102, 130..142
+     GetMessageText              0..116, 130..142
      GetGenericText              0..87
      GetMenuText                 5001..5005 (the menus of app/commands.h)
      GetMenuItemText             4001..4030 except 4025 (command identifiers of app/commands.h);

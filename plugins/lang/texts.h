@@ -1,4 +1,4 @@
-// The text tables. Each entry carries its English and German text (German in Windows-1252).
+// The text tables. Each entry carries its English and German text (UTF-8, the process code page).
 #pragma once
 
 struct LangText {

@@ -5,7 +5,7 @@
 namespace {
 const LangText columns[] = {
     {0, "Filename", "Dateiname"},
-    {1, "Encrypted", "Verschl\xFCsselt"},
+    {1, "Encrypted", "Verschlüsselt"},
     {2, "Compressed", "Gepackt"},
     {3, "Uncompressed", "Entpackt"},
     {4, "Rate", "Rate"},

@@ -6,12 +6,12 @@
 
 namespace {
 const LangText toolBar[] = {
-    {0, "Open", "\xD6" "ffnen"},
+    {0, "Open", "Öffnen"},
     {1, "New", "Neu"},
-    {2, "Add", "Hinzuf\xFCgen"},
+    {2, "Add", "Hinzufügen"},
     {3, "Extract", "Entpacken"},
     {4, "View", "Anzeigen"},
-    {5, "Delete", "L\xF6schen"},
+    {5, "Delete", "Löschen"},
     {6, "Find", "Suchen"},
     {7, "Properties", "Eigenschaften"},
     {8, "List", "Liste"},
@@ -19,15 +19,15 @@ const LangText toolBar[] = {
 };
 
 const LangText toolBarTips[] = {
-    {0, "Open an archive", "Ein Archiv \xF6" "ffnen"},
+    {0, "Open an archive", "Ein Archiv öffnen"},
     {1, "Create a new archive", "Ein neues Archiv erstellen"},
-    {2, "Add files to the archive", "Dateien zum Archiv hinzuf\xFCgen"},
-    {3, "Extract all entries", "Alle Eintr\xE4ge entpacken"},
-    {4, "View the selected entry", "Den ausgew\xE4hlten Eintrag anzeigen"},
-    {5, "Delete the selected entries", "Die ausgew\xE4hlten Eintr\xE4ge l\xF6schen"},
-    {6, "Find entries by name", "Eintr\xE4ge nach Namen suchen"},
+    {2, "Add files to the archive", "Dateien zum Archiv hinzufügen"},
+    {3, "Extract all entries", "Alle Einträge entpacken"},
+    {4, "View the selected entry", "Den ausgewählten Eintrag anzeigen"},
+    {5, "Delete the selected entries", "Die ausgewählten Einträge löschen"},
+    {6, "Find entries by name", "Einträge nach Namen suchen"},
     {7, "Properties of the archive", "Eigenschaften des Archivs"},
-    {8, "Show all entries in one list", "Alle Eintr\xE4ge in einer Liste zeigen"},
+    {8, "Show all entries in one list", "Alle Einträge in einer Liste zeigen"},
     {9, "Show the folder tree", "Den Ordnerbaum zeigen"},
 };
 
@@ -37,7 +37,7 @@ const LangText toolBar2[] = {
     {2, "Collapse", "Zuklappen"},
     {3, "Extract folder", "Ordner entpacken"},
     {4, "Contents", "Inhalt"},
-    {5, "Previous", "Zur\xFC" "ck"},
+    {5, "Previous", "Zurück"},
     {6, "Next", "Weiter"},
     {7, "Reload", "Neu laden"},
     {8, "SFX", "SFX"},
@@ -46,27 +46,27 @@ const LangText toolBar2[] = {
 };
 
 const LangText toolBarTips2[] = {
-    {0, "Go to the parent folder", "Zum \xFC" "bergeordneten Ordner"},
+    {0, "Go to the parent folder", "Zum übergeordneten Ordner"},
     {1, "Expand all folders", "Alle Ordner aufklappen"},
     {2, "Collapse all folders", "Alle Ordner zuklappen"},
-    {3, "Extract the selected folder", "Den ausgew\xE4hlten Ordner entpacken"},
-    {4, "Find text in the contents of the entries", "Text im Inhalt der Eintr\xE4ge suchen"},
+    {3, "Extract the selected folder", "Den ausgewählten Ordner entpacken"},
+    {4, "Find text in the contents of the entries", "Text im Inhalt der Einträge suchen"},
     {5, "Go to the previous hit", "Zum vorigen Treffer"},
-    {6, "Go to the next hit", "Zum n\xE4" "chsten Treffer"},
+    {6, "Go to the next hit", "Zum nächsten Treffer"},
     {7, "Read the archive again", "Das Archiv neu einlesen"},
     {8, "Make a self-extracting archive", "Ein selbstentpackendes Archiv erstellen"},
-    {9, "Change the configuration", "Die Konfiguration \xE4ndern"},
+    {9, "Change the configuration", "Die Konfiguration ändern"},
     {10, "Show the help", "Die Hilfe anzeigen"},
 };
 
 // The parts from left to right.
 const LangText statusTips[] = {
-    {0, "Selected entries", "Ausgew\xE4hlte Eintr\xE4ge"},
-    {1, "Number of entries in the archive", "Anzahl der Eintr\xE4ge im Archiv"},
-    {2, "Compressed and uncompressed size of the archive", "Gepackte und entpackte Gr\xF6\xDF" "e des Archivs"},
+    {0, "Selected entries", "Ausgewählte Einträge"},
+    {1, "Number of entries in the archive", "Anzahl der Einträge im Archiv"},
+    {2, "Compressed and uncompressed size of the archive", "Gepackte und entpackte Größe des Archivs"},
     {3, "State of the running operation", "Stand des laufenden Vorgangs"},
     {4, "Elapsed time", "Verstrichene Zeit"},
-    {5, "Transfer rate", "\xDC" "bertragungsrate"},
+    {5, "Transfer rate", "Übertragungsrate"},
 };
 }  // namespace
 

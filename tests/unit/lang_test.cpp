@@ -88,7 +88,7 @@ int Ampersands(const std::string& caption) {
   return count;
 }
 
-// The accelerator letter, folded to upper case in Windows-1252 so that "&o" and "&O" clash.
+// The accelerator letter, folded to upper case so that "&o" and "&O" clash.
 char Accelerator(const std::string& caption) {
   size_t at = caption.find('&');
   if (at == std::string::npos || at + 1 >= caption.size()) return 0;
@@ -115,7 +115,7 @@ TEST_F(Lang, NumbersOutsideTheTablesAnswerEmptyNotNull) {
     SetLanguage(language);
     ASSERT_NE(GetMenuItemText(4025), nullptr);
     EXPECT_STREQ(GetMenuItemText(4025), "");
-    EXPECT_STREQ(GetMessageText(103), "");
+    EXPECT_STREQ(GetMessageText(117), "");
     EXPECT_STREQ(GetGenericText(-1), "");
     EXPECT_STREQ(GetConfigurationText(4), "");
     EXPECT_STREQ(GetPluginText(10), "");
@@ -171,27 +171,16 @@ TEST_F(Lang, OverwriteQuestionHasFourLabelsInAnswerOrder) {
   EXPECT_STREQ(GetConfirmationDialogText(), "&Yes\nYes to &all\n&No\n&Cancel");
 }
 
-TEST_F(Lang, GermanTextsAreWindows1252NotUtf8) {
+TEST_F(Lang, GermanTextsAreUtf8) {
   SetLanguage(KLANG_LANGUAGE_GERMAN);
   bool sawUmlaut = false;
   for (const auto& [label, text] : AllTexts()) {
-    for (size_t i = 0; i < text.size(); ++i) {
-      unsigned char c = static_cast<unsigned char>(text[i]);
-      // Bytes that Windows-1252 leaves undefined.
-      EXPECT_TRUE(c != 0x81 && c != 0x8D && c != 0x8F && c != 0x90 && c != 0x9D) << label;
-      // A UTF-8 lead byte followed by a continuation byte: an umlaut typed into the source
-      // as UTF-8 ("\xC3\xA4" instead of "\xE4").
-      if (c >= 0xC2 && c <= 0xF4 && i + 1 < text.size()) {
-        unsigned char next = static_cast<unsigned char>(text[i + 1]);
-        EXPECT_FALSE(next >= 0x80 && next <= 0xBF) << label << ": " << text;
-      }
-      sawUmlaut = sawUmlaut || c == 0xE4 || c == 0xF6 || c == 0xFC || c == 0xDC || c == 0xDF;
-    }
+    EXPECT_GT(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.c_str(), -1, nullptr, 0), 0) << label;
+    sawUmlaut = sawUmlaut || text.find("\xC3") != std::string::npos;
   }
   EXPECT_TRUE(sawUmlaut);
-  // A hex escape that swallowed the following letters would leave a wrong byte here.
-  EXPECT_STREQ(GetMessageText(16), "\xDC" "berschreiben best\xE4tigen");
-  EXPECT_STREQ(GetMenuItemText(4004), "Dateien &hinzuf\xFCgen...");
+  EXPECT_STREQ(GetMessageText(16), "\xC3\x9C" "berschreiben best\xC3\xA4tigen");
+  EXPECT_STREQ(GetMenuItemText(4004), "Dateien &hinzuf\xC3\xBCgen...");
 }
 
 TEST_F(Lang, NoTextCarriesAFormatSign) {
