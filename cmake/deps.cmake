@@ -8,8 +8,31 @@ function(kestrelia_dep_dir package out)
     message(FATAL_ERROR "${package} sources missing: run scripts/deps.sh first")
   endif()
   file(STRINGS ${marker} dir LIMIT_COUNT 1)
+  # The marker names the tree the last scripts/deps.sh run unpacked, and several checkouts
+  # may share the sources: each build takes the tree of its own patch set (the key
+  # scripts/deps.sh gives it), so a checkout with other patches cannot swap it underneath.
+  file(GLOB patches ${CMAKE_SOURCE_DIR}/cmake/patches/${package}/*.patch)
+  set(key plain)
+  if(patches)
+    list(SORT patches)
+    set(all "")
+    foreach(patch ${patches})
+      file(READ ${patch} text)
+      string(APPEND all "${text}")
+    endforeach()
+    string(SHA256 key "${all}")
+    string(SUBSTRING ${key} 0 8 key)
+  endif()
+  if(NOT dir MATCHES "-${key}$")
+    file(GLOB candidates LIST_DIRECTORIES true ${KESTRELIA_DEPS}/src/${package}-*-${key})
+    if(NOT candidates)
+      message(FATAL_ERROR "${package} sources with this patch set missing: run scripts/deps.sh first")
+    endif()
+    list(SORT candidates)
+    list(GET candidates -1 dir)
+  endif()
   # A new version or patch set of the sources makes CMake configure again.
-  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${marker})
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${marker} ${patches})
   set(${out} ${dir} PARENT_SCOPE)
 endfunction()
 
@@ -28,3 +51,14 @@ add_library(minizip STATIC
 target_include_directories(minizip SYSTEM PUBLIC ${MINIZIP_DIR})
 target_link_libraries(minizip PUBLIC zlib_win)
 target_compile_options(minizip PRIVATE -w)
+
+# bzip2 for the Windows target: minizip decodes method 12 with it. Without HAVE_BZIP2 the
+# library reads such an entry as raw bytes and calls it success.
+kestrelia_dep_dir(bzip2 BZIP2_SRC)
+add_library(bzip2 STATIC
+  ${BZIP2_SRC}/blocksort.c ${BZIP2_SRC}/huffman.c ${BZIP2_SRC}/crctable.c ${BZIP2_SRC}/randtable.c
+  ${BZIP2_SRC}/compress.c ${BZIP2_SRC}/decompress.c ${BZIP2_SRC}/bzlib.c)
+target_include_directories(bzip2 SYSTEM PUBLIC ${BZIP2_SRC})
+target_compile_options(bzip2 PRIVATE -w)
+target_compile_definitions(minizip PRIVATE HAVE_BZIP2)
+target_link_libraries(minizip PUBLIC bzip2)

@@ -21,6 +21,7 @@ enum ExtractResult {
   EXTRACT_NO_MEMORY = 6,
   EXTRACT_NO_PASSWORD = 21,
   EXTRACT_WRONG_PASSWORD = 22,  // the password fails the entry's check byte; nothing written
+  EXTRACT_UNDECODABLE = 23,     // a method or encryption the engine cannot decode; nothing read
   EXTRACT_CANCELLED = 100,
 };
 
@@ -40,6 +41,9 @@ const char* GetLastRefusedNames();
 size_t GetLastRefusedCount();
 // Entries of the last run that a wrong password kept from being written.
 size_t GetLastWrongPasswordCount();
+struct EntryFailures;
+// Every entry of the last run that was refused, not written or found damaged, with why.
+const EntryFailures& GetLastRunFailures();
 
 // The parameter block of one extraction, zero-filled by whoever starts the run.
 struct ExtractJob {
@@ -85,6 +89,14 @@ int UnZipWorkThread(ExtractJob* job);
 // Opens the current entry, asking for the password first when the archive needs one and none
 // was given (21 when the user cancels).
 int OpenCurrentEntry(unzFile zip);
+// Reads and closes the entry OpenCurrentEntry opened, whatever its encryption: as
+// unzReadCurrentFile and unzCloseCurrentFile answer, with kAesAuthenticationFailed (see
+// zip/aes_entry.h) from the close of an AES entry whose authentication code does not match.
+int ReadOpenEntry(unzFile zip, void* buffer, unsigned size);
+int CloseOpenEntry(unzFile zip);
+// Why this thread's last OpenCurrentEntry answered EXTRACT_UNDECODABLE: an EntryFailureReason,
+// with the method's or encryption's name in *detail.
+int LastUndecodableReason(const char** detail);
 // Writes the current entry below the working directory.
 int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, const char* password, HWND owner,
                          unz_file_info64 info, const char* nameInArchive, const char* nameWithoutPath,
@@ -97,6 +109,10 @@ int ReadEntryToFile(unzFile zip, const unz_file_info64* info, size_t bufferSize,
                     const char* name, int busyIndicator);
 int ReadEntryToMemory(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer,
                       char* destination);
+// The most an entry may declare to be read into memory: 1 GiB, or half the free physical
+// memory when that is less. ReadEntryToMemory refuses more (with a message), and whoever
+// sizes a buffer from a declared size checks against it first.
+uint64_t EntryMemoryLimit();
 
 // The part of an entry name after its last separator.
 const char* LastNamePart(const char* name);
@@ -122,8 +138,8 @@ void AddTempFile(const char* path);
 void DeleteTempFiles();
 
 // The temporary folder joined with a plain name (the folder, with its trailing separator,
-// in folder); "c:" stands in for a machine without one.
-void TempTarget(const char* part, char (&target)[kPathBuf], char (&folder)[kPathBuf]);
+// in folder); "c:" stands in for a machine without one. False when the whole name does not fit.
+bool TempTarget(const char* part, char (&target)[kPathBuf], char (&folder)[kPathBuf]);
 // Makes the named entry current: as spelt, else with "/" for every "\\".
 int LocateEntry(unzFile zip, const char* name);
 

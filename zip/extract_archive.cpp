@@ -9,6 +9,7 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "zip/entry_failures.h"
 #include "zip/extract.h"
 #include "zip/zip_open.h"
 
@@ -27,8 +28,6 @@ char g_lastFolder[kPathBuf];
 int g_intoNamedFolder = 1;
 constexpr int kNamedFolderText = 130;
 
-// Refused names beyond this many are counted, not listed: the box must fit on the screen.
-constexpr size_t kListedRefusals = 25;
 
 HWND Owner() { return GetMainWindowHandle(); }
 
@@ -114,31 +113,15 @@ bool EnsurePassword(char* jobPassword) {
   return true;
 }
 
-// Told once at the end of a run, not per entry: a hostile archive may hold thousands.
-void ReportRefusedNames() {
-  size_t count = GetLastRefusedCount();
-  if (!count) return;
-  std::string text = GetMessageText(72);
-  text += "\n";
-  const char* names = GetLastRefusedNames();
-  size_t listed = 0;
-  for (const char* p = names; *p && listed < kListedRefusals; ++listed) {
-    const char* end = strchr(p, '\n');
-    size_t length = end ? static_cast<size_t>(end - p) : strlen(p);
-    text += "\n";
-    text.append(p, length);
-    p += length + (end ? 1 : 0);
-  }
-  if (count > listed) text += "\n... (" + std::to_string(count - listed) + ")";
-  Log(1, GetVerbose(), "ExtractArchive: %u entries refused", static_cast<unsigned>(count));
-  PromptMessageBox(Owner(), text.c_str(), GetMessageText(94), MB_OK | MB_ICONWARNING);
-}
-
-// Entries a wrong password kept back: the password is forgotten so the next run asks again.
-void ReportWrongPassword() {
-  if (!GetLastWrongPasswordCount()) return;
-  SetCurrentPassword("");
-  PromptMessageBox(Owner(), GetMessageText(39), GetMessageText(94), MB_OK | MB_ICONERROR);
+// Told once at the end of a run, not per entry: a damaged or hostile archive may hold
+// thousands. Entries a wrong password kept back also make the run forget the password, so
+// the next run asks again.
+void ReportRunFailures() {
+  if (GetLastWrongPasswordCount()) SetCurrentPassword("");
+  const EntryFailures& failures = GetLastRunFailures();
+  if (failures.items.empty()) return;
+  Log(1, GetVerbose(), "ExtractArchive: %u entries not extracted or damaged", static_cast<unsigned>(failures.items.size()));
+  ReportEntryFailures(failures, Owner(), GetMessageText(kEntryFailuresHeading));
 }
 
 struct ExtractRun {
@@ -151,8 +134,7 @@ int RunBody(ExtractRun* run) {
   // A worker that gave up before its end may have left the dialog up.
   if (!run->job.silent && IsProgressDialogStarted()) CloseProgressDialog();
   if (run->format->zipEngine) {
-    ReportRefusedNames();
-    ReportWrongPassword();
+    ReportRunFailures();
   }
   Log(5, GetVerbose(), "ExtractArchive: %s finished with %d", run->job.archive, result);
   SetBusy(0);

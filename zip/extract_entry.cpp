@@ -6,7 +6,10 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "zip/aes_entry.h"
 #include "zip/chunk_writer.h"
+#include "zip/entry_failures.h"
+#include "zip/entry_methods.h"
 #include "zip/extract_run.h"
 
 #include <io.h>
@@ -158,24 +161,74 @@ int CreateFolderEntry(const char* target) {
   return 0;
 }
 
-// A wrong password that passed the check byte inflates to garbage: a data error while
-// reading, a stream that ends before its declared size (the library then checks no CRC), or
-// a CRC that does not match at the end. What was written is not the file.
-bool WrongPasswordResult(const unz_file_info64& info, int readResult, int closeResult, bool endedShort) {
-  return (info.flag & 1) && (readResult == Z_DATA_ERROR || closeResult == UNZ_CRCERROR || endedShort);
+// The AES entry this thread has open, if any: one entry is open at a time per thread.
+thread_local AesReader* t_aes;
+thread_local unzFile t_aesZip;
+
+thread_local int t_undecodable;
+thread_local char t_undecodableDetail[64];
+
+// What went wrong with an entry whose reading ended: 0 when nothing did. A wrong password
+// that passed the check byte inflates to garbage, so on an encrypted entry every one of these
+// means the password (the library checks no CRC after a stream that ends early).
+int ReadFailure(const unz_file_info64& info, int readResult, int closeResult, bool endedShort, bool overrun) {
+  int reason = 0;
+  if (overrun)
+    reason = FAILURE_OVERRUN;
+  else if (readResult == UNZ_ERRNO || endedShort)  // the archive or the stream ends early
+    reason = FAILURE_TRUNCATED;
+  else if (readResult < 0)
+    reason = FAILURE_DATA_ERROR;
+  else if (closeResult == UNZ_CRCERROR)
+    reason = FAILURE_CRC;
+  else if (closeResult == kAesAuthenticationFailed)
+    reason = FAILURE_AUTHENTICATION;
+  // An AES entry's password was proven by its verifier and its data by the code: what fails
+  // there is damage. The traditional cipher's one check byte lets every 256th password by.
+  if (reason && (info.flag & 1) && info.compression_method != kMethodAes) reason = FAILURE_WRONG_PASSWORD;
+  return reason;
 }
 
-void RemoveGarbage(const char* target) {
-  Log(0, GetVerbose(), "do_write_currentfile: wrong password for %s - the partly written file is removed", target);
-  remove(target);
-  CountWrongPassword();
+// The damaged entry stays as far as it came (the user may want what was readable) and is
+// reported; what a wrong password made is garbage and goes.
+void ReportReadFailure(int reason, const char* name, const char* target) {
+  if (!reason) return;
+  if (reason == FAILURE_WRONG_PASSWORD) {
+    Log(0, GetVerbose(), "do_write_currentfile: wrong password for %s - the partly written file is removed", target);
+    remove(target);
+  }
+  AddRunFailure(name, reason);
 }
 
 }  // namespace
 
+int ReadOpenEntry(unzFile zip, void* buffer, unsigned size) {
+  if (t_aes && t_aesZip == zip) return AesRead(t_aes, buffer, size);
+  return unzReadCurrentFile(zip, buffer, size);
+}
+
+int CloseOpenEntry(unzFile zip) {
+  if (t_aes && t_aesZip == zip) {
+    AesReader* reader = t_aes;
+    t_aes = nullptr;
+    t_aesZip = nullptr;
+    return AesClose(reader);
+  }
+  return unzCloseCurrentFile(zip);
+}
+
+int LastUndecodableReason(const char** detail) {
+  if (detail) *detail = t_undecodableDetail;
+  return t_undecodable;
+}
+
 int OpenCurrentEntry(unzFile zip) {
   unz_file_info64 info = {};
   unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
+  // Refused before the password is asked for: no password makes these readable.
+  if (t_aes && t_aesZip == zip) CloseOpenEntry(zip);
+  t_undecodable = UndecodableReason(zip, info, t_undecodableDetail, sizeof t_undecodableDetail);
+  if (t_undecodable) return EXTRACT_UNDECODABLE;
   bool entryEncrypted = (info.flag & 1) != 0;
   if (IsArchiveEncrypted() || entryEncrypted) {
     if (!GetCurrentPassword()[0]) {
@@ -189,6 +242,25 @@ int OpenCurrentEntry(unzFile zip) {
   }
   // Only an encrypted entry gets the password: the library would "decrypt" a plain one too.
   const char* password = entryEncrypted ? GetCurrentPassword() : nullptr;
+  if (info.compression_method == kMethodAes) {
+    AesField field = {};
+    ReadAesField(zip, &field);
+    AesReader* reader = nullptr;
+    int opened = AesOpen(zip, info, field, password ? password : "", &reader);
+    if (opened == kAesWrongPassword) {
+      Log(0, GetVerbose(), "OpenCurrentEntry: the password does not fit this entry");
+      return EXTRACT_WRONG_PASSWORD;
+    }
+    if (opened == kAesUnavailable) {
+      t_undecodable = FAILURE_ENCRYPTION;
+      snprintf(t_undecodableDetail, sizeof t_undecodableDetail, "WinZip AES");
+      return EXTRACT_UNDECODABLE;
+    }
+    if (opened != UNZ_OK) return opened;
+    t_aes = reader;
+    t_aesZip = zip;
+    return UNZ_OK;
+  }
   if (password && !PasswordMatchesHeader(zip, info, password)) {
     Log(0, GetVerbose(), "OpenCurrentEntry: the password does not fit this entry");
     return EXTRACT_WRONG_PASSWORD;
@@ -205,13 +277,24 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
   const char* target = *withoutPath ? nameWithoutPath : nameInArchive;
   int result = OpenCurrentEntry(zip);
   if (result != UNZ_OK) {
-    if (result == EXTRACT_WRONG_PASSWORD) CountWrongPassword();
+    const char* detail = nullptr;
+    if (result == EXTRACT_WRONG_PASSWORD) AddRunFailure(nameInArchive, FAILURE_WRONG_PASSWORD);
+    if (result == EXTRACT_UNDECODABLE) {
+      int reason = LastUndecodableReason(&detail);
+      AddRunFailure(nameInArchive, reason, detail);
+    }
     return result;
+  }
+  uint64_t dataStart = t_aes && t_aesZip == zip ? AesDataStart(t_aes) : unzGetCurrentFileZStreamPos64(zip);
+  if (!ClaimEntryData(dataStart, info.compressed_size)) {
+    CloseOpenEntry(zip);
+    AddRunFailure(nameInArchive, FAILURE_OVERLAP);
+    return UNZ_BADZIPFILE;
   }
   char* buffer = AcquireEntryBuffer(kChunk);
   if (!buffer) {
     Log(2, GetVerbose(), "do_write_currentfile: Error allocating memory");
-    unzCloseCurrentFile(zip);
+    CloseOpenEntry(zip);
     return EXTRACT_NO_MEMORY;
   }
 
@@ -224,9 +307,9 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
         break;
       case 2:
         ReleaseEntryBuffer(buffer);
-        return unzCloseCurrentFile(zip);
+        return CloseOpenEntry(zip);
       default:
-        unzCloseCurrentFile(zip);
+        CloseOpenEntry(zip);
         ReleaseEntryBuffer(buffer);
         return EXTRACT_CANCELLED;
     }
@@ -235,12 +318,13 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
   if (EndsWithSeparator(target)) {
     CreateFolderEntry(target);
     ReleaseEntryBuffer(buffer);
-    return unzCloseCurrentFile(zip);
+    return CloseOpenEntry(zip);
   }
 
   FILE* file = OpenTargetRepairing(target, *withoutPath);
   int last = 0;
-  bool endedShort = false;
+  bool endedShort = false, overrun = false;
+  if (!file) AddRunFailure(nameInArchive, FAILURE_WRITE);
   if (file) {
     // A large entry inflates here while the run's writer thread writes what came before.
     ChunkWriter* writer = info.uncompressed_size > kWriterThreshold ? RunChunkWriter() : nullptr;
@@ -250,14 +334,17 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     bool writeFailed = false;
     for (;;) {
       char* chunk = writer ? ChunkWriterBuffer(writer) : buffer;
-      last = unzReadCurrentFile(zip, chunk, chunkSize);
+      last = ReadOpenEntry(zip, chunk, chunkSize);
       if (last == Z_DATA_ERROR) {
         Log(0, GetVerbose(), "do_write_currentfile Z_DATA_ERROR occured at file %s", target);
         break;
       }
       if (last < 1) break;
       sum += static_cast<uint64_t>(last);
-      if (sum > info.uncompressed_size) break;  // it inflates past what it declared
+      if (sum > info.uncompressed_size) {  // it inflates past what it declared
+        overrun = true;
+        break;
+      }
       size_t length = static_cast<size_t>(last);
       writeFailed = writer ? !ChunkWriterSubmit(writer, length) : fwrite(chunk, 1, length, file) != length;
       if (writeFailed) break;
@@ -272,8 +359,9 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     if (writer && ChunkWriterFinish(writer) != 0) writeFailed = true;
     if (writeFailed) {
       Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
+      AddRunFailure(nameInArchive, FAILURE_WRITE);
       fclose(file);
-      unzCloseCurrentFile(zip);
+      CloseOpenEntry(zip);
       ReleaseEntryBuffer(buffer);
       return EXTRACT_WRITE_ERROR;
     }
@@ -281,17 +369,18 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     // writing a small one.
     if (last == 0) SetHandleTimesFromDos(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))), info.dosDate);
     fclose(file);
-    if (last != 0) {
-      int closed = unzCloseCurrentFile(zip);
-      if (WrongPasswordResult(info, last, closed, false)) RemoveGarbage(target);
+    if (last != 0 || overrun) {
+      int closed = CloseOpenEntry(zip);
+      // A cancel in the middle of an entry is the user's doing, not damage.
+      if (!(last > 0 && !overrun)) ReportReadFailure(ReadFailure(info, last, closed, false, overrun), nameInArchive, target);
       ReleaseEntryBuffer(buffer);
       return last;
     }
   }
 
-  result = unzCloseCurrentFile(zip);
+  result = CloseOpenEntry(zip);
   if (result != UNZ_OK) Log(0, GetVerbose(), "do_write_currentfile: error %d with zipfile in unzCloseCurrentFile", result);
-  if (file && WrongPasswordResult(info, last, result, endedShort)) RemoveGarbage(target);
+  if (file) ReportReadFailure(ReadFailure(info, last, result, endedShort, false), nameInArchive, target);
   ReleaseEntryBuffer(buffer);
   return result;
 }

@@ -10,6 +10,7 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "zip/entry_name_safety.h"
+#include "zip/entry_names.h"
 #include "zip/extract_run.h"
 #include "zip/zip_open.h"
 
@@ -20,10 +21,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace {
-
-constexpr uLong kNameLimit = 256;
 
 bool InsertRowPath(HWND list, int row, RBTree* tree) {
   liststruct* record = GetRowRecord(list, row);
@@ -53,13 +53,12 @@ void Replace(char* text, char from, char to) {
 
 // The selection keeps "\" (the list's separator); an archive written elsewhere may name the
 // same entry with "/", or the other way round.
-bool IsSelected(RBTree* selection, const char* name) {
-  char key[kPathBuf];
-  snprintf(key, sizeof key, "%s", name);
-  Replace(key, '/', '\\');
-  if (RBTreeSearch(selection, key)) return true;
-  Replace(key, '\\', '/');
-  return RBTreeSearch(selection, key) != nullptr;
+bool IsSelected(RBTree* selection, const std::string& name) {
+  std::string key = name;
+  Replace(&key[0], '/', '\\');
+  if (RBTreeSearch(selection, &key[0])) return true;
+  Replace(&key[0], '\\', '/');
+  return RBTreeSearch(selection, &key[0]) != nullptr;
 }
 
 uint64_t SelectedRowBytes(HWND list) {
@@ -270,7 +269,7 @@ int UnZipWorkThread(ExtractJob* job) {
 
   unz_global_info64 global = {};
   unzGetGlobalInfo64(job->zip, &global);
-  char name[kPathBuf];
+  std::string entryName;
   char reason[kPathBuf];
   int last = 0;
   for (uint64_t i = 0; i < global.number_entry && !IsCancelledByUser(); ++i) {
@@ -283,19 +282,19 @@ int UnZipWorkThread(ExtractJob* job) {
       }
     }
     unz_file_info64 info = {};
-    memset(name, 0, sizeof name);
-    unzGetCurrentFileInfo64(job->zip, &info, name, kNameLimit, nullptr, 0, nullptr, 0);
+    ReadCurrentEntryName(job->zip, &info, &entryName);
+    const char* name = entryName.c_str();
     const char* withoutPath = job->extractAll ? name : LastComponent(name);
     if (!*withoutPath) {  // a folder entry of a selection: its files bring their folders
       StepIfCounting(job, perEntry);
       continue;
     }
-    if (!job->extractAll && !IsSelected(job->selection, name)) continue;
+    if (!job->extractAll && !IsSelected(job->selection, entryName)) continue;
 
     const char* target = job->withoutPath ? withoutPath : name;
     if (JudgeEntryName(target, reason, sizeof reason) != ENTRY_NAME_OK) {
       Log(-1, GetVerbose(), "UnZipWorkThread: entry \"%s\" refused (%s) - not written", name, reason);
-      AddRefusedName(name);
+      AddRefusedName(name, reason);
       StepIfCounting(job, perEntry);
       continue;
     }

@@ -1,6 +1,7 @@
 #include "services/base.h"
 #include "zip/extract.h"
 
+#include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "services/log.h"
 #include "services/prompts.h"
@@ -69,7 +70,7 @@ int CopyEntry(unzFile zip, const unz_file_info64* info, size_t bufferSize, char*
   unsigned chunk = bufferSize > 0x7FFFFFFF ? 0x7FFFFFFFu : static_cast<unsigned>(bufferSize);
   uint64_t sum = 0;
   for (;;) {
-    int read = unzReadCurrentFile(zip, buffer, chunk);
+    int read = ReadOpenEntry(zip, buffer, chunk);
     if (read == 0) return 1;
     if (read < 0) return AskAfterProblem(problemLine, read, false);
     sum += static_cast<uint64_t>(read);
@@ -90,8 +91,24 @@ int ReadEntryToFile(unzFile zip, const unz_file_info64* info, size_t bufferSize,
   return CopyEntry(zip, info, bufferSize, buffer, &sink, 85, busyIndicator != 0);
 }
 
+uint64_t EntryMemoryLimit() {
+  uint64_t limit = 1ull << 30;
+  MEMORYSTATUSEX status = {};
+  status.dwLength = sizeof status;
+  if (GlobalMemoryStatusEx(&status) && status.ullAvailPhys / 2 < limit) limit = status.ullAvailPhys / 2;
+  return limit;
+}
+
 int ReadEntryToMemory(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer,
                       char* destination) {
+  // The caller sized destination from the declared size; one that claims gigabytes is
+  // refused before anyone believes it.
+  if (info->uncompressed_size > EntryMemoryLimit()) {
+    Log(1, GetVerbose(), "ReadEntryToMemory: %llu bytes declared - too large to be read into memory",
+        static_cast<unsigned long long>(info->uncompressed_size));
+    PromptMessageBox(GetForegroundWindow(), GetMessageText(114), GetMessageText(94), MB_OK | MB_ICONERROR);
+    return 0;
+  }
   ChunkSink sink = {nullptr, nullptr, destination, 0};
   return CopyEntry(zip, info, bufferSize, buffer, &sink, 36, false);
 }
@@ -107,21 +124,21 @@ int CopyOpenEntry(const char* caller, unzFile zip, const unz_file_info64& info, 
   FILE* file = fopen(target, "wb");
   if (!file) {
     printf("%s failure - cannot open file %s\n", caller, target);
-    unzCloseCurrentFile(zip);
+    CloseOpenEntry(zip);
     return EXTRACT_WRITE_ERROR;
   }
   char* buffer = static_cast<char*>(malloc(kCopyBuffer));
   if (!buffer) {
     Log(2, GetVerbose(), "%s: Error allocating memory", caller);
     fclose(file);
-    unzCloseCurrentFile(zip);
+    CloseOpenEntry(zip);
     remove(target);
     return EXTRACT_NO_MEMORY;
   }
   int copied = ReadEntryToFile(zip, &info, kCopyBuffer, buffer, file, target, 1);
   fclose(file);
   free(buffer);
-  int closed = unzCloseCurrentFile(zip);
+  int closed = CloseOpenEntry(zip);
   if (closed != UNZ_OK) printf("%s: error %d with zipfile in unzCloseCurrentFile\n", caller, closed);
   if (copied == 1 && closed == UNZ_OK) {
     // A file opened by another program or dropped on the shell keeps the archive's time.

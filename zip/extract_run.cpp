@@ -4,9 +4,11 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "zip/chunk_writer.h"
+#include "zip/entry_failures.h"
 #include "zip/extract.h"
 
 #include <cmath>
+#include <map>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -19,6 +21,9 @@ int g_lastPercent;
 std::string g_refused;
 size_t g_refusedCount;
 size_t g_wrongPasswords;
+EntryFailures g_failures;
+// The data ranges of the run's entries so far, start to end.
+std::map<uint64_t, uint64_t> g_dataRanges;
 
 thread_local bool t_runActive;
 thread_local char* t_runBuffer;
@@ -54,6 +59,8 @@ void BeginExtractionRun(HWND mainWindow) {
   g_refused.clear();
   g_refusedCount = 0;
   g_wrongPasswords = 0;
+  g_failures.items.clear();
+  g_dataRanges.clear();
   t_runActive = true;
   SwitchTimer(mainWindow, true);
   g_startTick = GetTickCount();
@@ -110,13 +117,29 @@ void AdvanceByteProgress(uint64_t counter, uint64_t total) {
     ExecuteProgressPos(dialog, percent);
 }
 
-void AddRefusedName(const char* name) {
+void AddRefusedName(const char* name, const char* reason) {
   if (!g_refused.empty()) g_refused += '\n';
   g_refused += name;
   ++g_refusedCount;
+  AddEntryFailure(&g_failures, "extraction", name, FAILURE_UNSAFE_NAME, reason);
 }
 
-void CountWrongPassword() { ++g_wrongPasswords; }
+void AddRunFailure(const char* name, int reason, const char* detail) {
+  if (reason == FAILURE_WRONG_PASSWORD) ++g_wrongPasswords;
+  AddEntryFailure(&g_failures, "extraction", name, reason, detail);
+}
+
+const EntryFailures& GetLastRunFailures() { return g_failures; }
+
+bool ClaimEntryData(uint64_t start, uint64_t size) {
+  if (!size) return true;
+  uint64_t end = start + size;
+  auto next = g_dataRanges.lower_bound(start);
+  if (next != g_dataRanges.end() && next->first < end) return false;
+  if (next != g_dataRanges.begin() && std::prev(next)->second > start) return false;
+  g_dataRanges.emplace(start, end);
+  return true;
+}
 
 void CopyRefusedNames(char** names, size_t* count) {
   free(*names);

@@ -24,10 +24,19 @@ uint64_t* ExtractionByteCounter();
 // percentage grew since the last call of this run.
 void AdvanceByteProgress(uint64_t counter, uint64_t total);
 
-void AddRefusedName(const char* name);
-void CountWrongPassword();
+// An entry the name judge refused (reason: the judge's words), also one of the run's failures.
+void AddRefusedName(const char* name, const char* reason);
+// An entry of the run that was not written, or written damaged (EntryFailureReason; detail
+// follows the reason's text). A wrong password is also counted.
+void AddRunFailure(const char* name, int reason, const char* detail = nullptr);
 // Copies the run's refused names into a job's fields (the job owns the copy).
 void CopyRefusedNames(char** names, size_t* count);
+
+// Records that the entry about to be written reads its data from [start, start + size) of
+// the archive; false when that overlaps an entry written before in this run. Entries that
+// share their data are the "overlapping files" zip bomb: a small archive that inflates one
+// stream thousands of times.
+bool ClaimEntryData(uint64_t start, uint64_t size);
 
 // Shows a box from the worker with the progress dialog hidden meanwhile, as every question
 // of a run is shown.

@@ -42,7 +42,10 @@ int WriteEntryToTemp(const char* caller, const char* entryPath, char* outPath, b
     return -1;
   }
   char target[kPathBuf], folder[kPathBuf];
-  TempTarget(part, target, folder);
+  if (!TempTarget(part, target, folder)) {
+    Log(1, GetVerbose(), "%s: %s refused (the name is too long for the temporary folder)", caller, entryPath);
+    return -1;
+  }
   if (replace && Exists(target) && remove(target) != 0) printf("remove of %s not successful\n", target);
 
   unzFile zip = MyWaitunzOpen2_64(archive, 3000);

@@ -9,15 +9,15 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "zip/entry_names.h"
 #include "zip/zip_open.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace {
-
-constexpr uLong kNameLimit = 256;
 
 void ToBackslashes(char* text) {
   for (char* p = text; *p; ++p)
@@ -37,13 +37,12 @@ RBTree* IndexArchiveNames(unzFile zip) {
   RBTree* names = RBTreeCreate();
   if (!names) return nullptr;
   names->deleteKey = free;
-  char name[kPathBuf];
+  std::string name;
   for (int error = unzGoToFirstFile(zip); error == UNZ_OK; error = unzGoToNextFile(zip)) {
-    memset(name, 0, sizeof name);
     unz_file_info64 info;
-    if (unzGetCurrentFileInfo64(zip, &info, name, kNameLimit, nullptr, 0, nullptr, 0) != UNZ_OK) continue;
-    ToBackslashes(name);
-    if (char* key = _strdup(name)) RBTreeInsert(names, key, nullptr);
+    if (ReadCurrentEntryName(zip, &info, &name) != UNZ_OK) continue;
+    ToBackslashes(&name[0]);
+    if (char* key = _strdup(name.c_str())) RBTreeInsert(names, key, nullptr);
   }
   return names;
 }

@@ -10,6 +10,7 @@
 #include "services/log.h"
 #include "services/prompts.h"
 #include "zip/entry_name_safety.h"
+#include "zip/entry_names.h"
 #include "zip/zip_format.h"
 #include "zip/zip_open.h"
 
@@ -29,21 +30,16 @@ std::vector<std::string> g_tempFiles;
 
 }  // namespace
 
-void TempTarget(const char* part, char (&target)[kPathBuf], char (&folder)[kPathBuf]) {
+bool TempTarget(const char* part, char (&target)[kPathBuf], char (&folder)[kPathBuf]) {
   if (!GetTempPathA(sizeof folder, folder)) snprintf(folder, sizeof folder, "c:");
   size_t n = strlen(folder);
   bool separated = n && (folder[n - 1] == '\\' || folder[n - 1] == '/');
-  snprintf(target, sizeof target, "%s%s%s", folder, separated ? "" : "\\", part);
+  int length = snprintf(target, sizeof target, "%s%s%s", folder, separated ? "" : "\\", part);
+  // A cut name would be another file's name: the caller refuses instead.
+  return length >= 0 && length < static_cast<int>(sizeof target);
 }
 
-int LocateEntry(unzFile zip, const char* name) {
-  char search[kPathBuf];
-  snprintf(search, sizeof search, "%s", name);
-  if (unzLocateFile(zip, search, 1) == UNZ_OK) return UNZ_OK;
-  for (char* p = search; *p; ++p)
-    if (*p == '\\') *p = '/';
-  return unzLocateFile(zip, search, 1);
-}
+int LocateEntry(unzFile zip, const char* name) { return LocateEntryByDisplayName(zip, name); }
 
 namespace {
 
@@ -80,7 +76,12 @@ int do_view_currentfile(unzFile zip, const char* name, int openWith, unz_file_in
   int result = OpenCurrentEntry(zip);
   if (result != UNZ_OK) return result;
   char target[kPathBuf], folder[kPathBuf], previous[kPathBuf] = "";
-  TempTarget(part, target, folder);
+  if (!TempTarget(part, target, folder)) {
+    CloseOpenEntry(zip);
+    Log(1, GetVerbose(), "do_view_currentfile: %s not viewed: the name is too long for the temporary folder", name);
+    PromptMessageBox(GetForegroundWindow(), GetMessageText(53), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+    return 1;
+  }
   GetCurrentDirectoryA(sizeof previous, previous);
   SetCurrentDirectoryA(folder);
   int copied = CopyOpenEntry("do_view_currentfile", zip, info, target);
@@ -111,9 +112,8 @@ int ViewSelectedEntry(int openWith) {
     PromptMessageBox(GetMainWindowHandle(), GetMessageText(40), "Kestrelia", MB_OK | MB_ICONINFORMATION);
     return 1;
   }
-  char name[kPathBuf];
-  snprintf(name, sizeof name, "%s%s", record->path ? record->path : "", record->filename ? record->filename : "");
-  return format->ops.view(archive, name, openWith);
+  std::string full = std::string(record->path ? record->path : "") + (record->filename ? record->filename : "");
+  return format->ops.view(archive, full.c_str(), openWith);
 }
 
 int ViewZipEntry(const char* archive, const char* name, int openWith) {

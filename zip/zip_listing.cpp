@@ -9,6 +9,7 @@
 #include "model/view_hooks.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "zip/entry_names.h"
 #include "zip/zip_listing_progress.h"
 #include "zip/zip_open.h"
 
@@ -16,18 +17,18 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 namespace {
 
-// The name of the entry being listed; names are read up to 256 characters.
-char g_entryName[kPathBuf];
-constexpr uLong kNameLimit = 256;
 // How often a long listing shows the rows it has so far.
 constexpr DWORD kPublishIntervalMs = 1000;
 
+// The name of the entry being listed; kept between entries so its storage is reused.
+thread_local std::string t_entryName;
+
 bool ReadCurrentEntry(unzFile archive, unz_file_info64* info) {
-  memset(g_entryName, 0, sizeof g_entryName);
-  return unzGetCurrentFileInfo64(archive, info, g_entryName, kNameLimit, nullptr, 0, nullptr, 0) == UNZ_OK;
+  return ReadCurrentEntryName(archive, info, &t_entryName) == UNZ_OK;
 }
 
 void SetFirstEntryEncryption(unzFile archive) {
@@ -39,7 +40,7 @@ void ListCurrentEntry(unzFile archive, ArchiveControlBlock* block) {
   unz_file_info64 info = {};
   ReadCurrentEntry(archive, &info);
   ListingTotals& totals = GetListingTotals();
-  char* name = g_entryName;
+  char* name = &t_entryName[0];
   char* part = name;
   for (char* p = name; *p; ++p)
     if (*p == '/' || *p == '\\') part = p + 1;

@@ -14,6 +14,7 @@
 #include "services/prompts.h"
 #include "test_support.h"
 #include "zip.h"
+#include "zip/entry_failures.h"
 #include "zip/extract_archive.h"
 #include "zip/zip_format.h"
 
@@ -361,7 +362,7 @@ TEST_F(ExtractRunTest, RefusedNamesAreToldOnceAtTheEnd) {
   EXPECT_FALSE(Exists(root + "\\escaped2.txt"));
   ASSERT_EQ(script.boxes.size(), 1u);
   const std::string& box = script.boxes[0];
-  EXPECT_EQ(box.rfind(GetMessageText(72), 0), 0u) << box;
+  EXPECT_EQ(box.rfind(GetMessageText(kEntryFailuresHeading), 0), 0u) << box;
   for (const char* name : {"../escaped.txt", "sub/../../escaped2.txt", "CON", "a:stream.txt"})
     EXPECT_NE(box.find(name), std::string::npos) << name << " in " << box;
   EXPECT_EQ(box.find("good.txt"), std::string::npos);
