@@ -2,6 +2,7 @@
 #include "zip/content_search.h"
 
 #include "services/log.h"
+#include "zip/entry_names.h"
 #include "zip/extract.h"
 #include "zip/zip_open.h"
 
@@ -9,6 +10,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -178,17 +180,18 @@ int SearchZipEntries(const char* archive, const ContentPattern& pattern, Content
   int result = -1;
   int ordinal = -1;
   walk->end = CONTENT_WALK_LAST;
+  std::string entryName;  // the names the list shows, so that hits name the same rows
   for (uint64_t i = 0; i < global.number_entry; ++i) {
     if (i > 0 && (error = unzGoToNextFile(zip)) != UNZ_OK) {
       Log(0, GetVerbose(), "HandleSearchView: error %d with zipfile in unzGoToNextFile", error);
       break;
     }
-    char name[kPathBuf] = "";
     unz_file_info64 info = {};
-    if (unzGetCurrentFileInfo64(zip, &info, name, sizeof name - 1, nullptr, 0, nullptr, 0) != UNZ_OK) {
+    if (ReadCurrentEntryName(zip, &info, &entryName) != UNZ_OK) {
       walk->end = CONTENT_WALK_FAILED;
       break;
     }
+    const char* name = entryName.c_str();
     if (!*LastNamePart(name)) continue;  // a folder has no row
     if (++ordinal <= walk->start) continue;
     if (hooks && hooks->cancelled && hooks->cancelled(hooks->context)) {

@@ -8,6 +8,7 @@
 #include "model/listing_totals.h"
 #include "services/log.h"
 #include "services/progress.h"
+#include "zip/entry_names.h"
 #include "zip/rewrite_output.h"
 #include "zip/safe_replace.h"
 #include "zip/zip_io.h"
@@ -113,14 +114,13 @@ void SetFailure(const char* archive, DWORD error) {
 // The lookup key of a stored name in the first pass: names without the UTF-8 flag were
 // written in the DOS code page. Reports whether the key differs from the stored bytes, so a
 // second pass is only worth its walk when some name reads two ways.
-bool OemLookupKey(const char* stored, uLong flag, char* key) {
+bool OemLookupKey(const char* stored, uLong flag, uLong versionMadeBy, char* key) {
   snprintf(key, kPathBuf, "%s", stored);
   if ((flag & kUtf8Flag) || IsAscii(stored)) return false;
-  wchar_t wide[kPathBuf];
-  int n = MultiByteToWideChar(CP_OEMCP, 0, stored, -1, wide, kPathBuf);
-  if (n <= 0 || !WideCharToMultiByte(CP_UTF8, 0, wide, -1, key, kPathBuf, nullptr, nullptr)) {
-    snprintf(key, kPathBuf, "%s", stored);
-  }
+  // The name the list shows for these bytes: the process code page is UTF-8, so the
+  // system's OEM conversion no longer reads DOS names; the one name function does.
+  std::string shown = ZipEntryDisplayName(stored, strlen(stored), flag, versionMadeBy, nullptr, 0);
+  snprintf(key, kPathBuf, "%s", shown.c_str());
   return strcmp(key, stored) != 0;
 }
 
@@ -376,7 +376,7 @@ bool WalkEntries(Walk* w) {
     }
     char key[kPathBuf], newPath[kPathBuf] = "";
     if (request.namesAreOem) {
-      if (OemLookupKey(name, info.flag, key)) t_namesReadTwoWays = true;
+      if (OemLookupKey(name, info.flag, info.version, key)) t_namesReadTwoWays = true;
     } else {
       snprintf(key, sizeof key, "%s", name);
     }
