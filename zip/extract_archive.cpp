@@ -146,8 +146,7 @@ int RunBody(ExtractRun* run) {
 // back here.
 DWORD WINAPI ExtractTreeFolderThread(LPVOID parameter) {
   ExtractTreeItemThread(parameter);
-  ReportRefusedNames();
-  ReportWrongPassword();
+  ReportRunFailures();
   SetBusy(0);
   if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
   return 0;
