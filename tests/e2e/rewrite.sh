@@ -43,7 +43,9 @@ xdotool type --delay 20 "renamed.bin"
 xdotool key Return
 newfull=$(dirname "$oldfull" | sed 's#^\.$##; s#.$#&/#')renamed.bin
 for _ in $(seq 50); do names | grep -qxF "$newfull" && break; sleep 0.2; done
-sleep 1
+# The row changes only once the run has ended and its progress dialog has gone, which under
+# a loaded Wine can take seconds after the archive itself is replaced.
+for _ in $(seq 150); do [ "$(row_name 0)" = renamed.bin ] && break; sleep 0.2; done
 expect_eq "the archive holds the new name" "$newfull" "$(names | grep -xF "$newfull")"
 expect_eq "the old name is gone" "" "$(names | grep -xF "$oldfull")"
 expect_eq "the list shows the new name" "renamed.bin" "$(row_name 0)"
