@@ -71,6 +71,8 @@ int MessageLoop() {
   MSG msg;
   while (GetMessageA(&msg, nullptr, 0, 0) > 0) {
     HWND main = GetMainWindow();
+    HWND modeless = GetCurrentModelessDialog();
+    if (modeless && IsWindow(modeless) && IsDialogMessageA(modeless, &msg)) continue;
     // While a name is edited in place, Delete and F2 belong to the edit box.
     if (main && !IsEditBox(msg.hwnd) && TranslateAcceleratorA(main, GetMainAccelerators(), &msg)) continue;
     // Tab and the arrow keys move between the main window's controls as in a dialog.

@@ -16,6 +16,7 @@ int g_archiveEncrypted = 0;
 char g_password[kPathBuf] = "";
 HWND g_mainWindow = nullptr;
 HWND g_statusBar = nullptr;
+HWND g_modelessDialog = nullptr;
 HINSTANCE g_instance = nullptr;
 DWORD g_storedError = 0;
 }  // namespace
@@ -45,6 +46,9 @@ int IsArchiveEncrypted() { return g_archiveEncrypted; }
 void SetArchiveEncrypted(int on) { g_archiveEncrypted = on; }
 const char* GetCurrentPassword() { return g_password; }
 void SetCurrentPassword(const char* password) { snprintf(g_password, sizeof g_password, "%s", password ? password : ""); }
+
+HWND GetCurrentModelessDialog() { return g_modelessDialog; }
+void SetCurrentModelessDialog(HWND dialog) { g_modelessDialog = dialog; }
 
 HWND GetMainWindowHandle() { return g_mainWindow; }
 void SetMainWindowHandle(HWND hwnd) { g_mainWindow = hwnd; }

@@ -43,6 +43,10 @@ void SetArchiveEncrypted(int on);
 const char* GetCurrentPassword();
 void SetCurrentPassword(const char* password);
 
+// The modeless dialog the message loop offers messages to first (the Find dialog), or none.
+HWND GetCurrentModelessDialog();
+void SetCurrentModelessDialog(HWND dialog);
+
 HWND GetMainWindowHandle();
 void SetMainWindowHandle(HWND hwnd);
 HWND GetStatusBarHandle();

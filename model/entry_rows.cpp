@@ -19,6 +19,7 @@ namespace {
 struct RowStore {
   std::mutex lock;
   std::vector<liststruct*> rows;
+  int received = 0;  // records appended since the store was last emptied
 };
 
 // The stores by list: kept in the process rather than as window properties, because a
@@ -85,16 +86,18 @@ int CompareColumn(const liststruct* a, const liststruct* b, int column) {
   }
 }
 
-int FindByPrefix(RowStore* store, const char* prefix, int start) {
-  size_t n = store->rows.size();
+// The first row from start on (stepping by step, round the end) whose name begins with the
+// prefix.
+int FindByPrefix(RowStore* store, const char* prefix, int start, int step) {
+  int n = static_cast<int>(store->rows.size());
   size_t len = strlen(prefix);
   if (!n || !len) return -1;
-  for (size_t i = 0; i < n; ++i) {
-    size_t row = (static_cast<size_t>(start < 0 ? 0 : start) + i) % n;
-    if (CompareStringA(LOCALE_USER_DEFAULT, NORM_IGNORECASE, store->rows[row]->filename,
-                       static_cast<int>(std::min(len, strlen(store->rows[row]->filename))), prefix,
-                       static_cast<int>(len)) == CSTR_EQUAL)
-      return static_cast<int>(row);
+  int row = ((start % n) + n) % n;
+  for (int i = 0; i < n; ++i, row = ((row + step) % n + n) % n) {
+    const char* name = store->rows[row]->filename;
+    if (CompareStringA(LOCALE_USER_DEFAULT, NORM_IGNORECASE, name, static_cast<int>(std::min(len, strlen(name))),
+                       prefix, static_cast<int>(len)) == CSTR_EQUAL)
+      return row;
   }
   return -1;
 }
@@ -127,6 +130,7 @@ int AppendEntryRecord(HWND list, liststruct* record) {
   RowStore* store = Store(list);
   if (!store) return -1;
   std::lock_guard<std::mutex> hold(store->lock);
+  record->ordinal = store->received++;
   store->rows.push_back(record);
   return static_cast<int>(store->rows.size() - 1);
 }
@@ -149,12 +153,29 @@ liststruct* GetRowRecord(HWND list, int row) {
   return static_cast<size_t>(row) < store->rows.size() ? store->rows[row] : nullptr;
 }
 
+int FindEntryRowOfOrdinal(HWND list, int ordinal) {
+  RowStore* store = Store(list);
+  if (!store || ordinal < 0) return -1;
+  std::lock_guard<std::mutex> hold(store->lock);
+  for (size_t i = 0; i < store->rows.size(); ++i)
+    if (store->rows[i]->ordinal == ordinal) return static_cast<int>(i);
+  return -1;
+}
+
+int FindEntryRowByPrefix(HWND list, const char* prefix, int start, int step) {
+  RowStore* store = Store(list);
+  if (!store || !prefix) return -1;
+  std::lock_guard<std::mutex> hold(store->lock);
+  return FindByPrefix(store, prefix, start, step < 0 ? -1 : 1);
+}
+
 void DeleteAllEntryRows(HWND list) {
   if (RowStore* store = Store(list)) {
     std::vector<liststruct*> old;
     {
       std::lock_guard<std::mutex> hold(store->lock);
       old.swap(store->rows);
+      store->received = 0;
     }
     SendMessageA(list, LVM_SETITEMCOUNT, 0, 0);
     for (liststruct* r : old) FreeListStruct(r);
@@ -227,7 +248,7 @@ bool HandleEntryListNotify(const NMHDR* header, LRESULT* result) {
       const NMLVFINDITEMA* find = reinterpret_cast<const NMLVFINDITEMA*>(header);
       std::lock_guard<std::mutex> hold(store->lock);
       *result = (find->lvfi.flags & (LVFI_STRING | LVFI_PARTIAL)) && find->lvfi.psz
-                    ? FindByPrefix(store, find->lvfi.psz, find->iStart)
+                    ? FindByPrefix(store, find->lvfi.psz, find->iStart < 0 ? 0 : find->iStart, 1)
                     : -1;
       return true;
     }
@@ -237,7 +258,7 @@ bool HandleEntryListNotify(const NMHDR* header, LRESULT* result) {
       if (find->lvfi.psz)
         WideCharToMultiByte(CP_ACP, 0, find->lvfi.psz, -1, prefix, sizeof prefix, nullptr, nullptr);
       std::lock_guard<std::mutex> hold(store->lock);
-      *result = (find->lvfi.flags & (LVFI_STRING | LVFI_PARTIAL)) ? FindByPrefix(store, prefix, find->iStart) : -1;
+      *result = (find->lvfi.flags & (LVFI_STRING | LVFI_PARTIAL)) ? FindByPrefix(store, prefix, find->iStart < 0 ? 0 : find->iStart, 1) : -1;
       return true;
     }
     default:

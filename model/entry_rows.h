@@ -20,6 +20,12 @@ int AppendEntryRecord(HWND list, liststruct* record);
 void PublishEntryRows(HWND list);
 size_t GetEntryRowCount(HWND list);
 liststruct* GetRowRecord(HWND list, int row);
+// The row showing the record of that ordinal (liststruct.ordinal), wherever sorting put it;
+// -1 when no row has it.
+int FindEntryRowOfOrdinal(HWND list, int ordinal);
+// The first row from start on (stepping forward or, with step -1, backward, round the end)
+// whose name begins with the prefix, case ignored; -1 when none.
+int FindEntryRowByPrefix(HWND list, const char* prefix, int start, int step);
 // Frees the records of every row, then empties the control.
 void DeleteAllEntryRows(HWND list);
 // Removes one row and frees its record.

@@ -20,8 +20,6 @@
 
 namespace {
 
-NameList* g_foundList = nullptr;
-
 constexpr size_t kScratchSize = 20;
 
 char* Dup(const char* s) { return _strdup(s ? s : ""); }
@@ -222,10 +220,6 @@ int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, con
     MessageBoxA(nullptr, text, "", MB_TOPMOST);
     return -1;
   }
-  if (g_foundList) {
-    for (NameCell* c = g_foundList->first; c; c = c->next)
-      if (c->element && *static_cast<int*>(c->element) >= row) ++*static_cast<int*>(c->element);
-  }
   return row;
 }
 
@@ -236,6 +230,3 @@ void SetEntryEncryptedText(liststruct* record, const char* text) {
 const char* GetEntryEncryptedText(const liststruct* record) {
   return record->scratch ? static_cast<const char*>(record->scratch) : "";
 }
-
-NameList* GetFoundList() { return g_foundList; }
-void SetFoundList(NameList* list) { g_foundList = list; }

@@ -20,6 +20,7 @@ struct liststruct {
   char* rate;      // at most 3 characters
   char* type;
   void* scratch;   // 20 bytes: the "Encrypted" column's text
+  int ordinal;     // the order its list received it in: archive order for a listing
 };
 
 enum ListColumn {
@@ -60,7 +61,3 @@ int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, con
 // The "Encrypted" column's text, empty at insertion.
 void SetEntryEncryptedText(liststruct* record, const char* text);
 const char* GetEntryEncryptedText(const liststruct* record);
-
-// The search hits: row indexes, kept in step when rows are inserted before them.
-NameList* GetFoundList();
-void SetFoundList(NameList* list);

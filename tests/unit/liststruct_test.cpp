@@ -136,20 +136,6 @@ TEST_F(ListRows, BigSizesShowInFull) {
   EXPECT_EQ(ListCell(list_, 0, LISTSTRUCT_RATE), "25%");
 }
 
-TEST_F(ListRows, SearchHitsFollowTheirRows) {
-  NameList* found = NameListCreate();
-  int* hit = static_cast<int*>(malloc(sizeof(int)));
-  *hit = 0;
-  NameListAppend(found, hit);
-  SetFoundList(found);
-  InsertEntryRow(list_, Stamp(), "a.txt", "a.txt", nullptr, 1, 1);  // lands at row 0
-  EXPECT_EQ(*hit, 1);
-  InsertEntryRow(list_, Stamp(), "b.txt", "b.txt", nullptr, 1, 1);  // lands at row 1, the hit's own
-  EXPECT_EQ(*hit, 2);
-  SetFoundList(nullptr);
-  NameListDestroy(&found);
-}
-
 TEST_F(ListRows, SortingOrdersByValueAndFindsByTypedPrefix) {
   InsertEntryRow(list_, Stamp(), "b.txt", "x\\b.txt", nullptr, 5, 900);
   InsertEntryRow(list_, Stamp(), "A.txt", "y\\A.txt", nullptr, 5, 80);

@@ -1,0 +1,177 @@
+// Searching the lists as the Find dialog and F3 drive it: the content search on its worker
+// thread, the found lists stepping both ways without inflating again, hits that follow their
+// entries through a re-sort, the name search and the refusals.
+#include "services/base.h"
+
+#include <gtest/gtest.h>
+
+#include "archive_fixtures.h"
+#include "kestrelia_lang.h"
+#include "model/archive_kind.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "ui/search.h"
+#include "zip/content_search.h"
+#include "zip/extract.h"
+
+#include <string>
+#include <vector>
+
+namespace {
+
+std::vector<std::string> g_boxes;
+int RecordBox(HWND, const char* text, const char*, UINT) {
+  g_boxes.push_back(text);
+  return IDOK;
+}
+
+class Search : public ::testing::Test {
+ protected:
+  ListedArchive archive{"search.zip"};
+  HiddenEntryList folder;
+
+  void SetUp() override {
+    AllocateControlBlocks();
+    ArchiveControlBlock* b = GetCurrentControlBlock();
+    b->list = archive.window.list;
+    b->treeList = folder.list;
+    b->viewComponent = b->list;
+    SetCurrentArchivePath(archive.block.path);
+    SetArchiveKind(ARCHIVE_ZIP);
+    SetMainWindowHandle(archive.window.parent);
+    SetShowProgressDialog(false);
+    GetPrompts().messageBox = RecordBox;
+    g_boxes.clear();
+    InitializeSearchValues(nullptr, 0);
+    InitializeTreeListSearchValues(nullptr, 0);
+  }
+  void TearDown() override {
+    if (HWND d = GetFindDialog()) DestroyWindow(d);
+    ResetPrompts();
+    SetMainWindowHandle(nullptr);
+  }
+
+  // The Find dialog's find next, waiting for the step's thread.
+  void FindNext(const char* text, DWORD flags = FR_DOWN) {
+    char what[kPathBuf];
+    snprintf(what, sizeof what, "%s", text);
+    FINDREPLACEA fr = {};
+    fr.lpstrFindWhat = what;
+    fr.Flags = flags | FR_FINDNEXT;
+    HandleFindReplaceMessage(&fr);
+    Wait();
+  }
+  void Step(int forward) {
+    FindNextHit(forward);
+    Wait();
+  }
+  // The step talks to the lists by messages, so the lists' thread keeps answering meanwhile.
+  void Wait() {
+    for (int i = 0; i < 1000 && IsSearchRunning(); ++i) {
+      MSG msg;
+      while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&msg);
+      Sleep(10);
+    }
+    ASSERT_FALSE(IsSearchRunning());
+  }
+  // The name of the one selected row of a view.
+  std::string Selected(HWND view) {
+    int row = ListView_GetNextItem(view, -1, LVNI_SELECTED);
+    if (row < 0 || ListView_GetNextItem(view, row, LVNI_SELECTED) >= 0) return "?";
+    return ListCell(view, row, LISTSTRUCT_FILENAME);
+  }
+};
+
+TEST_F(Search, StepsForwardThenBackOverHitsWithoutInflatingAgain) {
+  long before = GetContentEntriesSearched();
+  FindNext("kestrelneedle");
+  EXPECT_EQ(GetCurrentFoundOrdinal(), 1);
+  EXPECT_EQ(Selected(archive.window.list), "b.txt");
+  std::vector<std::string> hits;
+  for (int i = 0; i < 3; ++i) {
+    Step(1);
+    hits.push_back(Selected(archive.window.list));
+  }
+  EXPECT_EQ(hits, (std::vector<std::string>{"e.txt", "f.txt", "g.txt"}));
+  EXPECT_EQ(GetContentEntriesSearched() - before, 6);  // each entry once
+  EXPECT_TRUE(g_boxes.empty());
+  Step(1);  // past the last entry
+  EXPECT_EQ(g_boxes, std::vector<std::string>{std::string("\"kestrelneedle\" ") + GetGenericText(45)});
+
+  // Hits name entries, not rows: sorted the other way round, stepping back still finds them.
+  SortEntryRows(archive.window.list, LISTSTRUCT_FILENAME, true);
+  long inflated = GetContentEntriesSearched();
+  hits.clear();
+  for (int i = 0; i < 3; ++i) {
+    Step(0);
+    hits.push_back(Selected(archive.window.list));
+  }
+  EXPECT_EQ(hits, (std::vector<std::string>{"f.txt", "e.txt", "b.txt"}));
+  Step(0);  // nothing before the first hit
+  EXPECT_EQ(g_boxes.size(), 2u);
+  Step(1);
+  EXPECT_EQ(Selected(archive.window.list), "e.txt");
+  EXPECT_EQ(GetContentEntriesSearched(), inflated);
+  EXPECT_EQ(GetFoundListCount(0), 4u);
+}
+
+TEST_F(Search, ChangingAnOptionStartsAgainWithAnEmptyFoundList) {
+  FindNext("kestrelneedle");
+  Step(1);
+  EXPECT_EQ(GetFoundListCount(0), 2u);
+  long before = GetContentEntriesSearched();
+  FindNext("kestrelneedle", FR_DOWN | FR_MATCHCASE);  // e.txt holds it in upper case only
+  EXPECT_EQ(GetFoundListCount(0), 1u);
+  EXPECT_EQ(Selected(archive.window.list), "b.txt");
+  Step(1);
+  EXPECT_EQ(Selected(archive.window.list), "f.txt");
+  EXPECT_EQ(GetContentEntriesSearched() - before, 5);
+  FindNext("kestrelneedle", FR_DOWN | FR_MATCHCASE | FR_WHOLEWORD);
+  EXPECT_EQ(GetFoundListCount(0), 1u);
+  FindNext("no such text anywhere");
+  EXPECT_EQ(GetFoundListCount(0), 0u);
+  EXPECT_EQ(g_boxes.size(), 1u);
+  EXPECT_EQ(ListView_GetSelectedCount(archive.window.list), 0u);
+}
+
+TEST_F(Search, TheFolderListSearchesItsOwnRows) {
+  for (const char* name : {"d\\c.txt", "d\\e.txt", "d\\f.txt"})
+    InsertEntryRow(folder.list, EntryStamp{}, LastNamePart(name), name, nullptr, 1, 1);
+  PublishEntryRows(folder.list);
+  GetCurrentControlBlock()->viewComponent = folder.list;
+  FindNext("kestrelneedle", FR_DOWN | FR_WHOLEWORD);
+  EXPECT_EQ(Selected(folder.list), "e.txt");
+  Step(1);
+  EXPECT_EQ(Selected(folder.list), "f.txt");
+  EXPECT_EQ(GetFoundListCount(1), 2u);
+  EXPECT_EQ(GetFoundListCount(0), 0u);
+  Step(0);
+  EXPECT_EQ(Selected(folder.list), "e.txt");
+}
+
+TEST_F(Search, NameSearchAndRefusals) {
+  FindReplace(nullptr, 0);
+  ASSERT_NE(GetFindDialog(), nullptr);
+  FindNext("F");
+  EXPECT_EQ(Selected(archive.window.list), "f.txt");
+  DestroyWindow(GetFindDialog());
+
+  struct {
+    int kind;
+    int text;
+  } refusals[] = {{ARCHIVE_TAR, 67}, {ARCHIVE_ISO, 68}, {ARCHIVE_RAR, 81}, {ARCHIVE_ZIP64, 101}};
+  for (const auto& r : refusals) {
+    SetArchiveKind(r.kind);
+    g_boxes.clear();
+    FindReplace(nullptr, 1);
+    EXPECT_EQ(g_boxes, std::vector<std::string>{GetMessageText(r.text)});
+    EXPECT_EQ(GetFindDialog(), nullptr);
+  }
+  SetArchiveKind(ARCHIVE_ZIP);
+  GetCurrentControlBlock()->viewComponent = folder.list;  // empty
+  g_boxes.clear();
+  FindReplace(nullptr, 1);
+  EXPECT_EQ(g_boxes, std::vector<std::string>{GetMessageText(48)});
+}
+
+}  // namespace

@@ -1,0 +1,461 @@
+#include "services/base.h"
+#include "ui/search.h"
+
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "model/compare.h"
+#include "model/entry_rows.h"
+#include "model/liststruct.h"
+#include "model/rbtree.h"
+#include "model/view_hooks.h"
+#include "services/log.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "zip/content_search.h"
+#include "zip/zip_open.h"
+
+#include <commctrl.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// One presentation's memory of a search: the hits found so far (heap cells of ordinals,
+// ordered) and the highest ordinal searched.
+struct SearchPresentation {
+  RBTree* found;
+  int highest;
+};
+
+struct SearchValues {
+  char text[kPathBuf];
+  int matchCase;
+  int wholeWord;
+  int changed;
+  int current;
+  int endMark;
+  int nameMode;
+  volatile LONG running;
+  SearchPresentation list;
+  SearchPresentation treeList;
+  // The Find dialog and what it writes into.
+  HWND dialog;
+  FINDREPLACEA findReplace;
+  char what[kPathBuf];
+  char replace[kPathBuf];
+  DWORD rememberedFlags;
+  SearchStepBlock step;
+};
+SearchValues g = {"", 0, 0, 0, -1, -1, 0, 0, {nullptr, 0}, {nullptr, 0}, nullptr, {}, "", "", FR_DOWN, {}};
+
+SearchPresentation& Presentation(int folderList) { return folderList ? g.treeList : g.list; }
+
+ArchiveControlBlock* Block() { return GetCurrentControlBlock(); }
+bool FolderListShown() {
+  ArchiveControlBlock* b = Block();
+  return b && b->treeList && b->viewComponent == b->treeList;
+}
+HWND ShownView() {
+  ArchiveControlBlock* b = Block();
+  if (!b) return nullptr;
+  return b->viewComponent ? b->viewComponent : b->list;
+}
+
+void ShowInfo(const char* text) {
+  PromptMessageBox(GetMainWindowHandle(), text, "Kestrelia", MB_OK | MB_ICONINFORMATION);
+}
+
+// ---- found lists ----------------------------------------------------------------------
+
+void RecreateFoundList(SearchPresentation& s) {
+  RBTreeDestroy(&s.found);
+  s.found = RBTreeCreate();
+  s.found->compare = FoundListCompareGreater;  // ascending; a cell equal to others goes before them
+  s.found->deleteKey = free;
+}
+
+int Ordinal(const RBNode* node) { return *static_cast<const int*>(node->key); }
+
+RBNode* FindFound(RBTree* t, int ordinal) {
+  for (RBNode* x = t->root->left; x != t->nil;) {
+    int c = FoundListCompareEqual(x->key, &ordinal);
+    if (c == 0) return x;
+    x = c > 0 ? x->left : x->right;
+  }
+  return nullptr;
+}
+
+// The nearest hit after ordinal (after set) or before it.
+RBNode* FoundBeside(RBTree* t, int ordinal, bool after) {
+  int probe = after ? ordinal + 1 : ordinal;
+  RBNode* best = nullptr;
+  for (RBNode* x = t->root->left; x != t->nil;) {
+    bool candidate = after ? FoundListCompareGreater(x->key, &probe) == 1 : FoundListCompareSmaller(x->key, &probe) == 1;
+    if (candidate) best = x;
+    x = candidate == after ? x->left : x->right;
+  }
+  return best;
+}
+
+void InsertFound(SearchPresentation& s, int ordinal) {
+  if (!s.found) RecreateFoundList(s);
+  if (FindFound(s.found, ordinal)) return;
+  if (GetVerbose() >= 6) printf("inserting foundlist %d \n", ordinal);
+  int* cell = static_cast<int*>(malloc(sizeof(int)));
+  *cell = ordinal;
+  RBTreeInsert(s.found, cell, nullptr);
+}
+
+int AnswerFromFoundList(const char* caller, SearchPresentation& s, int current, int* result, int direction,
+                        int start) {
+  if (!s.found) return 0;
+  RBTree* t = s.found;
+  if (!direction) {
+    int probe = start >= 0 ? start : current;
+    RBNode* before = probe >= 0 ? FoundBeside(t, probe, false) : nullptr;
+    if (!before) return 0;
+    *result = Ordinal(before);
+    return 1;
+  }
+  if (current < s.highest) {
+    RBNode* first = RBTreeFirst(t, t->root->left);
+    if (current == -1) {
+      if (first == t->nil) return 0;
+      *result = Ordinal(first);
+      return 1;
+    }
+    RBNode* at = FindFound(t, current);
+    if (!at) {
+      Log(0, GetVerbose(), "%s: actual value not found in foundlist ?\077\077 !!! - OldFound: %d", caller, current);
+      return 0;
+    }
+    RBNode* next = RBTreeSuccessor(t, at);
+    *result = next != t->nil ? Ordinal(next) : current;
+    return 1;
+  }
+  if (current == s.highest && s.highest >= 1) {
+    RBNode* hit = start >= 0 ? FoundBeside(t, start, true) : RBTreeFirst(t, t->root->left);
+    if (!hit || hit == t->nil) return 0;
+    *result = Ordinal(hit);
+    return 1;
+  }
+  return 0;
+}
+
+void ResetValues(SearchPresentation& s, HWND view, const char* text, int deselect) {
+  if (deselect && g.current >= 0 && view) {
+    int row = FindEntryRowOfOrdinal(view, g.current);
+    if (row >= 0) ListView_SetItemState(view, row, 0, LVIS_SELECTED);
+  }
+  g.current = -1;
+  RecreateFoundList(s);
+  g.list.highest = 0;
+  g.treeList.highest = 0;
+  snprintf(g.text, sizeof g.text, "%s", text ? text : "");
+  g.endMark = -1;
+}
+
+// ---- content search ------------------------------------------------------------------
+
+// The progress dialog follows the walk a few times a second: a message to its thread per
+// entry would cost more than searching a small entry.
+struct WalkProgress {
+  DWORD last;
+};
+
+void ShowEntry(void* context, const char* name, int ordinal) {
+  WalkProgress* p = static_cast<WalkProgress*>(context);
+  DWORD now = GetTickCount();
+  if (now - p->last < 100) return;
+  p->last = now;
+  SetProgressTitle(name);
+  ExecuteProgressPos(GetProgressDialog(), ordinal);
+}
+
+int Cancelled(void*) { return IsCancelledByUser(); }
+
+void StartSearchProgress(int entries) {
+  StartProgressDialog(true, nullptr);
+  SetProgressMinimum(0);
+  SetProgressMaximum(entries);
+  SetProgressSecondLine(GetMessageText(47));
+}
+
+void EndSearchProgress(bool cancelled) {
+  if (cancelled)
+    CloseProgressDialogAfterCancel();
+  else
+    CloseProgressDialog();
+}
+
+// The folder list's rows after current in the order its search walks them.
+std::vector<std::pair<int, std::string>> RowsAfter(HWND view, int current) {
+  std::vector<std::pair<int, std::string>> rows;
+  size_t n = GetEntryRowCount(view);
+  for (size_t i = 0; i < n; ++i) {
+    const liststruct* r = GetRowRecord(view, static_cast<int>(i));
+    if (r && r->ordinal > current) rows.emplace_back(r->ordinal, std::string(r->path) + r->filename);
+  }
+  std::sort(rows.begin(), rows.end());
+  return rows;
+}
+
+// Selects the hit's row (wherever sorting put it) alone and scrolls to it.
+void SelectHit(HWND view, int ordinal) {
+  int row = FindEntryRowOfOrdinal(view, ordinal);
+  if (row < 0) return;
+  int selected = ListView_GetNextItem(view, -1, LVNI_SELECTED);
+  if (selected >= 0) ListView_SetItemState(view, selected, 0, LVIS_SELECTED);
+  ListView_SetItemState(view, row, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
+  ListView_EnsureVisible(view, row, FALSE);
+}
+
+}  // namespace
+
+void InitializeSearchValues(const char* text, int deselect) {
+  Log(3, GetVerbose(), "Initialize SearchValues");
+  ArchiveControlBlock* b = Block();
+  ResetValues(g.list, b ? b->list : nullptr, text, deselect);
+  if (GetViewHooks().clearTreeInStep) GetViewHooks().clearTreeInStep();
+}
+
+void InitializeTreeListSearchValues(const char* text, int deselect) {
+  Log(3, GetVerbose(), "Initialize TreeListSearchValues");
+  ArchiveControlBlock* b = Block();
+  ResetValues(g.treeList, b ? b->treeList : nullptr, text, deselect);
+}
+
+int HandleListSearch(int current, int* result, int direction, int start) {
+  return AnswerFromFoundList("HandleListSearch", g.list, current, result, direction, start);
+}
+
+int HandleTreeListSearch(int current, int* result, int direction, int start) {
+  return AnswerFromFoundList("HandleTreeListSearch", g.treeList, current, result, direction, start);
+}
+
+int HandleSearchView(HWND view, const char* text, int current, int direction, int wholeWord, int matchCase, int) {
+  Log(3, GetVerbose(), "HandleSearchView started");
+  if (!direction) return -1;  // rows are never searched backwards by content
+  int rows = static_cast<int>(GetEntryRowCount(view));
+  if (rows < 1) {
+    Log(1, GetVerbose(), "HandleSearchView: Client View not filled - entries < 1");
+    return -1;
+  }
+  if (rows <= current + 1) return -1;
+  SetBusy(1);
+  ContentPattern pattern;
+  PrepareContentPattern(&pattern, text, wholeWord, matchCase);
+  WalkProgress progress = {0};
+  ContentSearchHooks hooks = {&progress, ShowEntry, Cancelled};
+  ContentSearchWalk walk = {current, &g.list.highest, 0, 0};
+  StartSearchProgress(rows);
+  int hit = SearchZipEntries(GetCurrentArchivePath(), pattern, &walk, &hooks);
+  EndSearchProgress(walk.end == CONTENT_WALK_CANCELLED);
+  if (walk.end == CONTENT_WALK_LAST) g.endMark = 1;
+  SetBusy(0);
+  return hit;
+}
+
+int HandleSearchViewTreeList(HWND view, const char* text, int current, int direction, int wholeWord,
+                             int matchCase, int) {
+  Log(3, GetVerbose(), "HandleSearchViewTreeList %s %d", text, current);
+  if (!direction) return -1;
+  std::vector<std::pair<int, std::string>> rows = RowsAfter(view, current);
+  if (rows.empty()) return -1;
+  SetBusy(1);
+  unzFile zip = MyWaitunzOpen2_64(GetCurrentArchivePath(), 3000);
+  char* buffer = static_cast<char*>(malloc(kContentBuffer));
+  int hit = -1;
+  bool cancelled = false, failed = !zip || !buffer;
+  if (!failed) {
+    ContentPattern pattern;
+    PrepareContentPattern(&pattern, text, wholeWord, matchCase);
+    WalkProgress progress = {0};
+    StartSearchProgress(static_cast<int>(GetEntryRowCount(view)));
+    for (const auto& row : rows) {
+      if ((cancelled = IsCancelledByUser() != 0)) break;
+      ShowEntry(&progress, row.second.c_str(), row.first);
+      int found = SearchZipEntryNamed(zip, row.second.c_str(), pattern, buffer);
+      if (found == CONTENT_READ_ERROR) {
+        Log(1, GetVerbose(), "HandleSearchViewTreeList not found in ZipFile %s", row.second.c_str());
+        failed = true;
+        break;
+      }
+      g.treeList.highest = std::max(g.treeList.highest, row.first);
+      if (found == CONTENT_HIT) {
+        hit = row.first;
+        break;
+      }
+    }
+    EndSearchProgress(cancelled);
+  }
+  if (hit < 0 && !cancelled && !failed) g.endMark = 1;
+  free(buffer);
+  if (zip) unzClose(zip);
+  SetBusy(0);
+  return hit;
+}
+
+DWORD WINAPI SearchStep(LPVOID parameter) {
+  SearchStepBlock* b = static_cast<SearchStepBlock*>(parameter);
+  SearchPresentation& s = Presentation(b->folderList);
+  int current = *b->current;
+  int ordinal = -1;
+  int answered = b->folderList ? HandleTreeListSearch(current, &ordinal, b->direction, current)
+                               : HandleListSearch(current, &ordinal, b->direction, current);
+  // Past the end mark the walk would only read the rest of the archive again for nothing.
+  if (!answered && b->direction && g.endMark == -1)
+    ordinal = b->folderList
+                  ? HandleSearchViewTreeList(b->view, b->text, current, 1, b->wholeWord, b->matchCase, current)
+                  : HandleSearchView(b->view, b->text, current, 1, b->wholeWord, b->matchCase, current);
+  if (ordinal >= 0) {
+    SelectHit(b->view, ordinal);
+    *b->current = ordinal;
+    InsertFound(s, ordinal);
+  } else {
+    char message[kPathBuf * 2];
+    snprintf(message, sizeof message, "\"%s\" %s", b->text, GetGenericText(45));
+    ShowInfo(message);
+    if (GetViewHooks().focusCurrentView) GetViewHooks().focusCurrentView();
+  }
+  if (GetVerbose() > 5)
+    printf("found at %d %s %d %d %d\n", ordinal, b->text, b->direction, b->wholeWord, b->matchCase);
+  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
+  InterlockedExchange(&g.running, 0);
+  return 0;
+}
+
+namespace {
+
+// Starts the step on its own thread; one search at a time.
+void StartSearchStep(int direction) {
+  if (InterlockedCompareExchange(&g.running, 1, 0) != 0) {
+    Log(2, GetVerbose(), "StartSearchStep: a search is still running");
+    return;
+  }
+  SearchStepBlock& b = g.step;
+  b.view = ShownView();
+  b.folderList = FolderListShown() ? 1 : 0;
+  b.direction = direction;
+  snprintf(b.text, sizeof b.text, "%s", g.text);
+  b.wholeWord = g.wholeWord;
+  b.matchCase = g.matchCase;
+  b.current = &g.current;
+  HANDLE thread = CreateThread(nullptr, 0, SearchStep, &b, 0, nullptr);
+  if (thread)
+    CloseHandle(thread);
+  else
+    InterlockedExchange(&g.running, 0);
+}
+
+// The next row (from, stepping by step, round the end) whose name begins with the text.
+void FindNameFrom(int from, int step) {
+  HWND view = ShownView();
+  int row = FindEntryRowByPrefix(view, g.text, from, step);
+  if (row < 0) {
+    char message[kPathBuf * 2];
+    snprintf(message, sizeof message, "\"%s\" %s", g.text, GetGenericText(45));
+    ShowInfo(message);
+    return;
+  }
+  g.current = row;
+  ListView_SetItemState(view, -1, 0, LVIS_SELECTED);
+  ListView_SetItemState(view, row, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
+  ListView_EnsureVisible(view, row, FALSE);
+}
+
+}  // namespace
+
+void FindReplace(const char* initialText, int contentMode) {
+  if (IsBusy()) return;
+  if (!ShownView() || GetEntryRowCount(ShownView()) == 0) {
+    ShowInfo(GetMessageText(48));
+    return;
+  }
+  int refusal = ArchiveFormatOrZip(GetArchiveKind(), "FindReplace")->searchRefusalText;
+  if (refusal) {
+    ShowInfo(GetMessageText(refusal));
+    return;
+  }
+  g.nameMode = contentMode ? 0 : 1;
+  g.endMark = -1;
+  if (g.dialog && IsWindow(g.dialog)) DestroyWindow(g.dialog);
+  FINDREPLACEA& fr = g.findReplace;
+  memset(&fr, 0, sizeof fr);
+  fr.lStructSize = sizeof fr;
+  fr.hwndOwner = GetMainWindowHandle();
+  fr.lpstrFindWhat = g.what;
+  fr.wFindWhatLen = sizeof g.what;
+  fr.lpstrReplaceWith = g.replace;
+  fr.wReplaceWithLen = sizeof g.replace;
+  fr.Flags = FR_DOWN | (g.nameMode ? FR_HIDEUPDOWN : 0);
+  if (initialText && *initialText) {
+    snprintf(g.what, sizeof g.what, "%s", initialText);
+    Log(3, GetVerbose(), "FindReplace: what: %s", g.what);
+    fr.Flags = g.rememberedFlags | FR_FINDNEXT;
+  }
+  g.changed = 1;
+  g.dialog = FindTextA(&fr);
+  SetCurrentModelessDialog(g.dialog);
+}
+
+void HandleFindReplaceMessage(const FINDREPLACEA* fr) {
+  int matchCase = (fr->Flags & FR_MATCHCASE) ? 1 : 0;
+  int wholeWord = (fr->Flags & FR_WHOLEWORD) ? 1 : 0;
+  const char* text = fr->lpstrFindWhat ? fr->lpstrFindWhat : "";
+  if (strcmp(text, g.text) != 0 || matchCase != g.matchCase || wholeWord != g.wholeWord) g.changed = 1;
+  g.matchCase = matchCase;
+  g.wholeWord = wholeWord;
+  g.rememberedFlags = fr->Flags & (FR_DOWN | FR_MATCHCASE | FR_WHOLEWORD | FR_HIDEUPDOWN);
+  if (fr->Flags & FR_DIALOGTERM) {
+    g.dialog = nullptr;
+    SetCurrentModelessDialog(nullptr);
+  }
+  if (!(fr->Flags & FR_FINDNEXT)) {
+    Log(3, GetVerbose(), "user canceled search");
+    return;
+  }
+  Log(3, GetVerbose(), "Findmessage flags: %d", static_cast<int>(fr->Flags));
+  if (IsSearchRunning() || IsBusy()) return;
+  ArchiveControlBlock* b = Block();
+  if (!b || GetEntryRowCount(b->list) == 0) return;
+  if (g.changed) {
+    if (FolderListShown())
+      InitializeTreeListSearchValues(text, 1);
+    else
+      InitializeSearchValues(text, 1);
+    g.changed = 0;
+    g.current = -1;
+  }
+  if (g.nameMode)
+    FindNameFrom(0, 1);
+  else
+    StartSearchStep((fr->Flags & FR_DOWN) ? 1 : 0);
+}
+
+void FindNextHit(int forward) {
+  if (IsBusy() || IsSearchRunning()) return;
+  if (!g.text[0]) {
+    FindReplace(nullptr, 1);
+    return;
+  }
+  if (g.nameMode)
+    FindNameFrom(g.current + (forward ? 1 : -1), forward ? 1 : -1);
+  else
+    StartSearchStep(forward);
+}
+
+HWND GetFindDialog() { return g.dialog && IsWindow(g.dialog) ? g.dialog : nullptr; }
+int GetCurrentFoundOrdinal() { return g.current; }
+size_t GetFoundListCount(int folderList) {
+  RBTree* t = Presentation(folderList).found;
+  return t ? t->count : 0;
+}
+bool IsSearchRunning() { return g.running != 0; }
