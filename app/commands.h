@@ -45,6 +45,8 @@
 #define IDM_HELP 4026
 #define IDM_CHECK_UPDATE 4027
 #define IDM_ABOUT 4028
+// Edit, added later.
+#define IDM_FIND_PREVIOUS 4029
 
 // Keys without a menu item: the parent of the selected folder (Backspace in the views too).
 #define IDM_PARENT_FOLDER 4090

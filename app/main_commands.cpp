@@ -11,6 +11,7 @@
 #include "services/help_file.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "ui/search.h"
 #include "settings/registry_text.h"
 #include "ui/entry_rewrite.h"
 #include "zip/extract_archive.h"
@@ -55,6 +56,10 @@ void CmdOpenWith() { ViewSelectedEntry(1); }
 
 void CmdDelete() { DeleteSelectedEntries(CurrentView()); }
 void CmdRename() { EditSelectedEntryName(CurrentView()); }
+void CmdFind() { FindReplace(nullptr, 0); }
+void CmdFindInContents() { FindReplace(nullptr, 1); }
+void CmdFindNext() { FindNextHit(1); }
+void CmdFindPrevious() { FindNextHit(0); }
 
 void CmdRegistryValues() {
   PromptMessageBox(Main().hwnd, GetRegistryValuesText().c_str(), "Kestrelia", MB_OK | MB_ICONINFORMATION);
@@ -87,9 +92,10 @@ const Command kCommands[] = {
     {IDM_DELETE, CmdDelete, "Del"},
     {IDM_RENAME, CmdRename, "F2"},
     {IDM_SELECT_ALL, CmdSelectAll, "Ctrl+A"},
-    {IDM_FIND, nullptr, "Ctrl+F"},
-    {IDM_FIND_IN_CONTENTS, nullptr, "Ctrl+Shift+F"},
-    {IDM_FIND_NEXT, nullptr, "F3"},
+    {IDM_FIND, CmdFind, "Ctrl+F"},
+    {IDM_FIND_IN_CONTENTS, CmdFindInContents, "Ctrl+Shift+F"},
+    {IDM_FIND_NEXT, CmdFindNext, "F3"},
+    {IDM_FIND_PREVIOUS, CmdFindPrevious, "Shift+F3"},
     {IDM_FULL_LIST, CmdFullList, nullptr},
     {IDM_FOLDER_TREE, CmdFolderTree, nullptr},
     {IDM_RELOAD, CmdReload, "F5"},
@@ -111,7 +117,7 @@ const Command* FindCommand(int id) {
 
 struct MenuLayout {
   int menu;
-  int items[10];  // 0 ends, -1 is a separator
+  int items[12];  // 0 ends, -1 is a separator
 };
 
 const MenuLayout kMenus[] = {
@@ -120,7 +126,7 @@ const MenuLayout kMenus[] = {
       IDM_EXTRACT_SELECTED, 0}},
     {IDM_MENU_EDIT,
      {IDM_VIEW_ENTRY, IDM_OPEN_WITH, -1, IDM_DELETE, IDM_RENAME, -1, IDM_SELECT_ALL, IDM_FIND, IDM_FIND_IN_CONTENTS,
-      IDM_FIND_NEXT}},
+      IDM_FIND_NEXT, IDM_FIND_PREVIOUS, 0}},
     {IDM_MENU_VIEW, {IDM_FULL_LIST, IDM_FOLDER_TREE, -1, IDM_RELOAD, -1, IDM_PROPERTIES, 0}},
     {IDM_MENU_TOOLS, {IDM_SELF_EXTRACTING, -1, IDM_CONFIGURATION, IDM_LANGUAGE, IDM_REGISTRY_VALUES, 0}},
     {IDM_MENU_HELP, {IDM_HELP, IDM_CHECK_UPDATE, -1, IDM_ABOUT, 0}},
@@ -178,6 +184,7 @@ HACCEL BuildAccelerators() {
       {FVIRTKEY | FCONTROL, 'F', IDM_FIND},
       {FVIRTKEY | FCONTROL | FSHIFT, 'F', IDM_FIND_IN_CONTENTS},
       {FVIRTKEY, VK_F3, IDM_FIND_NEXT},
+      {FVIRTKEY | FSHIFT, VK_F3, IDM_FIND_PREVIOUS},
       {FVIRTKEY, VK_F5, IDM_RELOAD},
       {FVIRTKEY | FCONTROL, '9', IDM_REGISTRY_VALUES},
       {FVIRTKEY, VK_F1, IDM_HELP},

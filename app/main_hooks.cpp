@@ -6,6 +6,7 @@
 #include "model/entry_rows.h"
 #include "model/folder_tree.h"
 #include "model/view_hooks.h"
+#include "ui/search.h"
 
 #include <commctrl.h>
 #include <shellapi.h>
@@ -18,8 +19,9 @@ namespace {
 
 // The listing thread asks; the window's own thread must change its controls, so these go
 // through SendMessage where a control needs it and otherwise touch plain state only.
-// Another archive's rows are coming: the tree of the last one is not theirs.
-void BeginListing() { SetTreeInStep(0); }
+// Another archive's rows are coming: the hits and the tree of the last one are not theirs
+// (the search values' reset clears the tree's in-step mark too).
+void BeginListing() { InitializeSearchValues(nullptr, 0); }
 void FinishListing() {}
 
 void LockUpdates(bool lock) { SendMessageA(CurrentView(), WM_SETREDRAW, lock ? FALSE : TRUE, 0); }

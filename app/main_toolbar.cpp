@@ -24,12 +24,13 @@ const Button kButtons[] = {
     {IDM_VIEW_ENTRY, STD_PRINTPRE, false}, {IDM_DELETE, STD_DELETE, false},
     {IDM_FIND, STD_FIND, false},           {IDM_PROPERTIES, STD_PROPERTIES, false},
     {IDM_FULL_LIST, VIEW_DETAILS, true},   {IDM_FOLDER_TREE, VIEW_PARENTFOLDER, true},
+    {IDM_FIND_IN_CONTENTS, STD_REPLACE, false},
 };
 constexpr int kButtonCount = sizeof kButtons / sizeof kButtons[0];
 
 // Commands that need an open archive with rows.
 bool NeedsRows(int command) {
-  return command == IDM_EXTRACT_ALL || command == IDM_VIEW_ENTRY || command == IDM_DELETE || command == IDM_FIND ||
+  return command == IDM_EXTRACT_ALL || command == IDM_VIEW_ENTRY || command == IDM_DELETE || command == IDM_FIND || command == IDM_FIND_IN_CONTENTS ||
          command == IDM_PROPERTIES;
 }
 
@@ -43,10 +44,10 @@ HWND CreateMainToolbar(HWND parent) {
   SendMessageA(bar, TB_SETEXTENDEDSTYLE, 0, TBSTYLE_EX_DRAWDDARROWS);
   LRESULT standard = SendMessageA(bar, TB_LOADIMAGES, IDB_STD_SMALL_COLOR, reinterpret_cast<LPARAM>(HINST_COMMCTRL));
   LRESULT view = SendMessageA(bar, TB_LOADIMAGES, IDB_VIEW_SMALL_COLOR, reinterpret_cast<LPARAM>(HINST_COMMCTRL));
-  TBBUTTON buttons[kButtonCount + 2] = {};
+  TBBUTTON buttons[kButtonCount + 3] = {};
   int n = 0;
   for (int i = 0; i < kButtonCount; ++i) {
-    if (i == 8 || i == 4) buttons[n++] = TBBUTTON{0, 0, 0, BTNS_SEP, {0}, 0, 0};
+    if (i == 4 || i == 8 || i == 10) buttons[n++] = TBBUTTON{0, 0, 0, BTNS_SEP, {0}, 0, 0};
     TBBUTTON& b = buttons[n++];
     b.iBitmap = static_cast<int>((kButtons[i].view ? view : standard) + kButtons[i].bitmap);
     b.idCommand = kButtons[i].command;

@@ -14,6 +14,7 @@
 #include "settings/window_placement.h"
 #include "ui/folder_tree_view.h"
 #include "ui/entry_rewrite.h"
+#include "ui/search.h"
 #include "zip/extract_archive.h"
 #include "zip/open_archive.h"
 
@@ -123,6 +124,13 @@ LRESULT MsgDpiChanged(HWND hwnd, WPARAM wParam, const RECT* suggested) {
   return 0;
 }
 
+// The Find dialog's registered message; registering the name again gives the number start-up
+// registered.
+UINT FindDialogMessage() {
+  static const UINT message = RegisterWindowMessageA(FINDMSGSTRINGA);
+  return message;
+}
+
 }  // namespace
 
 MainWindowState& Main() { return g_main; }
@@ -173,6 +181,10 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
     case WM_DESTROY:
       return MsgDestroy(hwnd);
     default:
+      if (message == FindDialogMessage() && message) {
+        HandleFindReplaceMessage(reinterpret_cast<const FINDREPLACEA*>(lParam));
+        return 0;
+      }
       return DefWindowProcA(hwnd, message, wParam, lParam);
   }
 }

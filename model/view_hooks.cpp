@@ -7,7 +7,7 @@ void NothingBool(bool) {}
 void NothingText(const char*) {}
 int Zero() { return 0; }
 ViewHooks g_hooks = {Nothing, Nothing, NothingBool, NothingText, NothingText, Nothing,
-                     Nothing, Nothing, Nothing,     Nothing,     Nothing,     Zero,        Nothing};
+                     Nothing, Nothing, Nothing,     Nothing,     Nothing,     Zero};
 }  // namespace
 
 ViewHooks& GetViewHooks() { return g_hooks; }

@@ -16,7 +16,6 @@ struct ViewHooks {
   void (*applyStoredSort)();               // the kept sort order on the current view
   void (*resetSortMark)();                 // no sort column, both directions ascending
   int (*isTreeListRefilling)();            // the status bar is left alone while set
-  void (*clearTreeInStep)();               // the folder tree is derived again at the next switch
 };
 
 ViewHooks& GetViewHooks();

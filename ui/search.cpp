@@ -6,6 +6,7 @@
 #include "model/archive_kind.h"
 #include "model/compare.h"
 #include "model/entry_rows.h"
+#include "model/folder_tree.h"
 #include "model/liststruct.h"
 #include "model/rbtree.h"
 #include "model/view_hooks.h"
@@ -42,6 +43,7 @@ struct SearchValues {
   int current;
   int endMark;
   int nameMode;
+  int cancelled;  // the last content search ended by the user's cancel
   volatile LONG running;
   SearchPresentation list;
   SearchPresentation treeList;
@@ -53,7 +55,7 @@ struct SearchValues {
   DWORD rememberedFlags;
   SearchStepBlock step;
 };
-SearchValues g = {"", 0, 0, 0, -1, -1, 0, 0, {nullptr, 0}, {nullptr, 0}, nullptr, {}, "", "", FR_DOWN, {}};
+SearchValues g = {"", 0, 0, 0, -1, -1, 0, 0, 0, {nullptr, 0}, {nullptr, 0}, nullptr, {}, "", "", FR_DOWN, {}};
 
 SearchPresentation& Presentation(int folderList) { return folderList ? g.treeList : g.list; }
 
@@ -164,31 +166,43 @@ void ResetValues(SearchPresentation& s, HWND view, const char* text, int deselec
 
 // ---- content search ------------------------------------------------------------------
 
-// The progress dialog follows the walk a few times a second: a message to its thread per
-// entry would cost more than searching a small entry.
+// A search that ends in a moment shows no progress window; a longer one shows the entry it is
+// searching a few times a second (a message to the dialog's thread per entry would cost more
+// than searching a small entry).
+constexpr DWORD kProgressAfterMs = 300;
+
 struct WalkProgress {
+  DWORD start;
   DWORD last;
+  bool shown;
+  int entries;
 };
+
+WalkProgress StartWalkProgress(int entries) { return WalkProgress{GetTickCount(), 0, false, entries}; }
 
 void ShowEntry(void* context, const char* name, int ordinal) {
   WalkProgress* p = static_cast<WalkProgress*>(context);
   DWORD now = GetTickCount();
-  if (now - p->last < 100) return;
+  if (!p->shown) {
+    if (now - p->start < kProgressAfterMs) return;
+    StartProgressDialog(true, nullptr);
+    SetProgressMinimum(0);
+    SetProgressMaximum(p->entries);
+    p->shown = true;
+  } else if (now - p->last < 100) {
+    return;
+  }
   p->last = now;
-  SetProgressTitle(name);
+  char title[kPathBuf * 2];
+  snprintf(title, sizeof title, "%s %s", GetMessageText(47), name);
+  SetProgressTitle(title);
   ExecuteProgressPos(GetProgressDialog(), ordinal);
 }
 
 int Cancelled(void*) { return IsCancelledByUser(); }
 
-void StartSearchProgress(int entries) {
-  StartProgressDialog(true, nullptr);
-  SetProgressMinimum(0);
-  SetProgressMaximum(entries);
-  SetProgressSecondLine(GetMessageText(47));
-}
-
-void EndSearchProgress(bool cancelled) {
+void EndWalkProgress(const WalkProgress& p, bool cancelled) {
+  if (!p.shown) return;
   if (cancelled)
     CloseProgressDialogAfterCancel();
   else
@@ -223,7 +237,7 @@ void InitializeSearchValues(const char* text, int deselect) {
   Log(3, GetVerbose(), "Initialize SearchValues");
   ArchiveControlBlock* b = Block();
   ResetValues(g.list, b ? b->list : nullptr, text, deselect);
-  if (GetViewHooks().clearTreeInStep) GetViewHooks().clearTreeInStep();
+  SetTreeInStep(0);
 }
 
 void InitializeTreeListSearchValues(const char* text, int deselect) {
@@ -252,12 +266,12 @@ int HandleSearchView(HWND view, const char* text, int current, int direction, in
   SetBusy(1);
   ContentPattern pattern;
   PrepareContentPattern(&pattern, text, wholeWord, matchCase);
-  WalkProgress progress = {0};
+  WalkProgress progress = StartWalkProgress(rows);
   ContentSearchHooks hooks = {&progress, ShowEntry, Cancelled};
   ContentSearchWalk walk = {current, &g.list.highest, 0, 0};
-  StartSearchProgress(rows);
   int hit = SearchZipEntries(GetCurrentArchivePath(), pattern, &walk, &hooks);
-  EndSearchProgress(walk.end == CONTENT_WALK_CANCELLED);
+  g.cancelled = walk.end == CONTENT_WALK_CANCELLED;
+  EndWalkProgress(progress, g.cancelled != 0);
   if (walk.end == CONTENT_WALK_LAST) g.endMark = 1;
   SetBusy(0);
   return hit;
@@ -277,8 +291,7 @@ int HandleSearchViewTreeList(HWND view, const char* text, int current, int direc
   if (!failed) {
     ContentPattern pattern;
     PrepareContentPattern(&pattern, text, wholeWord, matchCase);
-    WalkProgress progress = {0};
-    StartSearchProgress(static_cast<int>(GetEntryRowCount(view)));
+    WalkProgress progress = StartWalkProgress(static_cast<int>(GetEntryRowCount(view)));
     for (const auto& row : rows) {
       if ((cancelled = IsCancelledByUser() != 0)) break;
       ShowEntry(&progress, row.second.c_str(), row.first);
@@ -294,7 +307,8 @@ int HandleSearchViewTreeList(HWND view, const char* text, int current, int direc
         break;
       }
     }
-    EndSearchProgress(cancelled);
+    EndWalkProgress(progress, cancelled);
+    g.cancelled = cancelled;
   }
   if (hit < 0 && !cancelled && !failed) g.endMark = 1;
   free(buffer);
@@ -308,6 +322,7 @@ DWORD WINAPI SearchStep(LPVOID parameter) {
   SearchPresentation& s = Presentation(b->folderList);
   int current = *b->current;
   int ordinal = -1;
+  g.cancelled = 0;
   int answered = b->folderList ? HandleTreeListSearch(current, &ordinal, b->direction, current)
                                : HandleListSearch(current, &ordinal, b->direction, current);
   // Past the end mark the walk would only read the rest of the archive again for nothing.
@@ -319,10 +334,12 @@ DWORD WINAPI SearchStep(LPVOID parameter) {
     SelectHit(b->view, ordinal);
     *b->current = ordinal;
     InsertFound(s, ordinal);
-  } else {
+  } else if (!g.cancelled) {
     char message[kPathBuf * 2];
     snprintf(message, sizeof message, "\"%s\" %s", b->text, GetGenericText(45));
     ShowInfo(message);
+    // The box belonged to this thread: the window gets the keyboard back for the next F3.
+    if (HWND main = GetMainWindowHandle()) SetForegroundWindow(main);
     if (GetViewHooks().focusCurrentView) GetViewHooks().focusCurrentView();
   }
   if (GetVerbose() > 5)

@@ -59,7 +59,7 @@
 #define KLANG_TB_PROPERTIES 7
 #define KLANG_TB_FULL_LIST 8
 #define KLANG_TB_FOLDER_TREE 9
-#define KLANG_TB_COUNT 10
+#define KLANG_TB_COUNT 11
 
 /* Folder tool bar buttons (GetToolBarText2 / GetToolBarToolTipText2). */
 #define KLANG_TB2_UP 0

@@ -1,6 +1,7 @@
 // Tool-bar labels and tips, and the tips of the status-bar parts. The main tool bar's
 // numbers are its buttons in order (Open, New, Add, Extract, View, Delete, Find,
-// Properties, Full list, Folder tree); the second set belongs to the folder tool bar.
+// Properties, Full list, Folder tree, Find in contents); the second set belongs to the
+// folder tool bar.
 #include "services/base.h"
 #include "texts.h"
 
@@ -16,6 +17,7 @@ const LangText toolBar[] = {
     {7, "Properties", "Eigenschaften"},
     {8, "List", "Liste"},
     {9, "Tree", "Baum"},
+    {10, "Contents", "Inhalt"},
 };
 
 const LangText toolBarTips[] = {
@@ -29,6 +31,7 @@ const LangText toolBarTips[] = {
     {7, "Properties of the archive", "Eigenschaften des Archivs"},
     {8, "Show all entries in one list", "Alle Einträge in einer Liste zeigen"},
     {9, "Show the folder tree", "Den Ordnerbaum zeigen"},
+    {10, "Find text in the contents of the entries", "Text im Inhalt der Eintr\xE4ge suchen"},
 };
 
 const LangText toolBar2[] = {

@@ -12,6 +12,8 @@ search.zip (made by zip from a sorted list, so archive order is known):
   ordinal 4 d/f.txt      the word across the 64 KiB seam of the search's chunks
   ordinal 5 g.txt        "xkestrelneedley": a hit without whole word only
 huge.zip: one small entry whose headers declare an uncompressed size of almost 4 GiB.
+scroll.zip: 300 entries n000.txt..n299.txt, the word in n250.txt and n280.txt only, so a hit
+lies below the first screen of rows.
 """
 import os
 import shutil
@@ -51,4 +53,18 @@ struct.pack_into("<I", raw, local + 22, declared)
 central = raw.find(b"PK\x01\x02")
 struct.pack_into("<I", raw, central + 24, declared)
 open(huge, "wb").write(raw)
+shutil.rmtree(src)
+
+os.makedirs(src)
+names = []
+for i in range(300):
+    name = "n%03d.txt" % i
+    body = b"filler line of an entry\n" * 20
+    if i in (250, 280):
+        body += b"the kestrelneedle is here\n"
+    with open(os.path.join(src, name), "wb") as f:
+        f.write(body)
+    names.append(name)
+subprocess.run(["zip", "-q", "-6", os.path.join(out, "scroll.zip"), "-@"], cwd=src, check=True,
+               input="\n".join(names).encode())
 shutil.rmtree(src)

@@ -5,7 +5,8 @@
 //
 //   wininspect [--wait SECONDS] [--close] [--rows N] [--class NAME] [--until-rows N]
 // --until-rows waits (up to --wait) until the visible list shows at least N rows;
-// --until-title TEXT until the window title contains TEXT.
+// --until-title TEXT until the window title contains TEXT; --title TEXT takes only a window
+// of that title (a message box beside a dialog of the same class).
 // --drop PATH drops a file on the window as the shell would (WM_DROPFILES).
 // Exit code 0 when the window was found, 1 otherwise.
 #include "services/base.h"
@@ -77,6 +78,10 @@ void DumpList(HWND list, int maxRows) {
   int rows = static_cast<int>(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0));
   printf("list rows: %d\n", rows);
   printf("list selected: %d\n", static_cast<int>(SendMessageA(list, LVM_GETSELECTEDCOUNT, 0, 0)));
+  // Which row is selected and which rows are scrolled into view.
+  printf("list first selected: %d\n", static_cast<int>(SendMessageA(list, LVM_GETNEXTITEM, -1, LVNI_SELECTED)));
+  printf("list top: %d per page: %d\n", static_cast<int>(SendMessageA(list, LVM_GETTOPINDEX, 0, 0)),
+         static_cast<int>(SendMessageA(list, LVM_GETCOUNTPERPAGE, 0, 0)));
   if (header) {
     // Where each column's header sits on the screen, so a test can click it.
     for (int c = 0; c < columns; ++c) {
@@ -208,6 +213,7 @@ BOOL CALLBACK DumpChild(HWND child, LPARAM) {
 
 struct TopSearch {
   const char* cls;
+  const char* title;  // only a window of this title, when given
   HWND found;
 };
 
@@ -218,6 +224,9 @@ BOOL CALLBACK FindShownTopWindow(HWND hwnd, LPARAM data) {
   char cls[64] = "";
   GetClassNameA(hwnd, cls, sizeof cls);
   if (_stricmp(cls, search->cls) || !IsWindowVisible(hwnd)) return TRUE;
+  char title[256] = "";
+  GetWindowTextA(hwnd, title, sizeof title);
+  if (search->title && strcmp(title, search->title)) return TRUE;
   search->found = hwnd;
   return FALSE;
 }
@@ -228,8 +237,8 @@ bool TitleContains(HWND hwnd, const char* text) {
   return strstr(title, text) != nullptr;
 }
 
-HWND FindShownWindow(const char* cls) {
-  TopSearch search = {cls, nullptr};
+HWND FindShownWindow(const char* cls, const char* title) {
+  TopSearch search = {cls, title, nullptr};
   EnumWindows(FindShownTopWindow, reinterpret_cast<LPARAM>(&search));
   return search.found;
 }
@@ -243,6 +252,7 @@ int main(int argc, char** argv) {
   int untilRows = -1;
   const char* drop = nullptr;
   const char* untilTitle = nullptr;
+  const char* onlyTitle = nullptr;
   for (int i = 1; i < argc; ++i) {
     if (!strcmp(argv[i], "--wait") && i + 1 < argc) wait = atof(argv[++i]);
     else if (!strcmp(argv[i], "--close")) close = true;
@@ -251,11 +261,12 @@ int main(int argc, char** argv) {
     else if (!strcmp(argv[i], "--until-rows") && i + 1 < argc) untilRows = atoi(argv[++i]);
     else if (!strcmp(argv[i], "--drop") && i + 1 < argc) drop = argv[++i];
     else if (!strcmp(argv[i], "--until-title") && i + 1 < argc) untilTitle = argv[++i];
+    else if (!strcmp(argv[i], "--title") && i + 1 < argc) onlyTitle = argv[++i];
   }
   HWND hwnd = nullptr;
   DWORD start = GetTickCount();
   for (;;) {
-    hwnd = FindShownWindow(cls);
+    hwnd = FindShownWindow(cls, onlyTitle);
     if (hwnd || GetTickCount() - start >= wait * 1000) break;
     Sleep(20);
   }
