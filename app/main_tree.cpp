@@ -9,6 +9,7 @@
 #include "services/log.h"
 #include "ui/folder_tree_view.h"
 #include "zip/extract_archive.h"
+#include "ui/search.h"
 
 #include <commctrl.h>
 #include <windowsx.h>
@@ -25,6 +26,8 @@ enum TreeMenuCommand { TREE_MENU_EXTRACT = 1, TREE_MENU_PROPERTIES = 2 };
 // Runs on the fill thread once the folder list holds the folder's entries.
 void AfterFolderFill() {
   MainWindowState& m = Main();
+  // The hits of the folder shown before are not this folder's rows.
+  InitializeTreeListSearchValues(nullptr, 0);
   if (m.sortColumn[1] >= 0) {
     SortEntryRows(m.treeList, m.sortColumn[1], m.sortDescending[1]);
     ShowSortMark(m.treeList, m.sortColumn[1], m.sortDescending[1]);
