@@ -46,7 +46,7 @@
 #define IDM_CHECK_UPDATE 4027
 #define IDM_ABOUT 4028
 // Edit, added later.
-#define IDM_FIND_PREVIOUS 4029
+#define IDM_FIND_PREVIOUS 4031
 
 // Keys without a menu item: the parent of the selected folder (Backspace in the views too).
 #define IDM_PARENT_FOLDER 4090

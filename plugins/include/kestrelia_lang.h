@@ -9,12 +9,12 @@
      GetMessageText              0..116, 130..142
      GetGenericText              0..87
      GetMenuText                 5001..5005 (the menus of app/commands.h)
-     GetMenuItemText             4001..4030 except 4025 (command identifiers of app/commands.h);
+     GetMenuItemText             4001..4031 except 4025 (command identifiers of app/commands.h);
                                  captions carry their & accelerator but no shortcut key
      GetPopupText                0..26 (KLANG_POPUP_*)
      GetStatusWindowToolTipText  0..5, one per status-bar part
      GetToolBarText, GetToolBarToolTipText
-                                 0..9, the main tool bar's buttons in their order
+                                 0..10, the main tool bar's buttons in their order
                                  (KLANG_TB_*)
      GetToolBarText2, GetToolBarToolTipText2, and their ...WI forms (the same texts)
                                  0..10, the folder tool bar's buttons (KLANG_TB2_*)
@@ -59,6 +59,7 @@
 #define KLANG_TB_PROPERTIES 7
 #define KLANG_TB_FULL_LIST 8
 #define KLANG_TB_FOLDER_TREE 9
+#define KLANG_TB_FIND_IN_CONTENTS 10
 #define KLANG_TB_COUNT 11
 
 /* Folder tool bar buttons (GetToolBarText2 / GetToolBarToolTipText2). */

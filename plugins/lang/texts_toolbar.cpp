@@ -31,7 +31,7 @@ const LangText toolBarTips[] = {
     {7, "Properties of the archive", "Eigenschaften des Archivs"},
     {8, "Show all entries in one list", "Alle Einträge in einer Liste zeigen"},
     {9, "Show the folder tree", "Den Ordnerbaum zeigen"},
-    {10, "Find text in the contents of the entries", "Text im Inhalt der Eintr\xE4ge suchen"},
+    {10, "Find text in the contents of the entries", "Text im Inhalt der Einträge suchen"},
 };
 
 const LangText toolBar2[] = {

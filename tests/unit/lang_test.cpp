@@ -39,7 +39,7 @@ std::vector<Range> NumberedRanges() {
       {"GetMessageText", GetMessageText, Join(Span(0, 102), Span(130, 142))},
       {"GetGenericText", GetGenericText, Span(0, 89)},
       {"GetMenuText", GetMenuText, Span(5001, 5005)},
-      {"GetMenuItemText", GetMenuItemText, Join(Span(4001, 4028, 4025), Span(4029, 4030))},
+      {"GetMenuItemText", GetMenuItemText, Join(Span(4001, 4028, 4025), Span(4029, 4031))},
       {"GetPopupText", GetPopupText, Span(0, 26)},
       {"GetStatusWindowToolTipText", GetStatusWindowToolTipText, Span(0, 5)},
       {"GetToolBarText", GetToolBarText, Span(0, KLANG_TB_COUNT - 1)},
