@@ -202,14 +202,19 @@ void ShowEntry(void* context, const char* name, int ordinal) {
 int Cancelled(void*) { return IsCancelledByUser(); }
 
 void EndWalkProgress(const WalkProgress& p, bool cancelled) {
-  if (!p.shown) return;
+  if (!p.shown) {
+    // A cancel before the dialog came up: no close clears the flag, so the next search would
+    // stop before its first entry.
+    if (cancelled) CancelProgress(0);
+    return;
+  }
   if (cancelled)
     CloseProgressDialogAfterCancel();
   else
     CloseProgressDialog();
 }
 
-// The folder list's rows after current in the order its search walks them.
+// The folder list's rows after current in the order its search walks them (ordinal order).
 std::vector<std::pair<int, std::string>> RowsAfter(HWND view, int current) {
   std::vector<std::pair<int, std::string>> rows;
   size_t n = GetEntryRowCount(view);
@@ -268,9 +273,13 @@ int HandleSearchView(HWND view, const char* text, int current, int direction, in
   PrepareContentPattern(&pattern, text, wholeWord, matchCase);
   WalkProgress progress = StartWalkProgress(rows);
   ContentSearchHooks hooks = {&progress, ShowEntry, Cancelled};
+  int highest = g.list.highest;
   ContentSearchWalk walk = {current, &g.list.highest, 0, 0};
   int hit = SearchZipEntries(GetCurrentArchivePath(), pattern, &walk, &hooks);
   g.cancelled = walk.end == CONTENT_WALK_CANCELLED;
+  // Entries searched after the last hit count as not searched: above the highest ordinal the
+  // found list would answer F3 with the last hit again instead of searching on.
+  if (g.cancelled) g.list.highest = highest;
   EndWalkProgress(progress, g.cancelled != 0);
   if (walk.end == CONTENT_WALK_LAST) g.endMark = 1;
   SetBusy(0);
@@ -288,14 +297,21 @@ int HandleSearchViewTreeList(HWND view, const char* text, int current, int direc
   char* buffer = static_cast<char*>(malloc(kContentBuffer));
   int hit = -1;
   bool cancelled = false, failed = !zip || !buffer;
+  std::vector<ZipEntrySpot> spots;
+  if (!failed) {
+    for (const auto& row : rows) spots.push_back(ZipEntrySpot{row.second, {}, false});
+    failed = !LocateZipEntries(zip, &spots);
+  }
+  int highest = g.treeList.highest;
   if (!failed) {
     ContentPattern pattern;
     PrepareContentPattern(&pattern, text, wholeWord, matchCase);
     WalkProgress progress = StartWalkProgress(static_cast<int>(GetEntryRowCount(view)));
-    for (const auto& row : rows) {
+    for (size_t i = 0; i < rows.size(); ++i) {
+      const auto& row = rows[i];
       if ((cancelled = IsCancelledByUser() != 0)) break;
       ShowEntry(&progress, row.second.c_str(), row.first);
-      int found = SearchZipEntryNamed(zip, row.second.c_str(), pattern, buffer);
+      int found = SearchZipEntryAt(zip, spots[i], pattern, buffer);
       if (found == CONTENT_READ_ERROR) {
         Log(1, GetVerbose(), "HandleSearchViewTreeList not found in ZipFile %s", row.second.c_str());
         failed = true;
@@ -309,6 +325,7 @@ int HandleSearchViewTreeList(HWND view, const char* text, int current, int direc
     }
     EndWalkProgress(progress, cancelled);
     g.cancelled = cancelled;
+    if (cancelled) g.treeList.highest = highest;
   }
   if (hit < 0 && !cancelled && !failed) g.endMark = 1;
   free(buffer);
@@ -443,14 +460,13 @@ void HandleFindReplaceMessage(const FINDREPLACEA* fr) {
   if (IsSearchRunning() || IsBusy()) return;
   ArchiveControlBlock* b = Block();
   if (!b || GetEntryRowCount(b->list) == 0) return;
-  if (g.changed) {
-    if (FolderListShown())
-      InitializeTreeListSearchValues(text, 1);
-    else
-      InitializeSearchValues(text, 1);
-    g.changed = 0;
-    g.current = -1;
-  }
+  // The dialog's Find next starts from the top every time; F3 is the one that goes on.
+  if (FolderListShown())
+    InitializeTreeListSearchValues(text, 1);
+  else
+    InitializeSearchValues(text, 1);
+  g.changed = 0;
+  g.current = -1;
   if (g.nameMode)
     FindNameFrom(0, 1);
   else

@@ -8,9 +8,11 @@
 
 #include <emmintrin.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <unordered_map>
 
 namespace {
 
@@ -217,8 +219,38 @@ int SearchZipEntries(const char* archive, const ContentPattern& pattern, Content
   return result;
 }
 
-int SearchZipEntryNamed(unzFile zip, const char* name, const ContentPattern& pattern, char* buffer) {
-  if (LocateEntry(zip, name) != UNZ_OK) return CONTENT_READ_ERROR;
+bool LocateZipEntries(unzFile zip, std::vector<ZipEntrySpot>* spots) {
+  // Rows of the same name all take the first entry of that name.
+  std::unordered_map<std::string, std::vector<ZipEntrySpot*>> wanted;
+  for (ZipEntrySpot& spot : *spots) {
+    spot.found = false;
+    std::string key = spot.name;
+    std::replace(key.begin(), key.end(), '\\', '/');
+    wanted[key].push_back(&spot);
+  }
+  size_t left = wanted.size();
+  std::string entry;
+  int error = unzGoToFirstFile(zip);
+  for (; error == UNZ_OK && left; error = unzGoToNextFile(zip)) {
+    unz_file_info64 info;
+    if (ReadCurrentEntryName(zip, &info, &entry) != UNZ_OK) return false;
+    std::replace(entry.begin(), entry.end(), '\\', '/');
+    auto at = wanted.find(entry);
+    if (at == wanted.end() || at->second.front()->found) continue;
+    unz64_file_pos position;
+    if (unzGetFilePos64(zip, &position) != UNZ_OK) return false;
+    for (ZipEntrySpot* spot : at->second) {
+      spot->position = position;
+      spot->found = true;
+    }
+    --left;
+  }
+  return error == UNZ_OK || error == UNZ_END_OF_LIST_OF_FILE;
+}
+
+int SearchZipEntryAt(unzFile zip, const ZipEntrySpot& spot, const ContentPattern& pattern, char* buffer) {
+  unz64_file_pos position = spot.position;
+  if (!spot.found || unzGoToFilePos64(zip, &position) != UNZ_OK) return CONTENT_READ_ERROR;
   return SearchCurrentEntry(zip, pattern, buffer);
 }
 

@@ -7,6 +7,9 @@
 
 #include "unzip.h"
 
+#include <string>
+#include <vector>
+
 // The text and its options, prepared once per search.
 struct ContentPattern {
   unsigned char text[kPathBuf];  // ASCII letters upper-cased when case is ignored
@@ -70,9 +73,18 @@ struct ContentSearchWalk {
 // and returns the ordinal of the first one after walk->start holding the text, or -1.
 int SearchZipEntries(const char* archive, const ContentPattern& pattern, ContentSearchWalk* walk,
                      const ContentSearchHooks* hooks);
-// Searches one entry of an open archive, found by its name ("/" or "\\" separators).
-// CONTENT_HIT, CONTENT_NO_HIT, or CONTENT_READ_ERROR when it is missing or unreadable.
-int SearchZipEntryNamed(unzFile zip, const char* name, const ContentPattern& pattern, char* buffer);
+// Entries wanted by name ("/" or "\\" separators) and where the archive holds them.
+struct ZipEntrySpot {
+  std::string name;
+  unz64_file_pos position;
+  bool found;
+};
+// Fills in every spot's position in one pass over the archive's directory (a lookup per name
+// would read the directory again for each one); false when the directory cannot be read.
+bool LocateZipEntries(unzFile zip, std::vector<ZipEntrySpot>* spots);
+// Searches the entry at a located spot: CONTENT_HIT, CONTENT_NO_HIT, or CONTENT_READ_ERROR
+// when it was not found or is unreadable.
+int SearchZipEntryAt(unzFile zip, const ZipEntrySpot& spot, const ContentPattern& pattern, char* buffer);
 
 // Entries inflated by every search of the process, for tests that check what was read again.
 long GetContentEntriesSearched();

@@ -7,7 +7,7 @@
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 data=${KESTRELIA_TESTDATA:?}/../search
 
-selected() { inspect --rows 0 | grep "^list first selected:" | awk '{print $4}'; }
+# Every wait below is on what the window shows, with a bound that only a hung program reaches.
 # visible ROW: the row lies inside the scrolled part of the list.
 visible() {
   local line top page
@@ -15,20 +15,13 @@ visible() {
   top=$(awk '{print $3}' <<<"$line"); page=$(awk '{print $6}' <<<"$line")
   [ "$1" -ge "$top" ] && [ "$1" -lt $((top + page)) ] && echo yes || echo "no (top $top, $page rows)"
 }
-# wait_selected ROW: the search runs on its own thread; wait for its hit.
-wait_selected() {
-  local row
-  for _ in $(seq 15); do row=$(selected); [ "$row" = "$1" ] && break; sleep 0.3; done
-  echo "$row"
-}
-dialog_text() { inspect --class '#32770' --wait 5 --rows 0; }
-# wait_message TEXT: the message box comes after the search's thread has finished.
-wait_message() {
-  local out
-  for _ in $(seq 6); do out=$(inspect --class '#32770' --title Kestrelia --wait 5 --rows 0); grep -qF -- "$1" <<<"$out" && break; sleep 0.5; done
-  echo "$out"
-}
-
+# wait_selected ROW: the search runs on its own thread; wait for its hit, print the selected row.
+wait_selected() { inspect --wait 60 --until-selected "$1" --rows 0 | grep "^list first selected:" | awk '{print $4}'; }
+dialog_text() { inspect --class '#32770' --title Find --wait 60 --rows 0; }
+# The message box comes after the search's thread has finished.
+wait_message() { inspect --class '#32770' --title Kestrelia --wait 60 --rows 0; }
+# wait_gone TITLE: the dialog of that title has closed (the keyboard is the main window's again).
+wait_gone() { inspect --class '#32770' --title "$1" --until-gone --wait 60 >/dev/null; }
 
 start_program "$(winpath "$data/scroll.zip")"
 inspect --wait 60 --until-rows 300 --rows 0 >/dev/null
@@ -41,7 +34,7 @@ expect_eq "and scrolled into view" yes "$(visible 250)"
 screenshot found_first
 
 xdotool key Escape
-sleep 0.5
+wait_gone Find
 xdotool key F3
 expect_eq "F3 finds the next entry" 280 "$(wait_selected 280)"
 expect_eq "F3's hit is scrolled into view" yes "$(visible 280)"
@@ -50,9 +43,9 @@ expect_eq "Shift+F3 goes back to the earlier hit" 250 "$(wait_selected 250)"
 xdotool key F3
 expect_eq "F3 steps over the hit found before" 280 "$(wait_selected 280)"
 xdotool key F3
-expect_contains "F3 past the last hit says so" '"kestrelneedle" was not found.' "$(wait_message 'was not found')"
+expect_contains "F3 past the last hit says so" '"kestrelneedle" was not found.' "$(wait_message)"
 screenshot not_found_after_last
 xdotool key Return
-sleep 0.5
+wait_gone Kestrelia
 stop_program
 finish

@@ -6,7 +6,9 @@
 //   wininspect [--wait SECONDS] [--close] [--rows N] [--class NAME] [--until-rows N]
 // --until-rows waits (up to --wait) until the visible list shows at least N rows;
 // --until-title TEXT until the window title contains TEXT; --title TEXT takes only a window
-// of that title (a message box beside a dialog of the same class).
+// of that title (a message box beside a dialog of the same class); --until-selected ROW until
+// the visible list's first selected row is ROW; --until-gone until no such window is shown
+// (exit code 0 once it is gone).
 // --drop PATH drops a file on the window as the shell would (WM_DROPFILES).
 // Exit code 0 when the window was found, 1 otherwise.
 #include "services/base.h"
@@ -186,10 +188,20 @@ BOOL CALLBACK FindVisibleList(HWND child, LPARAM out) {
   return TRUE;
 }
 
-int VisibleRows(HWND hwnd) {
+HWND VisibleList(HWND hwnd) {
   RowWait wait = {nullptr};
   EnumChildWindows(hwnd, FindVisibleList, reinterpret_cast<LPARAM>(&wait));
-  return wait.list ? static_cast<int>(SendMessageA(wait.list, LVM_GETITEMCOUNT, 0, 0)) : 0;
+  return wait.list;
+}
+
+int VisibleRows(HWND hwnd) {
+  HWND list = VisibleList(hwnd);
+  return list ? static_cast<int>(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0)) : 0;
+}
+
+int FirstSelectedRow(HWND hwnd) {
+  HWND list = VisibleList(hwnd);
+  return list ? static_cast<int>(SendMessageA(list, LVM_GETNEXTITEM, -1, LVNI_SELECTED)) : -1;
 }
 
 BOOL CALLBACK DumpChild(HWND child, LPARAM) {
@@ -253,6 +265,8 @@ int main(int argc, char** argv) {
   const char* drop = nullptr;
   const char* untilTitle = nullptr;
   const char* onlyTitle = nullptr;
+  int untilSelected = -2;
+  bool untilGone = false;
   for (int i = 1; i < argc; ++i) {
     if (!strcmp(argv[i], "--wait") && i + 1 < argc) wait = atof(argv[++i]);
     else if (!strcmp(argv[i], "--close")) close = true;
@@ -262,9 +276,17 @@ int main(int argc, char** argv) {
     else if (!strcmp(argv[i], "--drop") && i + 1 < argc) drop = argv[++i];
     else if (!strcmp(argv[i], "--until-title") && i + 1 < argc) untilTitle = argv[++i];
     else if (!strcmp(argv[i], "--title") && i + 1 < argc) onlyTitle = argv[++i];
+    else if (!strcmp(argv[i], "--until-selected") && i + 1 < argc) untilSelected = atoi(argv[++i]);
+    else if (!strcmp(argv[i], "--until-gone")) untilGone = true;
+  }
+  DWORD start = GetTickCount();
+  if (untilGone) {
+    while (FindShownWindow(cls, onlyTitle) && GetTickCount() - start < wait * 1000) Sleep(20);
+    bool gone = !FindShownWindow(cls, onlyTitle);
+    printf(gone ? "gone\n" : "still shown\n");
+    return gone ? 0 : 1;
   }
   HWND hwnd = nullptr;
-  DWORD start = GetTickCount();
   for (;;) {
     hwnd = FindShownWindow(cls, onlyTitle);
     if (hwnd || GetTickCount() - start >= wait * 1000) break;
@@ -272,6 +294,8 @@ int main(int argc, char** argv) {
   }
   if (hwnd && drop) DropFile(hwnd, drop);
   while (hwnd && untilRows >= 0 && VisibleRows(hwnd) < untilRows && GetTickCount() - start < wait * 1000)
+    Sleep(20);
+  while (hwnd && untilSelected > -2 && FirstSelectedRow(hwnd) != untilSelected && GetTickCount() - start < wait * 1000)
     Sleep(20);
   // The title is written after the rows are shown.
   while (hwnd && untilTitle && !TitleContains(hwnd, untilTitle) && GetTickCount() - start < wait * 1000)

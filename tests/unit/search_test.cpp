@@ -74,6 +74,19 @@ class Search : public ::testing::Test {
     }
     ASSERT_FALSE(IsSearchRunning());
   }
+  // Every hit F3 reaches from the first find on, as full names, up to the no-hit message.
+  std::vector<std::string> WalkHits(HWND view, DWORD flags) {
+    std::vector<std::string> hits;
+    g_boxes.clear();
+    FindNext("kestrelneedle", flags);
+    for (int i = 0; i < 20 && g_boxes.empty(); ++i) {
+      int row = ListView_GetNextItem(view, -1, LVNI_SELECTED);
+      const liststruct* r = row >= 0 ? GetRowRecord(view, row) : nullptr;
+      hits.push_back(r ? std::string(r->path) + r->filename : "?");
+      Step(1);
+    }
+    return hits;
+  }
   // The name of the one selected row of a view.
   std::string Selected(HWND view) {
     int row = ListView_GetNextItem(view, -1, LVNI_SELECTED);
@@ -113,6 +126,45 @@ TEST_F(Search, StepsForwardThenBackOverHitsWithoutInflatingAgain) {
   EXPECT_EQ(Selected(archive.window.list), "e.txt");
   EXPECT_EQ(GetContentEntriesSearched(), inflated);
   EXPECT_EQ(GetFoundListCount(0), 4u);
+}
+
+// Through the window, F3 reaches exactly the entries the engine finds walking the archive,
+// in archive order, for every option; the folder list those among its own rows.
+TEST_F(Search, TheWindowFindsWhatTheEngineFinds) {
+  for (const char* name : {"d\\c.txt", "d\\e.txt", "d\\f.txt"})
+    InsertEntryRow(folder.list, EntryStamp{}, LastNamePart(name), name, nullptr, 1, 1);
+  PublishEntryRows(folder.list);
+  for (DWORD options : {0ul, 0ul + FR_MATCHCASE, 0ul + FR_WHOLEWORD, 0ul + (FR_MATCHCASE | FR_WHOLEWORD)}) {
+    ContentPattern pattern;
+    PrepareContentPattern(&pattern, "kestrelneedle", (options & FR_WHOLEWORD) != 0, (options & FR_MATCHCASE) != 0);
+    std::vector<std::string> engine, engineInFolder;
+    for (int start = -1;;) {
+      ContentSearchWalk walk = {start, nullptr, 0, 0};
+      if ((start = SearchZipEntries(archive.block.path, pattern, &walk, nullptr)) < 0) break;
+      engine.push_back(archive.FullName(FindEntryRowOfOrdinal(archive.window.list, start)));
+      if (engine.back().rfind("d\\", 0) == 0) engineInFolder.push_back(engine.back());
+    }
+    ASSERT_FALSE(engine.empty()) << options;
+    GetCurrentControlBlock()->viewComponent = archive.window.list;
+    EXPECT_EQ(WalkHits(archive.window.list, FR_DOWN | options), engine) << options;
+    GetCurrentControlBlock()->viewComponent = folder.list;
+    EXPECT_EQ(WalkHits(folder.list, FR_DOWN | options), engineInFolder) << options;
+  }
+}
+
+// A cancelled step selects nothing and says nothing; the next F3 searches on from the last hit.
+TEST_F(Search, ACancelledStepLeavesTheLastHitAndSearchesOnNextTime) {
+  FindNext("kestrelneedle");
+  EXPECT_EQ(Selected(archive.window.list), "b.txt");
+  long before = GetContentEntriesSearched();
+  CancelProgress(1);
+  Step(1);
+  EXPECT_EQ(GetContentEntriesSearched(), before);
+  EXPECT_EQ(Selected(archive.window.list), "b.txt");
+  EXPECT_TRUE(g_boxes.empty());
+  Step(1);
+  EXPECT_EQ(Selected(archive.window.list), "e.txt");
+  EXPECT_EQ(GetFoundListCount(0), 2u);
 }
 
 TEST_F(Search, ChangingAnOptionStartsAgainWithAnEmptyFoundList) {
