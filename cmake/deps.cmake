@@ -52,8 +52,8 @@ target_include_directories(minizip SYSTEM PUBLIC ${MINIZIP_DIR})
 target_link_libraries(minizip PUBLIC zlib_win)
 target_compile_options(minizip PRIVATE -w)
 
-# bzip2 for the Windows target: minizip decodes method 12 with it. Without HAVE_BZIP2 the
-# library reads such an entry as raw bytes and calls it success.
+# bzip2 for the Windows target: minizip decodes method 12 with it (without HAVE_BZIP2 the
+# library reads such an entry as raw bytes and calls it success) and libarchive filters with it.
 kestrelia_dep_dir(bzip2 BZIP2_SRC)
 add_library(bzip2 STATIC
   ${BZIP2_SRC}/blocksort.c ${BZIP2_SRC}/huffman.c ${BZIP2_SRC}/crctable.c ${BZIP2_SRC}/randtable.c
@@ -62,3 +62,25 @@ target_include_directories(bzip2 SYSTEM PUBLIC ${BZIP2_SRC})
 target_compile_options(bzip2 PRIVATE -w)
 target_compile_definitions(minizip PRIVATE HAVE_BZIP2)
 target_link_libraries(minizip PUBLIC bzip2)
+
+# libarchive takes minutes to build, so it is built once per source version and build recipe
+# into a cache beside the unpacked sources and every build tree links that copy.
+kestrelia_dep_dir(libarchive LIBARCHIVE_SRC)
+file(SHA256 ${CMAKE_SOURCE_DIR}/cmake/build-libarchive.sh LIBARCHIVE_RECIPE)
+string(SUBSTRING ${LIBARCHIVE_RECIPE} 0 8 LIBARCHIVE_RECIPE)
+get_filename_component(LIBARCHIVE_VERSION ${LIBARCHIVE_SRC} NAME)
+set(LIBARCHIVE_BUILT ${KESTRELIA_DEPS}/built/${LIBARCHIVE_VERSION}-${LIBARCHIVE_RECIPE})
+add_custom_command(OUTPUT ${LIBARCHIVE_BUILT}/.built
+  COMMAND bash ${CMAKE_SOURCE_DIR}/cmake/build-libarchive.sh ${LIBARCHIVE_SRC} ${LIBARCHIVE_BUILT}
+          ${CMAKE_TOOLCHAIN_FILE} ${ZLIB_STATIC} ${ZLIB_INCLUDE} $<TARGET_FILE:bzip2> ${BZIP2_SRC}
+  DEPENDS ${CMAKE_SOURCE_DIR}/cmake/build-libarchive.sh
+  VERBATIM)
+add_custom_target(libarchive_built DEPENDS ${LIBARCHIVE_BUILT}/.built)
+add_dependencies(libarchive_built bzip2)
+file(MAKE_DIRECTORY ${LIBARCHIVE_BUILT}/include)
+add_library(libarchive STATIC IMPORTED GLOBAL)
+set_target_properties(libarchive PROPERTIES IMPORTED_LOCATION ${LIBARCHIVE_BUILT}/lib/libarchive.a
+  INTERFACE_INCLUDE_DIRECTORIES ${LIBARCHIVE_BUILT}/include
+  INTERFACE_COMPILE_DEFINITIONS LIBARCHIVE_STATIC
+  INTERFACE_LINK_LIBRARIES "bzip2;zlib_win;bcrypt")
+add_dependencies(libarchive libarchive_built)

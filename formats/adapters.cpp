@@ -1,10 +1,12 @@
 #include "services/base.h"
 #include "formats/formats.h"
 
+#include "formats/tar_format.h"
 #include "zip/zip_format.h"
 
 // One call per kind whose adapter is linked in; a kind without one keeps null operations and
 // is refused with the program's message.
 void RegisterArchiveFormats() {
   RegisterZipFormat();
+  RegisterTarFormat();
 }

@@ -73,12 +73,6 @@ DWORD MillisecondsSinceProcessStart() {
   return static_cast<DWORD>((b.QuadPart - a.QuadPart) / 10000);
 }
 
-void SetMainTitle(const char* path) {
-  char title[kPathBuf * 2];
-  snprintf(title, sizeof title, "%s: %s", "Kestrelia", path);
-  if (HWND main = GetMainWindowHandle()) SetWindowTextA(main, title);
-}
-
 }  // namespace
 
 int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel) {
@@ -134,12 +128,7 @@ int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel) {
   }
   CloseListingProgress(&progress);
   views.finishListing();
-  PublishEntryRows(block->list);
-  views.loadImageLists();
-  WriteListingStatusBar();
-  SetMainTitle(block->path);
-  views.applyStoredSort();
-  if (HWND status = GetStatusBarHandle()) InvalidateRect(status, nullptr, TRUE);
+  PublishFinishedListing(block);
   return 0;
 }
 
@@ -180,14 +169,7 @@ DWORD WINAPI ListZipFilesThread(LPVOID parameter) {
     Log(-1, GetVerbose(), "time measure(do_listing): %lu\n", GetTickCount() - start);
     Log(-1, GetVerbose(), "time measure(process start to list): %lu\n", MillisecondsSinceProcessStart());
     unzClose(archive);
-    if (block->viewComponent && block->viewComponent == block->treeList) views.rebuildTreeList();
-    if (GetEntryRowCount(block->list) > 0) {
-      views.setWindowTitle(block->path);
-      views.addRecent(block->path);
-      if (!IsWindowEnabled(block->list)) EnableWindow(block->list, TRUE);
-      views.refreshToolbar();
-    }
-    views.focusCurrentView();
+    ShowListedArchive(block);
     CoUninitialize();
   } else {
     char text[kPathBuf * 3];

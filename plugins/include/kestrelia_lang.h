@@ -19,7 +19,7 @@
      GetToolBarText2, GetToolBarToolTipText2, and their ...WI forms (the same texts)
                                  0..10, the folder tool bar's buttons (KLANG_TB2_*)
      GetConfigurationText        5..100, the configuration dialog (KLANG_CFG_*)
-     GetPluginText               0..9, the RAR library's errors
+     GetPluginText               0..10, the RAR library's errors, a damaged TAR
      GetLanguageString           0..KLANG_LANGUAGE_COUNT-1, the languages offered by the
                                  configuration dialog in list order; each language also
                                  answers by its language number (9 English, 7 German). Each

@@ -1,4 +1,5 @@
-// Errors of the plug-in adapters: the RAR library's error codes, by the adapter's number.
+// Errors of the plug-in adapters: the RAR library's error codes, by the adapter's number, and
+// tar.dll's notice of a damaged archive.
 #include "services/base.h"
 #include "texts.h"
 
@@ -14,6 +15,9 @@ const LangText plugin[] = {
     {7, "CRC error: the data are damaged.", "CRC-Fehler: die Daten sind beschädigt."},
     {8, "An unknown error occurred in the RAR library.", "In der RAR-Bibliothek ist ein unbekannter Fehler aufgetreten."},
     {9, "The file is encrypted and no password was given.", "Die Datei ist verschlüsselt, und es wurde kein Kennwort angegeben."},
+    // Shown by tar.dll when a TAR archive ends early.
+    {10, "The archive is damaged or cut short; the list shows the entries before the damage.",
+     "Das Archiv ist beschädigt oder unvollständig; die Liste zeigt die Einträge vor der Beschädigung."},
 };
 }  // namespace
 

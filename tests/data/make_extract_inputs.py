@@ -29,6 +29,17 @@ def local_epoch(y, mo, d, h, mi, s):
     return time.mktime((y, mo, d, h, mi, s, 0, 0, -1))
 
 
+def write_files(root, files):
+    """files: name -> (bytes, local (y, mo, d, h, mi, s)); folders made as needed."""
+    for name, (data, stamp) in files.items():
+        path = os.path.join(root, name)
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as f:
+            f.write(data)
+        t = local_epoch(*stamp)
+        os.utime(path, (t, t))
+
+
 def tree(root):
     rnd = random.Random(7)
     files = {
@@ -41,13 +52,7 @@ def tree(root):
                            (2024, 8, 1, 23, 59, 58)),
         "Mixed Case Name.TXT": (b"case\n", (2020, 6, 30, 12, 0, 0)),
     }
-    for name, (data, stamp) in files.items():
-        path = os.path.join(root, name)
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        with open(path, "wb") as f:
-            f.write(data)
-        t = local_epoch(*stamp)
-        os.utime(path, (t, t))
+    write_files(root, files)
     os.makedirs(os.path.join(root, "empty_dir"), exist_ok=True)
 
 

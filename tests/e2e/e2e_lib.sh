@@ -41,6 +41,15 @@ wait_dialog() {
   return 1
 }
 
+# expect_box LABEL TEXT SHOT: the next message box holds TEXT; screenshot SHOT, then close it.
+expect_box() {
+  local out
+  out=$(inspect --class '#32770' --wait 30)
+  screenshot "$3"
+  expect_contains "$1" "$2" "$out"
+  inspect --class '#32770' --close >/dev/null 2>&1
+}
+
 # stop_program: closes the window and checks the exit code.
 stop_program() {
   inspect --close >/dev/null

@@ -24,9 +24,6 @@ stop_program
 
 start_program "$(winpath "$data/damaged.zip")"
 # The open waits three seconds for a locked file before it gives up.
-out=$(wine "$bin/wininspect.exe" --class '#32770' --wait 30 2>/dev/null | tr -d '\r')
-screenshot damaged_message
-expect_contains "damaged archive: error box" "damaged.zip" "$out"
-wine "$bin/wininspect.exe" --class '#32770' --close >/dev/null 2>&1
+expect_box "damaged archive: error box" "damaged.zip" damaged_message
 stop_program
 finish

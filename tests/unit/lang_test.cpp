@@ -49,7 +49,7 @@ std::vector<Range> NumberedRanges() {
       {"GetToolBarToolTipText2", GetToolBarToolTipText2, Span(0, KLANG_TB2_COUNT - 1)},
       {"GetToolBarToolTipText2WI", GetToolBarToolTipText2WI, Span(0, KLANG_TB2_COUNT - 1)},
       {"GetConfigurationText", GetConfigurationText, Span(5, 100)},
-      {"GetPluginText", GetPluginText, Span(0, 9)},
+      {"GetPluginText", GetPluginText, Span(0, 10)},
       {"GetLanguageString", GetLanguageString,
        {0, KLANG_LANGUAGE_COUNT - 1, KLANG_LANGUAGE_ENGLISH, KLANG_LANGUAGE_GERMAN}},
   };
@@ -118,7 +118,7 @@ TEST_F(Lang, NumbersOutsideTheTablesAnswerEmptyNotNull) {
     EXPECT_STREQ(GetMessageText(117), "");
     EXPECT_STREQ(GetGenericText(-1), "");
     EXPECT_STREQ(GetConfigurationText(4), "");
-    EXPECT_STREQ(GetPluginText(10), "");
+    EXPECT_STREQ(GetPluginText(11), "");
   }
 }
 

@@ -1,0 +1,309 @@
+#include "services/base.h"
+#include "formats/tar_format.h"
+
+#include "formats/formats.h"
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/entry_rows.h"
+#include "model/listing_totals.h"
+#include "model/liststruct.h"
+#include "model/view_hooks.h"
+#include "services/external_app.h"
+#include "services/log.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "services/runtime_library.h"
+#include "zip/extract.h"
+
+#include <commctrl.h>
+#include <objbase.h>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+KESTRELIA_RUNTIME_LIBRARY(TarDll, KESTRELIA_TAR_FILE, KESTRELIA_TAR_API_LIST)
+
+namespace {
+
+int g_tarLoaded;
+int g_tarPresent = -1;  // -1 not tried yet
+
+void ShowLibraryMessage(int genericText) {
+  PromptMessageBox(GetMainWindowHandle(), GetGenericText(genericText), GetMessageText(94), MB_OK | MB_ICONERROR);
+}
+
+// Loads the library when needed; tells the user when it is missing.
+bool EnsureTarLibrary() {
+  if (LoadTarLibrary()) return true;
+  ShowLibraryMessage(12);
+  return false;
+}
+
+// The program's side of the library's name list: nodes of owned names, the count in the
+// list's ninth word.
+struct TarNames {
+  TarNameList list = {};
+  ~TarNames() { Clear(); }
+  void Add(const std::string& name) {
+    TarNameNode* node = new TarNameNode{_strdup(name.c_str()), nullptr};
+    TarNameNode** end = &list.first;
+    while (*end) end = &(*end)->next;  // short lists; extraction lists are built in one go below
+    *end = node;
+    ++list.count;
+  }
+  // Appends without walking: the caller keeps the tail.
+  void Append(TarNameNode**& tail, const std::string& name) {
+    *tail = new TarNameNode{_strdup(name.c_str()), nullptr};
+    tail = &(*tail)->next;
+    ++list.count;
+  }
+  size_t Clear() {
+    size_t freed = 0;
+    for (TarNameNode* node = list.first; node;) {
+      TarNameNode* next = node->next;
+      free(node->name);
+      delete node;
+      node = next;
+      ++freed;
+    }
+    list.first = nullptr;
+    list.count = 0;
+    return freed;
+  }
+};
+
+std::string RowName(const liststruct* record) {
+  return std::string(record->path ? record->path : "") + (record->filename ? record->filename : "");
+}
+
+void AddListedEntry(ArchiveControlBlock* block, const TarFindRecord& record) {
+  ListingTotals& totals = GetListingTotals();
+  uint64_t size = record.size;
+  uint64_t packed = record.packedSize ? record.packedSize : record.size;
+  totals.uncompressed += size;
+  totals.compressed += packed;
+  size_t length = strnlen(record.name, sizeof record.name);
+  if (length && record.name[length - 1] == '/') return;  // a folder: sizes only
+  // Seconds are dropped on purpose: the list shows minutes.
+  EntryStamp stamp = {0, (record.dosTime >> 5) & 0x3F, record.dosTime >> 11, record.dosDate & 0x1F,
+                      ((record.dosDate >> 5) & 0x0F) - 1, 1980 + (record.dosDate >> 9)};
+  char name[kPathBuf];
+  snprintf(name, sizeof name, "%.*s", static_cast<int>(length), record.name);
+  const char* slash = strrchr(name, '/');
+  const char* part = slash && slash[1] ? slash + 1 : name;
+  ++totals.entries;
+  if (block->list) InsertEntryRow(block->list, stamp, part, name, block->folders, packed, size);
+}
+
+}  // namespace
+
+bool LoadTarLibrary() {
+  if (g_tarLoaded) return true;
+  if (!LoadRuntimeLibrary(&TarDll::Library())) {
+    printf("could not find \"%s\"\n", TAR_DLL_NAME);
+    return false;
+  }
+  g_tarLoaded = 1;
+  return true;
+}
+
+bool IsTarLibraryPresent() {
+  if (g_tarPresent < 0) g_tarPresent = LoadTarLibrary() ? 1 : 0;
+  return g_tarPresent == 1;
+}
+
+DWORD WINAPI ListTarFilesThread(LPVOID parameter) {
+  ArchiveControlBlock* block = static_cast<ArchiveControlBlock*>(parameter);
+  ViewHooks& views = GetViewHooks();
+  CoInitialize(nullptr);
+  if (!EnsureTarLibrary()) {
+    CoUninitialize();
+    SetOpenInProgress(0);
+    return 0;
+  }
+  auto open = TarDll::TarOpenArchive();
+  auto first = TarDll::TarFindFirst();
+  auto next = TarDll::TarFindNext();
+  auto close = TarDll::TarCloseArchive();
+  if (!open) printf("TarOpenArchive not found\n");
+  if (!first) printf("TarFindFirst not found\n");
+  if (!next) printf("TarFindNext not found\n");
+  if (!close) printf("TarCloseArchive not found\n");
+  if (!open || !first || !next || !close) {
+    ShowLibraryMessage(13);
+    CoUninitialize();
+    SetOpenInProgress(0);
+    return 0;
+  }
+  views.beginListing();
+  views.lockUpdates(true);
+  DWORD start = GetTickCount();
+  TarHandle archive = open(GetMainWindowHandle(), block->path, 0);
+  views.resetSortMark();
+  ResetListingTotals();
+  TarFindRecord record;
+  for (int more = first(archive, "", &record); more == 0; more = next(archive, &record))
+    AddListedEntry(block, record);
+  close(archive);
+  Log(-1, GetVerbose(), "time measure: %d\n", static_cast<int>(GetTickCount() - start));
+  views.lockUpdates(false);
+  views.finishListing();
+  PublishFinishedListing(block);
+  ShowListedArchive(block);
+  CoUninitialize();
+  SetOpenInProgress(0);
+  return 0;
+}
+
+int ExtractTarFilesFromList(ExtractJob* job) {
+  char previous[kPathBuf] = "";
+  if (job->destination[0]) {
+    GetCurrentDirectoryA(sizeof previous, previous);
+    SetCurrentDirectoryA(job->destination);
+  }
+  HWND source = job->source;
+  size_t rows = source ? GetEntryRowCount(source) : 0;
+  int selected = source ? ListView_GetSelectedCount(source) : 0;
+  bool all = selected == 0 && job->extractAll;
+  size_t items = all ? rows : static_cast<size_t>(selected);
+
+  TarNames names;
+  TarNameNode** tail = &names.list.first;
+  uint64_t total = 0;
+  if (all && source) Log(2, GetVerbose(), "ExtractTarFilesFromListThread: extract all");
+  for (int row = all ? (rows ? 0 : -1) : ListView_GetNextItem(source, -1, LVNI_SELECTED); source && row >= 0;
+       row = all ? (static_cast<size_t>(row) + 1 < rows ? row + 1 : -1) : ListView_GetNextItem(source, row, LVNI_SELECTED)) {
+    liststruct* record = GetRowRecord(source, row);
+    if (!record) continue;
+    names.Append(tail, RowName(record));
+    total += record->uncompressed;
+  }
+  bool perItem = items > 99;
+  if (!job->silent) {
+    SetProgressMinimum(0);
+    SetProgressMaximum(perItem ? static_cast<int>(items) : 100);
+  }
+  int result = 0;
+  if (!EnsureTarLibrary()) {
+    result = 1;
+  } else if (auto extract = TarDll::TarExtract()) {
+    char text[TAR_RESULT_TEXT_SIZE] = {};
+    uint64_t size = perItem ? 0 : total;
+    int outcome = extract(job->archive, names.list.count ? &names.list : nullptr,
+                          job->silent ? nullptr : GetProgressDialog(), text, job->destination,
+                          static_cast<uint32_t>(size), static_cast<uint32_t>(size >> 32), 0);
+    Log(-1, GetVerbose(), "ExtractTarFilesFromListThread: ReturnText %s", text);
+    result = outcome == 100 || text[0] == '2' ? 100 : 0;
+    if (result == 100 && job->cancelled) *job->cancelled = 1;
+    // Refused names follow the first line of the result text.
+    if (text[1] == '1') {
+      const char* list = strchr(text, '\n');
+      std::string message = std::string(GetMessageText(72)) + "\n" + (list ? list : "");
+      PromptMessageBox(GetForegroundWindow(), message.c_str(), GetMessageText(94), MB_OK | MB_ICONWARNING);
+    }
+  } else {
+    printf("Method %s not found within library\n", "TarExtract");
+    ShowLibraryMessage(13);
+    result = 1;
+  }
+  Log(2, GetVerbose(), "ExtractTarFilesFromListThread: Delete list %d", static_cast<int>(names.Clear()));
+  if (!job->silent && IsProgressDialogStarted()) {
+    if (IsCancelledByUser()) CloseProgressDialogAfterCancel();
+    else CloseProgressDialog();
+  }
+  if (previous[0]) SetCurrentDirectoryA(previous);
+  return result;
+}
+
+int ViewTarFile(const char* archive, const char* entryName, int openWith) {
+  if (!entryName || !*entryName) {
+    Log(2, GetVerbose(), "ViewTarFile: no File selected - cannot view");
+    return 1;
+  }
+  TarNames names;
+  names.Add(entryName);
+  char folder[kPathBuf];
+  if (!GetTempPathA(sizeof folder, folder)) snprintf(folder, sizeof folder, "c:");
+  if (!EnsureTarLibrary()) return 1;
+  auto extract = TarDll::TarExtract();
+  if (!extract) {
+    Log(6, GetVerbose(), "ViewTarFile: TarExtractArchive not found");
+    ShowLibraryMessage(13);
+    return 1;
+  }
+  char text[TAR_RESULT_TEXT_SIZE] = {};
+  extract(archive, &names.list, nullptr, text, folder, 0, 0, 1);
+  Log(5, GetVerbose(), "ViewTarFile: ReturnText %s", text);
+  int result = 1;
+  for (TarNameNode* node = names.list.first; node; node = node->next) {
+    std::string name = node->name;
+    for (char& c : name)
+      if (c == '/') c = '\\';
+    size_t n = strlen(folder);
+    char target[kPathBuf * 2];
+    snprintf(target, sizeof target, n && folder[n - 1] == '\\' ? "%s%s" : "%s\\%s", folder, name.c_str());
+    if (GetFileAttributesA(target) == INVALID_FILE_ATTRIBUTES) {
+      Log(1, GetVerbose(), "ViewTarFile: %s was not written", target);
+      PromptMessageBox(GetMainWindowHandle(), GetMessageText(53), GetMessageText(94), MB_OK | MB_ICONERROR);
+      continue;
+    }
+    AddTempFile(target);
+    result = openWith ? OpenAs(target) : CallApp(target);
+  }
+  return result;
+}
+
+int CreateTarArchive(const TarCreateRequest& request, const std::vector<std::string>& files) {
+  if (files.empty()) {
+    printf("empty list nothing to compress %d\n", 0);
+    return -1;
+  }
+  TarNames sources, results;
+  TarNameNode** tail = &sources.list.first;
+  for (const std::string& file : files) sources.Append(tail, file);
+  std::vector<std::unique_ptr<TarAddResult>> records;
+  if (request.addMode) {
+    TarNameNode** resultTail = &results.list.first;
+    for (size_t i = 0; i < files.size(); ++i) {
+      records.emplace_back(new TarAddResult());
+      *resultTail = new TarNameNode{nullptr, nullptr};
+      (*resultTail)->name = reinterpret_cast<char*>(records.back().get());
+      resultTail = &(*resultTail)->next;
+    }
+  }
+  bool loaded = LoadTarLibrary();
+  auto add = loaded ? TarDll::TarCreateAdd() : nullptr;
+  auto create = loaded ? TarDll::TarCreate() : nullptr;
+  if (!add || (!request.addMode && !create)) {
+    printf("TarCreateAdd not found\n");
+    PromptMessageBox(GetMainWindowHandle(), GetGenericText(loaded ? 13 : 12), GetMessageText(94), MB_OK | MB_ICONERROR);
+    // The records belong to the unique pointers; the nodes only point at them.
+    for (TarNameNode* node = results.list.first; node; node = node->next) node->name = nullptr;
+    return -1;
+  }
+  char base[kPathBuf];
+  size_t n = strlen(request.baseFolder);
+  snprintf(base, sizeof base, n && request.baseFolder[n - 1] == '/' ? "%s" : "%s/", request.baseFolder);
+  char text[TAR_RESULT_TEXT_SIZE] = {};
+  if (request.addMode)
+    add(request.archive, base, sources.list.first, results.list.first, request.progress, request.addMode, text);
+  else
+    create(request.archive, base, request.progress, text, static_cast<int>(files.size()), sources.list.first);
+  for (TarNameNode* node = results.list.first; node; node = node->next) node->name = nullptr;
+  if (text[0] == '0' && text[1] == '0') return 0;
+  if (text[0] == '0') {
+    printf("some values could not be added\n");
+    return 1;
+  }
+  printf("error occured %s\n", text);
+  return -1;
+}
+
+void RegisterTarFormat() {
+  ArchiveOperations ops = {};
+  ops.listing = ListTarFilesThread;
+  ops.extract = ExtractTarFilesFromList;
+  ops.view = ViewTarFile;
+  RegisterArchiveOperations(ARCHIVE_TAR, ops);
+}

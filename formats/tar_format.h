@@ -1,0 +1,38 @@
+// The TAR family (plain, gzip, bzip2, compress) through the program's own tar.dll: listing,
+// extraction, viewing one entry, creating and extending. The library is loaded by name when
+// first needed and never unloaded; every call looks its entry point up again.
+#pragma once
+#include "services/base.h"
+
+#include "plugins/include/kestrelia_tar.h"
+
+#include <string>
+#include <vector>
+
+struct ExtractJob;
+
+// Hands the kind's operations to the table of archive kinds.
+void RegisterTarFormat();
+
+// LoadLibraryA("tar.dll"); true when the library is loaded (now or before).
+bool LoadTarLibrary();
+// Whether tar.dll can be loaded: tried once, remembered from then on.
+bool IsTarLibraryPresent();
+
+DWORD WINAPI ListTarFilesThread(LPVOID block);
+// The extraction worker of a run (ExtractTarFilesFromListThread's body): 0, or 100 when the
+// user cancelled.
+int ExtractTarFilesFromList(ExtractJob* job);
+// Writes one entry (its full "/" name) to the temporary folder and opens it; 0 when handed on.
+int ViewTarFile(const char* archive, const char* entryName, int openWith);
+
+// A request to create or extend a TAR archive from files of the disk (a folder path ends with
+// "\" or "/"). addMode 0 creates; TAR_ADD_APPEND or TAR_ADD_REPLACE extends.
+struct TarCreateRequest {
+  char archive[kPathBuf];
+  char baseFolder[kPathBuf];
+  int addMode;
+  HWND progress;
+};
+// 0 when every file was added, 1 when some could not be, -1 on failure (each one logged).
+int CreateTarArchive(const TarCreateRequest& request, const std::vector<std::string>& files);

@@ -1,0 +1,99 @@
+/* The contract between the program and tar.dll, its TAR library (plain, gzip, bzip2 and
+ * compress). The program loads the library by name at run time and looks every entry point
+ * up by name before each call; all of them use the C calling convention.
+ *
+ * The contract was laid out for 32-bit words; in this 64-bit build every word that holds a
+ * pointer, a handle or a count of list nodes is pointer-sized, in the same order. The find
+ * record keeps its fixed 32-bit layout. */
+#ifndef KESTRELIA_TAR_H
+#define KESTRELIA_TAR_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define TAR_DLL_NAME "tar.dll"
+
+/* Filled by TarFindFirst and TarFindNext; packed, little-endian. */
+#pragma pack(push, 1)
+typedef struct TarFindRecord {
+  uint32_t size;          /* uncompressed size in bytes (low 32 bits) */
+  uint32_t packedSize;    /* 0: the same as size (TAR members are stored) */
+  uint8_t unused[14];
+  uint16_t dosDate;       /* years since 1980 << 9 | month << 5 | day */
+  uint16_t dosTime;       /* hour << 11 | minute << 5 | seconds / 2 */
+  char name[260];         /* "/"-separated, zero-terminated; a folder ends with "/" */
+} TarFindRecord;
+#pragma pack(pop)
+
+/* One name of a list: an entry name inside the archive ("/"-separated) for TarExtract, a
+ * file or folder path of the disk for TarCreate and TarCreateAdd (a folder ends with "\" or
+ * "/"), or a TarAddResult record for TarCreateAdd's result list. */
+typedef struct TarNameNode {
+  char* name;
+  struct TarNameNode* next;
+} TarNameNode;
+
+/* The list TarExtract reads: the first word points to the first node, the ninth holds the
+ * number of nodes; the words between belong to the program. */
+typedef struct TarNameList {
+  TarNameNode* first;
+  uintptr_t programWords[7];
+  uintptr_t count;
+} TarNameList;
+
+/* One record per source file of TarCreateAdd, zeroed by the program (558 bytes). */
+#pragma pack(push, 1)
+typedef struct TarAddResult {
+  char path[260];        /* the source path as given */
+  char entry[260];       /* the entry name it was stored under */
+  int32_t status;        /* 0 added, 1 could not be read, 2 refused name */
+  char reason[34];
+} TarAddResult;
+#pragma pack(pop)
+
+/* Result text: 255 bytes, zeroed by the program before each call. For TarCreate and
+ * TarCreateAdd the first character is '0' on success and the second '0' when every file was
+ * added; a short description follows. */
+#define TAR_RESULT_TEXT_SIZE 255
+
+/* TarCreateAdd's add modes: append to the archive's entries; or append and drop the old
+ * entries whose names the new files take. Any other value is taken as TAR_ADD_APPEND. */
+#define TAR_ADD_APPEND 1
+#define TAR_ADD_REPLACE 2
+
+/* The progress window TarExtract, TarCreate and TarCreateAdd drive (may be null): the
+ * library moves the bar with this control identifier, one PBM_STEPIT per entry when the
+ * given total size is 0, else PBM_SETPOS in percent of that total; it stops early when the
+ * window is gone (the user cancelled). */
+#define TAR_PROGRESS_BAR_ID 30000
+
+typedef void* TarHandle;
+
+/* The entry points, as a list of X(name, result, parameters) in the form of every plug-in
+ * list. TarFindFirst and TarFindNext answer 0 while a record was delivered, non-zero at the
+ * end (or at a damaged record). TarExtract takes the selection's total size in two halves,
+ * low first, and a quiet flag (1 when one entry is written for viewing). */
+#define KESTRELIA_TAR_FILE TAR_DLL_NAME
+#define KESTRELIA_TAR_API_LIST(X)                                                                      \
+  X(TarOpenArchive, TarHandle, (void* owner, const char* path, int mode))                              \
+  X(TarFindFirst, int, (TarHandle archive, const char* pattern, TarFindRecord* record))                \
+  X(TarFindNext, int, (TarHandle archive, TarFindRecord* record))                                      \
+  X(TarCloseArchive, int, (TarHandle archive))                                                         \
+  X(TarExtract, int,                                                                                   \
+    (const char* archive, TarNameList* names, void* progress, char* result, const char* destination,   \
+     uint32_t sizeLow, uint32_t sizeHigh, int quiet))                                                  \
+  X(TarCreate, int,                                                                                    \
+    (const char* archive, const char* baseFolder, void* progress, char* result, int fileCount,         \
+     TarNameNode* files))                                                                              \
+  X(TarCreateAdd, int,                                                                                 \
+    (const char* archive, const char* baseFolder, TarNameNode* files, TarNameNode* results,            \
+     void* progress, int addMode, char* result))
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

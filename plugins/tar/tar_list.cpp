@@ -1,0 +1,88 @@
+// Listing: an archive handle walks the entries once, front to back, as the program's find
+// loop asks for them.
+#include "services/base.h"
+#include "tar_common.h"
+
+#include <cstring>
+
+namespace {
+
+struct TarListing {
+  HWND owner;
+  std::string path;
+  archive* reader;
+  unsigned long delivered;
+  bool ended;
+};
+
+// A damaged or cut archive ends the walk; the user learns that the list is short, once.
+void ReportDamage(TarListing* listing, const char* reason) {
+  if (!listing->owner || !IsWindow(listing->owner)) return;
+  char text[600];
+  snprintf(text, sizeof text, "%s\n\n%s\n(%s)",
+           PluginText(10, "The archive is damaged or cut short; the list shows the entries before the damage."),
+           listing->path.c_str(), reason ? reason : "");
+  MessageBoxA(listing->owner, text, TAR_DLL_NAME, MB_OK | MB_ICONWARNING);
+}
+
+int Deliver(TarListing* listing, TarFindRecord* record) {
+  if (!listing || !record || listing->ended || !listing->reader) return 1;
+  archive_entry* entry = nullptr;
+  int status = archive_read_next_header(listing->reader, &entry);
+  if (status == ARCHIVE_EOF || (status != ARCHIVE_OK && status != ARCHIVE_WARN)) {
+    listing->ended = true;
+    if (status != ARCHIVE_EOF) ReportDamage(listing, archive_error_string(listing->reader));
+    return 1;
+  }
+  memset(record, 0, sizeof *record);
+  la_int64_t size = archive_entry_size(entry);
+  record->size = size < 0 ? 0 : size > 0xFFFFFFFFLL ? 0xFFFFFFFFu : static_cast<uint32_t>(size);
+  DosDateTimeFromUnix(archive_entry_mtime(entry), &record->dosDate, &record->dosTime);
+  std::string name = EntryNameUtf8(entry);
+  if (archive_entry_filetype(entry) == AE_IFDIR && (name.empty() || name.back() != '/')) name += '/';
+  snprintf(record->name, sizeof record->name, "%s", name.c_str());
+  ++listing->delivered;
+  return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+TarHandle __cdecl TarOpenArchive(void* owner, const char* path, int mode) {
+  TarListing* listing = new TarListing{static_cast<HWND>(owner), path ? path : "", nullptr, 0, false};
+  std::string error;
+  listing->reader = OpenTarReader(listing->path.c_str(), &error);
+  if (!listing->reader) {
+    listing->ended = true;
+    ReportDamage(listing, error.c_str());
+  }
+  return listing;
+}
+
+int __cdecl TarFindFirst(TarHandle archive, const char* pattern, TarFindRecord* record) {
+  TarListing* listing = static_cast<TarListing*>(archive);
+  if (!listing) return 1;
+  // A second walk starts over from the first entry.
+  if (listing->delivered || listing->ended) {
+    if (listing->reader) archive_read_free(listing->reader);
+    listing->reader = OpenTarReader(listing->path.c_str(), nullptr);
+    listing->delivered = 0;
+    listing->ended = !listing->reader;
+  }
+  return Deliver(listing, record);
+}
+
+int __cdecl TarFindNext(TarHandle archive, TarFindRecord* record) {
+  return Deliver(static_cast<TarListing*>(archive), record);
+}
+
+int __cdecl TarCloseArchive(TarHandle archive) {
+  TarListing* listing = static_cast<TarListing*>(archive);
+  if (!listing) return 1;
+  if (listing->reader) archive_read_free(listing->reader);
+  delete listing;
+  return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,231 @@
+// tar.dll through its exported entry points only, as the program calls it, against what the
+// peers made of the same archives (bsdtar's listing and extraction, written beside each
+// input by tests/data/make_tar_inputs.py).
+#include "services/base.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "archive_fixtures.h"
+#include "plugins/include/kestrelia_tar.h"
+
+#define TAR_ENTRY_TYPE(name, result, parameters) typedef result(__cdecl* name##Fn) parameters;
+KESTRELIA_TAR_API_LIST(TAR_ENTRY_TYPE)
+#include "test_support.h"
+
+namespace {
+
+HMODULE Library() {
+  static HMODULE module = LoadLibraryA(TAR_DLL_NAME);
+  return module;
+}
+
+template <typename Fn>
+Fn Entry(const char* name) {
+  return reinterpret_cast<Fn>(reinterpret_cast<void*>(GetProcAddress(Library(), name)));
+}
+
+const char* const kArchives[] = {"gnu_ustar.tar",  "gnu_pax.tar.gz", "gnu_gnu.tar.bz2", "gnu_gnu.tgz",
+                                 "folders.tar",    "bsd_ustar.tar",  "bsd_pax.tar.bz2", "bsd_gnu.tar.gz",
+                                 "py_ustar.tar",   "py_pax.tar.gz"};
+
+struct Listed {
+  uint32_t size;
+  uint16_t date, time;
+  std::string name;
+};
+
+std::vector<Listed> List(const std::string& archive, void* owner = nullptr) {
+  std::vector<Listed> out;
+  TarHandle handle = Entry<TarOpenArchiveFn>("TarOpenArchive")(owner, archive.c_str(), 0);
+  TarFindRecord record;
+  for (int more = Entry<TarFindFirstFn>("TarFindFirst")(handle, "", &record); more == 0 && out.size() < 100000;
+       more = Entry<TarFindNextFn>("TarFindNext")(handle, &record))
+    out.push_back({record.size, record.dosDate, record.dosTime, record.name});
+  Entry<TarCloseArchiveFn>("TarCloseArchive")(handle);
+  return out;
+}
+
+// The program's list: nodes of names, the count in the ninth word.
+struct NameList {
+  std::vector<TarNameNode> nodes;
+  std::vector<std::string> names;
+  TarNameList list = {};
+  explicit NameList(const std::vector<std::string>& wanted) : nodes(wanted.size()), names(wanted) {
+    for (size_t i = 0; i < names.size(); ++i) {
+      nodes[i].name = &names[i][0];
+      nodes[i].next = i + 1 < names.size() ? &nodes[i + 1] : nullptr;
+    }
+    list.first = nodes.empty() ? nullptr : &nodes[0];
+    list.count = nodes.size();
+  }
+};
+
+std::string Extract(const std::string& archive, const std::string& destination, TarNameList* names) {
+  char result[TAR_RESULT_TEXT_SIZE] = {};
+  Entry<TarExtractFn>("TarExtract")(archive.c_str(), names, nullptr, result, destination.c_str(), 0, 0, 0);
+  return result;
+}
+
+void ExpectDosTime(time_t unixTime, const Listed& entry) {
+  uint64_t ticks = (static_cast<uint64_t>(unixTime) + 11644473600ULL) * 10000000ULL;
+  FILETIME utc{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)}, local;
+  FileTimeToLocalFileTime(&utc, &local);
+  SYSTEMTIME when;
+  FileTimeToSystemTime(&local, &when);
+  EXPECT_EQ(entry.date, ((when.wYear - 1980) << 9) | (when.wMonth << 5) | when.wDay) << entry.name;
+  EXPECT_EQ(entry.time >> 5, (when.wHour << 6) | when.wMinute) << entry.name;
+}
+
+TEST(TarDll, ExportsExactlyTheContractsEntryPoints) {
+  ASSERT_NE(Library(), nullptr);
+  auto base = reinterpret_cast<const BYTE*>(Library());
+  auto nt = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
+  const IMAGE_DATA_DIRECTORY& dir = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT];
+  auto exports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(base + dir.VirtualAddress);
+  auto names = reinterpret_cast<const DWORD*>(base + exports->AddressOfNames);
+  std::set<std::string> found;
+  for (DWORD i = 0; i < exports->NumberOfNames; ++i) found.insert(reinterpret_cast<const char*>(base + names[i]));
+  EXPECT_EQ(found, (std::set<std::string>{"TarCloseArchive", "TarCreate", "TarCreateAdd", "TarExtract",
+                                          "TarFindFirst", "TarFindNext", "TarOpenArchive"}));
+  EXPECT_EQ(sizeof(TarFindRecord), 286u);
+  EXPECT_EQ(sizeof(TarAddResult), 558u);
+  EXPECT_EQ(offsetof(TarFindRecord, dosDate), 22u);
+  EXPECT_EQ(offsetof(TarNameList, count), 8 * sizeof(void*));
+}
+
+TEST(TarDll, ListingMatchesBsdtar) {
+  for (const char* name : kArchives) {
+    std::vector<Listed> listed = List(TestData(name));
+    std::vector<std::string> expected = ReadLines(TestData(std::string(name) + ".expect"));
+    ASSERT_EQ(listed.size(), expected.size()) << name;
+    for (size_t i = 0; i < listed.size(); ++i) {
+      const std::string& line = expected[i];
+      size_t tab1 = line.find('\t'), tab2 = line.find('\t', tab1 + 1);
+      std::string want = line.substr(tab2 + 1);
+      // Folders end with "/" in the record even where the archive leaves it out.
+      bool folder = listed[i].name.size() && listed[i].name.back() == '/';
+      if (folder && (want.empty() || want.back() != '/')) want += '/';
+      EXPECT_EQ(listed[i].name, want) << name;
+      EXPECT_EQ(listed[i].size, strtoul(line.c_str(), nullptr, 10)) << name << " " << want;
+      ExpectDosTime(static_cast<time_t>(strtoll(line.c_str() + tab1 + 1, nullptr, 10)), listed[i]);
+    }
+  }
+}
+
+TEST(TarDll, ExtractionMatchesBsdtarByteForByteWithTimes) {
+  for (const char* name : kArchives) {
+    std::string out = ScratchDir("tar_all");
+    std::string result = Extract(TestData(name), out, nullptr);
+    EXPECT_EQ(result.substr(0, 2), "00") << name << ": " << result;
+    FolderContents got = Contents(out), want = Contents(TestData(std::string("ref_") + name));
+    EXPECT_EQ(got.folders, want.folders) << name;
+    ASSERT_EQ(FileNames(got), FileNames(want)) << name;
+    for (const auto& file : want.files) {
+      EXPECT_EQ(got.files[file.first].bytes, file.second.bytes) << name << " " << file.first;
+      EXPECT_EQ(got.files[file.first].written, file.second.written) << name << " " << file.first;
+    }
+    for (const std::string& folder : want.folders)
+      EXPECT_EQ(LastWrite(out + "\\" + folder), LastWrite(TestData(std::string("ref_") + name + "/" + folder)))
+          << name << " " << folder;
+  }
+}
+
+TEST(TarDll, ExtractsOnlyTheNamedEntries) {
+  std::string out = ScratchDir("tar_some");
+  const std::string longName =
+      "a-rather-long-folder-name-to-pass-the-ustar-limit/a-rather-long-folder-name-to-pass-the-ustar-limit/"
+      "and-a-file-name-that-is-long-too.txt";
+  NameList names({"docs/deep/er/note.md", longName, "not/in/the/archive.txt"});
+  std::string result = Extract(TestData("bsd_pax.tar.bz2"), out, &names.list);
+  EXPECT_EQ(result.substr(0, 2), "00") << result;
+  EXPECT_EQ(FileNames(out), (std::set<std::string>{"docs/deep/er/note.md", longName}));
+  EXPECT_EQ(ReadFileBytes(out + "\\docs\\deep\\er\\note.md"), ReadFileBytes(TestData("src/docs/deep/er/note.md")));
+}
+
+TEST(TarDll, HostileArchiveWritesNothingOutsideTheDestination) {
+  std::string root = ScratchDir("tar_hostile");
+  std::string destination = root + "\\dest\\inner";
+  std::string result = Extract(TestData("hostile.tar"), destination, nullptr);
+  EXPECT_EQ(result[1], '1') << result;  // refusals reported
+  FolderContents all = Contents(root);
+  for (const auto& file : all.files)
+    EXPECT_EQ(file.first.rfind("dest/inner/", 0), 0u) << "written outside: " << file.first;
+  std::set<std::string> inside = FileNames(destination);
+  EXPECT_TRUE(inside.count("good.txt"));
+  EXPECT_TRUE(inside.count("also-good/inside.txt"));
+  // The link is not written, so the file meant to go through it lands in a plain folder.
+  EXPECT_TRUE(inside.count("outlink/escaped-through-link.txt"));
+  for (const char* refused : {"outlink", "hard-out", "hard-abs", "con.txt"})
+    EXPECT_FALSE(inside.count(refused)) << refused;
+  // A hard link inside the destination to a file of the run is fine.
+  if (inside.count("also-good/hard-in")) {
+    EXPECT_EQ(ReadFileBytes(destination + "\\also-good\\hard-in"), "good\n");
+  }
+  for (const char* name : {"../escaped-dotdot.txt", "outlink", "con.txt"})
+    EXPECT_NE(result.find(name), std::string::npos) << "not reported: " << name << " in " << result;
+}
+
+TEST(TarDll, DamagedArchivesEndTheirListingWithWhatWasRead) {
+  size_t whole = List(TestData("gnu_pax.tar.gz")).size();
+  size_t cut = List(TestData("truncated.tar.gz")).size();
+  EXPECT_GT(cut, 0u);
+  EXPECT_LT(cut, whole);
+  EXPECT_EQ(List(TestData("garbage.tar")).size(), 0u);
+  EXPECT_EQ(List(TestData("no such archive.tar")).size(), 0u);
+  std::string out = ScratchDir("tar_cut");
+  EXPECT_EQ(Extract(TestData("truncated.tar.gz"), out, nullptr)[0], '1');
+  EXPECT_EQ(Extract(TestData("garbage.tar"), out, nullptr)[0], '1');
+}
+
+// Written into the test data's created/ folder; tests/data/check_tar_created.py reads them
+// back with bsdtar.
+TEST(TarDll, CreatesAndExtendsArchives) {
+  std::string created = TestData("created");
+  CreateDirectoryA(created.c_str(), nullptr);
+  std::string base = TestData("src") + "\\";
+  for (char& c : base)
+    if (c == '\\') c = '/';
+  NameList files({TestData("src/readme.txt"), TestData("src/docs/numbers.txt"), TestData("src/empty/"),
+                  TestData("src/no-such-file.txt")});
+  for (const char* name : {"new.tar", "new.tar.gz", "new.tar.bz2"}) {
+    char result[TAR_RESULT_TEXT_SIZE] = {};
+    Entry<TarCreateFn>("TarCreate")((created + "\\" + name).c_str(), base.c_str(), nullptr, result, 4,
+                                    files.list.first);
+    EXPECT_EQ(std::string(result, 2), "01") << result;  // the missing file could not be added
+  }
+  // Extending: a copy of a peer's archive, one new file and one replacing its namesake.
+  CopyFileA(TestData("gnu_gnu.tar.bz2").c_str(), (created + "\\extended.tar.bz2").c_str(), FALSE);
+  CopyFileA(TestData("gnu_gnu.tar.bz2").c_str(), (created + "\\replaced.tar.bz2").c_str(), FALSE);
+  std::string addBase = TestData("add") + "\\";
+  NameList adds({TestData("add/readme.txt"), TestData("add/extra/new.txt")});
+  for (auto [name, mode] : {std::pair<const char*, int>{"extended.tar.bz2", TAR_ADD_APPEND},
+                            std::pair<const char*, int>{"replaced.tar.bz2", TAR_ADD_REPLACE}}) {
+    std::vector<TarAddResult> records(2);
+    memset(records.data(), 0, records.size() * sizeof(TarAddResult));
+    TarNameNode resultNodes[2] = {{reinterpret_cast<char*>(&records[0]), &resultNodes[1]},
+                                  {reinterpret_cast<char*>(&records[1]), nullptr}};
+    char result[TAR_RESULT_TEXT_SIZE] = {};
+    Entry<TarCreateAddFn>("TarCreateAdd")((created + "\\" + name).c_str(), addBase.c_str(), adds.list.first,
+                                          resultNodes, nullptr, mode, result);
+    EXPECT_EQ(std::string(result, 2), "00") << result;
+    EXPECT_STREQ(records[1].entry, "extra/new.txt");
+    EXPECT_EQ(records[1].status, 0);
+  }
+  // An unreadable old archive is left as it was.
+  std::string broken = created + "\\broken.tar.gz";
+  CopyFileA(TestData("truncated.tar.gz").c_str(), broken.c_str(), FALSE);
+  std::string before = ReadFileBytes(broken);
+  char result[TAR_RESULT_TEXT_SIZE] = {};
+  Entry<TarCreateAddFn>("TarCreateAdd")(broken.c_str(), addBase.c_str(), adds.list.first, nullptr, nullptr,
+                                        TAR_ADD_APPEND, result);
+  EXPECT_EQ(result[0], '1') << result;
+  EXPECT_EQ(ReadFileBytes(broken), before);
+}
+
+}  // namespace

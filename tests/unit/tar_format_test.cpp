@@ -1,0 +1,171 @@
+// The TAR adapter with the real tar.dll: rows and totals of a listing, extraction of the
+// list's selection or of all rows, viewing one entry, creating and extending.
+#include "services/base.h"
+
+#include <gtest/gtest.h>
+
+#include <commctrl.h>
+
+#include <string>
+#include <vector>
+
+#include "archive_fixtures.h"
+#include "formats/tar_format.h"
+#include "kestrelia_lang.h"
+#include "model/archive_kind.h"
+#include "model/listing_totals.h"
+#include "services/prompts.h"
+#include "test_support.h"
+#include "zip/extract.h"
+
+namespace {
+
+std::vector<std::string> g_boxes;
+int RecordBox(HWND, const char* text, const char* title, UINT) {
+  g_boxes.push_back(std::string(title) + "|" + text);
+  return IDOK;
+}
+
+struct TarListed {
+  HiddenEntryList window;
+  ArchiveControlBlock block = {};
+  explicit TarListed(const std::string& archive) {
+    SetArchiveKind(ARCHIVE_TAR);
+    block.list = window.list;
+    NameListRecreate(&block.folders);
+    snprintf(block.path, sizeof block.path, "%s", TestData(archive).c_str());
+    ListTarFilesThread(&block);
+  }
+  ~TarListed() { NameListDestroy(&block.folders); }
+  std::string FullName(int row) const {
+    liststruct* record = GetRowRecord(window.list, row);
+    return std::string(record->path) + record->filename;
+  }
+  int Row(const std::string& name) const {
+    for (int row = 0; row < window.Rows(); ++row)
+      if (FullName(row) == name) return row;
+    return -1;
+  }
+};
+
+class TarFormat : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    g_boxes.clear();
+    GetPrompts().messageBox = RecordBox;
+  }
+  void TearDown() override { ResetPrompts(); }
+};
+
+TEST_F(TarFormat, ListsFilesWithSlashPathsAndFolderSizesInTheTotals) {
+  TarListed listed("bsd_pax.tar.bz2");
+  // Folders are not rows; every file is.
+  EXPECT_EQ(listed.window.Rows(), 7);
+  EXPECT_EQ(GetListingTotals().entries, 7u);
+  EXPECT_EQ(GetListingTotals().uncompressed, 9u + 168890 + 280 + 0 + 70000 + 5 + 5);
+  EXPECT_EQ(GetListingTotals().compressed, GetListingTotals().uncompressed);  // 0 counts as the size
+  int row = listed.Row("docs/deep/er/note.md");
+  ASSERT_GE(row, 0);
+  liststruct* record = GetRowRecord(listed.window.list, row);
+  EXPECT_STREQ(record->filename, "note.md");
+  EXPECT_STREQ(record->path, "docs/deep/er/");
+  EXPECT_EQ(record->date.wSecond, 0);  // the archive says 18:00:03
+  EXPECT_EQ(record->date.wMinute, 0);
+  EXPECT_EQ(record->compressed, 280u);
+  int top = listed.Row("readme.txt");
+  ASSERT_GE(top, 0);
+  EXPECT_STREQ(GetRowRecord(listed.window.list, top)->path, "");
+  EXPECT_TRUE(g_boxes.empty());
+}
+
+TEST_F(TarFormat, AnArchiveOfFoldersOnlyListsNothing) {
+  TarListed listed("folders.tar");
+  EXPECT_EQ(listed.window.Rows(), 0);
+  EXPECT_EQ(GetListingTotals().entries, 0u);
+}
+
+TEST_F(TarFormat, ExtractsTheSelectionOrEverything) {
+  TarListed listed("gnu_pax.tar.gz");
+  ExtractJob job = {};
+  job.source = listed.window.list;
+  job.silent = 1;
+  snprintf(job.archive, sizeof job.archive, "%s", listed.block.path);
+  std::string some = ScratchDir("tar_adapter_some");
+  snprintf(job.destination, sizeof job.destination, "%s", some.c_str());
+  for (const char* name : {"docs/numbers.txt", "data/random.bin"})
+    ListView_SetItemState(listed.window.list, listed.Row(name), LVIS_SELECTED, LVIS_SELECTED);
+  EXPECT_EQ(ExtractTarFilesFromList(&job), 0);
+  EXPECT_EQ(FileNames(some), (std::set<std::string>{"docs/numbers.txt", "data/random.bin"}));
+
+  ListView_SetItemState(listed.window.list, -1, 0, LVIS_SELECTED);
+  std::string all = ScratchDir("tar_adapter_all");
+  snprintf(job.destination, sizeof job.destination, "%s", all.c_str());
+  job.extractAll = 1;
+  EXPECT_EQ(ExtractTarFilesFromList(&job), 0);
+  EXPECT_EQ(FileNames(all), FileNames(TestData("ref_gnu_pax.tar.gz")));
+  EXPECT_TRUE(g_boxes.empty());
+}
+
+TEST_F(TarFormat, HostileEntriesAreReportedOnce) {
+  ExtractJob job = {};
+  job.silent = 1;
+  job.extractAll = 1;
+  snprintf(job.archive, sizeof job.archive, "%s", TestData("hostile.tar").c_str());
+  std::string out = ScratchDir("tar_adapter_hostile");
+  snprintf(job.destination, sizeof job.destination, "%s", out.c_str());
+  ExtractTarFilesFromList(&job);
+  ASSERT_EQ(g_boxes.size(), 1u);
+  EXPECT_NE(g_boxes[0].find(GetMessageText(72)), std::string::npos);
+  EXPECT_NE(g_boxes[0].find("../escaped-dotdot.txt"), std::string::npos);
+}
+
+TEST_F(TarFormat, ViewWritesTheEntryBelowTheTemporaryFolder) {
+  char temp[MAX_PATH];
+  GetTempPathA(MAX_PATH, temp);
+  std::string written = std::string(temp) + "bin\\tool.exe";
+  DeleteFileA(written.c_str());
+  // A program entry asks before it starts; the answer is no, so nothing outlives the test.
+  GetPrompts().messageBox = [](HWND, const char* text, const char*, UINT) {
+    g_boxes.push_back(text);
+    return IDCANCEL;
+  };
+  EXPECT_EQ(ViewTarFile(TestData("view.tar").c_str(), "bin/tool.exe", 0), 1);
+  EXPECT_EQ(ReadFileBytes(written), std::string("MZ\0\0", 4));
+  ASSERT_EQ(g_boxes.size(), 1u);
+  EXPECT_NE(g_boxes[0].find(GetMessageText(75)), std::string::npos);
+  EXPECT_EQ(ViewTarFile(TestData("view.tar").c_str(), "", 0), 1);
+  DeleteFileA(written.c_str());
+}
+
+TEST_F(TarFormat, CreatesAndExtendsThroughTheLibrary) {
+  std::string folder = ScratchDir("tar_adapter_create");
+  TarCreateRequest request = {};
+  snprintf(request.archive, sizeof request.archive, "%s\\made.tgz", folder.c_str());
+  snprintf(request.baseFolder, sizeof request.baseFolder, "%s", TestData("src").c_str());
+  EXPECT_EQ(CreateTarArchive(request, {TestData("src/readme.txt"), TestData("src/docs/zero.bin")}), 0);
+  request.addMode = TAR_ADD_APPEND;
+  snprintf(request.baseFolder, sizeof request.baseFolder, "%s", TestData("add").c_str());
+  EXPECT_EQ(CreateTarArchive(request, {TestData("add/extra/new.txt"), TestData("add/missing.txt")}), 1);
+  EXPECT_EQ(CreateTarArchive(request, {}), -1);
+
+  SetArchiveKind(ARCHIVE_TAR);
+  HiddenEntryList window;
+  ArchiveControlBlock block = {};
+  block.list = window.list;
+  NameListRecreate(&block.folders);
+  snprintf(block.path, sizeof block.path, "%s", request.archive);
+  ListTarFilesThread(&block);
+  NameListDestroy(&block.folders);
+  std::vector<std::string> names;
+  for (int row = 0; row < window.Rows(); ++row)
+    names.push_back(std::string(GetRowRecord(window.list, row)->path) + GetRowRecord(window.list, row)->filename);
+  EXPECT_EQ(names, (std::vector<std::string>{"readme.txt", "docs/zero.bin", "extra/new.txt"}));
+}
+
+TEST_F(TarFormat, ADamagedArchiveListsWhatCameBeforeTheDamage) {
+  TarListed listed("truncated.tar.gz");
+  EXPECT_GT(listed.window.Rows(), 0);
+  EXPECT_LT(listed.window.Rows(), 7);
+}
+
+}  // namespace

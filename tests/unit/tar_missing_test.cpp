@@ -1,0 +1,47 @@
+// Without tar.dll beside the program (this executable runs from a folder without it), every
+// TAR operation ends with the library's message box and nothing else.
+#include "services/base.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "formats/tar_format.h"
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "services/prompts.h"
+#include "test_support.h"
+#include "zip/extract.h"
+
+namespace {
+
+std::vector<std::string> g_boxes;
+int RecordBox(HWND, const char* text, const char* title, UINT flags) {
+  EXPECT_TRUE(flags & MB_ICONERROR);
+  g_boxes.push_back(std::string(title) + "|" + text);
+  return IDOK;
+}
+
+TEST(TarMissing, EveryOperationTellsTheUserTheLibraryIsMissing) {
+  GetPrompts().messageBox = RecordBox;
+  const std::string expected = std::string(GetMessageText(94)) + "|" + GetGenericText(12);
+  EXPECT_FALSE(IsTarLibraryPresent());
+
+  HiddenEntryList window;
+  ArchiveControlBlock block = {};
+  block.list = window.list;
+  snprintf(block.path, sizeof block.path, "%s", "Z:\\nowhere\\a.tar");
+  ListTarFilesThread(&block);
+  ExtractJob job = {};
+  job.silent = 1;
+  job.extractAll = 1;
+  ExtractTarFilesFromList(&job);
+  TarCreateRequest request = {};
+  EXPECT_EQ(CreateTarArchive(request, {"Z:\\nowhere\\file.txt"}), -1);
+  EXPECT_EQ(g_boxes, std::vector<std::string>(3, expected));
+  EXPECT_EQ(window.Rows(), 0);
+  ResetPrompts();
+}
+
+}  // namespace
