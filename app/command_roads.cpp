@@ -31,6 +31,17 @@ int RunExtractRoad(char (*args)[kPathBuf], int count) {
   const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind());
   if (format && format->zipEngine) DetectArchiveEncryption(args[1]);
   Log(5, GetVerbose(), "RunExtractRoad: %s (%d arguments)", args[1], count);
-  ExtractArchive(args[1], 0, 0);
+  // The run goes on a thread of its own while this one keeps pumping: the progress dialog,
+  // owned by whatever window of ours was in front, talks to this thread as it appears, and
+  // a thread that does not answer would hold it back until the close gave up waiting.
+  ExtractArchive(args[1], 0, 1);
+  while (IsBusy()) {
+    MsgWaitForMultipleObjects(0, nullptr, FALSE, 100, QS_ALLINPUT);
+    MSG message;
+    while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
+      TranslateMessage(&message);
+      DispatchMessageA(&message);
+    }
+  }
   return 0;
 }
