@@ -15,8 +15,10 @@ kestrelia_wine_up
 shot=$build/screenshot.png
 wine "$build/bin/Kestrelia.exe" "$(winepath -w "$archive")" &
 app=$!
-wine "$build/bin/wininspect.exe" --wait 30 --rows 20 > "$build/window.txt" || true
-sleep 2  # let the list finish painting before the picture is taken
+# Waits until the list shows rows and the title names the archive (an empty archive waits
+# the full minute and is still shown).
+wine "$build/bin/wininspect.exe" --wait 60 --until-rows 1 --until-title "$(basename "$archive")" --rows 20 \
+  > "$build/window.txt" || true
 import -display "$DISPLAY" -window root "$shot" 2>/dev/null || true
 wine "$build/bin/wininspect.exe" --rows 20 --close > "$build/window.txt" || true
 wait "$app" || true

@@ -16,7 +16,6 @@ wwork='C:\kestrelia_e2e_create'
 start_program -c "$wwork\\one.txt" "$wwork\\two.txt"
 wait_dialog "Save new archive as" >/dev/null || true
 focus "Save new archive as"
-sleep 1
 xdotool type --delay 40 "$wwork\\new.zip"
 screenshot save_dialog
 xdotool key Return

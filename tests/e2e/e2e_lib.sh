@@ -16,6 +16,41 @@ start_program() {
 
 inspect() { wine "$bin/wininspect.exe" "$@" 2>/dev/null | tr -d '\r'; }
 
+# eventually SECONDS COMMAND...: runs COMMAND until it succeeds, for at most SECONDS. How long
+# the window takes to get there is the machine's business; the script only says what it waits for.
+eventually() {
+  local end=$((SECONDS + $1))
+  shift
+  until "$@"; do
+    if [ "$SECONDS" -ge "$end" ]; then
+      echo "gave up waiting for: $*" >&2
+      return 1
+    fi
+    sleep 0.25
+  done
+}
+
+# shows TEXT [WININSPECT ARGS...]: the window, as wininspect reads it, holds TEXT.
+shows() {
+  local text=$1
+  shift
+  grep -qF -- "$text" <<<"$(inspect "$@")"
+}
+
+# menus_open N: at least N menus are open.
+menus_open() {
+  local n
+  n=$(inspect --count '#32768' | awk '{print $NF}')
+  [ "${n:-0}" -ge "$1" ]
+}
+
+# window_titled TITLE / window_gone TITLE: a top-level window of exactly that title is / is not there.
+window_titled() { xdotool search --name "^$1\$" >/dev/null 2>&1; }
+window_gone() { ! window_titled "$1"; }
+
+# dialog_gone: no dialog is shown any more.
+dialog_gone() { ! shows 'window "' --class '#32770'; }
+
 screenshot() { import -display "$DISPLAY" -window root "$shots/$1.png" 2>/dev/null || true; }
 
 # focus TITLE: a window without an owner gets no focus on a display without a window

@@ -41,7 +41,7 @@ out=$(inspect --wait 60 --until-rows 6 --rows 10)
 read -r x y < <(grep "^header 0 at" <<<"$out" | awk '{print $4, $5}')
 xdotool mousemove "$x" "$((y + 20))" click 1
 xdotool key shift+Down
-sleep 1
+eventually 30 shows "list selected: 2" --rows 0
 out=$(inspect --rows 10)
 expect_contains "two rows selected" "list selected: 2" "$out"
 # Their names as the archive holds them: the path column, then the file name.

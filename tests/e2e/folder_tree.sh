@@ -19,7 +19,7 @@ inspect --wait 60 --until-rows 5 --rows 0 >/dev/null
 id=$(xdotool search --name "^Kestrelia: " 2>/dev/null | head -1)
 [ -n "$id" ] && xdotool windowfocus --sync "$id" 2>/dev/null
 xdotool key alt+v t  # View > Folder tree
-sleep 2
+eventually 30 shows "tree item docs\\img" --rows 0
 out=$(inspect --rows 10)
 expect_contains "the root item is the archive" "tree root $(winpath "$work/nested.zip")" "$out"
 expect_contains "top-level folders shown" "tree item docs at" "$out"
@@ -28,7 +28,7 @@ expect_contains "the root lists the top-level entry" "| top.txt |" "$out"
 
 read -r x y < <(grep "^tree item docs at" <<<"$out" | awk '{print $5, $6}')
 xdotool mousemove "$x" "$y" click 1
-sleep 2
+eventually 30 shows "status 1: 1 entry" --rows 0
 out=$(inspect --rows 10)
 expect_contains "the clicked folder is selected" "tree item docs at $x $y (selected)" "$out"
 expect_contains "its entry is listed" "| readme.txt |" "$out"
@@ -43,7 +43,7 @@ xdotool mousemove "$cx" "$cy" click 1
 xdotool key ctrl+a
 xdotool type 'docs\img'
 xdotool key Return
-sleep 2
+eventually 30 shows "status 1: 2 entries" --rows 0
 out=$(inspect --rows 10)
 expect_contains "the typed folder is selected" "(selected)" "$(grep '^tree item docs\\img' <<<"$out")"
 expect_contains "its entries are listed" "| a.png |" "$out"
@@ -54,7 +54,7 @@ screenshot folder_typed
 read -r lx ly < <(grep "^place SysListView32 at" <<<"$out" | awk '{print $4, $5}')
 xdotool mousemove "$lx" "$ly" click 1
 xdotool key BackSpace
-sleep 2
+eventually 30 shows "status 1: 1 entry" --rows 0
 out=$(inspect --rows 10)
 expect_contains "Backspace selects the parent" "tree item docs at" "$(grep '(selected)' <<<"$out")"
 
@@ -70,6 +70,6 @@ expect_contains "properties count the folders below" "Folders:		 1" "$box"
 expect_contains "properties sum the sizes" "Uncompressed:	 1.95 KB" "$box"
 screenshot folder_properties
 xdotool key Return
-sleep 1
+eventually 30 dialog_gone
 stop_program
 finish

@@ -16,11 +16,10 @@ help_window() {
     [ -n "$id" ] && break
     sleep 0.5
   done
-  sleep 3
   screenshot "$2"
   expect_eq "F1 opens \"$1\"" "yes" "$([ -n "$id" ] && echo yes || echo no)"
   [ -n "$id" ] && xdotool windowclose "$id" 2>/dev/null
-  sleep 1
+  eventually 30 window_gone "$1"
 }
 
 wine reg delete "$key" /f >/dev/null 2>&1

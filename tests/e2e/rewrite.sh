@@ -11,41 +11,48 @@ cp "$data/zip_deflated.zip" "$archive"
 
 names() { unzip -Z1 "$archive" | grep -v '/$' | sort; }
 row_name() { inspect --rows 10 | grep "^row $1:" | awk -F' [|] ' '{print $2}'; }
+row_is() { [ "$(row_name "$1")" = "$2" ]; }
+holds() { names | grep -qxF "$1"; }
+lacks() { ! holds "$1"; }
+edit_boxes() { inspect --rows 0 | grep -c "^place Edit at"; }
+more_edit_boxes() { [ "$(edit_boxes)" -gt "$1" ]; }
 
 start_program "$(winpath "$archive")"
 out=$(inspect --wait 60 --until-rows 6 --rows 10)
 read -r x y < <(grep "^header 0 at" <<<"$out" | awk '{print $4, $5}')
 xdotool mousemove "$x" "$((y + 40))" click 1
 xdotool key Home
-sleep 0.5
+eventually 30 shows "list selected: 1" --rows 0
 victim=$(row_name 0)
 full=$(names | grep -F "$victim" | head -1)
 expect_eq "a row to delete is selected" 1 "$(inspect --rows 0 | grep -c 'list selected: 1')"
 
 xdotool key Delete
-sleep 1
+eventually 30 shows 'window "' --class '#32770'
 screenshot delete_question
 xdotool key Return
-for _ in $(seq 50); do names | grep -qxF "$full" || break; sleep 0.2; done
-for _ in $(seq 50); do inspect --rows 0 | grep -q "list rows: 5" && break; sleep 0.2; done
+eventually 30 lacks "$full"
+eventually 30 shows "list rows: 5" --rows 0
 expect_eq "the entry left the archive" "" "$(names | grep -xF "$full")"
 expect_contains "the list shows one row less" "list rows: 5" "$(inspect --rows 0)"
 expect_eq "unzip -t passes after the delete" 0 "$(unzip -tq "$archive" >/dev/null; echo $?)"
 
 xdotool key Home
-sleep 0.5
+eventually 30 shows "list selected: 1" --rows 0
 old=$(row_name 0)
 oldfull=$(names | grep -F "$old" | head -1)
+edits=$(edit_boxes)
 xdotool key F2
-sleep 1
+# The name is edited in place: one more edit box is shown.
+eventually 30 more_edit_boxes "$edits"
 xdotool key ctrl+a
 xdotool type --delay 20 "renamed.bin"
 xdotool key Return
 newfull=$(dirname "$oldfull" | sed 's#^\.$##; s#.$#&/#')renamed.bin
-for _ in $(seq 50); do names | grep -qxF "$newfull" && break; sleep 0.2; done
+eventually 30 holds "$newfull"
 # The row changes only once the run has ended and its progress dialog has gone, which under
 # a loaded Wine can take seconds after the archive itself is replaced.
-for _ in $(seq 150); do [ "$(row_name 0)" = renamed.bin ] && break; sleep 0.2; done
+eventually 30 row_is 0 renamed.bin
 expect_eq "the archive holds the new name" "$newfull" "$(names | grep -xF "$newfull")"
 expect_eq "the old name is gone" "" "$(names | grep -xF "$oldfull")"
 expect_eq "the list shows the new name" "renamed.bin" "$(row_name 0)"

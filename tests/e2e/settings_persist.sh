@@ -5,6 +5,8 @@ source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 data=${KESTRELIA_TESTDATA:?}
 key='HKCU\Software\Kestrelia'
 
+at_position() { xdotool getwindowgeometry "$1" | grep -q "Position: $2"; }
+
 wine reg delete "$key" /f >/dev/null 2>&1
 # The recent list is read back only once a configuration has been saved.
 wine reg add "$key" /v configuration /t REG_DWORD /d 6 /f >/dev/null 2>&1
@@ -13,7 +15,7 @@ start_program "$(winpath "$data/python.zip")"
 inspect --wait 60 --until-rows 3 --until-title "python.zip" >/dev/null
 win=$(xdotool search --name '^Kestrelia: ' | head -1)
 xdotool windowmove --sync "$win" 180 120 2>/dev/null
-sleep 1
+eventually 30 at_position "$win" 180,120
 before=$(xdotool getwindowgeometry "$win" | grep Position)
 echo "closed at: $before"
 stop_program
@@ -21,14 +23,14 @@ expect_contains "the opened archive is in file_list" "python.zip" "$(wine reg qu
 
 start_program
 inspect --wait 60 >/dev/null
-sleep 1
+eventually 30 window_titled Kestrelia
 win=$(xdotool search --name '^Kestrelia$' | head -1)
 expect_eq "the window comes back where it was" "$before" "$(xdotool getwindowgeometry "$win" | grep Position)"
 xdotool windowactivate --sync "$win" 2>/dev/null
 xdotool key alt+f
-sleep 1
+eventually 30 menus_open 1
+# The menu reads the keys that follow from its own queue, in order: no wait for the submenu.
 xdotool key r
-sleep 1
 screenshot recent_menu
 xdotool key 1
 out=$(inspect --wait 60 --until-rows 3 --until-title "python.zip" --rows 0)

@@ -4,6 +4,7 @@
 // allocated there.
 //
 //   wininspect [--wait SECONDS] [--close] [--rows N] [--class NAME] [--until-rows N]
+//   wininspect --count CLASS   (how many windows of CLASS are shown)
 // --until-rows waits (up to --wait) until the visible list shows at least N rows;
 // --until-title TEXT until the window title contains TEXT; --title TEXT takes only a window
 // of that title (a message box beside a dialog of the same class); --until-selected ROW until
@@ -249,6 +250,26 @@ bool TitleContains(HWND hwnd, const char* text) {
   return strstr(title, text) != nullptr;
 }
 
+struct TopCount {
+  const char* cls;
+  int shown;
+};
+
+BOOL CALLBACK CountShownTopWindow(HWND hwnd, LPARAM data) {
+  TopCount* count = reinterpret_cast<TopCount*>(data);
+  char cls[64] = "";
+  GetClassNameA(hwnd, cls, sizeof cls);
+  if (!_stricmp(cls, count->cls) && IsWindowVisible(hwnd)) ++count->shown;
+  return TRUE;
+}
+
+// How many shown top-level windows of a class there are: "#32768" counts the open menus.
+int CountShownWindows(const char* cls) {
+  TopCount count = {cls, 0};
+  EnumWindows(CountShownTopWindow, reinterpret_cast<LPARAM>(&count));
+  return count.shown;
+}
+
 HWND FindShownWindow(const char* cls, const char* title) {
   TopSearch search = {cls, title, nullptr};
   EnumWindows(FindShownTopWindow, reinterpret_cast<LPARAM>(&search));
@@ -278,6 +299,10 @@ int main(int argc, char** argv) {
     else if (!strcmp(argv[i], "--title") && i + 1 < argc) onlyTitle = argv[++i];
     else if (!strcmp(argv[i], "--until-selected") && i + 1 < argc) untilSelected = atoi(argv[++i]);
     else if (!strcmp(argv[i], "--until-gone")) untilGone = true;
+    else if (!strcmp(argv[i], "--count") && i + 1 < argc) {
+      printf("shown %s: %d\n", argv[i + 1], CountShownWindows(argv[i + 1]));
+      return 0;
+    }
   }
   DWORD start = GetTickCount();
   if (untilGone) {
