@@ -168,27 +168,44 @@ void ResetValues(SearchPresentation& s, HWND view, const char* text, int deselec
 
 // A search that ends in a moment shows no progress window; a longer one shows the entry it is
 // searching a few times a second (a message to the dialog's thread per entry would cost more
-// than searching a small entry).
+// than searching a small entry). The window comes only when the entries left would take a
+// while more at the pace so far: closing waits until the window is up, and bringing one up
+// can take longer than the rest of a short search.
 constexpr DWORD kProgressAfterMs = 300;
+constexpr DWORD kProgressWorthMs = 1000;
 
 struct WalkProgress {
   DWORD start;
   DWORD last;
-  bool shown;
+  bool shown;   // the dialog was started
+  bool ranged;  // and has its range
+  int first;    // the ordinal the walk began after
   int entries;
 };
 
-WalkProgress StartWalkProgress(int entries) { return WalkProgress{GetTickCount(), 0, false, entries}; }
+WalkProgress StartWalkProgress(int first, int entries) {
+  return WalkProgress{GetTickCount(), 0, false, false, first, entries};
+}
 
+// The dialog comes up on its own thread; the search goes on meanwhile and gives it its range
+// once it is there (waiting for it would stop the search for as long as the window takes).
 void ShowEntry(void* context, const char* name, int ordinal) {
   WalkProgress* p = static_cast<WalkProgress*>(context);
   DWORD now = GetTickCount();
   if (!p->shown) {
-    if (now - p->start < kProgressAfterMs) return;
+    DWORD spent = now - p->start;
+    if (spent < kProgressAfterMs) return;
+    double done = ordinal - p->first, left = p->entries - 1 - ordinal;
+    if (done > 0 && spent * left / done < kProgressWorthMs) return;
     StartProgressDialog(true, nullptr);
+    p->shown = true;
+    return;
+  }
+  if (!p->ranged) {
+    if (!IsProgressDialogReady()) return;
     SetProgressMinimum(0);
     SetProgressMaximum(p->entries);
-    p->shown = true;
+    p->ranged = true;
   } else if (now - p->last < 100) {
     return;
   }
@@ -271,7 +288,7 @@ int HandleSearchView(HWND view, const char* text, int current, int direction, in
   SetBusy(1);
   ContentPattern pattern;
   PrepareContentPattern(&pattern, text, wholeWord, matchCase);
-  WalkProgress progress = StartWalkProgress(rows);
+  WalkProgress progress = StartWalkProgress(current, rows);
   ContentSearchHooks hooks = {&progress, ShowEntry, Cancelled};
   int highest = g.list.highest;
   ContentSearchWalk walk = {current, &g.list.highest, 0, 0};
@@ -306,7 +323,7 @@ int HandleSearchViewTreeList(HWND view, const char* text, int current, int direc
   if (!failed) {
     ContentPattern pattern;
     PrepareContentPattern(&pattern, text, wholeWord, matchCase);
-    WalkProgress progress = StartWalkProgress(static_cast<int>(GetEntryRowCount(view)));
+    WalkProgress progress = StartWalkProgress(current, static_cast<int>(GetEntryRowCount(view)));
     for (size_t i = 0; i < rows.size(); ++i) {
       const auto& row = rows[i];
       if ((cancelled = IsCancelledByUser() != 0)) break;
