@@ -65,8 +65,15 @@ void ApplyChoice(ZipWorkBlock* block, const CreationChoice& choice) {
   block->recurse = choice.recurse;
 }
 
+// The writer of the archive: a new one is a ZIP archive; one that is extended is written by
+// its own kind (a TAR through tar.dll).
+const ArchiveFormat* CreationFormat(const ZipWorkBlock* block) {
+  const ArchiveFormat* format = block->add ? FindArchiveFormat(DecideArchiveKind(block->archive)) : nullptr;
+  return format && format->ops.create ? format : FindArchiveFormat(ARCHIVE_ZIP);
+}
+
 bool StartCreation(ZipWorkBlock* block) {
-  const ArchiveFormat* zip = FindArchiveFormat(ARCHIVE_ZIP);
+  const ArchiveFormat* zip = CreationFormat(block);
   if (!zip || !zip->ops.create) {
     Log(-1, GetVerbose(), "StartCreation: no creation for ZIP archives");
     free(block->files);
@@ -99,7 +106,7 @@ bool OpenArchiveTakesFiles() {
     return false;
   }
   const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind());
-  if (format && format->zipEngine) return true;
+  if (format && format->ops.create) return true;
   PromptMessageBox(Owner(), GetMessageText(33), "Kestrelia", MB_OK | MB_ICONINFORMATION);
   return false;
 }
@@ -109,13 +116,16 @@ bool OpenArchiveTakesFiles() {
 void RunWindowCreation(const char* target, char (*files)[kPathBuf], int count, int add) {
   CreationChoice choice;
   DefaultCreationChoice(&choice);
-  if (!AskCreationOptions(Owner(), &choice)) return;
+  // Level, password and the folder inside are the ZIP engine's; a TAR takes the files as they are.
+  const ArchiveFormat* format = add ? FindArchiveFormat(DecideArchiveKind(target)) : nullptr;
+  bool zipOptions = !format || format->zipEngine;
+  if (zipOptions && !AskCreationOptions(Owner(), &choice)) return;
   ZipWorkBlock* block = NewZipWorkBlock();
   if (!block || !TakeFiles(block, files, count)) {
     free(block);
     return;
   }
-  ApplyChoice(block, choice);
+  if (zipOptions) ApplyChoice(block, choice);
   SecureZeroMemory(&choice, sizeof choice);
   snprintf(block->archive, kPathBuf, "%s", target);
   block->add = add;
@@ -213,7 +223,7 @@ void CmdAddFolder() {
 bool AddDroppedFiles(char (*files)[kPathBuf], int count) {
   if (!count || !GetCurrentArchivePath()[0]) return false;
   const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind());
-  if (!format || !format->zipEngine) return false;
+  if (!format || !format->ops.create) return false;
   if (RefuseWhenBusy()) return true;
   char archive[kPathBuf];
   snprintf(archive, sizeof archive, "%s", GetCurrentArchivePath());

@@ -13,6 +13,7 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "services/runtime_library.h"
+#include "zip/create.h"
 #include "zip/extract.h"
 
 #include <commctrl.h>
@@ -284,7 +285,8 @@ int CreateTarArchive(const TarCreateRequest& request, const std::vector<std::str
   }
   char base[kPathBuf];
   size_t n = strlen(request.baseFolder);
-  snprintf(base, sizeof base, n && request.baseFolder[n - 1] == '/' ? "%s" : "%s/", request.baseFolder);
+  bool separated = n && (request.baseFolder[n - 1] == '/' || request.baseFolder[n - 1] == '\\');
+  snprintf(base, sizeof base, separated ? "%s" : "%s/", request.baseFolder);
   char text[TAR_RESULT_TEXT_SIZE] = {};
   if (request.addMode)
     add(request.archive, base, sources.list.first, results.list.first, request.progress, request.addMode, text);
@@ -300,10 +302,35 @@ int CreateTarArchive(const TarCreateRequest& request, const std::vector<std::str
   return -1;
 }
 
+DWORD WINAPI TarWorkThread(LPVOID parameter) {
+  ZipWorkBlock* block = static_cast<ZipWorkBlock*>(parameter);
+  SetBusy(1);
+  ZipListElement* head = nullptr;
+  ZipListElement* tail = nullptr;
+  CollectBlockFiles(block, &head, &tail);
+  TarCreateRequest request = {};
+  snprintf(request.archive, sizeof request.archive, "%s", block->archive);
+  if (head) snprintf(request.baseFolder, sizeof request.baseFolder, "%.*s", static_cast<int>(head->baseLength), head->path);
+  request.addMode = block->add && GetFileAttributesA(block->archive) != INVALID_FILE_ATTRIBUTES ? TAR_ADD_APPEND : 0;
+  std::vector<std::string> files;
+  for (ZipListElement* e = head; e; e = e->next) files.emplace_back(e->path);
+  FreeZipList(head);
+  int outcome = CreateTarArchive(request, files);
+  int result = outcome < 0 ? (files.empty() ? CREATE_NOTHING : CREATE_WRITE_FAILED) : CREATE_OK;
+  SetBusy(0);
+  if (block->finished) block->finished(block->archive, result);
+  if (block->result) *block->result = result;
+  free(block->files);
+  if (block->done) SetEvent(block->done);
+  free(block);
+  return static_cast<DWORD>(result);
+}
+
 void RegisterTarFormat() {
   ArchiveOperations ops = {};
   ops.listing = ListTarFilesThread;
   ops.extract = ExtractTarFilesFromList;
   ops.view = ViewTarFile;
+  ops.create = TarWorkThread;
   RegisterArchiveOperations(ARCHIVE_TAR, ops);
 }

@@ -36,3 +36,6 @@ struct TarCreateRequest {
 };
 // 0 when every file was added, 1 when some could not be, -1 on failure (each one logged).
 int CreateTarArchive(const TarCreateRequest& request, const std::vector<std::string>& files);
+// The window's add run on an open TAR (a ZipWorkBlock, freed here): the named files and
+// folders, folders with everything below them, under their names from the first one's folder.
+DWORD WINAPI TarWorkThread(LPVOID block);

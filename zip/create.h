@@ -52,6 +52,9 @@ size_t GetLastSkippedCount();
 uint64_t CollectZipFiles(const char* path, size_t baseLength, int recurse, ZipListElement** head,
                          ZipListElement** tail);
 void FreeZipList(ZipListElement* list);
+struct ZipWorkBlock;
+// Every named file and folder of the block collected, each below the folder it lies in.
+uint64_t CollectBlockFiles(const ZipWorkBlock* block, ZipListElement** head, ZipListElement** tail);
 
 // The parameter block of ZipWorkDirectoryThread, allocated with calloc by the starter and
 // freed by the thread.

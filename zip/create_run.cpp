@@ -112,15 +112,7 @@ int Run(ZipWorkBlock* block) {
   ZipListElement* tail = nullptr;
   uint64_t total = 0;
   if (block->files) {
-    for (int i = 0; i < block->fileCount && !IsCancelledByUser(); ++i) {
-      char path[kPathBuf];
-      snprintf(path, sizeof path, "%s", block->files[i]);
-      size_t n = strlen(path);
-      while (n > 1 && (path[n - 1] == '\\' || path[n - 1] == '/')) path[--n] = '\0';
-      size_t base = n;
-      while (base && path[base - 1] != '\\' && path[base - 1] != '/') --base;
-      total += CollectZipFiles(path, base, block->recurse, &head, &tail);
-    }
+    total = CollectBlockFiles(block, &head, &tail);
   } else if (block->folder[0]) {
     total = WalkFolder(block->folder, strlen(block->folder), block->recurse, &head, &tail);
   }
@@ -227,6 +219,20 @@ uint64_t CollectZipFiles(const char* path, size_t baseLength, int recurse, ZipLi
   }
   Append(path, baseLength, head, tail);
   return (static_cast<uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+}
+
+uint64_t CollectBlockFiles(const ZipWorkBlock* block, ZipListElement** head, ZipListElement** tail) {
+  uint64_t total = 0;
+  for (int i = 0; i < block->fileCount && !IsCancelledByUser(); ++i) {
+    char path[kPathBuf];
+    snprintf(path, sizeof path, "%s", block->files[i]);
+    size_t n = strlen(path);
+    while (n > 1 && (path[n - 1] == '\\' || path[n - 1] == '/')) path[--n] = '\0';
+    size_t base = n;
+    while (base && path[base - 1] != '\\' && path[base - 1] != '/') --base;
+    total += CollectZipFiles(path, base, block->recurse, head, tail);
+  }
+  return total;
 }
 
 void FreeZipList(ZipListElement* list) {

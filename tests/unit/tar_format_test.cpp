@@ -16,6 +16,7 @@
 #include "model/listing_totals.h"
 #include "services/prompts.h"
 #include "test_support.h"
+#include "zip/create.h"
 #include "zip/extract.h"
 
 namespace {
@@ -29,11 +30,11 @@ int RecordBox(HWND, const char* text, const char* title, UINT) {
 struct TarListed {
   HiddenEntryList window;
   ArchiveControlBlock block = {};
-  explicit TarListed(const std::string& archive) {
+  explicit TarListed(const std::string& path) {
     SetArchiveKind(ARCHIVE_TAR);
     block.list = window.list;
     NameListRecreate(&block.folders);
-    snprintf(block.path, sizeof block.path, "%s", TestData(archive).c_str());
+    snprintf(block.path, sizeof block.path, "%s", path.c_str());
     ListTarFilesThread(&block);
   }
   ~TarListed() { NameListDestroy(&block.folders); }
@@ -58,7 +59,7 @@ class TarFormat : public ::testing::Test {
 };
 
 TEST_F(TarFormat, ListsFilesWithSlashPathsAndFolderSizesInTheTotals) {
-  TarListed listed("bsd_pax.tar.bz2");
+  TarListed listed(TestData("bsd_pax.tar.bz2"));
   // Folders are not rows; every file is.
   EXPECT_EQ(listed.window.Rows(), 7);
   EXPECT_EQ(GetListingTotals().entries, 7u);
@@ -79,13 +80,13 @@ TEST_F(TarFormat, ListsFilesWithSlashPathsAndFolderSizesInTheTotals) {
 }
 
 TEST_F(TarFormat, AnArchiveOfFoldersOnlyListsNothing) {
-  TarListed listed("folders.tar");
+  TarListed listed(TestData("folders.tar"));
   EXPECT_EQ(listed.window.Rows(), 0);
   EXPECT_EQ(GetListingTotals().entries, 0u);
 }
 
 TEST_F(TarFormat, ExtractsTheSelectionOrEverything) {
-  TarListed listed("gnu_pax.tar.gz");
+  TarListed listed(TestData("gnu_pax.tar.gz"));
   ExtractJob job = {};
   job.source = listed.window.list;
   job.silent = 1;
@@ -162,8 +163,29 @@ TEST_F(TarFormat, CreatesAndExtendsThroughTheLibrary) {
   EXPECT_EQ(names, (std::vector<std::string>{"readme.txt", "docs/zero.bin", "extra/new.txt"}));
 }
 
+// The window's add run: a folder goes in with what lies below it, names from its parent.
+TEST_F(TarFormat, TheAddRunAppendsFoldersWithTheirContents) {
+  std::string archive = ScratchDir("tar_adapter_add_run") + "\\copy.tar";
+  ASSERT_TRUE(CopyFileA(TestData("gnu_ustar.tar").c_str(), archive.c_str(), FALSE));
+  ZipWorkBlock* block = static_cast<ZipWorkBlock*>(calloc(1, sizeof(ZipWorkBlock)));
+  block->add = block->recurse = 1;
+  block->fileCount = 2;
+  block->files = static_cast<char (*)[kPathBuf]>(calloc(2, kPathBuf));
+  snprintf(block->files[0], kPathBuf, "%s", TestData("add/extra").c_str());
+  snprintf(block->files[1], kPathBuf, "%s", TestData("add/readme.txt").c_str());
+  snprintf(block->archive, kPathBuf, "%s", archive.c_str());
+  int result = -1;
+  block->result = &result;
+  TarWorkThread(block);
+  EXPECT_EQ(result, CREATE_OK);
+  TarListed listed(archive);
+  EXPECT_EQ(listed.window.Rows(), 9);
+  EXPECT_EQ(listed.FullName(7), "extra/new.txt");  // after the archive's own entries
+  EXPECT_EQ(listed.FullName(8), "readme.txt");
+}
+
 TEST_F(TarFormat, ADamagedArchiveListsWhatCameBeforeTheDamage) {
-  TarListed listed("truncated.tar.gz");
+  TarListed listed(TestData("truncated.tar.gz"));
   EXPECT_GT(listed.window.Rows(), 0);
   EXPECT_LT(listed.window.Rows(), 7);
 }
