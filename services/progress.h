@@ -32,6 +32,8 @@ int GetProgressMaximum();
 
 void ExecuteProgressStep(HWND dialog);
 void ExecuteProgressPos(HWND dialog, int position);
+// Several steps in one message.
+void ExecuteProgressSteps(HWND dialog, int steps);
 // -1 when there is no bar.
 int GetProgressPos(HWND dialog);
 // The running dialog, or nullptr.

@@ -135,6 +135,10 @@ void ExecuteProgressPos(HWND dialog, int position) {
   SendMessageA(bar, PBM_SETPOS, position, 0);
 }
 
+void ExecuteProgressSteps(HWND dialog, int steps) {
+  if (HWND bar = Bar(dialog)) SendMessageA(bar, PBM_DELTAPOS, static_cast<WPARAM>(steps), 0);
+}
+
 int GetProgressPos(HWND dialog) {
   HWND bar = Bar(dialog);
   if (!bar) {

@@ -351,6 +351,8 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
       if (!silent) {
         *byteCounter += static_cast<uint64_t>(last);
         if (progressByBytes) AdvanceByteProgress(*byteCounter, totalBytes);
+        // A long entry's name shows while it is written, not after.
+        ShowEntryProgress(nullptr, false);
       }
       if (IsCancelledByUser()) break;
     }

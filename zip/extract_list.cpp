@@ -89,8 +89,7 @@ uint64_t TotalBytes(const ExtractJob* job) {
 }
 
 void StepIfCounting(const ExtractJob* job, bool perEntry) {
-  if (job->silent || !perEntry) return;
-  if (HWND dialog = GetProgressDialog()) ExecuteProgressStep(dialog);
+  if (!job->silent && perEntry) ShowEntryProgress(nullptr, true);
 }
 
 // The run's folder becomes the working directory; a folder that is not there yet is made.
@@ -299,7 +298,7 @@ int UnZipWorkThread(ExtractJob* job) {
       continue;
     }
     if (!job->silent)
-      SetProgressTitle(withoutPath);
+      ShowEntryProgress(withoutPath, false);
     else
       Log(6, GetVerbose(), "%s", withoutPath);
 
@@ -316,14 +315,14 @@ int UnZipWorkThread(ExtractJob* job) {
       break;
     }
     if (!job->silent) {
-      HWND dialog = GetProgressDialog();
-      if (!dialog && IsCancelledByUser()) {
+      if (!GetProgressDialog() && IsCancelledByUser()) {
         Log(5, GetVerbose(), "UnzipWorkThread: user stopped extraction");
         break;
       }
-      if (dialog && perEntry) ExecuteProgressStep(dialog);
+      if (perEntry) ShowEntryProgress(nullptr, true);
     }
   }
+  if (!job->silent) FlushEntryProgress();
   EndExtractionRun(job->mainWindow);
   CopyRefusedNames(&job->refused, &job->refusedCount);
   Log(8, GetVerbose(), "UnZipWorkThread finished");

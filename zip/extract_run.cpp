@@ -8,6 +8,7 @@
 #include "zip/extract.h"
 
 #include <cmath>
+#include <cstdio>
 #include <map>
 #include <cstdlib>
 #include <cstring>
@@ -22,6 +23,12 @@ std::string g_refused;
 size_t g_refusedCount;
 size_t g_wrongPasswords;
 EntryFailures g_failures;
+// Per-entry progress not shown yet: the steps and the name, and when the dialog last heard.
+int g_pendingSteps;
+char g_pendingName[kPathBuf];
+bool g_pendingNameSet;
+DWORD g_lastShown;
+constexpr DWORD kShowIntervalMs = 100;
 // The data ranges of the run's entries so far, start to end.
 std::map<uint64_t, uint64_t> g_dataRanges;
 
@@ -61,6 +68,9 @@ void BeginExtractionRun(HWND mainWindow) {
   g_wrongPasswords = 0;
   g_failures.items.clear();
   g_dataRanges.clear();
+  g_pendingSteps = 0;
+  g_pendingNameSet = false;
+  g_lastShown = GetTickCount() - kShowIntervalMs;
   t_runActive = true;
   SwitchTimer(mainWindow, true);
   g_startTick = GetTickCount();
@@ -115,6 +125,28 @@ void AdvanceByteProgress(uint64_t counter, uint64_t total) {
     ExecuteProgressStep(dialog);
   else
     ExecuteProgressPos(dialog, percent);
+}
+
+void FlushEntryProgress() {
+  g_lastShown = GetTickCount();
+  HWND dialog = GetProgressDialog();
+  if (!dialog) return;
+  if (g_pendingNameSet) SetProgressTitle(g_pendingName);
+  g_pendingNameSet = false;
+  if (g_pendingSteps == 1)
+    ExecuteProgressStep(dialog);
+  else if (g_pendingSteps > 1)
+    ExecuteProgressSteps(dialog, g_pendingSteps);
+  g_pendingSteps = 0;
+}
+
+void ShowEntryProgress(const char* name, bool step) {
+  if (step) ++g_pendingSteps;
+  if (name) {
+    snprintf(g_pendingName, sizeof g_pendingName, "%s", name);
+    g_pendingNameSet = true;
+  }
+  if (GetTickCount() - g_lastShown >= kShowIntervalMs) FlushEntryProgress();
 }
 
 void AddRefusedName(const char* name, const char* reason) {

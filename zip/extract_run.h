@@ -23,6 +23,11 @@ uint64_t* ExtractionByteCounter();
 // Moves a percentage bar to counter/total, touching the dialog only when the rounded
 // percentage grew since the last call of this run.
 void AdvanceByteProgress(uint64_t counter, uint64_t total);
+// Names the entry under way and, with step, counts one entry on the bar. The dialog is told
+// at most ten times a second: every change is a message to the dialog's thread and a repaint,
+// which costs more than writing a small file. The run's end shows what was left over.
+void ShowEntryProgress(const char* name, bool step);
+void FlushEntryProgress();
 
 // An entry the name judge refused (reason: the judge's words), also one of the run's failures.
 void AddRefusedName(const char* name, const char* reason);
