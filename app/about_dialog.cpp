@@ -1,7 +1,6 @@
 #include "services/base.h"
 #include "app/about_dialog.h"
 
-#include "app/commands.h"
 #include "kestrelia_lang.h"
 #include "res/resource.h"
 #include "services/dialog_template.h"
@@ -27,8 +26,6 @@ const Library kLibraries[] = {
     {"GNU C++ runtime (mingw-w64)", __VERSION__, "GPL 3 with the GCC Runtime Library Exception"},
     {"mingw-w64 runtime", "", "ZPL 2.1 and public domain"},
 };
-
-enum AboutControl { IDC_ABOUT_ICON = 100, IDC_ABOUT_NAME, IDC_ABOUT_VERSION, IDC_ABOUT_LIBRARIES_LABEL, IDC_ABOUT_LIBRARIES };
 
 int Scale(HWND hwnd, int pixels) {
   HDC dc = GetDC(hwnd);

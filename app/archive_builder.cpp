@@ -1,7 +1,7 @@
 #include "services/base.h"
 #include "app/archive_builder.h"
 
-#include "app/commands.h"
+#include "res/resource.h"
 #include "app/main_state.h"
 #include "formats/formats.h"
 #include "kestrelia_lang.h"

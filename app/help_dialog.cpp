@@ -5,6 +5,7 @@
 
 #include "kestrelia_lang.h"
 #include "services/dialog_template.h"
+#include "res/resource.h"
 #include "services/log.h"
 
 #include <commdlg.h>
@@ -13,7 +14,6 @@
 
 namespace {
 
-enum HelpControl { IDC_HELP_TEXT = 100, IDC_HELP_FONT = 101 };
 
 struct HelpDialogData {
   int richEditVersion;  // 2 when Riched20.dll loaded, else 1

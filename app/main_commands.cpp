@@ -3,7 +3,7 @@
 
 #include "app/about_dialog.h"
 #include "app/archive_builder.h"
-#include "app/commands.h"
+#include "res/resource.h"
 #include "app/main_recent.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
@@ -71,43 +71,66 @@ void CmdFolderTree() { SetPresentation(PRESENT_FOLDER_TREE); }
 void CmdHelp() { ShowHelpFile(Main().hwnd); }
 void CmdAbout() { ShowAboutDialog(Main().hwnd); }
 
+// A command's key, declared once: the accelerator table and the menu caption are both made
+// from it. Keys the system delivers itself (Enter as IDOK, Alt+F4 as a close) are only shown.
+enum KeyUse { KEY_NONE, KEY_ACCELERATOR, KEY_SHOWN_ONLY };
+
 struct Command {
   int id;
   void (*run)();
-  const char* keys;  // shown after the caption
+  KeyUse use;
+  BYTE modifiers;  // FCONTROL, FSHIFT, FALT
+  WORD key;        // virtual key
 };
 
 // Commands without a handler are shown greyed out.
 const Command kCommands[] = {
-    {IDM_OPEN, CmdOpen, "Ctrl+O"},
-    {IDM_NEW_ARCHIVE, CmdNewArchive, "Ctrl+N"},
-    {IDM_ADD_FILES, CmdAddFiles, nullptr},
-    {IDM_ADD_FOLDER, CmdAddFolder, nullptr},
-    {IDM_EXTRACT_ALL, CmdExtractAll, "Ctrl+E"},
-    {IDM_EXTRACT_SELECTED, CmdExtractSelected, "Ctrl+Shift+E"},
-    {IDM_PROPERTIES, ShowFolderProperties, "Alt+Enter"},
-    {IDM_EXIT, CmdExit, "Alt+F4"},
-    {IDM_VIEW_ENTRY, CmdViewEntry, "Enter"},
-    {IDM_OPEN_WITH, CmdOpenWith, nullptr},
-    {IDM_DELETE, CmdDelete, "Del"},
-    {IDM_RENAME, CmdRename, "F2"},
-    {IDM_SELECT_ALL, CmdSelectAll, "Ctrl+A"},
-    {IDM_FIND, CmdFind, "Ctrl+F"},
-    {IDM_FIND_IN_CONTENTS, CmdFindInContents, "Ctrl+Shift+F"},
-    {IDM_FIND_NEXT, CmdFindNext, "F3"},
-    {IDM_FIND_PREVIOUS, CmdFindPrevious, "Shift+F3"},
-    {IDM_FULL_LIST, CmdFullList, nullptr},
-    {IDM_FOLDER_TREE, CmdFolderTree, nullptr},
-    {IDM_RELOAD, CmdReload, "F5"},
-    {IDM_SELF_EXTRACTING, nullptr, nullptr},
-    {IDM_CONFIGURATION, nullptr, nullptr},
-    {IDM_LANGUAGE, CmdLanguage, nullptr},
-    {IDM_REGISTRY_VALUES, CmdRegistryValues, "Ctrl+9"},
-    {IDM_HELP, CmdHelp, "F1"},
-    {IDM_CHECK_UPDATE, nullptr, nullptr},
-    {IDM_ABOUT, CmdAbout, nullptr},
-    {IDM_PARENT_FOLDER, GoToParentFolder, "Alt+Up"},
+    {IDM_OPEN, CmdOpen, KEY_ACCELERATOR, FCONTROL, 'O'},
+    {IDM_NEW_ARCHIVE, CmdNewArchive, KEY_ACCELERATOR, FCONTROL, 'N'},
+    {IDM_ADD_FILES, CmdAddFiles, KEY_NONE, 0, 0},
+    {IDM_ADD_FOLDER, CmdAddFolder, KEY_NONE, 0, 0},
+    {IDM_EXTRACT_ALL, CmdExtractAll, KEY_ACCELERATOR, FCONTROL, 'E'},
+    {IDM_EXTRACT_SELECTED, CmdExtractSelected, KEY_ACCELERATOR, FCONTROL | FSHIFT, 'E'},
+    {IDM_PROPERTIES, ShowFolderProperties, KEY_ACCELERATOR, FALT, VK_RETURN},
+    {IDM_EXIT, CmdExit, KEY_SHOWN_ONLY, FALT, VK_F4},
+    {IDM_VIEW_ENTRY, CmdViewEntry, KEY_SHOWN_ONLY, 0, VK_RETURN},
+    {IDM_OPEN_WITH, CmdOpenWith, KEY_NONE, 0, 0},
+    {IDM_DELETE, CmdDelete, KEY_ACCELERATOR, 0, VK_DELETE},
+    {IDM_RENAME, CmdRename, KEY_ACCELERATOR, 0, VK_F2},
+    {IDM_SELECT_ALL, CmdSelectAll, KEY_ACCELERATOR, FCONTROL, 'A'},
+    {IDM_FIND, CmdFind, KEY_ACCELERATOR, FCONTROL, 'F'},
+    {IDM_FIND_IN_CONTENTS, CmdFindInContents, KEY_ACCELERATOR, FCONTROL | FSHIFT, 'F'},
+    {IDM_FIND_NEXT, CmdFindNext, KEY_ACCELERATOR, 0, VK_F3},
+    {IDM_FIND_PREVIOUS, CmdFindPrevious, KEY_ACCELERATOR, FSHIFT, VK_F3},
+    {IDM_FULL_LIST, CmdFullList, KEY_NONE, 0, 0},
+    {IDM_FOLDER_TREE, CmdFolderTree, KEY_NONE, 0, 0},
+    {IDM_RELOAD, CmdReload, KEY_ACCELERATOR, 0, VK_F5},
+    {IDM_SELF_EXTRACTING, nullptr, KEY_NONE, 0, 0},
+    {IDM_CONFIGURATION, nullptr, KEY_NONE, 0, 0},
+    {IDM_LANGUAGE, CmdLanguage, KEY_NONE, 0, 0},
+    {IDM_REGISTRY_VALUES, CmdRegistryValues, KEY_ACCELERATOR, FCONTROL, '9'},
+    {IDM_HELP, CmdHelp, KEY_ACCELERATOR, 0, VK_F1},
+    {IDM_CHECK_UPDATE, nullptr, KEY_NONE, 0, 0},
+    {IDM_ABOUT, CmdAbout, KEY_NONE, 0, 0},
+    {IDM_PARENT_FOLDER, GoToParentFolder, KEY_ACCELERATOR, FALT, VK_UP},
 };
+
+// "Ctrl+Shift+E", as the menu shows a command's key.
+void KeyCaption(const Command& c, char* out, size_t outSize) {
+  char key[16];
+  if (c.key >= VK_F1 && c.key <= VK_F24)
+    snprintf(key, sizeof key, "F%d", c.key - VK_F1 + 1);
+  else if (c.key == VK_RETURN)
+    snprintf(key, sizeof key, "Enter");
+  else if (c.key == VK_DELETE)
+    snprintf(key, sizeof key, "Del");
+  else if (c.key == VK_UP)
+    snprintf(key, sizeof key, "Up");
+  else
+    snprintf(key, sizeof key, "%c", static_cast<char>(c.key));
+  snprintf(out, outSize, "%s%s%s%s", (c.modifiers & FCONTROL) ? "Ctrl+" : "", (c.modifiers & FSHIFT) ? "Shift+" : "",
+           (c.modifiers & FALT) ? "Alt+" : "", key);
+}
 
 const Command* FindCommand(int id) {
   for (const Command& c : kCommands)
@@ -142,10 +165,11 @@ void AppendItem(HMENU menu, int id) {
     return;
   }
   const Command* c = FindCommand(id);
-  char caption[kPathBuf];
-  if (c && c->keys)
-    snprintf(caption, sizeof caption, "%s\t%s", GetMenuItemText(id), c->keys);
-  else
+  char caption[kPathBuf], keys[32];
+  if (c && c->use != KEY_NONE) {
+    KeyCaption(*c, keys, sizeof keys);
+    snprintf(caption, sizeof caption, "%s\t%s", GetMenuItemText(id), keys);
+  } else
     snprintf(caption, sizeof caption, "%s", GetMenuItemText(id));
   AppendMenuA(menu, MF_STRING | ((c && c->run) ? 0 : MF_GRAYED), id, caption);
 }
@@ -172,25 +196,11 @@ HMENU BuildMainMenu() {
 }
 
 HACCEL BuildAccelerators() {
-  ACCEL keys[] = {
-      {FVIRTKEY | FCONTROL, 'O', IDM_OPEN},
-      {FVIRTKEY | FCONTROL, 'N', IDM_NEW_ARCHIVE},
-      {FVIRTKEY | FCONTROL, 'E', IDM_EXTRACT_ALL},
-      {FVIRTKEY | FCONTROL | FSHIFT, 'E', IDM_EXTRACT_SELECTED},
-      {FVIRTKEY | FALT, VK_RETURN, IDM_PROPERTIES},
-      {FVIRTKEY, VK_DELETE, IDM_DELETE},
-      {FVIRTKEY, VK_F2, IDM_RENAME},
-      {FVIRTKEY | FCONTROL, 'A', IDM_SELECT_ALL},
-      {FVIRTKEY | FCONTROL, 'F', IDM_FIND},
-      {FVIRTKEY | FCONTROL | FSHIFT, 'F', IDM_FIND_IN_CONTENTS},
-      {FVIRTKEY, VK_F3, IDM_FIND_NEXT},
-      {FVIRTKEY | FSHIFT, VK_F3, IDM_FIND_PREVIOUS},
-      {FVIRTKEY, VK_F5, IDM_RELOAD},
-      {FVIRTKEY | FCONTROL, '9', IDM_REGISTRY_VALUES},
-      {FVIRTKEY, VK_F1, IDM_HELP},
-      {FVIRTKEY | FALT, VK_UP, IDM_PARENT_FOLDER},
-  };
-  return CreateAcceleratorTableA(keys, sizeof keys / sizeof keys[0]);
+  ACCEL keys[sizeof kCommands / sizeof kCommands[0]];
+  int n = 0;
+  for (const Command& c : kCommands)
+    if (c.use == KEY_ACCELERATOR) keys[n++] = ACCEL{static_cast<BYTE>(FVIRTKEY | c.modifiers), c.key, static_cast<WORD>(c.id)};
+  return CreateAcceleratorTableA(keys, n);
 }
 
 bool IsCommandAvailable(int id) {

@@ -68,14 +68,14 @@ void CreateMainControls(HWND hwnd) {
   m.toolbar = CreateMainToolbar(hwnd);
   m.address = CreateWindowExA(0, WC_COMBOBOXEXA, "", WS_CHILD | WS_VISIBLE | WS_TABSTOP | CBS_DROPDOWN,
                               0, 0, 0, Scale(200), hwnd, nullptr, GetAppInstance(), nullptr);
-  m.list = MakeEntryList(hwnd, 1001);
-  m.treeList = MakeEntryList(hwnd, 1002);
+  m.list = MakeEntryList(hwnd, IDC_MAIN_LIST);
+  m.treeList = MakeEntryList(hwnd, IDC_MAIN_TREE_LIST);
   m.tree = CreateWindowExA(WS_EX_CLIENTEDGE, WC_TREEVIEWA, "",
                            WS_CHILD | WS_TABSTOP | TVS_HASBUTTONS | TVS_HASLINES | TVS_LINESATROOT |
                                TVS_SHOWSELALWAYS | TVS_DISABLEDRAGDROP,
-                           0, 0, 0, 0, hwnd, reinterpret_cast<HMENU>(1003), GetAppInstance(), nullptr);
+                           0, 0, 0, 0, hwnd, reinterpret_cast<HMENU>(IDC_MAIN_TREE), GetAppInstance(), nullptr);
   m.status = CreateWindowExA(0, STATUSCLASSNAMEA, "", WS_CHILD | WS_VISIBLE | SBARS_SIZEGRIP | SBARS_TOOLTIPS,
-                             0, 0, 0, 0, hwnd, reinterpret_cast<HMENU>(1004), GetAppInstance(), nullptr);
+                             0, 0, 0, 0, hwnd, reinterpret_cast<HMENU>(IDC_MAIN_STATUS), GetAppInstance(), nullptr);
   for (HWND c : {m.address, m.list, m.treeList, m.tree, m.status}) ApplyFont(c);
   SetStatusTips(m.status);
   SetStatusBarHandle(m.status);

@@ -1,7 +1,7 @@
 #include "services/base.h"
 #include "app/main_recent.h"
 
-#include "app/commands.h"
+#include "res/resource.h"
 #include "app/main_state.h"
 #include "services/log.h"
 #include "settings/recent.h"

@@ -2,11 +2,7 @@
 #pragma once
 #include "services/base.h"
 
-// Posted to the main window by worker threads.
-enum MainWindowMessage {
-  WM_APP_REFRESH_TOOLBAR = WM_APP + 1,  // enable the commands that fit the current state
-  WM_APP_REBUILD_TREE = WM_APP + 2,     // a listing ended while the folder tree is shown
-};
+#include "res/resource.h"
 
 enum Presentation {
   PRESENT_FULL_LIST = 0,    // one list of every entry
@@ -29,6 +25,7 @@ struct MainWindowState {
   bool sortDescending[2];
   bool imageListsLoaded;
   UINT dpi;
+  bool closeWhenStopped;  // a close request waits for the cancelled run to stop
 };
 
 MainWindowState& Main();

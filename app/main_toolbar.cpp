@@ -1,7 +1,7 @@
 #include "services/base.h"
 #include "app/main_state.h"
 
-#include "app/commands.h"
+#include "res/resource.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
@@ -39,7 +39,7 @@ bool NeedsRows(int command) {
 HWND CreateMainToolbar(HWND parent) {
   HWND bar = CreateWindowExA(0, TOOLBARCLASSNAMEA, "",
                              WS_CHILD | WS_VISIBLE | TBSTYLE_FLAT | TBSTYLE_TOOLTIPS | CCS_TOP,
-                             0, 0, 0, 0, parent, reinterpret_cast<HMENU>(1005), GetAppInstance(), nullptr);
+                             0, 0, 0, 0, parent, reinterpret_cast<HMENU>(IDC_MAIN_TOOLBAR), GetAppInstance(), nullptr);
   SendMessageA(bar, TB_BUTTONSTRUCTSIZE, sizeof(TBBUTTON), 0);
   SendMessageA(bar, TB_SETEXTENDEDSTYLE, 0, TBSTYLE_EX_DRAWDDARROWS);
   LRESULT standard = SendMessageA(bar, TB_LOADIMAGES, IDB_STD_SMALL_COLOR, reinterpret_cast<LPARAM>(HINST_COMMCTRL));

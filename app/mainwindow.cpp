@@ -9,10 +9,15 @@
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
 #include "res/resource.h"
+#include "kestrelia_lang.h"
 #include "services/log.h"
+#include "services/progress.h"
+#include "services/prompts.h"
 #include "settings/load.h"
 #include "settings/window_placement.h"
 #include "ui/folder_tree_view.h"
+#include "ui/clipboard_chain.h"
+#include "ui/drop_target.h"
 #include "ui/entry_rewrite.h"
 #include "ui/search.h"
 #include "zip/extract_archive.h"
@@ -30,6 +35,18 @@ namespace {
 
 MainWindowState g_main = {};
 
+// Listing and every worker read the list rows that closing frees.
+bool OperationRunning() { return IsBusy() || IsOpenInProgress(); }
+
+// Dropped on an open ZIP archive, files and folders go into it; otherwise the first one is
+// opened as an archive, by the open dialog's road. Both drop roads (WM_DROPFILES and OLE)
+// come here.
+void OnFilesDropped(char (*files)[kPathBuf], int count) {
+  if (!count) return;
+  Log(1, GetVerbose(), "MainWndProc: dropped %s (%d)", files[0], count);
+  if (!AddDroppedFiles(files, count)) OpenCompressedFile(files[0], g_main.hwnd);
+}
+
 LRESULT MsgCreate(HWND hwnd) {
   SetMainWindowHandle(hwnd);
   g_main.dpi = 96;
@@ -43,12 +60,32 @@ LRESULT MsgCreate(HWND hwnd) {
   InstallViewHooks();
   LoadSystemImageLists();
   DragAcceptFiles(hwnd, TRUE);
+  RegisterFileDropTarget(hwnd, OnFilesDropped);
+  return 0;
+}
+
+// A running operation is cancelled first (when the user agrees), and the window closes once
+// it has stopped.
+LRESULT MsgClose(HWND hwnd) {
+  if (!OperationRunning()) {
+    DestroyWindow(hwnd);
+    return 0;
+  }
+  if (g_main.closeWhenStopped) return 0;
+  if (PromptMessageBox(hwnd, GetMessageText(41), "Kestrelia", MB_YESNO | MB_ICONQUESTION) != IDYES) return 0;
+  // A run that ended while the question was up lets the first tick close the window.
+  Log(2, GetVerbose(), "MainWndProc: cancelling the running operation before closing");
+  CancelProgress(1);
+  g_main.closeWhenStopped = true;
+  SetTimer(hwnd, IDT_CLOSE_WHEN_STOPPED, 50, nullptr);
   return 0;
 }
 
 LRESULT MsgDestroy(HWND hwnd) {
   SetPlacementSplitter(MulDiv(g_main.splitX, 96, g_main.dpi ? g_main.dpi : 96));
   SaveWindowPlacement(hwnd);
+  LeaveClipboardChain(hwnd);
+  RevokeFileDropTarget(hwnd);
   DetachEntryRows(g_main.list);
   DetachEntryRows(g_main.treeList);
   if (g_main.font) DeleteObject(g_main.font);
@@ -85,31 +122,32 @@ LRESULT MsgNotify(NMHDR* header) {
   return 0;
 }
 
-// Dropped on an open ZIP archive, files and folders go into it; otherwise the first one is
-// opened as an archive.
 LRESULT MsgDropFiles(HDROP drop) {
-  UINT count = DragQueryFileA(drop, 0xFFFFFFFF, nullptr, 0);
-  std::vector<char> names(static_cast<size_t>(count ? count : 1) * kPathBuf);
-  char (*files)[kPathBuf] = reinterpret_cast<char (*)[kPathBuf]>(names.data());
-  for (UINT i = 0; i < count; ++i) DragQueryFileA(drop, i, files[i], kPathBuf);
+  std::vector<char> names;
+  int count = DroppedFileNames(drop, names);
   DragFinish(drop);
-  if (count) Log(1, GetVerbose(), "MainWndProc: dropped %s (%u)", files[0], count);
-  if (count && !AddDroppedFiles(files, static_cast<int>(count))) OpenCompressedFile(files[0], g_main.hwnd);
+  OnFilesDropped(reinterpret_cast<char (*)[kPathBuf]>(names.data()), count);
   return 0;
 }
 
 // A worker asks for the run's timer: timers belong to the window's own thread.
 LRESULT MsgExtractionTimer(bool start) {
   if (start)
-    SetTimer(g_main.hwnd, kExtractionTimerId, 1000, nullptr);
+    SetTimer(g_main.hwnd, IDT_EXTRACTION, 1000, nullptr);
   else
-    KillTimer(g_main.hwnd, kExtractionTimerId);
+    KillTimer(g_main.hwnd, IDT_EXTRACTION);
   return 0;
 }
 
 LRESULT MsgTimer(UINT_PTR id) {
   if (HandleFolderTreeMessage(WM_TIMER, id, 0)) return 0;
-  if (id != kExtractionTimerId) return 0;
+  if (id == IDT_CLOSE_WHEN_STOPPED) {
+    if (OperationRunning()) return 0;
+    KillTimer(g_main.hwnd, id);
+    DestroyWindow(g_main.hwnd);
+    return 0;
+  }
+  if (id != IDT_EXTRACTION) return 0;
   char text[kPathBuf];
   FormatExtractionTimer(text, sizeof text, GetTickCount() - GetExtractionStartTick(), GetExtractionByteCounter());
   SendMessageA(g_main.status, SB_SETTEXTA, 2, reinterpret_cast<LPARAM>(text));
@@ -136,9 +174,12 @@ UINT FindDialogMessage() {
 MainWindowState& Main() { return g_main; }
 
 LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+  if (HandleClipboardChainMessage(hwnd, message, wParam, lParam)) return 0;
   switch (message) {
     case WM_CREATE:
       return MsgCreate(hwnd);
+    case WM_CLOSE:
+      return MsgClose(hwnd);
     case WM_SIZE:
       LayoutMainControls();
       return 0;

@@ -12,6 +12,7 @@
 #include "kestrelia_rm.h"
 #include "services/log.h"
 #include "services/system_libraries.h"
+#include "ui/clipboard_chain.h"
 #include "settings/options.h"
 #include "zip/extract.h"
 
@@ -31,7 +32,6 @@ HCURSOR g_waitCursor = nullptr;
 HCURSOR g_arrowCursor = nullptr;
 int g_themeLoaded = 0;
 DWORD g_processors = 0;
-HWND g_nextClipboardViewer = nullptr;
 
 // Classes: list view, tree view, bar, tab, tooltip and extended combo box.
 constexpr DWORD kCommonControlClasses = 0x20F;
@@ -89,11 +89,9 @@ void LoadOptionalRmLibrary() {
   if (!LoadRuntimeLibrary(&RmLibrary::Library())) printf("could not find \"%s\"\n", KESTRELIA_RM_FILE);
 }
 
-// The main window is gone by now; its handle still names it in the clipboard chain.
-void ShutDown(HWND main) {
-  ChangeClipboardChain(main, g_nextClipboardViewer);
+// The window left the clipboard chain and revoked its drop target while it was destroyed.
+void ShutDown() {
   if (IsHistoryActivated()) Log(5, GetVerbose(), "ShutDown: no history library to unload");
-  RevokeDragDrop(main);
   OleUninitialize();
   // What the viewers wrote to the temporary folder goes with the program.
   DeleteTempFiles();
@@ -172,9 +170,9 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR line, int showCommand) {
   SYSTEM_INFO system;
   GetSystemInfo(&system);
   g_processors = system.dwNumberOfProcessors;
-  g_nextClipboardViewer = SetClipboardViewer(main);
+  JoinClipboardChain(main);
 
   MessageLoop();
-  ShutDown(main);
+  ShutDown();
   return 0;
 }

@@ -1,4 +1,127 @@
-// Resource and command identifiers, in ranges per menu and dialog.
+// Every resource, control, command, timer and private message identifier of the program, in
+// ranges per window and dialog, so that no two collide and a new one finds its place. Only
+// #define lines: the resource compiler reads this file too.
 #pragma once
 
+// ---- Resources (300..399) ----
 #define IDI_KESTRELIA 301
+
+// ---- Dialog controls of the help dialog (100..199) ----
+#define IDC_HELP_TEXT 100
+#define IDC_HELP_FONT 101
+
+// ---- About dialog (200..299) ----
+#define IDC_ABOUT_ICON 200
+#define IDC_ABOUT_NAME 201
+#define IDC_ABOUT_VERSION 202
+#define IDC_ABOUT_LIBRARIES_LABEL 203
+#define IDC_ABOUT_LIBRARIES 204
+
+// ---- Main window controls (1000..1099) ----
+#define IDC_MAIN_LIST 1001       // the full list
+#define IDC_MAIN_TREE_LIST 1002  // the folder list beside the tree
+#define IDC_MAIN_TREE 1003
+#define IDC_MAIN_STATUS 1004
+#define IDC_MAIN_TOOLBAR 1005
+
+// ---- Main window commands (4001..4099): also the language library's numbers of the menu
+// items' captions (GetMenuItemText), so they must not move ----
+// File.
+#define IDM_OPEN 4001
+#define IDM_RECENT 4002  // the recent-files submenu
+#define IDM_NEW_ARCHIVE 4003
+#define IDM_ADD_FILES 4004
+#define IDM_ADD_FOLDER 4005
+#define IDM_EXTRACT_ALL 4006
+#define IDM_EXTRACT_SELECTED 4007
+#define IDM_PROPERTIES 4008
+#define IDM_EXIT 4009
+// Edit.
+#define IDM_VIEW_ENTRY 4010
+#define IDM_OPEN_WITH 4011
+#define IDM_DELETE 4012
+#define IDM_RENAME 4013
+#define IDM_SELECT_ALL 4014
+#define IDM_FIND 4015
+#define IDM_FIND_IN_CONTENTS 4016
+#define IDM_FIND_NEXT 4017
+// View.
+#define IDM_FULL_LIST 4018
+#define IDM_FOLDER_TREE 4019
+#define IDM_RELOAD 4020
+// Tools.
+#define IDM_SELF_EXTRACTING 4021
+#define IDM_CONFIGURATION 4022
+#define IDM_LANGUAGE 4023
+#define IDM_REGISTRY_VALUES 4024
+#define IDM_TEST_ARCHIVE 4029
+#define IDM_CLOSE_ARCHIVE 4030
+// 4025 is never used.
+// Help.
+#define IDM_HELP 4026
+#define IDM_CHECK_UPDATE 4027
+#define IDM_ABOUT 4028
+// Edit, added later.
+#define IDM_FIND_PREVIOUS 4031
+
+// Keys without a menu item: the parent of the selected folder (Backspace in the views too).
+#define IDM_PARENT_FOLDER 4090
+
+// The recent files (4100..4199), one identifier per slot.
+#define IDM_RECENT_FIRST 4100
+#define IDM_RECENT_SLOTS 4
+
+// ---- Main window menus (5001..5099): the language library's GetMenuText numbers ----
+#define IDM_MENU_FILE 5001
+#define IDM_MENU_EDIT 5002
+#define IDM_MENU_VIEW 5003
+#define IDM_MENU_TOOLS 5004
+#define IDM_MENU_HELP 5005
+
+// ---- Main window timers (4321, 9900..9999) ----
+#define IDT_TREE_FILL 4321           // folds a burst of tree selection changes into one fill
+#define IDT_CLOSE_WHEN_STOPPED 9998  // a close request waits for the cancelled run to stop
+#define IDT_EXTRACTION 9999          // the status bar's elapsed time and rate during a run
+
+// ---- Creation options dialog (3100..3199) ----
+#define IDC_CREATION_LEVEL 3101
+#define IDC_CREATION_PREFIX 3102
+#define IDC_CREATION_PASSWORD 3103
+#define IDC_CREATION_CONFIRM 3104
+#define IDC_CREATION_PLAIN 3105
+#define IDC_CREATION_RECURSE 3106
+#define IDC_CREATION_OK 3107
+#define IDC_CREATION_CANCEL 3108
+
+// ---- Password dialog (12000..12009) ----
+#define IDC_PASSWORD_EDIT 12003
+#define IDC_PASSWORD_OK 12004  // only this one counts as acceptance
+#define IDC_PASSWORD_CANCEL 12005
+
+// ---- Overwrite question (12010..12019) ----
+#define IDC_OVERWRITE_TEXT 12010
+#define IDC_OVERWRITE_FIRST 12011  // overwrite, overwrite all, skip, cancel follow in order
+
+// ---- Progress dialog (30000..30099, 40001..40099 for its drawn lines) ----
+#define IDC_PROGRESS_BAR 30000
+#define IDC_PROGRESS_TITLE 30001
+#define IDC_PROGRESS_CANCEL 30002
+#define IDC_PROGRESS_DETAIL 30003
+#define IDC_PROGRESS_SECOND_LINE 30004
+#define IDC_PROGRESS_EXPAND_ICON 30005
+#define IDC_PROGRESS_TOP_LINE 40001
+#define IDC_PROGRESS_BUTTON_LINE 40002
+
+// ---- Private messages (WM_APP + n) ----
+// Main window, posted by workers: enable the commands that fit the current state.
+#define WM_APP_REFRESH_TOOLBAR (WM_APP + 1)
+// Main window: a listing ended while the folder tree is shown.
+#define WM_APP_REBUILD_TREE (WM_APP + 2)
+// Main window, posted by an extraction worker: wParam 1 starts IDT_EXTRACTION, 0 kills it
+// (timers belong to the window's own thread).
+#define WM_APP_EXTRACTION_TIMER (WM_APP + 99)
+// Main window, sent by a rewrite worker: lParam is the finished job, which ApplyEntryRewrite
+// takes over.
+#define WM_APP_ENTRIES_REWRITTEN (WM_APP + 0x120)
+// Progress dialog: closed by the worker or a cancel from code, not by the user's cancel.
+#define WM_APP_PROGRESS_CLOSE_FROM_CODE (WM_APP + 0x301)

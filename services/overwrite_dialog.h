@@ -2,9 +2,8 @@
 #pragma once
 #include "services/base.h"
 
-// Button identifiers; the answer is the identifier minus IDC_OVERWRITE_FIRST.
-#define IDC_OVERWRITE_TEXT 12010
-#define IDC_OVERWRITE_FIRST 12011  // overwrite, overwrite all, skip, cancel follow in order
+// Button identifiers IDC_OVERWRITE_*; the answer is the identifier minus IDC_OVERWRITE_FIRST.
+#include "res/resource.h"
 
 // Shows the question modally. labels holds the four captions separated by '\n' (a missing
 // caption leaves its button empty). Returns 0..3 for the button pressed, -1 when the dialog

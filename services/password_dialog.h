@@ -2,10 +2,8 @@
 #pragma once
 #include "services/base.h"
 
-// Control identifiers; only the OK button's counts as acceptance.
-#define IDC_PASSWORD_EDIT 12003
-#define IDC_PASSWORD_OK 12004
-#define IDC_PASSWORD_CANCEL 12005
+// Control identifiers IDC_PASSWORD_* (only the OK button's counts as acceptance).
+#include "res/resource.h"
 
 // Shows the modal dialog; on OK the typed text (at most 259 characters) becomes the current
 // password. Returns the identifier that ended the dialog: IDC_PASSWORD_OK, IDC_PASSWORD_CANCEL,

@@ -5,15 +5,8 @@
 #pragma once
 #include "services/base.h"
 
-// Controls of the dialog, for callers and tests that look at them.
-constexpr int kProgressBarId = 30000;
-constexpr int kProgressTitleId = 30001;
-constexpr int kProgressCancelId = 30002;
-constexpr int kProgressDetailId = 30003;
-constexpr int kProgressSecondLineId = 30004;
-constexpr int kProgressExpandIconId = 30005;
-constexpr int kProgressTopLineId = 40001;
-constexpr int kProgressButtonLineId = 40002;
+// The dialog's controls (IDC_PROGRESS_*) are in res/resource.h.
+#include "res/resource.h"
 
 // Thread bodies that own the modal dialog (start them with CreateThread and close the
 // handle). The cancellable one takes an optional detail text: a kPathBuf buffer that it

@@ -81,15 +81,15 @@ void LayoutProgressDialog(HWND dialog, bool again) {
   bool x = w->expanded;
   int height = x ? kExpandedHeight : kHeight;
   if (again) SizeClient(w, dialog, height, nullptr);
-  Place(w, dialog, kProgressBarId, 20, height / 2 + (x ? 11 : 0), kWidth - (again ? 60 : 40),
+  Place(w, dialog, IDC_PROGRESS_BAR, 20, height / 2 + (x ? 11 : 0), kWidth - (again ? 60 : 40),
         MulDiv(GetSystemMetrics(SM_CYHSCROLL), 96, w->dpi));
-  Place(w, dialog, kProgressTitleId, 0, 0, kTitleWidth, kHeaderHeight);
-  Place(w, dialog, kProgressSecondLineId, 0, kHeaderHeight, kWidth, kSecondLineHeight);
-  Place(w, dialog, kProgressExpandIconId, kTitleWidth, 0, kWidth - kTitleWidth, kHeaderHeight);
-  Place(w, dialog, kProgressTopLineId, 0, x ? 83 : 61, kWidth, 2);
-  Place(w, dialog, kProgressCancelId, 210, x ? 152 : 130, 80, x ? 23 : 22);
-  Place(w, dialog, kProgressButtonLineId, 0, x ? 142 : 120, kWidth, x ? 3 : 2);
-  if (HWND second = GetDlgItem(dialog, kProgressSecondLineId)) ShowWindow(second, x ? SW_SHOWNA : SW_HIDE);
+  Place(w, dialog, IDC_PROGRESS_TITLE, 0, 0, kTitleWidth, kHeaderHeight);
+  Place(w, dialog, IDC_PROGRESS_SECOND_LINE, 0, kHeaderHeight, kWidth, kSecondLineHeight);
+  Place(w, dialog, IDC_PROGRESS_EXPAND_ICON, kTitleWidth, 0, kWidth - kTitleWidth, kHeaderHeight);
+  Place(w, dialog, IDC_PROGRESS_TOP_LINE, 0, x ? 83 : 61, kWidth, 2);
+  Place(w, dialog, IDC_PROGRESS_CANCEL, 210, x ? 152 : 130, 80, x ? 23 : 22);
+  Place(w, dialog, IDC_PROGRESS_BUTTON_LINE, 0, x ? 142 : 120, kWidth, x ? 3 : 2);
+  if (HWND second = GetDlgItem(dialog, IDC_PROGRESS_SECOND_LINE)) ShowWindow(second, x ? SW_SHOWNA : SW_HIDE);
   InvalidateRect(dialog, nullptr, TRUE);
 }
 
@@ -112,7 +112,7 @@ void OnExpandIconMouse(HWND dialog, bool down, POINT pt) {
   if (!toggle) return;
   w->expanded = !w->expanded;
   LayoutProgressDialog(dialog, true);
-  InvalidateRect(GetDlgItem(dialog, kProgressExpandIconId), nullptr, TRUE);
+  InvalidateRect(GetDlgItem(dialog, IDC_PROGRESS_EXPAND_ICON), nullptr, TRUE);
 }
 
 // A static only hears the mouse with SS_NOTIFY; its clicks are handed to the dialog in the
@@ -130,20 +130,20 @@ LRESULT CALLBACK ExpandIconProc(HWND icon, UINT msg, WPARAM wp, LPARAM lp, UINT_
 }
 
 void CreateProgressControls(HWND dialog, ProgressDialogWindow* w) {
-  HWND bar = AddControl(dialog, PROGRESS_CLASSA, "", kProgressBarId, WS_VISIBLE);
+  HWND bar = AddControl(dialog, PROGRESS_CLASSA, "", IDC_PROGRESS_BAR, WS_VISIBLE);
   SendMessageA(bar, PBM_SETRANGE32, 0, 100);
-  AddControl(dialog, "STATIC", "", kProgressTitleId, WS_VISIBLE | SS_OWNERDRAW);
-  AddControl(dialog, "STATIC", "", kProgressDetailId, 0);
-  AddControl(dialog, "STATIC", "", kProgressSecondLineId, SS_OWNERDRAW);
-  HWND icon = AddControl(dialog, "STATIC", "", kProgressExpandIconId, WS_VISIBLE | SS_OWNERDRAW | SS_NOTIFY);
+  AddControl(dialog, "STATIC", "", IDC_PROGRESS_TITLE, WS_VISIBLE | SS_OWNERDRAW);
+  AddControl(dialog, "STATIC", "", IDC_PROGRESS_DETAIL, 0);
+  AddControl(dialog, "STATIC", "", IDC_PROGRESS_SECOND_LINE, SS_OWNERDRAW);
+  HWND icon = AddControl(dialog, "STATIC", "", IDC_PROGRESS_EXPAND_ICON, WS_VISIBLE | SS_OWNERDRAW | SS_NOTIFY);
   SetWindowSubclass(icon, ExpandIconProc, 0, 0);
-  AddControl(dialog, "STATIC", "", kProgressTopLineId, WS_VISIBLE | SS_ETCHEDHORZ);
+  AddControl(dialog, "STATIC", "", IDC_PROGRESS_TOP_LINE, WS_VISIBLE | SS_ETCHEDHORZ);
   DetailFont(w);
   if (w->withCancel) {
-    HWND button = AddControl(dialog, "BUTTON", GetGenericText(1), kProgressCancelId,
+    HWND button = AddControl(dialog, "BUTTON", GetGenericText(1), IDC_PROGRESS_CANCEL,
                              WS_VISIBLE | WS_TABSTOP | BS_PUSHBUTTON);
     SendMessageA(button, WM_SETFONT, SendMessageA(dialog, WM_GETFONT, 0, 0), FALSE);
-    AddControl(dialog, "STATIC", "", kProgressButtonLineId, WS_VISIBLE | SS_ETCHEDHORZ);
+    AddControl(dialog, "STATIC", "", IDC_PROGRESS_BUTTON_LINE, WS_VISIBLE | SS_ETCHEDHORZ);
   }
 }
 
@@ -176,7 +176,7 @@ void DrawTitleLine(HWND dialog, const DRAWITEMSTRUCT* item) {
   const ProgressDialogWindow* w = Window(dialog);
   RECT r = item->rcItem;
   char text[kPathBuf];
-  ControlText(GetDlgItem(dialog, kProgressDetailId), text, sizeof text);
+  ControlText(GetDlgItem(dialog, IDC_PROGRESS_DETAIL), text, sizeof text);
   HGDIOBJ old = SelectObject(item->hDC, DetailFont(w));
   RECT detail = {r.left + Scale(w, 10), r.top + Scale(w, 5), r.right - Scale(w, 10), r.top + Scale(w, 30)};
   DrawTextA(item->hDC, text, -1, &detail, DT_SINGLELINE | DT_NOPREFIX | DT_END_ELLIPSIS);
@@ -234,9 +234,9 @@ BOOL OnDrawItem(HWND dialog, const DRAWITEMSTRUCT* item) {
   SetBkMode(item->hDC, TRANSPARENT);
   SetTextColor(item->hDC, GetSysColor(COLOR_WINDOWTEXT));
   switch (item->CtlID) {
-    case kProgressTitleId: DrawTitleLine(dialog, item); break;
-    case kProgressSecondLineId: DrawSecondLine(dialog, item); break;
-    case kProgressExpandIconId: DrawExpandIcon(dialog, item); break;
+    case IDC_PROGRESS_TITLE: DrawTitleLine(dialog, item); break;
+    case IDC_PROGRESS_SECOND_LINE: DrawSecondLine(dialog, item); break;
+    case IDC_PROGRESS_EXPAND_ICON: DrawExpandIcon(dialog, item); break;
     default: return FALSE;
   }
   return TRUE;
@@ -245,7 +245,7 @@ BOOL OnDrawItem(HWND dialog, const DRAWITEMSTRUCT* item) {
 void EndByUser(HWND dialog, int code) {
   ProgressDialogWindow* w = Window(dialog);
   if (!w || !w->withCancel) return;  // without a Cancel button only the worker ends it
-  w->buttonPressed = code == kProgressCancelId;
+  w->buttonPressed = code == IDC_PROGRESS_CANCEL;
   EndDialog(dialog, code);
   ProgressDialogEnded(dialog, true);
 }
@@ -266,13 +266,13 @@ INT_PTR CALLBACK ProgressDialogProc(HWND dialog, UINT msg, WPARAM wp, LPARAM lp)
       OnExpandIconMouse(dialog, msg == WM_LBUTTONDOWN, POINT{GET_X_LPARAM(lp), GET_Y_LPARAM(lp)});
       return TRUE;
     case WM_COMMAND:
-      if (LOWORD(wp) == kProgressCancelId || LOWORD(wp) == IDCANCEL) EndByUser(dialog, LOWORD(wp));
+      if (LOWORD(wp) == IDC_PROGRESS_CANCEL || LOWORD(wp) == IDCANCEL) EndByUser(dialog, LOWORD(wp));
       return TRUE;
     case WM_SYSCOMMAND:
       if ((wp & 0xFFF0) != SC_CLOSE) return FALSE;
       EndByUser(dialog, IDCANCEL);
       return TRUE;
-    case kMsgProgressCloseFromCode:
+    case WM_APP_PROGRESS_CLOSE_FROM_CODE:
       EndDialog(dialog, 0);
       ProgressDialogEnded(dialog, false);
       return TRUE;

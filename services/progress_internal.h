@@ -3,9 +3,8 @@
 #pragma once
 #include "services/base.h"
 
-// Sent by the worker's close and by a cancel from code; the dialog ends without counting
-// it as the user's cancel.
-constexpr UINT kMsgProgressCloseFromCode = WM_APP + 0x301;
+#include "res/resource.h"
+
 
 // Start of the dialog's initialisation: flag cleared, marked initialising, handle recorded
 // (with a complaint when the previous dialog's handle is still there).

@@ -33,7 +33,7 @@ constexpr int kPollMs = 10;
 constexpr int kRangeWaitMs = 1000;
 constexpr int kCloseWaitMs = 60000;
 
-HWND Bar(HWND dialog) { return dialog ? GetDlgItem(dialog, kProgressBarId) : nullptr; }
+HWND Bar(HWND dialog) { return dialog ? GetDlgItem(dialog, IDC_PROGRESS_BAR) : nullptr; }
 
 void WaitForProgressDialog(int limitMs) {
   for (int waited = 0; waited < limitMs && !IsProgressDialogReady(); waited += kPollMs) Sleep(kPollMs);
@@ -76,7 +76,7 @@ void CloseProgress(bool stopOnCancel) {
     if (g_cancelled && (stopOnCancel || !g_dialog)) break;
     Sleep(kPollMs);
   }
-  if (HWND dialog = g_dialog) SendMessageA(dialog, kMsgProgressCloseFromCode, 0, 0);
+  if (HWND dialog = g_dialog) SendMessageA(dialog, WM_APP_PROGRESS_CLOSE_FROM_CODE, 0, 0);
   ResetProgressState();
 }
 
@@ -150,19 +150,19 @@ int GetProgressPos(HWND dialog) {
 
 HWND GetProgressDialog() { return g_dialog; }
 
-void SetProgressTitle(const char* text) { SetDialogText(kProgressTitleId, text, kProgressTitleId); }
+void SetProgressTitle(const char* text) { SetDialogText(IDC_PROGRESS_TITLE, text, IDC_PROGRESS_TITLE); }
 
-void SetProgressSecondLine(const char* text) { SetDialogText(kProgressSecondLineId, text, kProgressSecondLineId); }
+void SetProgressSecondLine(const char* text) { SetDialogText(IDC_PROGRESS_SECOND_LINE, text, IDC_PROGRESS_SECOND_LINE); }
 
 void SetProgressDetail(const char* text) {
   HWND dialog = g_dialog;
-  if (!dialog || !GetDlgItem(dialog, kProgressDetailId)) {
+  if (!dialog || !GetDlgItem(dialog, IDC_PROGRESS_DETAIL)) {
     snprintf(g_pendingDetail, sizeof g_pendingDetail, "%s", text ? text : "");
     g_pendingDetailSet = true;
     return;
   }
   // The detail has no face of its own: the title line draws it.
-  SetDialogText(kProgressDetailId, text, kProgressTitleId);
+  SetDialogText(IDC_PROGRESS_DETAIL, text, IDC_PROGRESS_TITLE);
 }
 
 void SetProgressDetailRepaint(const char* text) {
@@ -193,7 +193,7 @@ void SetProgressMarquee(bool on) {
 
 void EnableProgressCancel(bool enable) {
   HWND dialog = g_dialog;
-  if (HWND button = dialog ? GetDlgItem(dialog, kProgressCancelId) : nullptr) EnableWindow(button, enable);
+  if (HWND button = dialog ? GetDlgItem(dialog, IDC_PROGRESS_CANCEL) : nullptr) EnableWindow(button, enable);
 }
 
 void SetShowProgressDialog(bool show) {
@@ -228,7 +228,7 @@ void CancelProgress(int value) {
   g_cancelled = value;
   if (!value) return;
   // Ends the dialog but leaves the flag for the worker to see; its close clears it.
-  if (HWND dialog = g_dialog) SendMessageA(dialog, kMsgProgressCloseFromCode, 0, 0);
+  if (HWND dialog = g_dialog) SendMessageA(dialog, WM_APP_PROGRESS_CLOSE_FROM_CODE, 0, 0);
 }
 
 void CloseProgressDialog() { CloseProgress(false); }
@@ -245,7 +245,7 @@ void BeginProgressDialogInit(HWND dialog) {
 
 void ApplyPendingProgressRequests(HWND dialog) {
   if (g_pendingDetailSet.exchange(false)) {
-    SetTextIfChanged(GetDlgItem(dialog, kProgressDetailId), g_pendingDetail);
+    SetTextIfChanged(GetDlgItem(dialog, IDC_PROGRESS_DETAIL), g_pendingDetail);
     g_pendingDetail[0] = '\0';
   }
   if (g_pendingMarqueeSet.exchange(false))

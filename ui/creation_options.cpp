@@ -2,6 +2,7 @@
 #include "ui/creation_options.h"
 
 #include "kestrelia_lang.h"
+#include "res/resource.h"
 #include "services/dialog_template.h"
 #include "services/log.h"
 #include "services/prompts.h"
@@ -15,17 +16,6 @@
 #include <vector>
 
 namespace {
-
-enum {
-  IDC_LEVEL = 3101,
-  IDC_PREFIX,
-  IDC_PASSWORD,
-  IDC_CONFIRM,
-  IDC_PLAIN,
-  IDC_RECURSE,
-  IDC_OK,
-  IDC_CANCEL,
-};
 
 CreationOptionsPrompt g_optionsPrompt;
 ChooseFilesPrompt g_chooseFilesPrompt;
@@ -58,41 +48,41 @@ void InitDialog(HWND dialog, const CreationChoice* choice) {
   SetWindowTextA(dialog, GetGenericText(34));
   AddControl(dialog, "STATIC", GetGenericText(38), 0, 15, 18, 150, 20, -1);
   HWND level = AddControl(dialog, "COMBOBOX", "", WS_TABSTOP | WS_VSCROLL | CBS_DROPDOWNLIST, 170, 15, 80, 200,
-                          IDC_LEVEL);
+                          IDC_CREATION_LEVEL);
   for (int i = 0; i <= 9; ++i) {
     char text[4];
     snprintf(text, sizeof text, "%d", i);
     SendMessageA(level, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text));
   }
   SendMessageA(level, CB_SETCURSEL, choice->level, 0);
-  SetWindowTextA(AddLabelled(dialog, 39, 50, IDC_PREFIX, 0), choice->prefix);
-  AddLabelled(dialog, 17, 85, IDC_PASSWORD, ES_PASSWORD);
-  AddLabelled(dialog, 88, 115, IDC_CONFIRM, ES_PASSWORD);
-  AddCheck(dialog, 40, 155, IDC_PLAIN, choice->plain);
-  AddCheck(dialog, 37, 180, IDC_RECURSE, choice->recurse);
-  AddControl(dialog, "BUTTON", GetGenericText(0), WS_TABSTOP | BS_DEFPUSHBUTTON, 105, 220, 75, 23, IDC_OK);
-  AddControl(dialog, "BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, 195, 220, 75, 23, IDC_CANCEL);
-  SendMessageA(dialog, DM_SETDEFID, IDC_OK, 0);
+  SetWindowTextA(AddLabelled(dialog, 39, 50, IDC_CREATION_PREFIX, 0), choice->prefix);
+  AddLabelled(dialog, 17, 85, IDC_CREATION_PASSWORD, ES_PASSWORD);
+  AddLabelled(dialog, 88, 115, IDC_CREATION_CONFIRM, ES_PASSWORD);
+  AddCheck(dialog, 40, 155, IDC_CREATION_PLAIN, choice->plain);
+  AddCheck(dialog, 37, 180, IDC_CREATION_RECURSE, choice->recurse);
+  AddControl(dialog, "BUTTON", GetGenericText(0), WS_TABSTOP | BS_DEFPUSHBUTTON, 105, 220, 75, 23, IDC_CREATION_OK);
+  AddControl(dialog, "BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, 195, 220, 75, 23, IDC_CREATION_CANCEL);
+  SendMessageA(dialog, DM_SETDEFID, IDC_CREATION_OK, 0);
   SetFocus(level);
 }
 
 // The password must be typed the same twice; the dialog stays open otherwise.
 bool Accept(HWND dialog, CreationChoice* choice) {
   char password[kPathBuf], confirm[kPathBuf];
-  GetDlgItemTextA(dialog, IDC_PASSWORD, password, kPathBuf);
-  GetDlgItemTextA(dialog, IDC_CONFIRM, confirm, kPathBuf);
+  GetDlgItemTextA(dialog, IDC_CREATION_PASSWORD, password, kPathBuf);
+  GetDlgItemTextA(dialog, IDC_CREATION_CONFIRM, confirm, kPathBuf);
   bool same = strcmp(password, confirm) == 0;
   if (same) {
-    int level = static_cast<int>(SendDlgItemMessageA(dialog, IDC_LEVEL, CB_GETCURSEL, 0, 0));
+    int level = static_cast<int>(SendDlgItemMessageA(dialog, IDC_CREATION_LEVEL, CB_GETCURSEL, 0, 0));
     choice->level = level < 0 ? choice->level : level;
-    GetDlgItemTextA(dialog, IDC_PREFIX, choice->prefix, kPathBuf);
+    GetDlgItemTextA(dialog, IDC_CREATION_PREFIX, choice->prefix, kPathBuf);
     snprintf(choice->password, kPathBuf, "%s", password);
-    choice->plain = IsDlgButtonChecked(dialog, IDC_PLAIN) == BST_CHECKED;
-    choice->recurse = IsDlgButtonChecked(dialog, IDC_RECURSE) == BST_CHECKED;
+    choice->plain = IsDlgButtonChecked(dialog, IDC_CREATION_PLAIN) == BST_CHECKED;
+    choice->recurse = IsDlgButtonChecked(dialog, IDC_CREATION_RECURSE) == BST_CHECKED;
   } else {
     PromptMessageBox(dialog, GetGenericText(89), GetMessageText(94), MB_OK | MB_ICONERROR);
-    SetDlgItemTextA(dialog, IDC_CONFIRM, "");
-    SetFocus(GetDlgItem(dialog, IDC_CONFIRM));
+    SetDlgItemTextA(dialog, IDC_CREATION_CONFIRM, "");
+    SetFocus(GetDlgItem(dialog, IDC_CREATION_CONFIRM));
   }
   SecureZeroMemory(password, sizeof password);
   SecureZeroMemory(confirm, sizeof confirm);
@@ -109,10 +99,10 @@ INT_PTR CALLBACK OptionsProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lP
     case WM_COMMAND:
       switch (LOWORD(wParam)) {
         case IDOK:
-        case IDC_OK:
+        case IDC_CREATION_OK:
           if (Accept(dialog, choice)) EndDialog(dialog, IDOK);
           return TRUE;
-        case IDC_CANCEL:
+        case IDC_CREATION_CANCEL:
         case IDCANCEL:
           EndDialog(dialog, IDCANCEL);
           return TRUE;

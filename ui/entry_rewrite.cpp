@@ -12,6 +12,7 @@
 #include "model/liststruct.h"
 #include "model/rbtree.h"
 #include "model/view_hooks.h"
+#include "res/resource.h"
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"

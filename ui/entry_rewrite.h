@@ -6,10 +6,6 @@
 
 struct RBTree;
 
-// Posted (sent) by a rewrite worker to the main window; lParam is the finished job, which
-// ApplyEntryRewrite takes over.
-constexpr UINT WM_APP_ENTRIES_REWRITTEN = WM_APP + 0x120;
-
 enum RewriteMode { REWRITE_DELETE, REWRITE_RENAME, REWRITE_MOVE };
 
 struct EntryRewriteJob {

@@ -7,6 +7,7 @@
 #include "model/folder_tree.h"
 #include "model/listing_totals.h"
 #include "model/rbtree.h"
+#include "res/resource.h"
 #include "services/log.h"
 #include "services/prompts.h"
 
@@ -120,8 +121,8 @@ void RequestFill(const char* key) {
   if (GetTVNSem()) {
     SetTvnCached(key);
     printf("setting tvncached %s\n", key);
-    KillTimer(g_views.window, kTreeFillTimerId);
-    SetTimer(g_views.window, kTreeFillTimerId, kTreeFillDelayMs, nullptr);
+    KillTimer(g_views.window, IDT_TREE_FILL);
+    SetTimer(g_views.window, IDT_TREE_FILL, kTreeFillDelayMs, nullptr);
     return;
   }
   SetTVNSem(1);
@@ -202,7 +203,7 @@ bool GetComboItemText(HWND combo, int index, char* text, size_t size) {
 }
 
 bool HandleFolderTreeMessage(UINT message, WPARAM wParam, LPARAM lParam) {
-  if (message == WM_TIMER && wParam == kTreeFillTimerId) {
+  if (message == WM_TIMER && wParam == IDT_TREE_FILL) {
     OnTreeFillTimer();
     return true;
   }
@@ -459,7 +460,7 @@ void OnTreeSelectionChanged(HWND tree) {
 }
 
 void OnTreeFillTimer() {
-  KillTimer(g_views.window, kTreeFillTimerId);
+  KillTimer(g_views.window, IDT_TREE_FILL);
   if (g_views.tree) OnTreeSelectionChanged(g_views.tree);
 }
 

@@ -12,13 +12,12 @@ struct FolderTreeViews {
   HWND tree;
   HWND combo;       // the address box (extended combo box)
   HWND folderList;  // the entries of the selected folder
-  HWND window;      // owns timer 4321
+  HWND window;      // owns timer IDT_TREE_FILL
   void (*afterFill)();  // the folder list was filled: sort it, reset its search (may be unset)
 };
 FolderTreeViews& GetFolderTreeViews();
 
-// The timer that folds a burst of selection changes into one fill.
-constexpr UINT_PTR kTreeFillTimerId = 4321;
+// The delay of timer IDT_TREE_FILL, which folds a burst of selection changes into one fill.
 constexpr UINT kTreeFillDelayMs = 200;
 
 // Image indices of the tree's and the address box's image list (the shell's small icons).

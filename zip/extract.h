@@ -3,6 +3,8 @@
 #pragma once
 #include "services/base.h"
 
+#include "res/resource.h"
+
 #include "unzip.h"
 
 struct RBTree;
@@ -28,9 +30,8 @@ enum ExtractResult {
 // The one-second timer on the main window while a run goes on, for the elapsed time and the
 // transfer rate. A timer belongs to the window's own thread, so the worker posts
 // WM_APP_EXTRACTION_TIMER (wParam 1 start, 0 stop) and the main window sets or kills timer
-// kExtractionTimerId itself; on its own thread the worker sets it directly.
-constexpr UINT_PTR kExtractionTimerId = 9999;
-constexpr UINT WM_APP_EXTRACTION_TIMER = WM_APP + 99;
+// IDT_EXTRACTION itself (both in res/resource.h); on its own thread the worker sets it
+// directly.
 // The tick count when the running (or last) extraction started, and its bytes written so far.
 DWORD GetExtractionStartTick();
 uint64_t GetExtractionByteCounter();

@@ -44,9 +44,9 @@ void SwitchTimer(HWND mainWindow, bool on) {
   if (!mainWindow || !IsWindow(mainWindow)) return;
   if (GetWindowThreadProcessId(mainWindow, nullptr) == GetCurrentThreadId()) {
     if (on)
-      SetTimer(mainWindow, kExtractionTimerId, 1000, nullptr);
+      SetTimer(mainWindow, IDT_EXTRACTION, 1000, nullptr);
     else
-      KillTimer(mainWindow, kExtractionTimerId);
+      KillTimer(mainWindow, IDT_EXTRACTION);
   } else {
     PostMessageA(mainWindow, WM_APP_EXTRACTION_TIMER, on ? 1 : 0, 0);
   }

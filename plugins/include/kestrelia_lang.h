@@ -8,8 +8,8 @@
 
      GetMessageText              0..116, 130..142
      GetGenericText              0..87
-     GetMenuText                 5001..5005 (the menus of app/commands.h)
-     GetMenuItemText             4001..4031 except 4025 (command identifiers of app/commands.h);
+     GetMenuText                 5001..5005 (the menus of res/resource.h)
+     GetMenuItemText             4001..4031 except 4025 (command identifiers of res/resource.h);
                                  captions carry their & accelerator but no shortcut key
      GetPopupText                0..26 (KLANG_POPUP_*)
      GetStatusWindowToolTipText  0..5, one per status-bar part

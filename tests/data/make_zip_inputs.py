@@ -121,6 +121,11 @@ def main(out):
     with open(os.path.join(out, "damaged.zip"), "wb") as f:
         f.write(data[: len(data) - 30])
 
+    # Enough small entries that extracting them outlasts a close request.
+    with zipfile.ZipFile(os.path.join(out, "many_small.zip"), "w", zipfile.ZIP_STORED) as z:
+        for i in range(4000):
+            z.writestr("many/%04d.txt" % i, b"entry %d\n" % i)
+
     for path in made:
         expected(path)
     crafted_zip64(os.path.join(out, "zip64_big.zip"))

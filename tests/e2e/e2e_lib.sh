@@ -85,6 +85,21 @@ expect_box() {
   inspect --class '#32770' --close >/dev/null 2>&1
 }
 
+# wait_gone CLASS: waits until no window of that class is shown (a closed dialog takes a
+# moment to go, and the window refuses to close while its operation still runs).
+wait_gone() {
+  local i
+  for i in $(seq 120); do
+    # inspect's status is its pipe's: the text tells whether a window was found.
+    inspect --class "$1" | grep -q '^window ' || return 0
+    sleep 0.5
+  done
+  screenshot "stays_$(tr -dc a-z0-9 <<<"$1")"
+  echo "FAIL: a window of class $1 stays: $(inspect --class "$1" | head -3 | tr '\n' ' ')"
+  failures=$((failures + 1))
+  return 1
+}
+
 # stop_program: closes the window and checks the exit code.
 stop_program() {
   inspect --close >/dev/null

@@ -11,6 +11,7 @@
 // the visible list's first selected row is ROW; --until-gone until no such window is shown
 // (exit code 0 once it is gone).
 // --drop PATH drops a file on the window as the shell would (WM_DROPFILES).
+// --ok and --yes press the window's OK or Yes button (a message box answers only its buttons).
 // Exit code 0 when the window was found, 1 otherwise.
 #include "services/base.h"
 
@@ -281,6 +282,7 @@ HWND FindShownWindow(const char* cls, const char* title) {
 int main(int argc, char** argv) {
   double wait = 0;
   bool close = false;
+  int press = 0;
   const char* cls = "Kestrelia";
   int untilRows = -1;
   const char* drop = nullptr;
@@ -291,6 +293,8 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     if (!strcmp(argv[i], "--wait") && i + 1 < argc) wait = atof(argv[++i]);
     else if (!strcmp(argv[i], "--close")) close = true;
+    else if (!strcmp(argv[i], "--ok")) press = IDOK;
+    else if (!strcmp(argv[i], "--yes")) press = IDYES;
     else if (!strcmp(argv[i], "--rows") && i + 1 < argc) g_maxRows = atoi(argv[++i]);
     else if (!strcmp(argv[i], "--class") && i + 1 < argc) cls = argv[++i];
     else if (!strcmp(argv[i], "--until-rows") && i + 1 < argc) untilRows = atoi(argv[++i]);
@@ -334,6 +338,7 @@ int main(int argc, char** argv) {
   printf("window \"%s\"\n", title);
   EnumChildWindows(hwnd, DumpChild, 0);
   fflush(stdout);
+  if (press) PostMessageA(hwnd, WM_COMMAND, MAKEWPARAM(press, BN_CLICKED), 0);
   if (close) PostMessageA(hwnd, WM_CLOSE, 0, 0);
   return 0;
 }

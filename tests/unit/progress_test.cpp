@@ -28,7 +28,7 @@ std::string ControlText(HWND dialog, int id) {
 
 PBRANGE BarRange(HWND dialog) {
   PBRANGE range = {};
-  SendMessageA(GetDlgItem(dialog, kProgressBarId), PBM_GETRANGE, TRUE, reinterpret_cast<LPARAM>(&range));
+  SendMessageA(GetDlgItem(dialog, IDC_PROGRESS_BAR), PBM_GETRANGE, TRUE, reinterpret_cast<LPARAM>(&range));
   return range;
 }
 
@@ -54,14 +54,14 @@ int ControlTop(HWND dialog, int id) {
 }
 
 void ClickIcon(HWND dialog, int downX, int upX) {
-  HWND icon = GetDlgItem(dialog, kProgressExpandIconId);
+  HWND icon = GetDlgItem(dialog, IDC_PROGRESS_EXPAND_ICON);
   SendMessageA(icon, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(downX, 40));
   SendMessageA(icon, WM_LBUTTONUP, 0, MAKELPARAM(upX, 40));
 }
 
 void ClickCancel(HWND dialog) {
-  SendMessageA(dialog, WM_COMMAND, MAKEWPARAM(kProgressCancelId, BN_CLICKED),
-               reinterpret_cast<LPARAM>(GetDlgItem(dialog, kProgressCancelId)));
+  SendMessageA(dialog, WM_COMMAND, MAKEWPARAM(IDC_PROGRESS_CANCEL, BN_CLICKED),
+               reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDC_PROGRESS_CANCEL)));
 }
 
 class ProgressTest : public testing::Test {
@@ -147,8 +147,8 @@ TEST_F(ProgressTest, RequestsMadeBeforeTheDialogAreAppliedAtInit) {
   SetProgressDetail("waiting for the dialog");
   SetProgressMarquee(true);
   HWND dialog = Start(true);
-  EXPECT_EQ(ControlText(dialog, kProgressDetailId), "waiting for the dialog");
-  HWND bar = GetDlgItem(dialog, kProgressBarId);
+  EXPECT_EQ(ControlText(dialog, IDC_PROGRESS_DETAIL), "waiting for the dialog");
+  HWND bar = GetDlgItem(dialog, IDC_PROGRESS_BAR);
   EXPECT_TRUE(GetWindowLongPtrA(bar, GWL_STYLE) & PBS_MARQUEE);
 
   SetProgressMarquee(false);
@@ -156,10 +156,10 @@ TEST_F(ProgressTest, RequestsMadeBeforeTheDialogAreAppliedAtInit) {
   SetProgressDetail("now direct");
   SetProgressTitle("folder/sub/file.txt");
   SetProgressSecondLine("second");
-  EXPECT_EQ(ControlText(dialog, kProgressDetailId), "now direct");
-  EXPECT_EQ(ControlText(dialog, kProgressTitleId), "folder/sub/file.txt");
-  EXPECT_EQ(ControlText(dialog, kProgressSecondLineId), "second");
-  EXPECT_EQ(ControlText(dialog, kProgressCancelId), "Cancel");
+  EXPECT_EQ(ControlText(dialog, IDC_PROGRESS_DETAIL), "now direct");
+  EXPECT_EQ(ControlText(dialog, IDC_PROGRESS_TITLE), "folder/sub/file.txt");
+  EXPECT_EQ(ControlText(dialog, IDC_PROGRESS_SECOND_LINE), "second");
+  EXPECT_EQ(ControlText(dialog, IDC_PROGRESS_CANCEL), "Cancel");
 }
 
 TEST_F(ProgressTest, TheThreadShowsAndEmptiesItsInitialDetail) {
@@ -169,7 +169,7 @@ TEST_F(ProgressTest, TheThreadShowsAndEmptiesItsInitialDetail) {
   CloseHandle(thread);
   ASSERT_TRUE(WaitUntil([] { return IsProgressDialogReady(); }));
   dialog_ = GetProgressDialog();
-  EXPECT_EQ(ControlText(dialog_, kProgressDetailId), "given to the thread");
+  EXPECT_EQ(ControlText(dialog_, IDC_PROGRESS_DETAIL), "given to the thread");
   EXPECT_EQ(detail[0], '\0');
 }
 
@@ -180,7 +180,7 @@ TEST_F(ProgressTest, UserCancelStaysSetUntilTheWorkerCloses) {
     SetProgressMinimum(0);
     SetProgressMaximum(5);
     if (way == 0) ClickCancel(dialog);
-    if (way == 1) SendMessageA(GetDlgItem(dialog, kProgressCancelId), BM_CLICK, 0, 0);
+    if (way == 1) SendMessageA(GetDlgItem(dialog, IDC_PROGRESS_CANCEL), BM_CLICK, 0, 0);
     if (way == 2) SendMessageA(dialog, WM_SYSCOMMAND, SC_CLOSE, 0);
     EXPECT_EQ(IsCancelledByUser(), 1);
     EXPECT_EQ(GetProgressDialog(), nullptr);
@@ -205,9 +205,9 @@ TEST_F(ProgressTest, CancelFromCodeEndsTheDialogAndKeepsTheFlag) {
 
 TEST_F(ProgressTest, DialogWithoutCancelIgnoresTheUsersClose) {
   HWND dialog = Start(false);
-  EXPECT_EQ(GetDlgItem(dialog, kProgressCancelId), nullptr);
-  EXPECT_EQ(GetDlgItem(dialog, kProgressButtonLineId), nullptr);
-  EXPECT_NE(GetDlgItem(dialog, kProgressBarId), nullptr);
+  EXPECT_EQ(GetDlgItem(dialog, IDC_PROGRESS_CANCEL), nullptr);
+  EXPECT_EQ(GetDlgItem(dialog, IDC_PROGRESS_BUTTON_LINE), nullptr);
+  EXPECT_NE(GetDlgItem(dialog, IDC_PROGRESS_BAR), nullptr);
   SendMessageA(dialog, WM_SYSCOMMAND, SC_CLOSE, 0);
   SendMessageA(dialog, WM_COMMAND, IDCANCEL, 0);
   ClickIcon(dialog, 10, 10);
@@ -246,23 +246,23 @@ TEST_F(ProgressTest, HiddenDialogRunsAndEveryCloseCompletes) {
 
 TEST_F(ProgressTest, ExpandIconTogglesTheSecondLine) {
   HWND dialog = Start(true);
-  HWND second = GetDlgItem(dialog, kProgressSecondLineId);
+  HWND second = GetDlgItem(dialog, IDC_PROGRESS_SECOND_LINE);
   EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 200));
   EXPECT_FALSE(IsWindowVisible(second));
-  EXPECT_EQ(ControlTop(dialog, kProgressCancelId), ScaledPixels(dialog, 130));
+  EXPECT_EQ(ControlTop(dialog, IDC_PROGRESS_CANCEL), ScaledPixels(dialog, 130));
 
   ClickIcon(dialog, 10, 10);
   EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 222));
   EXPECT_TRUE(IsWindowVisible(second));
-  EXPECT_EQ(ControlTop(dialog, kProgressCancelId), ScaledPixels(dialog, 152));
-  EXPECT_EQ(ControlTop(dialog, kProgressTopLineId), ScaledPixels(dialog, 83));
+  EXPECT_EQ(ControlTop(dialog, IDC_PROGRESS_CANCEL), ScaledPixels(dialog, 152));
+  EXPECT_EQ(ControlTop(dialog, IDC_PROGRESS_TOP_LINE), ScaledPixels(dialog, 83));
 
   ClickIcon(dialog, 10, 30);  // released outside the icon: no toggle
   EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 222));
   ClickIcon(dialog, 10, 10);
   EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 200));
   EXPECT_FALSE(IsWindowVisible(second));
-  EXPECT_EQ(ControlTop(dialog, kProgressCancelId), ScaledPixels(dialog, 130));
+  EXPECT_EQ(ControlTop(dialog, IDC_PROGRESS_CANCEL), ScaledPixels(dialog, 130));
 }
 
 // A worker following the protocol: dialog, range, per item text + work + step + poll, close.
@@ -318,7 +318,7 @@ TEST_F(ProgressTest, WorkerRunsAllItemsOrStopsAtTheUsersCancel) {
   ASSERT_EQ(WaitForSingleObject(job.atCancelPoint, 60000), WAIT_OBJECT_0);
   HWND dialog = GetProgressDialog();
   ASSERT_NE(dialog, nullptr);
-  EXPECT_EQ(ControlText(dialog, kProgressTitleId), "folder/item020.txt");
+  EXPECT_EQ(ControlText(dialog, IDC_PROGRESS_TITLE), "folder/item020.txt");
   ClickCancel(dialog);
   SetEvent(job.resume);
   ASSERT_EQ(WaitForSingleObject(thread, 60000), WAIT_OBJECT_0);

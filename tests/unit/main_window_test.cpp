@@ -1,0 +1,182 @@
+// The main window's duties toward the rest of the desktop and toward its own workers: its
+// place in the clipboard viewer chain, and closing while an extraction runs.
+#include "services/base.h"
+
+#include <gtest/gtest.h>
+
+#include "app/main_state.h"
+#include "app/mainwindow.h"
+#include "formats/formats.h"
+#include "kestrelia_lang.h"
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "services/prompts.h"
+#include "test_support.h"
+#include "ui/clipboard_chain.h"
+#include "zip/extract.h"
+
+#include <commctrl.h>
+#include <ole2.h>
+
+#include <map>
+#include <string>
+
+namespace {
+
+std::map<HWND, int> g_drawn;
+
+LRESULT CALLBACK ViewerProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message == WM_DRAWCLIPBOARD) ++g_drawn[hwnd];
+  if (HandleClipboardChainMessage(hwnd, message, wParam, lParam)) return 0;
+  return DefWindowProcA(hwnd, message, wParam, lParam);
+}
+
+HWND MakeViewer() {
+  static ATOM atom = [] {
+    WNDCLASSA wc = {};
+    wc.lpfnWndProc = ViewerProc;
+    wc.hInstance = GetModuleHandleA(nullptr);
+    wc.lpszClassName = "KestreliaTestViewer";
+    return RegisterClassA(&wc);
+  }();
+  return atom ? CreateWindowA("KestreliaTestViewer", "", 0, 0, 0, 0, 0, nullptr, nullptr, GetModuleHandleA(nullptr),
+                              nullptr)
+              : nullptr;
+}
+
+void ChangeClipboard(const char* text) {
+  ASSERT_TRUE(OpenClipboard(nullptr));
+  EmptyClipboard();
+  size_t n = strlen(text) + 1;
+  HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, n);
+  memcpy(GlobalLock(memory), text, n);
+  GlobalUnlock(memory);
+  SetClipboardData(CF_TEXT, memory);
+  CloseClipboard();
+  MSG msg;
+  for (int i = 0; i < 20; ++i) {
+    while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&msg);
+    Sleep(10);
+  }
+}
+
+TEST(ClipboardChain, ChangesReachEveryViewerAndLeavingHandsTheChainOn) {
+  HWND tail = MakeViewer(), middle = MakeViewer(), head = MakeViewer();
+  ASSERT_TRUE(tail && middle && head);
+  JoinClipboardChain(tail);
+  JoinClipboardChain(middle);
+  JoinClipboardChain(head);
+  g_drawn.clear();
+  ChangeClipboard("one");
+  EXPECT_GE(g_drawn[head], 1);
+  EXPECT_GE(g_drawn[middle], 1) << "the head passes the change on";
+  EXPECT_GE(g_drawn[tail], 1);
+
+  // The middle one leaves: the head now passes straight to the tail.
+  LeaveClipboardChain(middle);
+  g_drawn.clear();
+  ChangeClipboard("two");
+  EXPECT_GE(g_drawn[head], 1);
+  EXPECT_EQ(g_drawn[middle], 0);
+  EXPECT_GE(g_drawn[tail], 1) << "the chain was handed on past the one that left";
+
+  LeaveClipboardChain(head);
+  LeaveClipboardChain(tail);
+  for (HWND w : {tail, middle, head}) DestroyWindow(w);
+}
+
+// The close question is answered yes; the folder question names the scratch folder.
+std::string g_folder;
+int g_questions;
+int AnswerYes(HWND, const char* text, const char*, UINT) {
+  if (std::string(text) == GetMessageText(41)) ++g_questions;
+  return IDYES;
+}
+bool ChooseScratch(HWND, const char*, char* folder) {
+  snprintf(folder, kPathBuf, "%s", g_folder.c_str());
+  return true;
+}
+
+TEST(MainWindow, CloseDuringExtractionCancelsItThenCloses) {
+  ASSERT_TRUE(SUCCEEDED(OleInitialize(nullptr)));
+  INITCOMMONCONTROLSEX controls = {sizeof controls, 0x20F};
+  InitCommonControlsEx(&controls);
+  RegisterArchiveFormats();
+  ASSERT_TRUE(AllocateControlBlocks());
+  HINSTANCE instance = GetModuleHandleA(nullptr);
+  ASSERT_TRUE(RegisterMainWindowClass(instance));
+  HWND main = CreateMainWindow(instance, SW_HIDE);
+  ASSERT_TRUE(main);
+
+  g_folder = ScratchDir("close_during_extraction");
+  Prompts& prompts = GetPrompts();
+  prompts.messageBox = AnswerYes;
+  prompts.browseFolder = ChooseScratch;
+  std::string archive = TestData("many_small.zip");
+  SetArchiveKind(ARCHIVE_ZIP);
+  SetCurrentArchivePath(archive.c_str());
+  ExtractArchive(archive.c_str(), 1, 1);
+  ASSERT_EQ(IsBusy(), 1);
+  PostMessageA(main, WM_CLOSE, 0, 0);
+
+  // The window goes only once the run has stopped; a minute is far more than a cancel takes.
+  SetTimer(nullptr, 0, 60000, nullptr);
+  MSG msg;
+  bool timedOut = false;
+  while (GetMessageA(&msg, nullptr, 0, 0) > 0) {
+    if (msg.message == WM_TIMER && !msg.hwnd) {
+      timedOut = true;
+      break;
+    }
+    DispatchMessageA(&msg);
+  }
+  EXPECT_FALSE(timedOut);
+  EXPECT_FALSE(IsWindow(main));
+  EXPECT_EQ(IsBusy(), 0);
+  EXPECT_EQ(g_questions, 1);
+  ResetPrompts();
+  OleUninitialize();
+}
+
+}  // namespace
+
+namespace {
+
+// Each key is declared once: every accelerator's command shows that key in its menu caption.
+TEST(MainWindow, EveryAcceleratorIsShownInItsMenuCaption) {
+  struct Case {
+    BYTE modifiers;
+    WORD key;
+    int command;
+    const char* shown;
+  } const cases[] = {
+      {FCONTROL, 'O', IDM_OPEN, "\tCtrl+O"},
+      {FCONTROL | FSHIFT, 'E', IDM_EXTRACT_SELECTED, "\tCtrl+Shift+E"},
+      {FALT, VK_RETURN, IDM_PROPERTIES, "\tAlt+Enter"},
+      {0, VK_DELETE, IDM_DELETE, "\tDel"},
+      {0, VK_F5, IDM_RELOAD, "\tF5"},
+  };
+  HACCEL table = BuildAccelerators();
+  ACCEL keys[64];
+  int n = CopyAcceleratorTableA(table, keys, 64);
+  HMENU menu = BuildMainMenu();
+  for (int i = 0; i < n; ++i) {
+    char caption[kPathBuf] = "";
+    // Keys without a menu item (Alt+Up to the parent folder) have no caption to show them.
+    if (!GetMenuStringA(menu, keys[i].cmd, caption, sizeof caption, MF_BYCOMMAND)) continue;
+    EXPECT_NE(strchr(caption, '\t'), nullptr) << "command " << keys[i].cmd << " has a key but shows none";
+  }
+  for (const Case& c : cases) {
+    bool found = false;
+    for (int i = 0; i < n; ++i)
+      found |= keys[i].cmd == c.command && keys[i].key == c.key && (keys[i].fVirt & ~FVIRTKEY) == c.modifiers;
+    EXPECT_TRUE(found) << c.shown;
+    char caption[kPathBuf] = "";
+    GetMenuStringA(menu, c.command, caption, sizeof caption, MF_BYCOMMAND);
+    EXPECT_NE(strstr(caption, c.shown), nullptr) << caption;
+  }
+  DestroyMenu(menu);
+  DestroyAcceleratorTable(table);
+}
+
+}  // namespace

@@ -1,0 +1,91 @@
+#include "services/base.h"
+#include "ui/drop_target.h"
+
+#include "services/log.h"
+
+#include <ole2.h>
+#include <shellapi.h>
+
+namespace {
+
+const FORMATETC kFileList = {CF_HDROP, nullptr, DVASPECT_CONTENT, -1, TYMED_HGLOBAL};
+
+// A plain COM object; its life is counted, the window holds one reference until revoked.
+struct FileDropTarget final : IDropTarget {
+  LONG references = 1;
+  FileDropProc onDrop;
+  bool acceptable = false;
+
+  explicit FileDropTarget(FileDropProc proc) : onDrop(proc) {}
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+    if (!out) return E_POINTER;
+    if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDropTarget)) {
+      *out = static_cast<IDropTarget*>(this);
+      AddRef();
+      return S_OK;
+    }
+    *out = nullptr;
+    return E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references)); }
+  ULONG STDMETHODCALLTYPE Release() override {
+    LONG left = InterlockedDecrement(&references);
+    if (!left) delete this;
+    return static_cast<ULONG>(left);
+  }
+
+  HRESULT STDMETHODCALLTYPE DragEnter(IDataObject* data, DWORD, POINTL, DWORD* effect) override {
+    FORMATETC format = kFileList;
+    acceptable = data && data->QueryGetData(&format) == S_OK;
+    *effect = acceptable ? DROPEFFECT_COPY : DROPEFFECT_NONE;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE DragOver(DWORD, POINTL, DWORD* effect) override {
+    *effect = acceptable ? DROPEFFECT_COPY : DROPEFFECT_NONE;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE DragLeave() override {
+    acceptable = false;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE Drop(IDataObject* data, DWORD, POINTL, DWORD* effect) override {
+    *effect = DROPEFFECT_NONE;
+    FORMATETC format = kFileList;
+    STGMEDIUM medium = {};
+    if (!data || data->GetData(&format, &medium) != S_OK) return S_OK;
+    // The names are copied out first: the callback may ask questions while the medium waits.
+    std::vector<char> names;
+    int count = DroppedFileNames(static_cast<HDROP>(medium.hGlobal), names);
+    ReleaseStgMedium(&medium);
+    if (count && onDrop) {
+      *effect = DROPEFFECT_COPY;
+      onDrop(reinterpret_cast<char (*)[kPathBuf]>(names.data()), count);
+    }
+    acceptable = false;
+    return S_OK;
+  }
+};
+
+}  // namespace
+
+int DroppedFileNames(HDROP drop, std::vector<char>& names) {
+  UINT count = DragQueryFileA(drop, 0xFFFFFFFF, nullptr, 0);
+  names.assign(static_cast<size_t>(count ? count : 1) * kPathBuf, '\0');
+  for (UINT i = 0; i < count; ++i) DragQueryFileA(drop, i, &names[static_cast<size_t>(i) * kPathBuf], kPathBuf);
+  return static_cast<int>(count);
+}
+
+bool RegisterFileDropTarget(HWND window, FileDropProc onDrop) {
+  FileDropTarget* target = new FileDropTarget(onDrop);
+  HRESULT result = RegisterDragDrop(window, target);
+  // OLE keeps its own reference while registered.
+  target->Release();
+  if (FAILED(result)) {
+    Log(1, GetVerbose(), "RegisterFileDropTarget: RegisterDragDrop failed 0x%lx", static_cast<unsigned long>(result));
+    return false;
+  }
+  return true;
+}
+
+void RevokeFileDropTarget(HWND window) { RevokeDragDrop(window); }

@@ -1,0 +1,16 @@
+// The main window as an OLE drop target: files dragged from the shell are offered to one
+// callback, the same one the WM_DROPFILES road calls.
+#pragma once
+#include "services/base.h"
+
+#include <vector>
+
+// Every dropped path, in the shell's order.
+typedef void (*FileDropProc)(char (*files)[kPathBuf], int count);
+
+// Registers the window (OLE must be initialised on this thread). False when OLE refused.
+bool RegisterFileDropTarget(HWND window, FileDropProc onDrop);
+void RevokeFileDropTarget(HWND window);
+// The files of a shell file list, as both roads read them, kPathBuf characters each into
+// names; their count.
+int DroppedFileNames(HDROP drop, std::vector<char>& names);
