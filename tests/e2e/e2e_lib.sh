@@ -100,6 +100,27 @@ wait_gone() {
   return 1
 }
 
+# expect_exit LABEL: the program ends by itself (a minute at most, else it is killed) with 0.
+expect_exit() {
+  local code=0
+  for _ in $(seq 120); do
+    kill -0 "$app" 2>/dev/null || break
+    sleep 0.5
+  done
+  kill -0 "$app" 2>/dev/null && { screenshot still_running; kill "$app"; }
+  wait "$app" || code=$?
+  expect_eq "$1" 0 "$code"
+}
+
+# expect_same_tree LABEL REF DIR: DIR holds exactly what the peer tool made in REF.
+expect_same_tree() {
+  if diff -r "$2" "$3" >"$shots/diff.txt"; then
+    echo "ok: $1"
+  else
+    echo "FAIL: $1:"; cat "$shots/diff.txt"; failures=$((failures + 1))
+  fi
+}
+
 # stop_program: closes the window and checks the exit code.
 stop_program() {
   inspect --close >/dev/null

@@ -85,23 +85,7 @@ focus Kestrelia
 xdotool key Return
 wait_dialog "$picker" >/dev/null || true
 choose_folder 'C:\kestrelia_e2e_extract\x' x_folder_chooser
-code=0
-for _ in $(seq 120); do
-  kill -0 "$app" 2>/dev/null || break
-  sleep 0.5
-done
-if kill -0 "$app" 2>/dev/null; then
-  screenshot x_still_running
-  kill "$app"
-fi
-wait "$app" || code=$?
-expect_eq "-x exit code" 0 "$code"
+expect_exit "-x exit code"
 unzip -q "$work/x/zip_deflated.zip" -d "$work/ref"
-if diff -r "$work/ref" "$work/x/zip_deflated" >"$shots/x_diff.txt"; then
-  echo "ok: -x extracted what unzip extracts"
-else
-  echo "FAIL: -x differs from unzip:"
-  cat "$shots/x_diff.txt"
-  failures=$((failures + 1))
-fi
+expect_same_tree "-x extracted what unzip extracts" "$work/ref" "$work/x/zip_deflated"
 finish
