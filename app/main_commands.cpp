@@ -55,7 +55,12 @@ void CmdViewEntry() { ViewSelectedEntry(0); }
 void CmdOpenWith() { ViewSelectedEntry(1); }
 
 void CmdDelete() { DeleteSelectedEntries(CurrentView()); }
-void CmdRename() { EditSelectedEntryName(CurrentView()); }
+void CmdRename() {
+  if (IsTreeFocused())
+    EditSelectedTreeFolder();
+  else
+    EditSelectedEntryName(CurrentView());
+}
 void CmdFind() { FindReplace(nullptr, 0); }
 void CmdFindInContents() { FindReplace(nullptr, 1); }
 void CmdFindNext() { FindNextHit(1); }

@@ -72,7 +72,7 @@ void CreateMainControls(HWND hwnd) {
   m.treeList = MakeEntryList(hwnd, IDC_MAIN_TREE_LIST);
   m.tree = CreateWindowExA(WS_EX_CLIENTEDGE, WC_TREEVIEWA, "",
                            WS_CHILD | WS_TABSTOP | TVS_HASBUTTONS | TVS_HASLINES | TVS_LINESATROOT |
-                               TVS_SHOWSELALWAYS | TVS_DISABLEDRAGDROP,
+                               TVS_SHOWSELALWAYS | TVS_DISABLEDRAGDROP | TVS_EDITLABELS,
                            0, 0, 0, 0, hwnd, reinterpret_cast<HMENU>(IDC_MAIN_TREE), GetAppInstance(), nullptr);
   m.status = CreateWindowExA(0, STATUSCLASSNAMEA, "", WS_CHILD | WS_VISIBLE | SBARS_SIZEGRIP | SBARS_TOOLTIPS,
                              0, 0, 0, 0, hwnd, reinterpret_cast<HMENU>(IDC_MAIN_STATUS), GetAppInstance(), nullptr);

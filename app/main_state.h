@@ -68,8 +68,15 @@ void ExtractSelectedTreeFolder();
 void ShowFolderProperties();
 void GoToParentFolder();
 bool IsTreeFocused();
+// F2 in the tree: starts editing the selected folder's name (never the root's).
+void EditSelectedTreeFolder();
 // Dragging the bar between the tree and its list; false when the mouse is elsewhere.
 bool HandleSplitterMouse(UINT message, LPARAM lParam);
+// Rows of the folder list dragged onto a folder of the tree move there: LVN_BEGINDRAG starts
+// it, the main window's captured mouse ends it on the button's release.
+void BeginRowDrag(HWND list);
+void CancelRowDrag();
+bool HandleRowDragMouse(UINT message, LPARAM lParam);
 bool SetSplitterCursor();
 
 // The hooks the archive engines call while they list (main_hooks.cpp).

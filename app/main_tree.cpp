@@ -7,6 +7,7 @@
 #include "model/entry_rows.h"
 #include "model/folder_tree.h"
 #include "services/log.h"
+#include "ui/entry_rewrite.h"
 #include "ui/folder_tree_view.h"
 #include "zip/extract_archive.h"
 #include "ui/search.h"
@@ -20,6 +21,7 @@ namespace {
 
 constexpr int kMinPane = 40;
 bool g_dragging = false;
+HWND g_rowDrag = nullptr;  // the list whose selected rows are dragged towards the tree
 
 enum TreeMenuCommand { TREE_MENU_EXTRACT = 1, TREE_MENU_PROPERTIES = 2 };
 
@@ -70,6 +72,16 @@ bool IsBackspace(const NMHDR* header) {
   return false;
 }
 
+// The tree's label edit ended: the folder is renamed in the archive, and its item keeps its
+// old text until the tree is derived from the renamed rows.
+void EndTreeLabelEdit(HTREEITEM item, const char* text) {
+  MainWindowState& m = Main();
+  if (!text || !item || !TreeView_GetParent(m.tree, item)) return;
+  char folder[kPathBuf];
+  TreeViewGetPath(m.tree, item, folder, sizeof folder, 0, 0);
+  RenameTreeFolder(m.list, folder, text);
+}
+
 bool InSplitter(int x, int y) {
   MainWindowState& m = Main();
   if (m.presentation != PRESENT_FOLDER_TREE) return false;
@@ -108,6 +120,26 @@ bool HandleFolderTreeNotify(NMHDR* header, LRESULT* result) {
         OnTreeRightClick();
         *result = 1;
         return true;
+      case TVN_BEGINLABELEDITA:
+      case TVN_BEGINLABELEDITW: {
+        // The root item is the archive itself; a folder only where entries may be renamed.
+        HTREEITEM item = reinterpret_cast<NMTVDISPINFOA*>(header)->item.hItem;
+        *result = !TreeView_GetParent(m.tree, item) || !CanRenameEntries(true);
+        return true;
+      }
+      case TVN_ENDLABELEDITA: {
+        const TVITEMA& item = reinterpret_cast<NMTVDISPINFOA*>(header)->item;
+        EndTreeLabelEdit(item.hItem, item.pszText);
+        return true;
+      }
+      case TVN_ENDLABELEDITW: {
+        const TVITEMW& item = reinterpret_cast<NMTVDISPINFOW*>(header)->item;
+        if (!item.pszText) return true;
+        char text[kPathBuf] = "";
+        WideCharToMultiByte(CP_UTF8, 0, item.pszText, -1, text, sizeof text, nullptr, nullptr);
+        EndTreeLabelEdit(item.hItem, text);
+        return true;
+      }
       default:
         if (IsBackspace(header)) SelectParentTreeFolder();
         return header->code == TVN_KEYDOWN;
@@ -173,6 +205,12 @@ bool IsAddressBoxKey(const MSG* msg) {
          (msg->hwnd == address || IsChild(address, msg->hwnd));
 }
 
+void EditSelectedTreeFolder() {
+  MainWindowState& m = Main();
+  HTREEITEM item = TreeView_GetSelection(m.tree);
+  if (item && TreeView_GetParent(m.tree, item)) TreeView_EditLabel(m.tree, item);
+}
+
 bool IsTreeFocused() { return GetFocus() == Main().tree && Main().presentation == PRESENT_FOLDER_TREE; }
 
 bool HandleSplitterMouse(UINT message, LPARAM lParam) {
@@ -202,6 +240,50 @@ bool HandleSplitterMouse(UINT message, LPARAM lParam) {
     default:
       return false;
   }
+}
+
+void BeginRowDrag(HWND list) {
+  MainWindowState& m = Main();
+  if (m.presentation != PRESENT_FOLDER_TREE || list != m.treeList || !ListView_GetSelectedCount(list)) return;
+  g_rowDrag = list;
+  SetCapture(m.hwnd);
+}
+
+void CancelRowDrag() {
+  if (!g_rowDrag) return;
+  g_rowDrag = nullptr;
+  TreeView_SelectDropTarget(Main().tree, nullptr);
+}
+
+namespace {
+// The tree item under a point of the main window's client area; null beside the items.
+HTREEITEM TreeItemAt(LPARAM lParam) {
+  MainWindowState& m = Main();
+  TVHITTESTINFO hit = {};
+  hit.pt = POINT{GET_X_LPARAM(lParam), GET_Y_LPARAM(lParam)};
+  MapWindowPoints(m.hwnd, m.tree, &hit.pt, 1);
+  HTREEITEM item = TreeView_HitTest(m.tree, &hit);
+  return hit.flags & TVHT_ONITEM ? item : nullptr;
+}
+}  // namespace
+
+bool HandleRowDragMouse(UINT message, LPARAM lParam) {
+  MainWindowState& m = Main();
+  if (!g_rowDrag) return false;
+  if (message == WM_MOUSEMOVE) {
+    TreeView_SelectDropTarget(m.tree, TreeItemAt(lParam));
+  } else if (message == WM_LBUTTONUP) {
+    HWND list = g_rowDrag;
+    HTREEITEM item = TreeItemAt(lParam);
+    CancelRowDrag();
+    ReleaseCapture();
+    if (item) {
+      char folder[kPathBuf];
+      TreeViewGetPath(m.tree, item, folder, sizeof folder, 0, 0);
+      MoveSelectedEntries(list, folder);
+    }
+  }
+  return true;
 }
 
 bool SetSplitterCursor() {

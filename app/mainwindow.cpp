@@ -104,6 +104,18 @@ LRESULT MsgNotify(NMHDR* header) {
       case LVN_COLUMNCLICK:
         SortByColumn(header->hwndFrom, reinterpret_cast<NMLISTVIEW*>(header)->iSubItem);
         return 0;
+      case NM_CLICK: {
+        const NMITEMACTIVATE* click = reinterpret_cast<NMITEMACTIVATE*>(header);
+        OnEntryListClick(header->hwndFrom, click->iItem, click->iSubItem);
+        return 0;
+      }
+      case LVN_KEYDOWN:  // Ctrl+X marks the selected entries as cut
+        if (reinterpret_cast<NMLVKEYDOWN*>(header)->wVKey == 'X' && GetKeyState(VK_CONTROL) < 0)
+          CutSelectedEntries(header->hwndFrom);
+        return 0;
+      case LVN_BEGINDRAG:
+        BeginRowDrag(header->hwndFrom);
+        return 0;
       case LVN_ITEMACTIVATE:  // a double click on a row; Enter arrives as IDOK
         OnMainCommand(IDOK);
         return 0;
@@ -194,8 +206,11 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
     case WM_LBUTTONDOWN:
     case WM_MOUSEMOVE:
     case WM_LBUTTONUP:
-      if (HandleSplitterMouse(message, lParam)) return 0;
+      if (HandleRowDragMouse(message, lParam) || HandleSplitterMouse(message, lParam)) return 0;
       return DefWindowProcA(hwnd, message, wParam, lParam);
+    case WM_CAPTURECHANGED:
+      if (reinterpret_cast<HWND>(lParam) != hwnd) CancelRowDrag();
+      return 0;
     case WM_SETCURSOR:
       if (LOWORD(lParam) == HTCLIENT && reinterpret_cast<HWND>(wParam) == hwnd && SetSplitterCursor()) return TRUE;
       return DefWindowProcA(hwnd, message, wParam, lParam);

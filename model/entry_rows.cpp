@@ -197,6 +197,31 @@ void DeleteEntryRow(HWND list, int row) {
   FreeListStruct(record);
 }
 
+int DeleteEntryRowsWhere(HWND list, bool (*gone)(const liststruct*, void*), void* context) {
+  RowStore* store = Store(list);
+  if (!store) return -1;
+  int first = -1;
+  std::vector<liststruct*> removed;
+  {
+    std::lock_guard<std::mutex> hold(store->lock);
+    size_t kept = 0;
+    for (size_t row = 0; row < store->rows.size(); ++row) {
+      liststruct* record = store->rows[row];
+      if (gone(record, context)) {
+        if (first < 0) first = static_cast<int>(row);
+        removed.push_back(record);
+      } else {
+        store->rows[kept++] = record;
+      }
+    }
+    store->rows.resize(kept);
+  }
+  if (first < 0) return -1;
+  SendMessageA(list, LVM_SETITEMCOUNT, GetEntryRowCount(list), 0);
+  for (liststruct* r : removed) FreeListStruct(r);
+  return first;
+}
+
 void GetEntryColumnText(const liststruct* r, int column, char* out, size_t outSize) {
   if (!outSize) return;
   switch (column) {

@@ -30,6 +30,10 @@ int FindEntryRowByPrefix(HWND list, const char* prefix, int start, int step);
 void DeleteAllEntryRows(HWND list);
 // Removes one row and frees its record.
 void DeleteEntryRow(HWND list, int row);
+// Removes every row whose record gone() picks, in one pass (a row at a time would move the
+// rows after it once per removal), and frees their records; returns the first row removed,
+// -1 when none was.
+int DeleteEntryRowsWhere(HWND list, bool (*gone)(const liststruct* record, void* context), void* context);
 
 // The text a row shows in a column (the column numbers of liststruct.h).
 void GetEntryColumnText(const liststruct* record, int column, char* out, size_t outSize);

@@ -16,6 +16,7 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "ui/folder_tree_view.h"
 #include "zip/rewrite.h"
 
 #include <commctrl.h>
@@ -24,8 +25,16 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
+
+// The entries cut with Ctrl+X, the list they were cut in and its archive.
+struct CutMarks {
+  HWND list = nullptr;
+  std::string archive;
+  std::vector<std::string> names;
+} g_cut;
 
 void TellError(const char* text) { PromptMessageBox(GetMainWindowHandle(), text, GetMessageText(94), MB_OK | MB_ICONERROR); }
 
@@ -80,11 +89,16 @@ bool ReadyForRewrite() {
   return true;
 }
 
-bool NameTaken(HWND list, const std::string& fullName) {
+// An entry of that name, or (asFolder) any entry below a folder of that name.
+bool NameTaken(HWND list, const std::string& fullName, bool asFolder = false) {
+  std::string below = fullName + "\\";
   size_t rows = GetEntryRowCount(list);
   for (size_t row = 0; row < rows; ++row) {
     liststruct* record = GetRowRecord(list, static_cast<int>(row));
-    if (record && PathCompareIndependentCaseSense(FullName(record).c_str(), fullName.c_str()) == 0) return true;
+    if (!record) continue;
+    std::string name = FullName(record);
+    if (PathCompareIndependentCaseSense(name.c_str(), fullName.c_str()) == 0) return true;
+    if (asFolder && name.size() > below.size() && _strnicmp(name.c_str(), below.c_str(), below.size()) == 0) return true;
   }
   return false;
 }
@@ -127,15 +141,12 @@ void RemoveDeletedRows(EntryRewriteJob* job, HWND list) {
     ResetListingTotals();
     return;
   }
-  // Last row first, so the rows still to go keep their numbers.
-  int first = -1;
-  for (int row = static_cast<int>(GetEntryRowCount(list)) - 1; row >= 0; --row) {
-    liststruct* record = GetRowRecord(list, row);
-    if (record && RBTreeSearch(job->changes, FullName(record).c_str())) {
-      DeleteEntryRow(list, row);
-      first = row;
-    }
-  }
+  int first = DeleteEntryRowsWhere(
+      list,
+      [](const liststruct* record, void* changes) {
+        return RBTreeSearch(static_cast<RBTree*>(changes), FullName(record).c_str()) != nullptr;
+      },
+      job->changes);
   // The row that took the place of the first deleted one carries the selection on, so the
   // next key press acts where the user was.
   int rows = static_cast<int>(GetEntryRowCount(list));
@@ -191,7 +202,85 @@ EntryRewriteJob* JobForSelection(int mode, HWND list, const char* folder) {
   return job;
 }
 
+constexpr char kPathEditProp[] = "KestreliaPathEdit";
+
+struct PathEdit {
+  HWND list;
+  int row;
+  WNDPROC old;
+};
+
+LRESULT CALLBACK PathEditProc(HWND edit, UINT message, WPARAM wParam, LPARAM lParam) {
+  PathEdit* state = static_cast<PathEdit*>(GetPropA(edit, kPathEditProp));
+  WNDPROC old = state->old;
+  switch (message) {
+    case WM_GETDLGCODE:
+      return DLGC_WANTALLKEYS;
+    case WM_CHAR:
+      if (wParam == '\r' || wParam == 27) return 0;  // no beep for the keys that end the edit
+      break;
+    case WM_KEYDOWN:
+      if (wParam == VK_RETURN || wParam == VK_ESCAPE) {
+        char text[kPathBuf] = "";
+        GetWindowTextA(edit, text, sizeof text);
+        HWND list = state->list;
+        int row = state->row;
+        DestroyWindow(edit);
+        SetFocus(list);
+        if (wParam == VK_RETURN) ChangeFileName(list, text, LISTSTRUCT_PATH, row);
+        return 0;
+      }
+      break;
+    case WM_KILLFOCUS:
+      PostMessageA(edit, WM_CLOSE, 0, 0);
+      break;
+    case WM_NCDESTROY:
+      RemovePropA(edit, kPathEditProp);
+      delete state;
+      break;
+    default:
+      break;
+  }
+  return CallWindowProcA(old, edit, message, wParam, lParam);
+}
+
 }  // namespace
+
+HWND EditEntryPath(HWND list, int row) {
+  int column = FindColumn(list, GetDescriptionPath());
+  RECT cell;
+  if (column < 0 || row < 0 || !CanRenameEntries(true)) return nullptr;
+  ListView_EnsureVisible(list, row, FALSE);
+  if (!ListView_GetSubItemRect(list, row, column, LVIR_LABEL, &cell)) return nullptr;
+  HWND edit = CreateWindowExA(0, "EDIT", CellText(list, row, column).c_str(),
+                              WS_CHILD | WS_VISIBLE | WS_BORDER | ES_AUTOHSCROLL, cell.left, cell.top,
+                              cell.right - cell.left, cell.bottom - cell.top, list, nullptr,
+                              reinterpret_cast<HINSTANCE>(GetWindowLongPtrA(list, GWLP_HINSTANCE)), nullptr);
+  if (!edit) return nullptr;
+  SendMessageA(edit, WM_SETFONT, SendMessageA(list, WM_GETFONT, 0, 0), TRUE);
+  PathEdit* state = new PathEdit{list, row, nullptr};
+  SetPropA(edit, kPathEditProp, state);
+  state->old = reinterpret_cast<WNDPROC>(
+      SetWindowLongPtrA(edit, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(PathEditProc)));
+  SendMessageA(edit, EM_SETSEL, 0, -1);
+  SetFocus(edit);
+  return edit;
+}
+
+void OnEntryListClick(HWND list, int row, int column) {
+  static HWND lastList = nullptr;
+  static int lastRow = -1;
+  static DWORD lastTick = 0;
+  DWORD now = GetTickCount();
+  bool again = list == lastList && row >= 0 && row == lastRow && now - lastTick > GetDoubleClickTime();
+  lastList = list;
+  lastRow = row;
+  lastTick = now;
+  if (again && column >= 0 && column == FindColumn(list, GetDescriptionPath())) {
+    lastRow = -1;  // the click after the edit starts over
+    EditEntryPath(list, row);
+  }
+}
 
 EntryRewriteJob* NewEntryRewriteJob(int mode, HWND list) {
   EntryRewriteJob* job = static_cast<EntryRewriteJob*>(calloc(1, sizeof(EntryRewriteJob)));
@@ -225,8 +314,9 @@ DWORD WINAPI ChangeThreadFilename(LPVOID job) {
                 "ChangeThreadFilename: !!! got an error cannot rename !!! #:%d");
 }
 
-void StartEntryRewrite(EntryRewriteJob* job) {
-  LPTHREAD_START_ROUTINE body = job->mode == REWRITE_DELETE ? DeleteThread
+void StartEntryRewrite(EntryRewriteJob* job, LPTHREAD_START_ROUTINE body) {
+  if (!body)
+    body = job->mode == REWRITE_DELETE ? DeleteThread
                                 : job->mode == REWRITE_MOVE ? UpdateTreeViewDragOrDeleteThread
                                                             : ChangeThreadFilename;
   HANDLE thread = CreateThread(nullptr, 0, body, job, 0, nullptr);
@@ -327,13 +417,63 @@ int RenamePath(HWND list, const char* oldFolder, const char* newFolder, RBTree* 
   return added;
 }
 
+void RenameTreeFolder(HWND list, const char* oldFolder, const char* newName) {
+  if (!newName || !oldFolder || !*oldFolder) return;
+  if (!ReadyForRewrite() || !CanRenameEntries(true)) return;
+  if (!*newName || strpbrk(newName, "/\\")) {
+    TellError(GetMessageText(34));
+    return;
+  }
+  std::string old = oldFolder;
+  for (char& c : old)
+    if (c == '/') c = '\\';
+  while (!old.empty() && old.back() == '\\') old.pop_back();
+  size_t cut = old.find_last_of('\\');
+  std::string now = (cut == std::string::npos ? "" : old.substr(0, cut + 1)) + newName;
+  if (PathCompareIndependentCaseSense(old.c_str(), now.c_str()) == 0) return;
+  if (NameTaken(list, now, true)) {
+    TellError(GetMessageText(92));
+    return;
+  }
+  EntryRewriteJob* job = NewEntryRewriteJob(REWRITE_RENAME, list);
+  int renamed = job ? RenamePath(list, old.c_str(), now.c_str(), job->changes) : -1;
+  if (renamed <= 0) {
+    if (job) DestroyChangeSet(&job->changes);
+    free(job);
+    if (renamed < 0) TellError(GetMessageText(97));
+    return;
+  }
+  snprintf(job->folderAfter, sizeof job->folderAfter, "%s", now.c_str());
+  StartEntryRewrite(job, UpdateTreeViewEditThread);
+}
+
 void MoveSelectedEntries(HWND list, const char* folder) {
   if (!ReadyForRewrite() || !CanRenameEntries(true)) return;
-  EntryRewriteJob* job = JobForSelection(REWRITE_MOVE, list, folder ? folder : "");
+  // Rows already in the folder stay; a name the folder holds already is refused whole.
+  ArchiveControlBlock* block = GetCurrentControlBlock();
+  HWND every = block && block->list && HasEntryRows(block->list) ? block->list : list;
+  std::string into = folder ? folder : "";
+  for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
+       row = ListView_GetNextItem(list, row, LVNI_SELECTED)) {
+    liststruct* record = GetRowRecord(list, row);
+    if (!record) continue;
+    std::string moved = JoinPath(into, record->filename, '\\');
+    if (PathCompareIndependentCaseSense(FullName(record).c_str(), moved.c_str()) == 0) {
+      ListView_SetItemState(list, row, 0, LVIS_SELECTED);
+    } else if (NameTaken(every, moved)) {
+      TellError(GetMessageText(92));
+      return;
+    }
+  }
+  if (ListView_GetSelectedCount(list) == 0) return;
+  EntryRewriteJob* job = JobForSelection(REWRITE_MOVE, list, into.c_str());
   if (!job) {
     TellError(GetMessageText(97));
     return;
   }
+  // The tree shows the folder the entries went to.
+  while (!into.empty() && (into.back() == '\\' || into.back() == '/')) into.pop_back();
+  snprintf(job->folderAfter, sizeof job->folderAfter, "%s", into.c_str());
   StartEntryRewrite(job);
 }
 
@@ -358,6 +498,37 @@ void DeleteCTRLCutEntries(HWND list, const int* rows, int count) {
   if (thread) CloseHandle(thread);
 }
 
+bool CutSelectedEntries(HWND list) {
+  g_cut = CutMarks();
+  if (!list || !ListView_GetSelectedCount(list) || !*GetCurrentArchivePath()) return false;
+  if (RefusedForKind("DeleteCTRLCutEntries", true, 32)) return false;
+  g_cut.list = list;
+  g_cut.archive = GetCurrentArchivePath();
+  for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
+       row = ListView_GetNextItem(list, row, LVNI_SELECTED))
+    if (liststruct* record = GetRowRecord(list, row)) g_cut.names.push_back(FullName(record));
+  return !g_cut.names.empty();
+}
+
+size_t GetCutEntryCount() { return g_cut.names.size(); }
+
+void DeletePastedCutEntries() {
+  CutMarks cut;
+  std::swap(cut, g_cut);
+  if (cut.names.empty() || !HasEntryRows(cut.list) || cut.archive != GetCurrentArchivePath()) return;
+  RBTree* wanted = CreateChangeSet();
+  if (!wanted) return;
+  for (const std::string& name : cut.names) AddChangeRecord(wanted, name.c_str(), nullptr, 0);
+  std::vector<int> rows;
+  size_t count = GetEntryRowCount(cut.list);
+  for (size_t row = 0; row < count; ++row) {
+    liststruct* record = GetRowRecord(cut.list, static_cast<int>(row));
+    if (record && RBTreeSearch(wanted, FullName(record).c_str())) rows.push_back(static_cast<int>(row));
+  }
+  DestroyChangeSet(&wanted);
+  if (!rows.empty()) DeleteCTRLCutEntries(cut.list, rows.data(), static_cast<int>(rows.size()));
+}
+
 void ApplyEntryRewrite(EntryRewriteJob* job) {
   if (job->result == 0) {
     // Both lists hold records of the entries: the one the user acted in and the other.
@@ -371,6 +542,7 @@ void ApplyEntryRewrite(EntryRewriteJob* job) {
     }
     WriteListingStatusBar();
     // The folder tree is derived from the rows again the next time it is shown.
+    if (*job->folderAfter) SelectTreeFolderAfterDerive(job->folderAfter);
     SetTreeInStep(0);
     if (GetViewHooks().rebuildTreeList) GetViewHooks().rebuildTreeList();
   } else {

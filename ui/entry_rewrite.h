@@ -16,6 +16,7 @@ struct EntryRewriteJob {
   HANDLE done;      // set when the caller waits; then the caller frees the job
   int result;
   char failure[kPathBuf * 2];
+  char folderAfter[kPathBuf];  // the tree folder to select once the tree is derived again
 };
 
 // The Delete key, the menu and the tool bar: asks, then deletes the selected rows' entries.
@@ -27,17 +28,35 @@ void EditSelectedEntryName(HWND list);
 // Turns an edit of the name column (LISTSTRUCT_FILENAME: rename) or of the path column
 // (LISTSTRUCT_PATH: move) of a row into a rewrite.
 void ChangeFileName(HWND list, const char* newText, int action, int item);
+// A slow second click on a row's path cell: an edit box over the cell, whose Enter moves the
+// entry to the typed folder (Escape or leaving it cancels); returns the box, null when the
+// path may not be edited.
+HWND EditEntryPath(HWND list, int row);
+// A click on a row of an entry list; the second click on the same row's path cell, slower
+// than a double click, starts editing it.
+void OnEntryListClick(HWND list, int row, int column);
 // Adds a change record for every row below oldFolder ("a\b", no trailing separator) with
 // newFolder in its place; returns how many.
 int RenamePath(HWND list, const char* oldFolder, const char* newFolder, RBTree* changes);
+// F2 in the tree: the folder oldFolder ("a\b") of the list of every entry is renamed to
+// newName (null: the edit was cancelled), every entry below it with it.
+void RenameTreeFolder(HWND list, const char* oldFolder, const char* newName);
 // Moves the selected rows' entries into folder ("" for the top).
 void MoveSelectedEntries(HWND list, const char* folder);
 // After entries cut with Ctrl+X were pasted elsewhere: deletes the rows that were cut from
 // the archive (an owner-data list keeps no cut marks, so the cutting side hands them in).
 void DeleteCTRLCutEntries(HWND list, const int* rows, int count);
+// Ctrl+X: the selected rows' entries are marked as cut (by name, so sorting does not move
+// the marks); false when there was nothing to cut or the archive's kind cannot lose entries.
+bool CutSelectedEntries(HWND list);
+size_t GetCutEntryCount();
+// The cut entries were pasted elsewhere: they leave the archive they were cut from, if that
+// is still the one shown; the marks are cleared either way.
+void DeletePastedCutEntries();
 
-// Starts the worker of a prepared job (it frees the job unless job->done is set).
-void StartEntryRewrite(EntryRewriteJob* job);
+// Starts the worker of a prepared job (it frees the job unless job->done is set); body null
+// picks the worker of the job's mode.
+void StartEntryRewrite(EntryRewriteJob* job, LPTHREAD_START_ROUTINE body = nullptr);
 EntryRewriteJob* NewEntryRewriteJob(int mode, HWND list);
 
 DWORD WINAPI DeleteThread(LPVOID job);

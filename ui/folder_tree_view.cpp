@@ -26,6 +26,7 @@ volatile LONG g_fillCount = 0;
 // Set while the tree is rebuilt: the selection changes that deleting and inserting items
 // cause must not start fills.
 bool g_synchronizing = false;
+std::string g_folderAfterDerive;  // selected by the next derivation when the tree has it
 // The items placed by the running synchronisation, by folder path: a parent with thousands
 // of folders would otherwise be searched child by child for every new one.
 std::unordered_map<std::string, HTREEITEM> g_placed;
@@ -430,11 +431,19 @@ void EnsureTreeInStep(HWND treeListView) {
   if (!tree || IsTreeInStep() || GetEntryRowCount(treeListView) == 0) return;
   SynchronizeTreeViewThread(treeListView, tree);
   SetTreeInStep(1);
-  if (HTREEITEM root = TreeView_GetRoot(tree)) {
-    if (TreeView_GetSelection(tree) == root) OnTreeSelectionChanged(tree);
-    else TreeView_SelectItem(tree, root);
+  HTREEITEM item = g_folderAfterDerive.empty() ? nullptr : FindTreeItemString(tree, g_folderAfterDerive.c_str());
+  g_folderAfterDerive.clear();
+  if (!item) item = TreeView_GetRoot(tree);
+  if (!item) return;
+  if (TreeView_GetSelection(tree) == item) {
+    OnTreeSelectionChanged(tree);
+  } else {
+    TreeView_EnsureVisible(tree, item);
+    TreeView_SelectItem(tree, item);
   }
 }
+
+void SelectTreeFolderAfterDerive(const char* folder) { g_folderAfterDerive = folder ? folder : ""; }
 
 void OnTreeSelectionChanged(HWND tree) {
   if (g_synchronizing) return;

@@ -43,8 +43,10 @@ void InsertIntoTreeList(const char* dataReadyKey);
 // The whole derivation from the rows of the list of every entry; logs its seven phases
 // ("time measure ...") at verbosity 6 and above. Runs on the window's thread.
 void SynchronizeTreeViewThread(HWND treeListView, HWND tree);
-// Derives the tree when it is not in step with the rows, then selects the root item.
+// Derives the tree when it is not in step with the rows, then selects the root item, or the
+// folder asked for by SelectTreeFolderAfterDerive ("a\b") when the tree has it.
 void EnsureTreeInStep(HWND treeListView);
+void SelectTreeFolderAfterDerive(const char* folder);
 
 // TVN_SELCHANGED: empties the folder list and requests its fill for the selected folder.
 void OnTreeSelectionChanged(HWND tree);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # A person deletes and renames entries in the window: Delete on a selected row (and Yes to
-# the question), then F2 on another row and a new name typed in place. The archive on disk,
-# unzip -t and the list must agree afterwards.
+# the question), then F2 on another row and a new name typed in place, then F2 on a folder of
+# the tree. The archive on disk, unzip -t, the list and the tree must agree afterwards.
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 data=${KESTRELIA_TESTDATA:?}
 work=$(mktemp -d)
@@ -58,5 +58,38 @@ expect_eq "the old name is gone" "" "$(names | grep -xF "$oldfull")"
 expect_eq "the list shows the new name" "renamed.bin" "$(row_name 0)"
 expect_eq "unzip -t passes after the rename" 0 "$(unzip -tq "$archive" >/dev/null; echo $?)"
 screenshot renamed
+
+# F2 on a folder of the tree renames it: every entry below it goes with it.
+before=$(names)
+expected=$(sed 's#^docs/#papers/#' <<<"$before" | sort)
+renamed_on_disk() { [ "$(names)" = "$expected" ]; }
+xdotool key alt+v t  # View > Folder tree
+eventually 30 shows "tree item docs at" --rows 0
+read -r x y < <(inspect --rows 0 | grep "^tree item docs at" | awk '{print $5, $6}')
+xdotool mousemove "$x" "$y" click 1
+eventually 30 shows "tree item docs at $x $y (selected)" --rows 0
+edits=$(edit_boxes)
+xdotool key F2
+eventually 30 more_edit_boxes "$edits"
+xdotool key ctrl+a
+xdotool type --delay 20 "papers"
+xdotool key Return
+eventually 30 renamed_on_disk
+direct=$(grep -c '^papers/[^/]*$' <<<"$expected")
+entries="$direct entries"
+[ "$direct" = 1 ] && entries="1 entry"
+# The tree is derived again with the renamed folder selected and its entries listed.
+papers_listed() {
+  out=$(inspect --rows 10)
+  grep -q '^tree item papers at.*(selected)' <<<"$out" && grep -qF "status 1: $entries" <<<"$out"
+}
+eventually 30 papers_listed
+expect_eq "every entry below the folder moved with it" "$expected" "$(names)"
+expect_eq "unzip -t passes after the folder rename" 0 "$(unzip -tq "$archive" >/dev/null; echo $?)"
+expect_eq "the old folder left the tree" "" "$(grep '^tree item docs' <<<"$out")"
+expect_contains "the renamed folder is selected" "(selected)" "$(grep '^tree item papers at' <<<"$out")"
+expect_contains "its subfolder went with it" "tree item papers\\deep" "$out"
+expect_eq "the list shows the folder's entries" "$direct" "$(grep -c '^row ' <<<"$out")"
+screenshot folder_renamed
 stop_program
 finish

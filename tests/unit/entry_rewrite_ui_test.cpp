@@ -8,7 +8,6 @@
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/archive_kind.h"
-#include "model/rbtree.h"
 #include "services/prompts.h"
 #include "ui/entry_rewrite.h"
 #include "zip/rewrite.h"
@@ -103,7 +102,15 @@ TEST_P(EntryEdits, BecomeOneRewriteOrARefusal) {
   std::set<std::string> before = ArchiveNames(archive.path);
   int row = archive.Row(c.row);
   ASSERT_GE(row, 0) << c.title;
-  ChangeFileName(archive.List(), c.text, c.action, row);
+  if (c.action == LISTSTRUCT_PATH) {  // typed into the edit box over the path cell
+    HWND edit = EditEntryPath(archive.List(), row);
+    ASSERT_NE(edit, nullptr) << c.title;
+    SetWindowTextA(edit, c.text);
+    SendMessageA(edit, WM_KEYDOWN, VK_RETURN, 0);
+    EXPECT_FALSE(IsWindow(edit)) << c.title;
+  } else {
+    ChangeFileName(archive.List(), c.text, c.action, row);
+  }
   archive.WaitForWorker();
   std::set<std::string> after = ArchiveNames(archive.path);
   if (!c.expect) {
@@ -147,24 +154,82 @@ TEST(EntryEdits, DeletingTheSelectionAsksFirstAndTheRowsFollow) {
   EXPECT_EQ(g_boxes.size(), 2u);  // the two questions, no error
 }
 
-TEST(EntryEdits, RenamingAFolderChangesEveryEntryBelowIt) {
+struct FolderCase {
+  const char* title;
+  int kind;
+  const char* folder;   // as the tree gives it
+  const char* name;     // typed over the folder's name
+  const char* renamed;  // the folder in the archive afterwards; null: nothing changes
+  int messageText;
+};
+
+const FolderCase kFolders[] = {
+    {"a top folder", ARCHIVE_ZIP, "docs\\", "papers", "papers", 0},
+    {"a nested folder", ARCHIVE_ZIP, "docs\\deep", "shallow", "docs/shallow", 0},
+    {"a name a file has", ARCHIVE_ZIP, "docs", "readme.txt", nullptr, 92},
+    {"a separator in the name", ARCHIVE_ZIP, "docs", "a\\b", nullptr, 34},
+    {"a zip64 archive refuses", ARCHIVE_ZIP64, "docs", "papers", nullptr, 31},
+};
+
+class FolderRenames : public ::testing::TestWithParam<FolderCase> {};
+
+TEST_P(FolderRenames, ChangeEveryEntryBelowTheFolder) {
+  const FolderCase& c = GetParam();
+  EditedArchive archive(c.kind);
+  std::set<std::string> before = ArchiveNames(archive.path), expected;
+  std::string old = c.folder;
+  for (char& ch : old)
+    if (ch == '\\') ch = '/';
+  if (old.back() != '/') old += '/';
+  for (const std::string& name : before)
+    expected.insert(c.renamed && name.rfind(old, 0) == 0 ? c.renamed + ("/" + name.substr(old.size())) : name);
+  RenameTreeFolder(archive.List(), c.folder, c.name);
+  archive.WaitForWorker();
+  EXPECT_EQ(ArchiveNames(archive.path), expected) << c.title;
+  if (!c.renamed) {
+    ASSERT_EQ(g_boxes.size(), 1u) << c.title;
+    EXPECT_EQ(g_boxes[0], GetMessageText(c.messageText)) << c.title;
+    return;
+  }
+  EXPECT_TRUE(g_boxes.empty()) << c.title;
+  for (const std::string& name : expected) {
+    std::string shown = name;
+    for (char& ch : shown)
+      if (ch == '/') ch = '\\';
+    EXPECT_GE(archive.Row(shown), 0) << c.title << ": the rows follow, " << shown;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, FolderRenames, ::testing::ValuesIn(kFolders));
+
+TEST(EntryEdits, DraggedRowsMoveIntoTheFolderAndRowsAlreadyThereStay) {
   EditedArchive archive(ARCHIVE_ZIP);
-  RBTree* changes = CreateChangeSet();
-  EXPECT_EQ(RenamePath(archive.List(), "docs", "papers", changes), 3);
-  EXPECT_EQ(ChangeFilesTwoPasses(archive.path.c_str(), changes), 0);
-  DestroyChangeSet(&changes);
-  std::set<std::string> names = ArchiveNames(archive.path);
-  EXPECT_EQ(names.count("papers/deep/er/note.md") + names.count("papers/numbers.txt") + names.count("papers/zero.bin"), 3u);
-  EXPECT_EQ(names.size(), 6u);
+  std::set<std::string> expected = ArchiveNames(archive.path);
+  ListView_SetItemState(archive.List(), archive.Row("readme.txt"), LVIS_SELECTED, LVIS_SELECTED);
+  ListView_SetItemState(archive.List(), archive.Row("docs\\deep\\er\\note.md"), LVIS_SELECTED, LVIS_SELECTED);
+  MoveSelectedEntries(archive.List(), "docs\\deep\\er\\");
+  archive.WaitForWorker();
+  expected.erase("readme.txt");
+  expected.insert("docs/deep/er/readme.txt");
+  EXPECT_EQ(ArchiveNames(archive.path), expected);
+  EXPECT_GE(archive.Row("docs\\deep\\er\\readme.txt"), 0);
+  EXPECT_TRUE(g_boxes.empty());
 }
 
 TEST(EntryEdits, CutEntriesGoOnceTheyWerePastedElsewhere) {
   EditedArchive archive(ARCHIVE_ZIP);
-  int cut[] = {archive.Row("readme.txt")};
-  DeleteCTRLCutEntries(archive.List(), cut, 1);
+  ListView_SetItemState(archive.List(), archive.Row("readme.txt"), LVIS_SELECTED, LVIS_SELECTED);
+  ListView_SetItemState(archive.List(), archive.Row("docs\\zero.bin"), LVIS_SELECTED, LVIS_SELECTED);
+  ASSERT_TRUE(CutSelectedEntries(archive.List()));
+  EXPECT_EQ(GetCutEntryCount(), 2u);
+  ListView_SetItemState(archive.List(), -1, 0, LVIS_SELECTED);  // the selection moves on
+  DeletePastedCutEntries();
   archive.WaitForWorker();
-  EXPECT_EQ(ArchiveNames(archive.path).count("readme.txt"), 0u);
+  std::set<std::string> names = ArchiveNames(archive.path);
+  EXPECT_EQ(names.size(), 4u);
+  EXPECT_EQ(names.count("readme.txt") + names.count("docs/zero.bin"), 0u);
   EXPECT_EQ(archive.Row("readme.txt"), -1);
+  EXPECT_EQ(GetCutEntryCount(), 0u);
 }
 
 }  // namespace
