@@ -7,6 +7,12 @@ export WINEPREFIX=${KESTRELIA_WINEPREFIX:-$build/wineprefix}
 export WINEDEBUG=${WINEDEBUG:--all}
 export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=}
 export WINEARCH=win64
+# Wine maps Unix file names through the locale's character set: without a UTF-8 one, names
+# such as "Ärger über.txt" cannot be read or written by the program under test.
+case "${LC_ALL:-${LC_CTYPE:-${LANG:-}}}" in
+  *UTF-8* | *utf8* | *UTF8* | *utf-8*) ;;
+  *) export LC_ALL=C.UTF-8 ;;
+esac
 
 kestrelia_build() {
   "$root/scripts/setup.sh"
