@@ -153,6 +153,11 @@ void GetColumnTitles(const char* (&titles)[LISTSTRUCT_COLUMNS]) {
   for (int i = 0; i < LISTSTRUCT_COLUMNS; ++i) titles[i] = current[i];
 }
 
+// Sizes and rates read right-aligned.
+int ColumnFormat(int column) {
+  return (column >= LISTSTRUCT_COMPRESSED && column <= LISTSTRUCT_RATE) ? LVCFMT_RIGHT : LVCFMT_LEFT;
+}
+
 }  // namespace
 
 void SetEntryListColumnTitles(HWND list) {
@@ -160,7 +165,10 @@ void SetEntryListColumnTitles(HWND list) {
   GetColumnTitles(titles);
   for (int i = 0; i < LISTSTRUCT_COLUMNS; ++i) {
     LVCOLUMNA column = {};
-    column.mask = LVCF_TEXT;
+    // The format goes with the text: a header item given a new text alone falls back to the
+    // left (Wine's does), and the column's cells follow their header.
+    column.mask = LVCF_TEXT | LVCF_FMT;
+    column.fmt = ColumnFormat(i);
     column.pszText = const_cast<char*>(titles[i]);
     SendMessageA(list, LVM_SETCOLUMNA, i, reinterpret_cast<LPARAM>(&column));
   }
@@ -173,7 +181,7 @@ void InitEntryListColumns(HWND list) {
   for (int i = 0; i < LISTSTRUCT_COLUMNS; ++i) {
     LVCOLUMNA column = {};
     column.mask = LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM | LVCF_FMT;
-    column.fmt = (i >= LISTSTRUCT_COMPRESSED && i <= LISTSTRUCT_RATE) ? LVCFMT_RIGHT : LVCFMT_LEFT;
+    column.fmt = ColumnFormat(i);
     column.cx = widths[i];
     column.pszText = const_cast<char*>(titles[i]);
     column.iSubItem = i;

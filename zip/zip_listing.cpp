@@ -143,13 +143,14 @@ void MakeZipOpenErrorText(const char* path, char* out, size_t outSize) {
       snprintf(out, outSize, "(DebugConsole)\nLine: %d ziperror: %s\n%s \"%s\" %s:\n%s", 6001, zipError,
                GetMessageText(35), path, GetMessageText(36), system);
     else
-      snprintf(out, outSize, "%s \"%s\" %s:\n%s", GetMessageText(35), path, GetMessageText(36), system);
+      snprintf(out, outSize, "%s \"%s\" %s:\n%s\n%s", GetMessageText(35), path, GetMessageText(36), system, zipError);
     SetStoredSystemError(0);
   } else if (IsDebugConsole()) {
     snprintf(out, outSize, "(DebugConsole)\nLine: %d ziperror: %s\n%s \"%s\" %s", 6009, zipError,
              GetMessageText(35), path, GetMessageText(36));
   } else {
-    snprintf(out, outSize, "%s \"%s\" %s", GetMessageText(35), path, GetMessageText(36));
+    // The container library's reason tells a damaged archive from a file that is no archive.
+    snprintf(out, outSize, "%s \"%s\" %s:\n%s", GetMessageText(35), path, GetMessageText(36), zipError);
   }
 }
 

@@ -183,5 +183,6 @@ TEST(ZipOpen, ShortLockIsWaitedOutLongLockFails) {
   char text[kPathBuf * 3];
   MakeZipOpenErrorText(path.c_str(), text, sizeof text);
   EXPECT_NE(std::string(text).find(":\n"), std::string::npos) << "the system's message follows: " << text;
+  EXPECT_NE(std::string(text).find("file stream error"), std::string::npos) << "and the library's reason: " << text;
   EXPECT_EQ(GetStoredSystemError(), 0u) << "reported once";
 }
