@@ -2,35 +2,92 @@
 # Extracting big.zip (1 GiB) and many.zip (101,111 small files) with the engine, against
 # bsdtar and unzip, in one run, each into a fresh folder on the same file system. The
 # engine's figure is the whole process under Wine; its own in-process time is printed beside,
-# with the time to only inflate every entry (the floor).
+# with the time to only inflate every entry (the floor). The window's road is timed too: the
+# archive opened in the program, Ctrl+E, the folder typed into the chooser, from its Return
+# until the archive's last file is on disk whole.
 #   bench/extract.sh [corpus dir]
-# KESTRELIA_BENCH_ONLY=big (or many) runs one archive: many.zip alone takes minutes.
+# KESTRELIA_BENCH_ONLY=big (or many, or twenty: 20,000 files of many) runs one archive: many.zip
+# alone takes minutes. KESTRELIA_BENCH_WINDOW=0 leaves the window's road out.
 set -euo pipefail
 export KESTRELIA_CORPUS=${1:-${KESTRELIA_CORPUS:-/tmp/kbench}}
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-trap 'kestrelia_wine_down; rm -rf "${out:-}"' EXIT
+window=${KESTRELIA_BENCH_WINDOW:-1}
+trap 'kestrelia_wine_down; [ "$window" = 1 ] && kestrelia_display_down; rm -rf "${scratch:-}"' EXIT
 bench_engine extractengine
+if [ "$window" = 1 ]; then
+  cmake --build "$build" -j2 --target Kestrelia wininspect >/dev/null
+  kestrelia_display_up
+  export KESTRELIA_BIN=$build/bin KESTRELIA_SHOTS=${KESTRELIA_SHOTS:-/tmp/kestrelia-bench-shots}
+  source "$root/tests/e2e/e2e_lib.sh"
+fi
 
-out=$(mktemp -d "$corpus/extract.XXXX")
-fresh() { rm -rf "$out/d" && mkdir -p "$out/d"; }
+scratch=$(mktemp -d "$corpus/extract.XXXX")
+fresh() { rm -rf "$scratch/d" && mkdir -p "$scratch/d"; }
+
+# window_once ARCHIVE: the window's road; prints its seconds (the listing before is not timed).
+window_once() {
+  local archive=$1 last size t0 t1 file
+  fresh
+  last=$(unzip -Z1 "$archive" | grep -v '/$' | tail -1)
+  size=$(unzip -Zl "$archive" "$last" | awk 'NR==1 {print $4}')
+  file="$scratch/d/$(basename "$archive" .zip)/$last"
+  start_program "$(winpath "$archive")"
+  # The listing fills the list on its own thread; Ctrl+E waits for its count in the status bar.
+  inspect --wait 600 --until-rows 1 >/dev/null || true
+  until inspect | grep -q ' entries' || ! kill -0 "$app" 2>/dev/null; do sleep 0.5; done
+  xdotool windowfocus --sync "$(xdotool search --name "^Kestrelia: " | head -1)"
+  xdotool key ctrl+e
+  wait_dialog "Choose the folder" >/dev/null
+  focus "Choose the folder to extract to:"
+  xdotool type --delay 20 "$(winpath "$scratch/d")"
+  t0=$(now)
+  xdotool key Return
+  while [ ! -f "$file" ] || [ "$(stat -c %s "$file")" != "$size" ]; do sleep 0.05; done
+  t1=$(now)
+  for _ in $(seq 100); do inspect --class '#32770' >/dev/null 2>&1 || break; sleep 0.2; done
+  inspect --close >/dev/null
+  wait "$app" || true
+  awk -v a="$t0" -v b="$t1" 'BEGIN{printf "%.3f\n", b-a}'
+}
+
+# window_time ARCHIVE: as bench_time, the median of $runs window roads.
+window_time() {
+  local times=() t
+  for _ in $(seq "$runs"); do t=$(window_once "$1"); times+=("$t"); done
+  median=$(median_of "${times[@]}")
+  printf '%-28s %8.3f s   (runs: %s)\n' "Kestrelia window" "$median" "${times[*]}"
+}
+
+archive_of() {
+  if [ "$1" = twenty ]; then
+    (cd "$corpus" && find many/a00_* many/a01_* | sort | zip -q -X "$scratch/twenty.zip" -@)
+    echo "$scratch/twenty.zip"
+  else
+    echo "$corpus/$1.zip"
+  fi
+}
 
 engine_once() {
   fresh
-  wine "$build/bin/extractengine.exe" "$(winepath -w "$1")" "$(winepath -w "$out/d")" >> "$out/engine.log" 2>&1
+  wine "$build/bin/extractengine.exe" "$(winepath -w "$1")" "$(winepath -w "$scratch/d")" >> "$scratch/engine.log" 2>&1
 }
-bsdtar_once() { fresh && bsdtar -xf "$1" -C "$out/d"; }
-unzip_once() { fresh && unzip -q -o "$1" -d "$out/d"; }
+bsdtar_once() { fresh && bsdtar -xf "$1" -C "$scratch/d"; }
+unzip_once() { fresh && unzip -q -o "$1" -d "$scratch/d"; }
 
 for name in ${KESTRELIA_BENCH_ONLY:-big many}; do
-  archive=$corpus/$name.zip
-  echo "== $name.zip"
-  : > "$out/engine.log"
+  archive=$(archive_of "$name")
+  echo "== $name.zip   (load: $(uptime | sed 's/.*load average: //'))"
+  : > "$scratch/engine.log"
   bench_time "bsdtar -x" bsdtar_once "$archive"; bsdtar_t=$median
   bench_time "unzip" unzip_once "$archive"; unzip_t=$median
   bench_time "Kestrelia engine" engine_once "$archive"; k_t=$median
-  grep -a "^extraction" "$out/engine.log" | tail -"$runs" || true
+  grep -a "^extraction" "$scratch/engine.log" | tail -"$runs" || true
   # The floor under the engine: inflating and checking every entry without writing.
   wine "$build/bin/extractengine.exe" "$(winepath -w "$archive")" --read-only 2>/dev/null | tail -1
   echo "ratio engine / bsdtar: $(ratio "$k_t" "$bsdtar_t")"
   echo "ratio engine / unzip:  $(ratio "$k_t" "$unzip_t")"
+  if [ "$window" = 1 ]; then
+    window_time "$archive"
+    echo "ratio window / engine: $(ratio "$median" "$k_t")"
+  fi
 done
