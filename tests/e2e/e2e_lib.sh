@@ -121,6 +121,24 @@ expect_same_tree() {
   fi
 }
 
+# close_after_run: closes the window after a run whose results the script has already checked.
+# The window stays busy a moment after its dialogs have gone, and a close then asks whether to
+# cancel the run: the answer is Yes, and the window closes once the run has stopped.
+close_after_run() {
+  local code=0
+  inspect --close >/dev/null
+  for _ in $(seq 240); do
+    kill -0 "$app" 2>/dev/null || break
+    if shows "cancel the running operation" --class '#32770'; then
+      focus Kestrelia
+      xdotool key y
+    fi
+    sleep 0.25
+  done
+  wait "$app" || code=$?
+  expect_eq "exit code" 0 "$code"
+}
+
 # stop_program: closes the window and checks the exit code.
 stop_program() {
   inspect --close >/dev/null

@@ -78,7 +78,7 @@ screenshot tar_selection_extracted
 same_as_bsdtar "$work/sel/gnu_pax" docs/numbers.txt docs/zero.bin
 expect_eq "only the selection" "docs/numbers.txt docs/zero.bin" \
   "$(cd "$work/sel/gnu_pax" && find . -type f | sed 's|^\./||' | sort | tr '\n' ' ' | sed 's/ $//')"
-stop_program
+close_after_run
 
 # "-x": the notice, the chooser, then a folder named after the archive ("gnu_pax").
 start_program -x "$(winpath "$work/x/gnu_pax.tar.gz")"
@@ -93,5 +93,5 @@ expect_same_tree "-x extracted what bsdtar extracts" "$work/ref" "$work/x/gnu_pa
 # A truncated archive lists what came before the damage and says so.
 start_program "$(winpath "$data/truncated.tar.gz")"
 expect_box "damaged archive: the library's notice" "damaged" damaged_tar
-stop_program
+close_after_run
 finish
