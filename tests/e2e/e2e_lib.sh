@@ -48,9 +48,6 @@ menus_open() {
 window_titled() { xdotool search --name "^$1\$" >/dev/null 2>&1; }
 window_gone() { ! window_titled "$1"; }
 
-# dialog_gone: no dialog is shown any more.
-dialog_gone() { ! shows 'window "' --class '#32770'; }
-
 screenshot() { import -display "$DISPLAY" -window root "$shots/$1.png" 2>/dev/null || true; }
 
 # focus TITLE: a window without an owner gets no focus on a display without a window
@@ -88,12 +85,7 @@ expect_box() {
 # wait_gone CLASS: waits until no window of that class is shown (a closed dialog takes a
 # moment to go, and the window refuses to close while its operation still runs).
 wait_gone() {
-  local i
-  for i in $(seq 120); do
-    # inspect's status is its pipe's: the text tells whether a window was found.
-    inspect --class "$1" | grep -q '^window ' || return 0
-    sleep 0.5
-  done
+  [ "$(inspect --class "$1" --until-gone --wait 60)" = gone ] && return 0
   screenshot "stays_$(tr -dc a-z0-9 <<<"$1")"
   echo "FAIL: a window of class $1 stays: $(inspect --class "$1" | head -3 | tr '\n' ' ')"
   failures=$((failures + 1))
@@ -127,16 +119,14 @@ expect_same_tree() {
 close_after_run() {
   local code=0
   inspect --close >/dev/null
-  for _ in $(seq 240); do
-    kill -0 "$app" 2>/dev/null || break
-    if shows "cancel the running operation" --class '#32770'; then
-      focus Kestrelia
-      xdotool key y
-    fi
-    sleep 0.25
-  done
+  eventually 60 answered_and_gone
   wait "$app" || code=$?
   expect_eq "exit code" 0 "$code"
+}
+answered_and_gone() {
+  kill -0 "$app" 2>/dev/null || return 0
+  inspect --class '#32770' --yes >/dev/null
+  return 1
 }
 
 # stop_program: closes the window and checks the exit code.

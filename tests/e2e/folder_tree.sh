@@ -70,6 +70,6 @@ expect_contains "properties count the folders below" "Folders:		 1" "$box"
 expect_contains "properties sum the sizes" "Uncompressed:	 1.95 KB" "$box"
 screenshot folder_properties
 xdotool key Return
-eventually 30 dialog_gone
+wait_gone '#32770'
 stop_program
 finish

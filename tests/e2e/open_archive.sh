@@ -26,15 +26,5 @@ start_program "$(winpath "$data/damaged.zip")"
 # The open waits three seconds for a locked file before it gives up.
 expect_box "damaged archive: error box" "damaged.zip" damaged_message
 wait_gone '#32770'
-# The opening ends a moment after its box has gone: a close before then asks whether to cancel
-# it, and the window closes once it stopped.
-inspect --close >/dev/null
-for _ in $(seq 120); do
-  kill -0 "$app" 2>/dev/null || break
-  inspect --class '#32770' --yes >/dev/null
-  sleep 0.5
-done
-code=0
-wait "$app" || code=$?
-expect_eq "exit code" 0 "$code"
+close_after_run
 finish

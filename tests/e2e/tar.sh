@@ -68,10 +68,7 @@ out=$(until_shown "list selected: 2")
 expect_contains "two rows selected" "list selected: 2" "$out"
 xdotool key ctrl+shift+e
 choose 'C:\kestrelia_e2e_tar\sel'
-for _ in $(seq 120); do
-  [ -f "$work/sel/gnu_pax/docs/zero.bin" ] && [ -f "$work/sel/gnu_pax/docs/numbers.txt" ] && break
-  sleep 0.5
-done
+eventually 60 test -f "$work/sel/gnu_pax/docs/zero.bin" -a -f "$work/sel/gnu_pax/docs/numbers.txt"
 inspect --class '#32770' --until-gone --wait 60 >/dev/null
 until_shown "list rows: 2" >/dev/null
 screenshot tar_selection_extracted
