@@ -13,7 +13,7 @@ apt_dir=$deps/apt
 mkdir -p "$apt_dir/lists/partial" "$apt_dir/cache/archives/partial" "$deps/src"
 
 wanted=("$@")
-[ ${#wanted[@]} -gt 0 ] || wanted=(zlib bzip2 libarchive)
+[ ${#wanted[@]} -gt 0 ] || wanted=(zlib bzip2 libarchive libdeflate)
 
 # deb-src entries for every Debian source the machine already uses, with non-free added.
 sources=$apt_dir/sources.list

@@ -8,6 +8,7 @@
 #include "services/prompts.h"
 #include "test_support.h"
 #include "zip/extract.h"
+#include "zip/whole_deflate.h"
 #include "zip/zip_open.h"
 
 #include <cstdio>
@@ -154,3 +155,28 @@ TEST(ExtractTimes, DosDateIsLocalTime) {
 }
 
 }  // namespace
+
+// Whole-buffer deflate: what it encodes comes back, and a stream that decodes to another size
+// than the one asked for, or is cut, is refused rather than padded.
+TEST(WholeDeflate, RoundTripAndRefusals) {
+  std::string text;
+  for (int i = 0; i < 5000; ++i) text += std::to_string(i * 7919 % 1000) + " ";
+  std::vector<char> packed(DeflateWholeBound(text.size()));
+  size_t size = DeflateWhole(6, text.data(), text.size(), packed.data(), packed.size());
+  ASSERT_GT(size, 0u);
+  ASSERT_LT(size, text.size());
+  EXPECT_EQ(Crc32Whole(0, text.data(), text.size()), crc32(0, reinterpret_cast<const Bytef*>(text.data()), text.size()));
+  struct {
+    size_t inSize, outSize;
+    bool ok;
+  } cases[] = {{size, text.size(), true}, {size, text.size() - 1, false}, {size, text.size() + 1, false},
+               {size / 2, text.size(), false}};
+  for (const auto& c : cases) {
+    std::vector<char> out(c.outSize);
+    int result = InflateWhole(packed.data(), c.inSize, out.data(), c.outSize);
+    EXPECT_EQ(result == 0, c.ok) << c.inSize << " " << c.outSize;
+    if (c.ok) {
+      EXPECT_EQ(std::string(out.data(), out.size()), text);
+    }
+  }
+}
