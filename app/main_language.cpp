@@ -10,6 +10,8 @@
 #include "services/log.h"
 #include "settings/save.h"
 #include "settings/values.h"
+#include "ui/entry_list.h"
+#include "ui/listing_status.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
+#include "ui/entry_list.h"
 
 #include <commctrl.h>
 

@@ -3,6 +3,7 @@
 
 #include "model/entry_rows.h"
 #include "settings/options.h"
+#include "ui/entry_list.h"
 
 #include <commctrl.h>
 

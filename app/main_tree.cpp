@@ -7,6 +7,7 @@
 #include "model/entry_rows.h"
 #include "model/folder_tree.h"
 #include "services/log.h"
+#include "ui/entry_list.h"
 #include "ui/entry_rewrite.h"
 #include "ui/folder_tree_view.h"
 #include "zip/extract_archive.h"

@@ -15,6 +15,7 @@
 #include "services/prompts.h"
 #include "settings/load.h"
 #include "settings/window_placement.h"
+#include "ui/entry_list.h"
 #include "ui/folder_tree_view.h"
 #include "ui/clipboard_chain.h"
 #include "ui/drop_target.h"

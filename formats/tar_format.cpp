@@ -13,6 +13,7 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "services/runtime_library.h"
+#include "ui/listing_view.h"
 #include "zip/create.h"
 #include "zip/extract.h"
 

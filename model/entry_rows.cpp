@@ -2,6 +2,7 @@
 #include "model/entry_rows.h"
 
 #include "model/liststruct.h"
+#include "services/prompts.h"
 
 #include <algorithm>
 #include <cinttypes>
@@ -110,10 +111,10 @@ void AttachEntryRows(HWND list) {
   g_stores.push_back(StoreSlot{list, new RowStore});
 }
 
-void DetachEntryRows(HWND list) {
+void ReleaseEntryRows(HWND list) {
   RowStore* store = Store(list);
   if (!store) return;
-  DeleteAllEntryRows(list);
+  for (liststruct* r : TakeEntryRecords(list)) FreeListStruct(r);
   std::lock_guard<std::mutex> hold(g_storesLock);
   for (size_t i = 0; i < g_stores.size(); ++i) {
     if (g_stores[i].list == list) {
@@ -133,10 +134,6 @@ int AppendEntryRecord(HWND list, liststruct* record) {
   record->ordinal = store->received++;
   store->rows.push_back(record);
   return static_cast<int>(store->rows.size() - 1);
-}
-
-void PublishEntryRows(HWND list) {
-  SendMessageA(list, LVM_SETITEMCOUNT, GetEntryRowCount(list), 0);
 }
 
 size_t GetEntryRowCount(HWND list) {
@@ -169,153 +166,79 @@ int FindEntryRowByPrefix(HWND list, const char* prefix, int start, int step) {
   return FindByPrefix(store, prefix, start, step < 0 ? -1 : 1);
 }
 
-void DeleteAllEntryRows(HWND list) {
+std::vector<liststruct*> TakeEntryRecords(HWND list) {
+  std::vector<liststruct*> old;
   if (RowStore* store = Store(list)) {
-    std::vector<liststruct*> old;
-    {
-      std::lock_guard<std::mutex> hold(store->lock);
-      old.swap(store->rows);
-      store->received = 0;
-    }
-    SendMessageA(list, LVM_SETITEMCOUNT, 0, 0);
-    for (liststruct* r : old) FreeListStruct(r);
-  }
-  SendMessageA(list, LVM_DELETEALLITEMS, 0, 0);
-}
-
-void DeleteEntryRow(HWND list, int row) {
-  RowStore* store = Store(list);
-  if (!store || row < 0) return;
-  liststruct* record = nullptr;
-  {
     std::lock_guard<std::mutex> hold(store->lock);
-    if (static_cast<size_t>(row) >= store->rows.size()) return;
-    record = store->rows[row];
-    store->rows.erase(store->rows.begin() + row);
+    old.swap(store->rows);
+    store->received = 0;
   }
-  SendMessageA(list, LVM_DELETEITEM, row, 0);
-  FreeListStruct(record);
+  return old;
 }
 
-int DeleteEntryRowsWhere(HWND list, bool (*gone)(const liststruct*, void*), void* context) {
+liststruct* TakeEntryRecord(HWND list, int row) {
+  RowStore* store = Store(list);
+  if (!store || row < 0) return nullptr;
+  std::lock_guard<std::mutex> hold(store->lock);
+  if (static_cast<size_t>(row) >= store->rows.size()) return nullptr;
+  liststruct* record = store->rows[row];
+  store->rows.erase(store->rows.begin() + row);
+  return record;
+}
+
+int TakeEntryRecordsWhere(HWND list, bool (*gone)(const liststruct*, void*), void* context,
+                          std::vector<liststruct*>* removed) {
   RowStore* store = Store(list);
   if (!store) return -1;
   int first = -1;
-  std::vector<liststruct*> removed;
-  {
-    std::lock_guard<std::mutex> hold(store->lock);
-    size_t kept = 0;
-    for (size_t row = 0; row < store->rows.size(); ++row) {
-      liststruct* record = store->rows[row];
-      if (gone(record, context)) {
-        if (first < 0) first = static_cast<int>(row);
-        removed.push_back(record);
-      } else {
-        store->rows[kept++] = record;
-      }
+  std::lock_guard<std::mutex> hold(store->lock);
+  size_t kept = 0;
+  for (size_t row = 0; row < store->rows.size(); ++row) {
+    liststruct* record = store->rows[row];
+    if (gone(record, context)) {
+      if (first < 0) first = static_cast<int>(row);
+      removed->push_back(record);
+    } else {
+      store->rows[kept++] = record;
     }
-    store->rows.resize(kept);
   }
-  if (first < 0) return -1;
-  SendMessageA(list, LVM_SETITEMCOUNT, GetEntryRowCount(list), 0);
-  for (liststruct* r : removed) FreeListStruct(r);
+  store->rows.resize(kept);
   return first;
 }
 
-void GetEntryColumnText(const liststruct* r, int column, char* out, size_t outSize) {
-  if (!outSize) return;
-  switch (column) {
-    case LISTSTRUCT_FILENAME: snprintf(out, outSize, "%s", r->filename); break;
-    case LISTSTRUCT_ENCRYPTED: snprintf(out, outSize, "%s", GetEntryEncryptedText(r)); break;
-    case LISTSTRUCT_COMPRESSED: snprintf(out, outSize, "%" PRIu64, r->compressed); break;
-    case LISTSTRUCT_UNCOMPRESSED: snprintf(out, outSize, "%" PRIu64, r->uncompressed); break;
-    case LISTSTRUCT_RATE: snprintf(out, outSize, "%s", r->rate); break;
-    case LISTSTRUCT_DATE: MakeDateText(r->date, out, outSize); break;
-    case LISTSTRUCT_TYPE: snprintf(out, outSize, "%s", r->type); break;
-    case LISTSTRUCT_PATH: snprintf(out, outSize, "%s", r->path); break;
-    default: out[0] = '\0';
-  }
-}
-
-bool HandleEntryListNotify(const NMHDR* header, LRESULT* result) {
-  RowStore* store = Store(header->hwndFrom);
-  if (!store) return false;
-  switch (header->code) {
-    case LVN_GETDISPINFOA: {
-      LVITEMA& item = reinterpret_cast<NMLVDISPINFOA*>(const_cast<NMHDR*>(header))->item;
-      liststruct* r = GetRowRecord(header->hwndFrom, item.iItem);
-      if (!r) return true;
-      if ((item.mask & LVIF_TEXT) && item.pszText && item.cchTextMax > 0)
-        GetEntryColumnText(r, item.iSubItem, item.pszText, item.cchTextMax);
-      if ((item.mask & LVIF_IMAGE) && item.iSubItem == 0) {
-        char type[kPathBuf];
-        MakeTypeText(r->filename, type, sizeof type, &item.iImage);
-      }
-      return true;
-    }
-    case LVN_GETDISPINFOW: {
-      LVITEMW& item = reinterpret_cast<NMLVDISPINFOW*>(const_cast<NMHDR*>(header))->item;
-      liststruct* r = GetRowRecord(header->hwndFrom, item.iItem);
-      if (!r) return true;
-      if ((item.mask & LVIF_TEXT) && item.pszText && item.cchTextMax > 0) {
-        char text[kPathBuf * 2];
-        GetEntryColumnText(r, item.iSubItem, text, sizeof text);
-        MultiByteToWideChar(CP_ACP, 0, text, -1, item.pszText, item.cchTextMax);
-        item.pszText[item.cchTextMax - 1] = L'\0';
-      }
-      if ((item.mask & LVIF_IMAGE) && item.iSubItem == 0) {
-        char type[kPathBuf];
-        MakeTypeText(r->filename, type, sizeof type, &item.iImage);
-      }
-      return true;
-    }
-    case LVN_ODFINDITEMA: {
-      const NMLVFINDITEMA* find = reinterpret_cast<const NMLVFINDITEMA*>(header);
-      std::lock_guard<std::mutex> hold(store->lock);
-      *result = (find->lvfi.flags & (LVFI_STRING | LVFI_PARTIAL)) && find->lvfi.psz
-                    ? FindByPrefix(store, find->lvfi.psz, find->iStart < 0 ? 0 : find->iStart, 1)
-                    : -1;
-      return true;
-    }
-    case LVN_ODFINDITEMW: {
-      const NMLVFINDITEMW* find = reinterpret_cast<const NMLVFINDITEMW*>(header);
-      char prefix[kPathBuf] = "";
-      if (find->lvfi.psz)
-        WideCharToMultiByte(CP_ACP, 0, find->lvfi.psz, -1, prefix, sizeof prefix, nullptr, nullptr);
-      std::lock_guard<std::mutex> hold(store->lock);
-      *result = (find->lvfi.flags & (LVFI_STRING | LVFI_PARTIAL)) ? FindByPrefix(store, prefix, find->iStart < 0 ? 0 : find->iStart, 1) : -1;
-      return true;
-    }
-    default:
-      return false;
-  }
-}
-
-void SortEntryRows(HWND list, int column, bool descending) {
+void SortEntryRecords(HWND list, int column, bool descending) {
   RowStore* store = Store(list);
   if (!store) return;
-  {
-    std::lock_guard<std::mutex> hold(store->lock);
-    if (IsTextColumn(column)) {
-      // One locale sort key per row, then plain byte comparisons: a locale-aware comparison
-      // per step costs seconds on 100,000 rows.
-      std::vector<std::pair<std::string, liststruct*>> keyed;
-      keyed.reserve(store->rows.size());
-      for (liststruct* r : store->rows) keyed.emplace_back(TextSortKey(r, column), r);
-      std::stable_sort(keyed.begin(), keyed.end(), [&](const auto& a, const auto& b) {
-        return descending ? b.first < a.first : a.first < b.first;
-      });
-      for (size_t i = 0; i < keyed.size(); ++i) store->rows[i] = keyed[i].second;
-    } else {
-      std::stable_sort(store->rows.begin(), store->rows.end(), [&](const liststruct* a, const liststruct* b) {
-        int c = CompareColumn(a, b, column);
-        return descending ? c > 0 : c < 0;
-      });
-    }
+  std::lock_guard<std::mutex> hold(store->lock);
+  if (IsTextColumn(column)) {
+    // One locale sort key per row, then plain byte comparisons: a locale-aware comparison
+    // per step costs seconds on 100,000 rows.
+    std::vector<std::pair<std::string, liststruct*>> keyed;
+    keyed.reserve(store->rows.size());
+    for (liststruct* r : store->rows) keyed.emplace_back(TextSortKey(r, column), r);
+    std::stable_sort(keyed.begin(), keyed.end(), [&](const auto& a, const auto& b) {
+      return descending ? b.first < a.first : a.first < b.first;
+    });
+    for (size_t i = 0; i < keyed.size(); ++i) store->rows[i] = keyed[i].second;
+  } else {
+    std::stable_sort(store->rows.begin(), store->rows.end(), [&](const liststruct* a, const liststruct* b) {
+      int c = CompareColumn(a, b, column);
+      return descending ? c > 0 : c < 0;
+    });
   }
-  // Row numbers now name other entries: a selection kept by number would be wrong.
-  LVITEMA clear = {};
-  clear.stateMask = LVIS_SELECTED | LVIS_FOCUSED;
-  SendMessageA(list, LVM_SETITEMSTATE, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(&clear));
-  InvalidateRect(list, nullptr, FALSE);
+}
+
+int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, const char* fullName,
+                   NameList* folderList, uint64_t compressed, uint64_t uncompressed) {
+  liststruct* record = MakeEntryRecord(stamp, fileName, fullName, folderList, compressed, uncompressed);
+  int row = AppendEntryRecord(list, record);
+  if (row < 0) {
+    char text[kPathBuf];
+    snprintf(text, sizeof text, "cannot insert item %d #error %lu", static_cast<int>(GetEntryRowCount(list)),
+             GetLastError());
+    PromptMessageBox(nullptr, text, "", MB_TOPMOST);
+    FreeListStruct(record);
+    return -1;
+  }
+  return row;
 }

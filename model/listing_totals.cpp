@@ -1,41 +1,9 @@
 #include "services/base.h"
 #include "model/listing_totals.h"
 
-#include "kestrelia_lang.h"
-#include "model/app_state.h"
-#include "model/view_hooks.h"
-
-#include <commctrl.h>
-
-#include <cinttypes>
-#include <cstdio>
-
 namespace {
 ListingTotals g_totals = {};
 }
 
 ListingTotals& GetListingTotals() { return g_totals; }
 void ResetListingTotals() { g_totals = ListingTotals{}; }
-
-void FormatListingSizes(const ListingTotals& t, char* out, size_t outSize) {
-  uint64_t ck = t.compressed / 1024, uk = t.uncompressed / 1024;
-  snprintf(out, outSize, "%s %s %" PRIu64 "%s - %s %" PRIu64 "%s", GetMessageText(3), GetMessageText(4),
-           ck ? ck : t.compressed, ck ? "KB" : "B", GetMessageText(5), uk ? uk : t.uncompressed, uk ? "KB" : "B");
-}
-
-void FormatListingCount(const ListingTotals& t, char* out, size_t outSize) {
-  if (t.entries == 1)
-    snprintf(out, outSize, "1 %s", GetMessageText(6));
-  else
-    snprintf(out, outSize, "%" PRIu64 " %s", t.entries, GetMessageText(7));
-}
-
-void WriteListingStatusBar() {
-  HWND status = GetStatusBarHandle();
-  if (!status || GetViewHooks().isTreeListRefilling()) return;
-  char sizes[kPathBuf], count[kPathBuf];
-  FormatListingSizes(g_totals, sizes, sizeof sizes);
-  FormatListingCount(g_totals, count, sizeof count);
-  SendMessageA(status, SB_SETTEXTA, 1, reinterpret_cast<LPARAM>(count));
-  SendMessageA(status, SB_SETTEXTA, 2, reinterpret_cast<LPARAM>(sizes));
-}

@@ -3,7 +3,6 @@
 
 #include "kestrelia_lang.h"
 #include "model/compare.h"
-#include "model/entry_rows.h"
 #include "model/namelist.h"
 #include "services/log.h"
 
@@ -135,62 +134,8 @@ void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconInde
   if (iconIndex) *iconIndex = found.icon;
 }
 
-void MakeDateText(const SYSTEMTIME& date, char* out, size_t outSize) {
-  char day[80] = "", time[80] = "";
-  GetDateFormatA(LOCALE_USER_DEFAULT, DATE_SHORTDATE, &date, nullptr, day, sizeof day);
-  GetTimeFormatA(LOCALE_USER_DEFAULT, TIME_NOSECONDS | TIME_FORCE24HOURFORMAT | TIME_NOTIMEMARKER, &date, nullptr, time,
-                 sizeof time);
-  snprintf(out, outSize, "%s %s", day, time);
-}
-
-namespace {
-
-void GetColumnTitles(const char* (&titles)[LISTSTRUCT_COLUMNS]) {
-  const char* current[LISTSTRUCT_COLUMNS] = {
-      GetDescriptionFilename(), GetDescriptionEncrypted(),        GetDescriptionCompressed(),
-      GetDescriptionUncompressed(), GetDescriptionCompressionRatio(), GetDescriptionDate(),
-      GetDescriptionType(),     GetDescriptionPath()};
-  for (int i = 0; i < LISTSTRUCT_COLUMNS; ++i) titles[i] = current[i];
-}
-
-// Sizes and rates read right-aligned.
-int ColumnFormat(int column) {
-  return (column >= LISTSTRUCT_COMPRESSED && column <= LISTSTRUCT_RATE) ? LVCFMT_RIGHT : LVCFMT_LEFT;
-}
-
-}  // namespace
-
-void SetEntryListColumnTitles(HWND list) {
-  const char* titles[LISTSTRUCT_COLUMNS];
-  GetColumnTitles(titles);
-  for (int i = 0; i < LISTSTRUCT_COLUMNS; ++i) {
-    LVCOLUMNA column = {};
-    // The format goes with the text: a header item given a new text alone falls back to the
-    // left (Wine's does), and the column's cells follow their header.
-    column.mask = LVCF_TEXT | LVCF_FMT;
-    column.fmt = ColumnFormat(i);
-    column.pszText = const_cast<char*>(titles[i]);
-    SendMessageA(list, LVM_SETCOLUMNA, i, reinterpret_cast<LPARAM>(&column));
-  }
-}
-
-void InitEntryListColumns(HWND list) {
-  const char* titles[LISTSTRUCT_COLUMNS];
-  GetColumnTitles(titles);
-  const int widths[LISTSTRUCT_COLUMNS] = {200, 30, 90, 90, 50, 120, 140, 220};
-  for (int i = 0; i < LISTSTRUCT_COLUMNS; ++i) {
-    LVCOLUMNA column = {};
-    column.mask = LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM | LVCF_FMT;
-    column.fmt = ColumnFormat(i);
-    column.cx = widths[i];
-    column.pszText = const_cast<char*>(titles[i]);
-    column.iSubItem = i;
-    SendMessageA(list, LVM_INSERTCOLUMNA, i, reinterpret_cast<LPARAM>(&column));
-  }
-}
-
-int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, const char* fullName,
-                   NameList* folderList, uint64_t compressed, uint64_t uncompressed) {
+liststruct* MakeEntryRecord(const EntryStamp& stamp, const char* fileName, const char* fullName,
+                            NameList* folderList, uint64_t compressed, uint64_t uncompressed) {
   liststruct* record = static_cast<liststruct*>(calloc(1, sizeof(liststruct)));
   record->uncompressed = uncompressed;
   record->compressed = compressed;
@@ -220,15 +165,7 @@ int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, con
   MakeRateText(compressed, uncompressed, rate);
   record->rate = Dup(rate);
 
-  int row = AppendEntryRecord(list, record);
-  if (row < 0) {
-    char text[kPathBuf];
-    snprintf(text, sizeof text, "cannot insert item %d #error %lu", static_cast<int>(GetEntryRowCount(list)),
-             GetLastError());
-    MessageBoxA(nullptr, text, "", MB_TOPMOST);
-    return -1;
-  }
-  return row;
+  return record;
 }
 
 void SetEntryEncryptedText(liststruct* record, const char* text) {

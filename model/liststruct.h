@@ -1,8 +1,6 @@
-// The entry record behind every list row, the texts of its columns, and row insertion.
+// The entry record behind every list row and the texts it keeps.
 #pragma once
 #include "services/base.h"
-
-#include <commctrl.h>
 
 struct NameList;
 
@@ -46,18 +44,9 @@ void MakeFallbackTypeText(const char* fileName, char* out, size_t outSize);
 // The shell's type name for a file of this name, or "EXT-<generic 36>" when it has none.
 // iconIndex (optional) receives the small system icon.
 void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconIndex);
-// The user's short date and 24-hour time without seconds, "%s %s".
-void MakeDateText(const SYSTEMTIME& date, char* out, size_t outSize);
-
-// Adds the eight columns with their titles from the language library.
-void InitEntryListColumns(HWND list);
-// Gives the columns the titles of the current language.
-void SetEntryListColumnTitles(HWND list);
-// Appends a row for an entry to the list's row store and extends the folder list with its
-// path. Returns the new row's index, or -1 when the list has no store. The control shows the
-// new rows once PublishEntryRows is called.
-int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, const char* fullName,
-                   NameList* folderList, uint64_t compressed, uint64_t uncompressed);
+// A new record for an entry (the caller owns it) whose folder part joins the folder list.
+liststruct* MakeEntryRecord(const EntryStamp& stamp, const char* fileName, const char* fullName,
+                            NameList* folderList, uint64_t compressed, uint64_t uncompressed);
 // The "Encrypted" column's text, empty at insertion.
 void SetEntryEncryptedText(liststruct* record, const char* text);
 const char* GetEntryEncryptedText(const liststruct* record);

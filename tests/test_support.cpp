@@ -3,6 +3,7 @@
 
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
+#include "ui/entry_list.h"
 
 #include <commctrl.h>
 #include <shellapi.h>

@@ -16,7 +16,9 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "ui/entry_list.h"
 #include "ui/folder_tree_view.h"
+#include "ui/listing_status.h"
 #include "zip/rewrite.h"
 
 #include <commctrl.h>

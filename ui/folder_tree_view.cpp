@@ -10,6 +10,8 @@
 #include "res/resource.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "ui/entry_list.h"
+#include "ui/listing_status.h"
 
 #include <shellapi.h>
 

@@ -9,6 +9,7 @@
 #include "model/view_hooks.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "ui/entry_list.h"
 
 #include <cstdio>
 

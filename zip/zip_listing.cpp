@@ -9,6 +9,8 @@
 #include "model/view_hooks.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "ui/entry_list.h"
+#include "ui/listing_view.h"
 #include "zip/entry_names.h"
 #include "zip/zip_listing_progress.h"
 #include "zip/zip_open.h"

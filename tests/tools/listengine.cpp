@@ -8,6 +8,7 @@
 #include "model/liststruct.h"
 #include "model/namelist.h"
 #include "test_support.h"
+#include "ui/entry_list.h"
 #include "zip/zip_listing.h"
 #include "zip/zip_open.h"
 

@@ -14,6 +14,7 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "test_support.h"
+#include "ui/entry_list.h"
 #include "ui/search.h"
 #include "zip/zip_listing.h"
 #include "zip/zip_open.h"

@@ -11,6 +11,7 @@
 #include "model/namelist.h"
 #include "model/rbtree.h"
 #include "services/log.h"
+#include "ui/entry_list.h"
 #include "ui/folder_tree_view.h"
 #include "zip/zip_listing.h"
 #include "tree_support.h"

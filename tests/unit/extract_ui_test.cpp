@@ -13,6 +13,7 @@
 #include "services/password_dialog.h"
 #include "services/prompts.h"
 #include "test_support.h"
+#include "ui/entry_list.h"
 #include "zip.h"
 #include "zip/entry_failures.h"
 #include "zip/extract_archive.h"

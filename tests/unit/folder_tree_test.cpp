@@ -10,6 +10,7 @@
 #include "model/liststruct.h"
 #include "model/rbtree.h"
 #include "test_support.h"
+#include "ui/entry_list.h"
 
 #include <string>
 #include <vector>

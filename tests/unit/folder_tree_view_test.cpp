@@ -14,6 +14,7 @@
 #include "services/prompts.h"
 #include "test_support.h"
 #include "tree_support.h"
+#include "ui/entry_list.h"
 #include "ui/folder_tree_view.h"
 
 #include <commctrl.h>

@@ -8,7 +8,8 @@
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
 #include "model/namelist.h"
-#include "model/rowkey.h"
+#include "ui/entry_list.h"
+#include "ui/rowkey.h"
 #include "test_support.h"
 
 #include <commctrl.h>

@@ -10,6 +10,7 @@
 #include "model/archive_kind.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "ui/entry_list.h"
 #include "ui/search.h"
 #include "zip/content_search.h"
 #include "zip/extract.h"

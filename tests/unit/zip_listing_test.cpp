@@ -14,6 +14,7 @@
 #include "services/prompts.h"
 #include "archive_fixtures.h"
 #include "test_support.h"
+#include "ui/listing_status.h"
 #include "zip/open_archive.h"
 #include "zip/zip_format.h"
 #include "zip/zip_listing.h"

@@ -1,5 +1,5 @@
 #include "services/base.h"
-#include "model/rowkey.h"
+#include "ui/rowkey.h"
 
 #include "model/archive_kind.h"
 #include "model/liststruct.h"

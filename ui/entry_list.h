@@ -1,0 +1,34 @@
+// The list views that show entry records (model/entry_rows): the control asks for the texts
+// of the rows it shows, and changes to a store reach the control from here.
+#pragma once
+#include "services/base.h"
+
+#include <commctrl.h>
+
+struct liststruct;
+
+// Makes the control show as many rows as its store holds.
+void PublishEntryRows(HWND list);
+// Frees every record and the store; call before the control is destroyed.
+void DetachEntryRows(HWND list);
+// Frees the records of every row, then empties the control.
+void DeleteAllEntryRows(HWND list);
+// Removes one row and frees its record.
+void DeleteEntryRow(HWND list, int row);
+// RemoveEntryRecordsWhere, then the control shows what is left.
+int DeleteEntryRowsWhere(HWND list, bool (*gone)(const liststruct* record, void* context), void* context);
+// Orders the rows by a column (SortEntryRecords); the selection, kept by row number, is cleared.
+void SortEntryRows(HWND list, int column, bool descending);
+
+// The user's short date and 24-hour time without seconds, "%s %s".
+void MakeDateText(const SYSTEMTIME& date, char* out, size_t outSize);
+// The text a row shows in a column (the column numbers of liststruct.h).
+void GetEntryColumnText(const liststruct* record, int column, char* out, size_t outSize);
+// Answers the control's questions for texts and icons; true when the notification was one
+// of an entry list's.
+bool HandleEntryListNotify(const NMHDR* header, LRESULT* result);
+
+// Adds the eight columns with their titles from the language library.
+void InitEntryListColumns(HWND list);
+// Gives the columns the titles of the current language.
+void SetEntryListColumnTitles(HWND list);
