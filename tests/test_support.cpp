@@ -44,6 +44,31 @@ std::string ReadFileBytes(const std::string& path) {
   return out;
 }
 
+bool Exists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+bool PumpUntil(const std::function<bool()>& done) {
+  for (int i = 0; i < 6000 && !done(); ++i) {
+    MSG msg;
+    while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) {
+      TranslateMessage(&msg);
+      DispatchMessageA(&msg);
+    }
+    Sleep(10);
+  }
+  return done();
+}
+
+bool OnDialog(const char* title, const std::function<void(HWND)>& act) {
+  HWND dialog = nullptr;
+  for (int i = 0; i < 3000 && !(dialog && IsWindowVisible(dialog)); ++i) {
+    Sleep(10);
+    dialog = FindWindowA("#32770", title);
+  }
+  if (!dialog) return false;
+  act(dialog);
+  return true;
+}
+
 std::vector<std::string> ReadLines(const std::string& path) {
   std::vector<std::string> lines;
   std::string all = ReadFileBytes(path), line;
@@ -77,8 +102,8 @@ HiddenEntryList::HiddenEntryList() {
   wc.lpszClassName = "KestreliaTestParent";
   RegisterClassA(&wc);  // fails harmlessly when already registered
   parent = CreateWindowExA(0, wc.lpszClassName, "", WS_POPUP, 0, 0, 400, 300, nullptr, nullptr, nullptr, nullptr);
-  list = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | LVS_REPORT | LVS_OWNERDATA, 0, 0, 400, 300, parent,
-                         nullptr, nullptr, nullptr);
+  list = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | LVS_REPORT | LVS_OWNERDATA, 0, 0, 400, 300, parent, nullptr,
+                         nullptr, nullptr);
   AttachEntryRows(list);
   InitEntryListColumns(list);
 }

@@ -3,6 +3,7 @@
 #pragma once
 #include "services/base.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,14 @@ std::string TestData(const std::string& name);
 std::string ScratchDir(const std::string& name);
 std::vector<std::string> ReadLines(const std::string& path);
 std::string ReadFileBytes(const std::string& path);
+bool Exists(const std::string& path);
+
+// Serves this thread's windows (workers send to them) until done() holds, for at most a
+// minute so that a hang fails the test; returns done().
+bool PumpUntil(const std::function<bool()>& done);
+// Waits (on a helper thread) for a shown dialog of this title, then acts on it; false when
+// none came within half a minute.
+bool OnDialog(const char* title, const std::function<void(HWND)>& act);
 
 // The text a list view shows in a cell.
 std::string ListCell(HWND list, int row, int column);

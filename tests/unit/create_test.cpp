@@ -68,11 +68,9 @@ void WriteFile(const std::string& path, const std::string& bytes) {
   fclose(f);
 }
 
-bool Exists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
-
 struct Job {
   std::string archive;
-  std::string folder;               // walked, when no files
+  std::string folder;  // walked, when no files
   std::vector<std::string> files;
   std::string prefix, password;
   int prefixMode = 0, plain = 0, level = 6, add = 0, recurse = 1;
@@ -92,7 +90,7 @@ int RunJob(const Job& job) {
   block->recurse = job.recurse;
   block->silent = 1;
   if (!job.files.empty()) {
-    block->files = static_cast<char (*)[kPathBuf]>(calloc(job.files.size(), kPathBuf));
+    block->files = static_cast<char(*)[kPathBuf]>(calloc(job.files.size(), kPathBuf));
     for (size_t i = 0; i < job.files.size(); ++i) snprintf(block->files[i], kPathBuf, "%s", job.files[i].c_str());
     block->fileCount = static_cast<int>(job.files.size());
   }
@@ -117,14 +115,6 @@ class Create : public ::testing::Test {
   }
   std::string dir;
 };
-
-TEST(CreateRules, CopyBufferSize) {
-  const struct {
-    uint64_t total;
-    size_t buffer;
-  } cases[] = {{0, 128}, {200, 128}, {256, 128}, {1000, 500}, {65535, 32767}, {65536, 65536}, {1ull << 40, 65536}};
-  for (const auto& c : cases) EXPECT_EQ(CreationBufferSize(c.total), c.buffer) << c.total;
-}
 
 TEST(CreateRules, EntryNames) {
   const struct {
@@ -301,8 +291,8 @@ TEST_F(Create, FailedOrCancelledRunsLeaveTheArchiveAsItWas) {
 TEST_F(Create, UnreadableFileIsSkippedAndReported) {
   WriteFile(dir + "\\locked.txt", "nobody may read this");
   WriteFile(dir + "\\free.txt", "readable");
-  HANDLE lock = CreateFileA((dir + "\\locked.txt").c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                            0, nullptr);
+  HANDLE lock =
+      CreateFileA((dir + "\\locked.txt").c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
   ASSERT_NE(lock, INVALID_HANDLE_VALUE);
   std::string archive = dir + "\\partial.zip";
   Job job{archive, "", {dir + "\\locked.txt", dir + "\\free.txt"}};

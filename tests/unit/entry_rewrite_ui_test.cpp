@@ -64,12 +64,9 @@ struct EditedArchive {
   }
   // The worker sends to the list, so this thread answers while it waits for the end.
   void WaitForWorker() {
+    int polls = 0;
     Sleep(50);
-    for (int i = 0; i < 1000 && (IsBusy() || i < 5); ++i) {
-      MSG msg;
-      while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&msg);
-      Sleep(10);
-    }
+    PumpUntil([&] { return ++polls > 5 && !IsBusy(); });
   }
 };
 
@@ -77,10 +74,10 @@ struct EditCase {
   const char* title;
   int kind;
   int action;
-  const char* row;      // full name as the list shows it
-  const char* text;     // what the user typed
-  const char* expect;   // the entry's name in the archive afterwards; null: nothing changes
-  int messageText;      // the message shown, 0 for none
+  const char* row;     // full name as the list shows it
+  const char* text;    // what the user typed
+  const char* expect;  // the entry's name in the archive afterwards; null: nothing changes
+  int messageText;     // the message shown, 0 for none
 };
 
 const EditCase kEdits[] = {

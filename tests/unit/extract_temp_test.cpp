@@ -41,8 +41,6 @@ bool CountedPassword(HWND, char*) {
   return false;
 }
 
-bool Exists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
-
 std::string TempFolder() {
   char target[kPathBuf], folder[kPathBuf];
   TempTarget("", target, folder);
@@ -177,7 +175,8 @@ TEST_F(TempExtract, ExtractMultipleFilesKeepsFoldersBelowAFreshFolder) {
   EXPECT_EQ(fresh.rfind(TempFolder(), 0), 0u) << fresh;
   EXPECT_EQ(paths, (std::set<std::string>{fresh + "\\readme.txt", fresh + "\\docs"}));
   EXPECT_EQ(FileNames(fresh), (std::set<std::string>{"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"}));
-  EXPECT_EQ(ReadFileBytes(fresh + "\\docs\\deep\\er\\note.md"), ReadFileBytes(TestData("ref_deflated\\docs\\deep\\er\\note.md")));
+  EXPECT_EQ(ReadFileBytes(fresh + "\\docs\\deep\\er\\note.md"),
+            ReadFileBytes(TestData("ref_deflated\\docs\\deep\\er\\note.md")));
 
   // The same drag again lands in a folder of its own, without a question.
   NameListClear(written);
@@ -248,8 +247,8 @@ TEST_F(TempExtract, TreeItemTakesExactlyTheEntriesBelowTheFolder) {
   EXPECT_EQ(run.result, 0);
   EXPECT_EQ(run.cancelled, 0);
   // Not the twin "a\bc\", not the parent's own file; the "\"-spelt entry is below too.
-  EXPECT_EQ(FileNames(outer), (std::set<std::string>{"inner/a/b/tree_x.txt", "inner/a/b/sub/tree_y.txt",
-                                                  "inner/a/b/tree_win.txt"}));
+  EXPECT_EQ(FileNames(outer),
+            (std::set<std::string>{"inner/a/b/tree_x.txt", "inner/a/b/sub/tree_y.txt", "inner/a/b/tree_win.txt"}));
   EXPECT_EQ(ReadFileBytes(destination + "\\a\\b\\sub\\tree_y.txt"), "deeper\n");
   // The names below the folder that climb out or name a device were refused and said so.
   std::string refused = GetLastRefusedNames();
@@ -263,7 +262,8 @@ TEST_F(TempExtract, TreeItemFolderSpellings) {
   // Without the closing separator it is still the folder, never its name twin.
   std::string destination = ScratchDir("tree_item_bare");
   EXPECT_EQ(RunTreeThread("a\\b", destination).result, 0);
-  EXPECT_EQ(FileNames(destination), (std::set<std::string>{"a/b/tree_x.txt", "a/b/sub/tree_y.txt", "a/b/tree_win.txt"}));
+  EXPECT_EQ(FileNames(destination),
+            (std::set<std::string>{"a/b/tree_x.txt", "a/b/sub/tree_y.txt", "a/b/tree_win.txt"}));
 
   // Spelt with "/": found on the second try.
   destination = ScratchDir("tree_item_slash");

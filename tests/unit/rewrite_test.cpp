@@ -28,12 +28,11 @@ struct EntryFacts {
 
 bool operator==(const EntryFacts& a, const EntryFacts& b) {
   const unz_file_info64 &x = a.info, &y = b.info;
-  return x.version == y.version && x.version_needed == y.version_needed &&
-         (x.flag & ~0x800u) == (y.flag & ~0x800u) && x.compression_method == y.compression_method &&
-         x.dosDate == y.dosDate && x.crc == y.crc && x.compressed_size == y.compressed_size &&
-         x.uncompressed_size == y.uncompressed_size && x.internal_fa == y.internal_fa &&
-         x.external_fa == y.external_fa && a.extra == b.extra && a.localExtra == b.localExtra &&
-         a.comment == b.comment && a.raw == b.raw && a.plain == b.plain;
+  return x.version == y.version && x.version_needed == y.version_needed && (x.flag & ~0x800u) == (y.flag & ~0x800u) &&
+         x.compression_method == y.compression_method && x.dosDate == y.dosDate && x.crc == y.crc &&
+         x.compressed_size == y.compressed_size && x.uncompressed_size == y.uncompressed_size &&
+         x.internal_fa == y.internal_fa && x.external_fa == y.external_fa && a.extra == b.extra &&
+         a.localExtra == b.localExtra && a.comment == b.comment && a.raw == b.raw && a.plain == b.plain;
 }
 
 struct ArchiveFacts {
@@ -79,8 +78,6 @@ ArchiveFacts ReadFacts(const std::string& path, const char* password = nullptr) 
   return facts;
 }
 
-bool Exists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
-
 std::string CopyInput(const std::string& archive, const std::string& scratch) {
   std::string to = ScratchDir(scratch) + "\\" + archive;
   EXPECT_TRUE(CopyFileA(TestData(archive).c_str(), to.c_str(), FALSE)) << archive;
@@ -104,10 +101,12 @@ int RunCase(const std::string& path, const RewriteCase& c) {
   int result;
   if (!c.deletions.empty()) {
     for (const std::string& name : c.deletions) AddChangeRecord(changes, name.c_str(), nullptr, 0);
-    result = c.simulation ? DeleteFilesFromZIPRBTree(path.c_str(), changes, 1, 1) : DeleteFilesTwoPasses(path.c_str(), changes);
+    result = c.simulation ? DeleteFilesFromZIPRBTree(path.c_str(), changes, 1, 1)
+                          : DeleteFilesTwoPasses(path.c_str(), changes);
   } else {
     for (const auto& r : c.renames) AddChangeRecord(changes, r.first.c_str(), r.second.c_str(), 0);
-    result = c.simulation ? ChangeFilesFromZIP(path.c_str(), changes, 1, 1) : ChangeFilesTwoPasses(path.c_str(), changes);
+    result =
+        c.simulation ? ChangeFilesFromZIP(path.c_str(), changes, 1, 1) : ChangeFilesTwoPasses(path.c_str(), changes);
   }
   DestroyChangeSet(&changes);
   return result;
@@ -121,7 +120,13 @@ std::string Stored(std::string name) {
 
 const RewriteCase kCases[] = {
     {"delete one", "deflated.zip", {"noise.bin"}, {}, 0, 0, nullptr},
-    {"delete several from 7-Zip's archive", "sevenzip.zip", {"readme.txt", "docs\\deep\\er\\note.md"}, {}, 0, 0, nullptr},
+    {"delete several from 7-Zip's archive",
+     "sevenzip.zip",
+     {"readme.txt", "docs\\deep\\er\\note.md"},
+     {},
+     0,
+     0,
+     nullptr},
     {"delete behind data descriptors", "stream.zip", {"docs\\numbers.txt"}, {}, 0, 0, nullptr},
     {"delete from the middle of a large archive", "large.zip", {"part2.bin", "small\\100.txt"}, {}, 0, 0, nullptr},
     {"rename", "deflated.zip", {}, {{"docs\\numbers.txt", "docs\\counted.txt"}}, 0, 0, nullptr},
@@ -130,7 +135,15 @@ const RewriteCase kCases[] = {
     {"rename an encrypted entry", "encrypted.zip", {}, {{"noise.bin", "sub\\noise.bin"}}, 0, 0, "secret"},
     {"rename a 64-bit entry", "python.zip", {}, {{"forced64.bin", "b\\forced.bin"}}, 0, 0, nullptr},
     {"rename behind data descriptors", "stream.zip", {}, {{"readme.txt", "first.txt"}}, 0, 0, nullptr},
-    {"rename a name in the DOS code page", "oemname.zip", {}, {{"Gr\xC3\xBC\xC3\x9F" "e.txt", "hello.txt"}}, 0, 0, nullptr},
+    {"rename a name in the DOS code page",
+     "oemname.zip",
+     {},
+     {{"Gr\xC3\xBC\xC3\x9F"
+       "e.txt",
+       "hello.txt"}},
+     0,
+     0,
+     nullptr},
     {"rename of an absent name changes nothing", "nodirs.zip", {}, {{"absent.txt", "x.txt"}}, 0, -6, nullptr},
     {"delete of an absent name changes nothing", "nodirs.zip", {"absent.txt"}, {}, 0, -6, nullptr},
     {"simulated delete", "deflated.zip", {"noise.bin"}, {}, 1, 0, nullptr},

@@ -68,12 +68,7 @@ class Search : public ::testing::Test {
   }
   // The step talks to the lists by messages, so the lists' thread keeps answering meanwhile.
   void Wait() {
-    for (int i = 0; i < 1000 && IsSearchRunning(); ++i) {
-      MSG msg;
-      while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&msg);
-      Sleep(10);
-    }
-    ASSERT_FALSE(IsSearchRunning());
+    ASSERT_TRUE(PumpUntil([] { return !IsSearchRunning(); }));
   }
   // Every hit F3 reaches from the first find on, as full names, up to the no-hit message.
   std::vector<std::string> WalkHits(HWND view, DWORD flags) {
@@ -185,21 +180,6 @@ TEST_F(Search, ChangingAnOptionStartsAgainWithAnEmptyFoundList) {
   EXPECT_EQ(GetFoundListCount(0), 0u);
   EXPECT_EQ(g_boxes.size(), 1u);
   EXPECT_EQ(ListView_GetSelectedCount(archive.window.list), 0u);
-}
-
-TEST_F(Search, TheFolderListSearchesItsOwnRows) {
-  for (const char* name : {"d\\c.txt", "d\\e.txt", "d\\f.txt"})
-    InsertEntryRow(folder.list, EntryStamp{}, LastNamePart(name), name, nullptr, 1, 1);
-  PublishEntryRows(folder.list);
-  GetCurrentControlBlock()->viewComponent = folder.list;
-  FindNext("kestrelneedle", FR_DOWN | FR_WHOLEWORD);
-  EXPECT_EQ(Selected(folder.list), "e.txt");
-  Step(1);
-  EXPECT_EQ(Selected(folder.list), "f.txt");
-  EXPECT_EQ(GetFoundListCount(1), 2u);
-  EXPECT_EQ(GetFoundListCount(0), 0u);
-  Step(0);
-  EXPECT_EQ(Selected(folder.list), "e.txt");
 }
 
 TEST_F(Search, NameSearchAndRefusals) {
