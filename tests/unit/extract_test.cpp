@@ -32,8 +32,8 @@ namespace {
 // ---- scripted questions ----------------------------------------------------------------
 
 struct Script {
-  std::deque<int> overwriteAnswers;  // empty: "yes"
-  std::deque<std::string> passwords; // empty: the user cancels
+  std::deque<int> overwriteAnswers;   // empty: "yes"
+  std::deque<std::string> passwords;  // empty: the user cancels
   int overwriteAsked = 0;
   int passwordAsked = 0;
   std::vector<std::string> boxes;
@@ -105,11 +105,16 @@ class Extract : public ::testing::Test {
     ResetPrompts();
   }
 
-  // The whole archive, as the window's "extract all" and "-x" run it.
-  int All(const std::string& archive, const std::string& destination, int mode = OVERWRITE_ALWAYS,
-          int withoutPath = 0, int silent = 1) {
-    return ExtractZipFilesFromList(nullptr, TestData(archive).c_str(), &withoutPath, &mode, "", destination.c_str(),
-                                   1, silent, 1);
+  // One run as the window starts it: the whole archive without a list, else the list's
+  // selected rows (all of them with extractAll). A given mode is the caller's, kept across runs.
+  int Run(HWND list, const std::string& archive, const std::string& destination, int extractAll, int withoutPath = 0,
+          int* mode = nullptr, int silent = 1) {
+    int always = OVERWRITE_ALWAYS;
+    return ExtractZipFilesFromList(list, TestData(archive).c_str(), &withoutPath, mode ? mode : &always, "",
+                                   destination.c_str(), extractAll, silent, list == nullptr && extractAll);
+  }
+  int All(const std::string& archive, const std::string& destination, int mode = OVERWRITE_ALWAYS, int silent = 1) {
+    return Run(nullptr, archive, destination, 1, 0, &mode, silent);
   }
 
   std::string before_;
@@ -143,33 +148,25 @@ TEST_F(Extract, SelectionWritesOnlyTheSelectedFiles) {
   listed.Select("docs\\numbers.txt");
   listed.Select("docs\\deep\\er\\note.md");
   FolderContents reference = Contents(TestData("ref_deflated"));
-
-  std::string destination = ScratchDir("selection");
-  int withoutPath = 0, mode = OVERWRITE_ALWAYS;
-  EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
-                                    destination.c_str(), 0, 1, 0),
-            0);
-  FolderContents got = Contents(destination);
-  EXPECT_EQ(FileNames(got), (std::set<std::string>{"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"}));
-  EXPECT_FALSE(got.folders.count("empty_dir")) << "folder entries are skipped in a selection";
-  for (const auto& file : got.files) EXPECT_TRUE(file.second.bytes == reference.files[file.first].bytes);
-
-  destination = ScratchDir("selection_flat");
-  withoutPath = 1;
-  EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
-                                    destination.c_str(), 0, 1, 0),
-            0);
-  EXPECT_EQ(FileNames(Contents(destination)), (std::set<std::string>{"readme.txt", "numbers.txt", "note.md"}));
-
-  // "Extract all" from the list: every listed file, but the folder entries are not rows.
-  destination = ScratchDir("selection_whole_list");
-  withoutPath = 0;
-  EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
-                                    destination.c_str(), 1, 1, 0),
-            0);
-  got = Contents(destination);
-  EXPECT_EQ(FileNames(got), FileNames(reference));
-  EXPECT_FALSE(got.folders.count("empty_dir"));
+  std::set<std::string> selected = {"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"};
+  struct Case {
+    int extractAll, withoutPath;
+    std::set<std::string> files;
+  } cases[] = {
+      {0, 0, selected},
+      {0, 1, {"readme.txt", "numbers.txt", "note.md"}},
+      {1, 0, FileNames(reference)},  // every listed file
+  };
+  for (const Case& c : cases) {
+    std::string destination = ScratchDir("selection");
+    EXPECT_EQ(Run(listed.window.list, "deflated.zip", destination, c.extractAll, c.withoutPath), 0);
+    FolderContents got = Contents(destination);
+    EXPECT_EQ(FileNames(got), c.files) << c.extractAll << c.withoutPath;
+    EXPECT_FALSE(got.folders.count("empty_dir")) << "folder entries are no rows";
+    for (const auto& file : got.files) {
+      if (!c.withoutPath) EXPECT_TRUE(file.second.bytes == reference.files[file.first].bytes);
+    }
+  }
 }
 
 TEST_F(Extract, SelectionFindsEntriesWhateverTheSeparator) {
@@ -217,32 +214,21 @@ TEST_F(Extract, OverwriteQuestionAnswers) {
   // Skip, overwrite, then yes to all: no further question in this run.
   makeOld();
   g_script.overwriteAnswers = {2, 0, 1};
-  int mode = OVERWRITE_ASK, withoutPath = 0;
-  EXPECT_EQ(ExtractZipFilesFromList(nullptr, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
-                                    destination.c_str(), 1, 1, 1),
-            0);
+  int mode = OVERWRITE_ASK;
+  EXPECT_EQ(Run(nullptr, "deflated.zip", destination, 1, 0, &mode), 0);
   EXPECT_EQ(g_script.overwriteAsked, 3);
   EXPECT_EQ(countOld(), 1);
+  EXPECT_EQ(mode, OVERWRITE_ASK) << "yes to all lasts one run";
 
-  // Yes to all lasted that run only; Cancel ends the next one at once.
+  // Cancel, or a question closed without an answer, ends the run at once.
   makeOld();
-  g_script.overwriteAsked = 0;
-  g_script.overwriteAnswers = {3};
-  EXPECT_EQ(mode, OVERWRITE_ASK);
-  EXPECT_EQ(ExtractZipFilesFromList(nullptr, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
-                                    destination.c_str(), 1, 1, 1),
-            EXTRACT_CANCELLED);
-  EXPECT_EQ(g_script.overwriteAsked, 1);
-  EXPECT_EQ(countOld(), static_cast<int>(files.size()));
-
-  // A question closed without an answer is a Cancel too.
-  g_script.overwriteAsked = 0;
-  g_script.overwriteAnswers = {-1};
-  EXPECT_EQ(ExtractZipFilesFromList(nullptr, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
-                                    destination.c_str(), 1, 1, 1),
-            EXTRACT_CANCELLED);
-  EXPECT_EQ(g_script.overwriteAsked, 1);
-  EXPECT_EQ(countOld(), static_cast<int>(files.size()));
+  for (int answer : {3, -1}) {
+    g_script.overwriteAsked = 0;
+    g_script.overwriteAnswers = {answer};
+    EXPECT_EQ(Run(nullptr, "deflated.zip", destination, 1, 0, &mode), EXTRACT_CANCELLED);
+    EXPECT_EQ(g_script.overwriteAsked, 1);
+    EXPECT_EQ(countOld(), static_cast<int>(files.size()));
+  }
 }
 
 int CancellingOverwrite(HWND, const char*, const char*, const char*) {
@@ -327,10 +313,7 @@ TEST_F(Extract, HostileNamesNeverLeaveTheDestination) {
   outer = ScratchDir("hostile_flat");
   destination = outer + "\\inner";
   ListedArchive listed("hostile.zip");
-  int withoutPath = 1, mode = OVERWRITE_ALWAYS;
-  EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("hostile.zip").c_str(), &withoutPath, &mode, "",
-                                    destination.c_str(), 1, 1, 0),
-            0);
+  EXPECT_EQ(Run(listed.window.list, "hostile.zip", destination, 1, 1), 0);
   for (const std::string& name : FileNames(Contents(outer))) EXPECT_EQ(name.rfind("inner/", 0), 0u) << name;
   EXPECT_EQ(Contents(outer).folders, (std::set<std::string>{"inner"}));
   std::string flatRefused = GetLastRefusedNames();
@@ -340,30 +323,28 @@ TEST_F(Extract, HostileNamesNeverLeaveTheDestination) {
   EXPECT_TRUE(Contents(destination).files.count("evil.txt"));
 }
 
+// An entry inflating past the size it declares is cut there and the run goes on; past the
+// writer threshold (large) the run's writer thread does the writing.
 TEST_F(Extract, EntryInflatingPastItsSizeIsCut) {
-  std::string destination = ScratchDir("overrun");
-  EXPECT_EQ(All("overrun.zip", destination), 0);
-  std::string full = ReadFileBytes(TestData("overrun.data"));
-  std::string cut = ReadFileBytes(destination + "\\long.txt");
-  EXPECT_EQ(cut.size(), 100000u);
-  EXPECT_TRUE(cut == full.substr(0, 100000));
-  EXPECT_EQ(ReadFileBytes(destination + "\\good.txt"), "after the overrun\n");
-}
-
-// Entries past the writer threshold are written by the run's writer thread.
-TEST_F(Extract, LargeEntriesMatchUnzip) {
   std::string destination = ScratchDir("large");
   EXPECT_EQ(All("large.zip", destination), 0);
   ExpectSameAsUnzip(destination, "large");
-
-  // Cut mid-stream at what it declares, far past the first chunk; the run goes on.
-  destination = ScratchDir("large_overrun");
-  EXPECT_EQ(All("large_overrun.zip", destination), 0);
-  std::string full = ReadFileBytes(TestData("large.data"));
-  std::string cut = ReadFileBytes(destination + "\\large.bin");
-  EXPECT_EQ(cut.size(), 3000000u);
-  EXPECT_TRUE(cut == full.substr(0, 3000000));
-  EXPECT_EQ(ReadFileBytes(destination + "\\good.txt"), "after the cut\n");
+  struct Case {
+    const char *archive, *entry, *data;
+    size_t size;
+    const char* after;
+  } cases[] = {
+      {"overrun.zip", "long.txt", "overrun.data", 100000, "after the overrun\n"},
+      {"large_overrun.zip", "large.bin", "large.data", 3000000, "after the cut\n"},
+  };
+  for (const Case& c : cases) {
+    destination = ScratchDir("overrun");
+    EXPECT_EQ(All(c.archive, destination), 0);
+    std::string cut = ReadFileBytes(destination + "\\" + c.entry);
+    EXPECT_EQ(cut.size(), c.size);
+    EXPECT_TRUE(cut == ReadFileBytes(TestData(c.data)).substr(0, c.size)) << c.archive;
+    EXPECT_EQ(ReadFileBytes(destination + "\\good.txt"), c.after);
+  }
 }
 
 TEST_F(Extract, CancelDuringALargeEntryKeepsWhatWasWritten) {
@@ -392,17 +373,12 @@ TEST_F(Extract, DamagedEntriesDoNotStopTheRun) {
 
 TEST_F(Extract, ArchiveThatCannotBeOpened) {
   std::string destination = ScratchDir("no_archive");
-  int withoutPath = 0, mode = OVERWRITE_ALWAYS;
-  EXPECT_EQ(ExtractZipFilesFromList(nullptr, TestData("missing.zip").c_str(), &withoutPath, &mode, "",
-                                    destination.c_str(), 1, 1, 1),
-            -1);
+  EXPECT_EQ(Run(nullptr, "missing.zip", destination, 1), -1);
   ASSERT_EQ(g_script.boxes.size(), 1u);
   EXPECT_EQ(g_script.boxes[0], "ExtractZipFilesFromList: (5) " + TestData("missing.zip") + " cannot be opened");
 
   // A selection without a list to take it from.
-  EXPECT_EQ(ExtractZipFilesFromList(nullptr, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
-                                    destination.c_str(), 0, 1, 0),
-            -1);
+  EXPECT_EQ(Run(nullptr, "deflated.zip", destination, 0), -1);
   EXPECT_TRUE(Contents(destination).files.empty());
 }
 
@@ -410,7 +386,7 @@ TEST_F(Extract, WithTheProgressDialog) {
   // More than 99 entries: one step per entry.
   std::string destination = ScratchDir("progress_entries");
   StartProgressDialog(true, nullptr);
-  EXPECT_EQ(All("many.zip", destination, OVERWRITE_ALWAYS, 0, 0), 0);
+  EXPECT_EQ(All("many.zip", destination, OVERWRITE_ALWAYS, 0), 0);
   EXPECT_EQ(GetProgressDialog(), nullptr) << "the run closes its dialog";
   ExpectSameAsUnzip(destination, "many");
 
@@ -420,10 +396,8 @@ TEST_F(Extract, WithTheProgressDialog) {
   listed.Select("docs\\numbers.txt");
   destination = ScratchDir("progress_bytes");
   StartProgressDialog(true, nullptr);
-  int withoutPath = 0, mode = OVERWRITE_ASK;
-  EXPECT_EQ(ExtractZipFilesFromList(listed.window.list, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
-                                    destination.c_str(), 0, 0, 0),
-            0);
+  int mode = OVERWRITE_ASK;
+  EXPECT_EQ(Run(listed.window.list, "deflated.zip", destination, 0, 0, &mode, 0), 0);
   EXPECT_EQ(GetProgressDialog(), nullptr);
   EXPECT_EQ(FileNames(Contents(destination)), (std::set<std::string>{"data/mixed.bin", "docs/numbers.txt"}));
   EXPECT_EQ(GetExtractionByteCounter(), Contents(destination).files["data/mixed.bin"].bytes.size() +

