@@ -11,6 +11,7 @@
 #include "zip/entry_failures.h"
 #include "zip/entry_methods.h"
 #include "zip/extract_run.h"
+#include "zip/whole_deflate.h"
 
 #include <io.h>
 #include <zlib.h>
@@ -161,6 +162,28 @@ int CreateFolderEntry(const char* target) {
   return 0;
 }
 
+// Deflated entries up to this size (both sides) inflate in one piece through the faster
+// decoder. The bound is on the sizes the directory declares: memory never follows a declared
+// size past it, and a stream that decodes to more than declared is refused, not followed.
+constexpr uint64_t kWholeLimit = 4u << 20;
+
+bool InflatesWhole(const unz_file_info64& info) {
+  return info.compression_method == 8 && !(info.flag & 1) && info.uncompressed_size <= kWholeLimit &&
+         info.compressed_size <= kWholeLimit;
+}
+
+// Reads the open raw entry's compressed bytes into data and inflates them after it; the
+// entry is closed either way. true when the result is whole (declared size, CRC): anything
+// else is read again through the stream, whose handling of damage is the one reported.
+bool InflateOpenRawEntry(unzFile zip, const unz_file_info64& info, char* data) {
+  size_t packed = static_cast<size_t>(info.compressed_size), size = static_cast<size_t>(info.uncompressed_size);
+  int read = packed ? unzReadCurrentFile(zip, data, static_cast<unsigned>(packed)) : 0;
+  unzCloseCurrentFile(zip);
+  char* out = data + packed;
+  return read == static_cast<int>(packed) && InflateWhole(data, packed, out, size) == 0 &&
+         Crc32Whole(0, out, size) == info.crc;
+}
+
 // The AES entry this thread has open, if any: one entry is open at a time per thread.
 thread_local AesReader* t_aes;
 thread_local unzFile t_aesZip;
@@ -222,7 +245,10 @@ int LastUndecodableReason(const char** detail) {
   return t_undecodable;
 }
 
-int OpenCurrentEntry(unzFile zip) {
+namespace {
+
+// OpenCurrentEntry; with raw, a plain entry is opened for its compressed bytes.
+int OpenEntry(unzFile zip, int raw) {
   unz_file_info64 info = {};
   unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
   // Refused before the password is asked for: no password makes these readable.
@@ -266,8 +292,12 @@ int OpenCurrentEntry(unzFile zip) {
     return EXTRACT_WRONG_PASSWORD;
   }
   int method = 0, level = 0;
-  return unzOpenCurrentFile3(zip, &method, &level, 0, password);
+  return unzOpenCurrentFile3(zip, &method, &level, password ? 0 : raw, password);
 }
+
+}  // namespace
+
+int OpenCurrentEntry(unzFile zip) { return OpenEntry(zip, 0); }
 
 int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, const char* password, HWND owner,
                          unz_file_info64 info, const char* nameInArchive, const char* nameWithoutPath,
@@ -275,7 +305,8 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
   (void)password;  // the run's password is the current one, asked for when missing
   (void)owner;     // questions are owned by the foreground window
   const char* target = *withoutPath ? nameWithoutPath : nameInArchive;
-  int result = OpenCurrentEntry(zip);
+  bool whole = InflatesWhole(info);
+  int result = OpenEntry(zip, whole);
   if (result != UNZ_OK) {
     const char* detail = nullptr;
     if (result == EXTRACT_WRONG_PASSWORD) AddRunFailure(nameInArchive, FAILURE_WRONG_PASSWORD);
@@ -291,7 +322,8 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     AddRunFailure(nameInArchive, FAILURE_OVERLAP);
     return UNZ_BADZIPFILE;
   }
-  char* buffer = AcquireEntryBuffer(kChunk);
+  size_t wholeSize = whole ? static_cast<size_t>(info.compressed_size + info.uncompressed_size) : 0;
+  char* buffer = AcquireEntryBuffer(wholeSize > kChunk ? wholeSize : kChunk);
   if (!buffer) {
     Log(2, GetVerbose(), "do_write_currentfile: Error allocating memory");
     CloseOpenEntry(zip);
@@ -321,10 +353,40 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     return CloseOpenEntry(zip);
   }
 
+  if (whole && !InflateOpenRawEntry(zip, info, buffer)) {
+    whole = false;
+    int method = 0, level = 0;
+    if ((result = unzOpenCurrentFile3(zip, &method, &level, 0, nullptr)) != UNZ_OK) {
+      ReleaseEntryBuffer(buffer);
+      return result;
+    }
+  }
+
   FILE* file = OpenTargetRepairing(target, *withoutPath);
   int last = 0;
   bool endedShort = false, overrun = false;
   if (!file) AddRunFailure(nameInArchive, FAILURE_WRITE);
+  if (whole) {
+    // Inflated and checked already: one write, its times, done.
+    size_t size = static_cast<size_t>(info.uncompressed_size);
+    int written = 0;
+    if (file) {
+      if (fwrite(buffer + info.compressed_size, 1, size, file) != size) {
+        Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
+        AddRunFailure(nameInArchive, FAILURE_WRITE);
+        written = EXTRACT_WRITE_ERROR;
+      } else {
+        SetHandleTimesFromDos(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))), info.dosDate);
+      }
+      fclose(file);
+    }
+    if (!silent) {
+      *byteCounter += info.uncompressed_size;
+      if (progressByBytes) AdvanceByteProgress(*byteCounter, totalBytes);
+    }
+    ReleaseEntryBuffer(buffer);
+    return written;
+  }
   if (file) {
     // A large entry inflates here while the run's writer thread writes what came before.
     ChunkWriter* writer = info.uncompressed_size > kWriterThreshold ? RunChunkWriter() : nullptr;
