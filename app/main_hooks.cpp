@@ -6,6 +6,7 @@
 #include "model/entry_rows.h"
 #include "model/folder_tree.h"
 #include "model/view_hooks.h"
+#include "ui/listing_view.h"
 #include "ui/search.h"
 
 #include <commctrl.h>
@@ -83,4 +84,5 @@ void InstallViewHooks() {
   hooks.applyStoredSort = ApplyStoredSortHook;
   hooks.resetSortMark = ResetSortMarkHook;
   hooks.isTreeListRefilling = IsTreeListRefilling;
+  InstallListingViews(Main().hwnd);
 }

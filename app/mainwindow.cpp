@@ -20,6 +20,7 @@
 #include "ui/clipboard_chain.h"
 #include "ui/drop_target.h"
 #include "ui/entry_rewrite.h"
+#include "ui/listing_view.h"
 #include "ui/search.h"
 #include "zip/extract_archive.h"
 #include "zip/open_archive.h"
@@ -203,6 +204,9 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
       return 0;
     case WM_APP_REBUILD_TREE:
       RebuildFolderTree();
+      return 0;
+    case WM_APP_LISTING_EVENT:
+      HandleListingEvent(wParam, lParam);
       return 0;
     case WM_LBUTTONDOWN:
     case WM_MOUSEMOVE:

@@ -13,7 +13,6 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "services/runtime_library.h"
-#include "ui/listing_view.h"
 #include "zip/create.h"
 #include "zip/extract.h"
 
@@ -151,8 +150,8 @@ DWORD WINAPI ListTarFilesThread(LPVOID parameter) {
   Log(-1, GetVerbose(), "time measure: %d\n", static_cast<int>(GetTickCount() - start));
   views.lockUpdates(false);
   views.finishListing();
-  PublishFinishedListing(block);
-  ShowListedArchive(block);
+  views.listingPublished(block);
+  views.listingShown(block);
   CoUninitialize();
   SetOpenInProgress(0);
   return 0;

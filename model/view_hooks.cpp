@@ -6,8 +6,10 @@ void Nothing() {}
 void NothingBool(bool) {}
 void NothingText(const char*) {}
 int Zero() { return 0; }
-ViewHooks g_hooks = {Nothing, Nothing, NothingBool, NothingText, NothingText, Nothing,
-                     Nothing, Nothing, Nothing,     Nothing,     Nothing,     Zero};
+void NothingBlock(ArchiveControlBlock*) {}
+ViewHooks g_hooks = {Nothing,      Nothing,      NothingBool,  NothingText,  NothingText, Nothing, Nothing,
+                     Nothing,      Nothing,      Nothing,      Nothing,      Zero,        NothingBlock,
+                     NothingBlock, NothingBlock, NothingBlock, NothingBlock};
 }  // namespace
 
 ViewHooks& GetViewHooks() { return g_hooks; }

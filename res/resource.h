@@ -117,6 +117,9 @@
 #define WM_APP_REFRESH_TOOLBAR (WM_APP + 1)
 // Main window: a listing ended while the folder tree is shown.
 #define WM_APP_REBUILD_TREE (WM_APP + 2)
+// Main window, posted by a listing thread: the rows it stored are to be shown (wParam what
+// happened, lParam its data; ui/listing_view).
+#define WM_APP_LISTING_EVENT (WM_APP + 3)
 // Main window, posted by an extraction worker: wParam 1 starts IDT_EXTRACTION, 0 kills it
 // (timers belong to the window's own thread).
 #define WM_APP_EXTRACTION_TIMER (WM_APP + 99)

@@ -4,6 +4,7 @@
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
 #include "ui/entry_list.h"
+#include "ui/listing_view.h"
 
 #include <commctrl.h>
 #include <shellapi.h>
@@ -105,6 +106,7 @@ HiddenEntryList::HiddenEntryList() {
   list = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | LVS_REPORT | LVS_OWNERDATA, 0, 0, 400, 300, parent, nullptr,
                          nullptr, nullptr);
   AttachEntryRows(list);
+  InstallListingViews(nullptr);
   InitEntryListColumns(list);
 }
 

@@ -4,6 +4,7 @@
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
 #include "ui/entry_list.h"
+#include "ui/listing_view.h"
 #include "ui/folder_tree_view.h"
 
 #include <commctrl.h>
@@ -21,6 +22,7 @@ HWND MakeEntryList(HWND parent) {
   HWND list = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | WS_VISIBLE | LVS_REPORT | LVS_OWNERDATA, 0, 0, 600, 400,
                               parent, nullptr, nullptr, nullptr);
   AttachEntryRows(list);
+  InstallListingViews(nullptr);
   InitEntryListColumns(list);
   return list;
 }

@@ -3,11 +3,45 @@
 
 #include "model/app_state.h"
 #include "model/entry_rows.h"
+#include "model/liststruct.h"
 #include "model/view_hooks.h"
+#include "res/resource.h"
 #include "ui/entry_list.h"
 #include "ui/listing_status.h"
 
 #include <cstdio>
+#include <vector>
+
+namespace {
+
+enum ListingEvent { LISTING_ROWS = 1, LISTING_DROPPED, LISTING_FINISHED, LISTING_SHOWN };
+
+// The rows a cancelled listing stored: the listing thread takes them out of the store at
+// once (a new listing may fill it), the window frees them once its list no longer counts them.
+struct DroppedRows {
+  HWND list;
+  std::vector<liststruct*> records;
+};
+
+HWND g_window;  // where the reports go; none: shown by the reporting thread
+
+void Report(ListingEvent event, void* parameter) {
+  if (g_window && PostMessageA(g_window, WM_APP_LISTING_EVENT, event, reinterpret_cast<LPARAM>(parameter))) return;
+  HandleListingEvent(event, reinterpret_cast<LPARAM>(parameter));
+}
+
+void ClearRows(ArchiveControlBlock* block) {
+  if (block->list) DeleteAllEntryRows(block->list);
+  if (block->treeList) DeleteAllEntryRows(block->treeList);
+}
+void PublishRows(ArchiveControlBlock* block) { Report(LISTING_ROWS, block); }
+void DropRows(ArchiveControlBlock* block) {
+  Report(LISTING_DROPPED, new DroppedRows{block->list, TakeEntryRecords(block->list)});
+}
+void ListingPublished(ArchiveControlBlock* block) { Report(LISTING_FINISHED, block); }
+void ListingShown(ArchiveControlBlock* block) { Report(LISTING_SHOWN, block); }
+
+}  // namespace
 
 void PublishFinishedListing(ArchiveControlBlock* block) {
   PublishEntryRows(block->list);
@@ -29,4 +63,35 @@ void ShowListedArchive(ArchiveControlBlock* block) {
     GetViewHooks().refreshToolbar();
   }
   GetViewHooks().focusCurrentView();
+}
+
+void InstallListingViews(HWND window) {
+  g_window = window;
+  ViewHooks& hooks = GetViewHooks();
+  hooks.clearRows = ClearRows;
+  hooks.publishRows = PublishRows;
+  hooks.dropRows = DropRows;
+  hooks.listingPublished = ListingPublished;
+  hooks.listingShown = ListingShown;
+}
+
+void HandleListingEvent(WPARAM event, LPARAM parameter) {
+  switch (event) {
+    case LISTING_ROWS:
+      PublishEntryRows(reinterpret_cast<ArchiveControlBlock*>(parameter)->list);
+      break;
+    case LISTING_DROPPED: {
+      DroppedRows* dropped = reinterpret_cast<DroppedRows*>(parameter);
+      PublishEntryRows(dropped->list);
+      for (liststruct* r : dropped->records) FreeListStruct(r);
+      delete dropped;
+      break;
+    }
+    case LISTING_FINISHED:
+      PublishFinishedListing(reinterpret_cast<ArchiveControlBlock*>(parameter));
+      break;
+    case LISTING_SHOWN:
+      ShowListedArchive(reinterpret_cast<ArchiveControlBlock*>(parameter));
+      break;
+  }
 }

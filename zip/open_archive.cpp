@@ -4,12 +4,10 @@
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/archive_kind.h"
-#include "model/entry_rows.h"
 #include "model/namelist.h"
 #include "model/view_hooks.h"
 #include "services/log.h"
 #include "services/prompts.h"
-#include "ui/entry_list.h"
 
 #include <cstdio>
 
@@ -37,8 +35,7 @@ void ResetControlBlock(ArchiveControlBlock* block, const char* path, int kind) {
   SetCurrentArchivePath(path);
   block->listingStarted = 0;
   block->opened = 1;
-  if (block->list) DeleteAllEntryRows(block->list);
-  if (block->treeList) DeleteAllEntryRows(block->treeList);
+  GetViewHooks().clearRows(block);
   NameListRecreate(&block->folders);
   block->kind = kind;
   SetArchiveKind(kind);

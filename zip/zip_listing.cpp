@@ -9,8 +9,6 @@
 #include "model/view_hooks.h"
 #include "services/log.h"
 #include "services/prompts.h"
-#include "ui/entry_list.h"
-#include "ui/listing_view.h"
 #include "zip/entry_names.h"
 #include "zip/zip_listing_progress.h"
 #include "zip/zip_open.h"
@@ -99,7 +97,7 @@ int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel) {
     if (!progress.shown && GetTickCount() - start > 3000) {
       ShowListingProgress(&progress, withCancel, global.number_entry, i);
       views.lockUpdates(false);
-      PublishEntryRows(block->list);
+      views.publishRows(block);
       lastPublished = GetTickCount();
     } else if (progress.shown && i % 100 == 0) {
       if (IsListingCancelled()) {
@@ -108,7 +106,7 @@ int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel) {
       }
       StepListingProgress(&progress, i, global.number_entry);
       if (GetTickCount() - lastPublished >= kPublishIntervalMs) {
-        PublishEntryRows(block->list);
+        views.publishRows(block);
         lastPublished = GetTickCount();
       }
     }
@@ -125,12 +123,12 @@ int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel) {
     CloseListingProgress(&progress);
     views.finishListing();
     GetListingTotals().entries = 0;
-    DeleteAllEntryRows(block->list);
+    views.dropRows(block);
     return 1;
   }
   CloseListingProgress(&progress);
   views.finishListing();
-  PublishFinishedListing(block);
+  views.listingPublished(block);
   return 0;
 }
 
@@ -172,7 +170,7 @@ DWORD WINAPI ListZipFilesThread(LPVOID parameter) {
     Log(-1, GetVerbose(), "time measure(do_listing): %lu\n", GetTickCount() - start);
     Log(-1, GetVerbose(), "time measure(process start to list): %lu\n", MillisecondsSinceProcessStart());
     unzClose(archive);
-    ShowListedArchive(block);
+    views.listingShown(block);
     CoUninitialize();
   } else {
     char text[kPathBuf * 3];
