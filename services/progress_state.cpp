@@ -72,6 +72,8 @@ void CloseProgress(bool stopOnCancel) {
     for (int i = 0; i < kRangeWaitMs / kPollMs && g_initialising; ++i) Sleep(kPollMs);
   for (int waited = 0; waited < kCloseWaitMs; waited += kPollMs) {
     if (IsProgressDialogReady()) break;
+    // A dialog thread that could not make its dialog leaves nothing to wait for.
+    if (!g_dialog && g_starting == 0) break;
     // Once the user's Cancel has ended the dialog there is nothing left to wait for.
     if (g_cancelled && (stopOnCancel || !g_dialog)) break;
     Sleep(kPollMs);
@@ -238,9 +240,10 @@ void CloseProgressDialogAfterCancel() { CloseProgress(true); }
 void BeginProgressDialogInit(HWND dialog) {
   g_cancelled = 0;
   g_initialising = true;
-  if (g_starting > 0) --g_starting;
   if (g_dialog) Log(-1, GetVerbose(), "ExecuteProgressDialogProc: previous instance of ProgressDialog not quite removed!");
+  // Recorded before the start is counted off, so a closer never sees neither.
   g_dialog = dialog;
+  if (g_starting > 0) --g_starting;
 }
 
 void ApplyPendingProgressRequests(HWND dialog) {
