@@ -65,11 +65,17 @@ void ApplyChoice(ZipWorkBlock* block, const CreationChoice& choice) {
   block->recurse = choice.recurse;
 }
 
-// The writer of the archive: a new one is a ZIP archive; one that is extended is written by
-// its own kind (a TAR through tar.dll).
-const ArchiveFormat* CreationFormat(const ZipWorkBlock* block) {
-  const ArchiveFormat* format = block->add ? FindArchiveFormat(DecideArchiveKind(block->archive)) : nullptr;
+// The writer of an archive: one that is extended is written by its own kind; a new one from
+// the window by the kind its name asks for ("x.tar.gz" through tar.dll), where that kind
+// writes archives; everything else, the command line's archives included, is a ZIP archive.
+const ArchiveFormat* WriterFor(const char* archive, bool add, bool fromCommandLine) {
+  int kind = add ? DecideArchiveKind(archive) : fromCommandLine ? ARCHIVE_ZIP : GetArchiveKindFromName(archive);
+  const ArchiveFormat* format = FindArchiveFormat(kind);
   return format && format->ops.create ? format : FindArchiveFormat(ARCHIVE_ZIP);
+}
+
+const ArchiveFormat* CreationFormat(const ZipWorkBlock* block) {
+  return WriterFor(block->archive, block->add, block->fromCommandLine);
 }
 
 bool StartCreation(ZipWorkBlock* block) {
@@ -117,7 +123,7 @@ void RunWindowCreation(const char* target, char (*files)[kPathBuf], int count, i
   CreationChoice choice;
   DefaultCreationChoice(&choice);
   // Level, password and the folder inside are the ZIP engine's; a TAR takes the files as they are.
-  const ArchiveFormat* format = add ? FindArchiveFormat(DecideArchiveKind(target)) : nullptr;
+  const ArchiveFormat* format = WriterFor(target, add, false);
   bool zipOptions = !format || format->zipEngine;
   if (zipOptions && !AskCreationOptions(Owner(), &choice)) return;
   ZipWorkBlock* block = NewZipWorkBlock();
@@ -129,7 +135,7 @@ void RunWindowCreation(const char* target, char (*files)[kPathBuf], int count, i
   SecureZeroMemory(&choice, sizeof choice);
   snprintf(block->archive, kPathBuf, "%s", target);
   block->add = add;
-  if (!add) SetArchiveKind(ARCHIVE_ZIP);
+  if (!add) SetArchiveKind(format ? format->kind : ARCHIVE_ZIP);
   StartCreation(block);
 }
 

@@ -87,6 +87,24 @@ expect_exit "-x exit code"
 bsdtar -xf "$data/gnu_pax.tar.gz" -C "$work/ref"
 expect_same_tree "-x extracted what bsdtar extracts" "$work/ref" "$work/x/gnu_pax"
 
+# File > New archive named ".tar.gz" is written by tar.dll, then opened and listed.
+start_program
+inspect --wait 60 --title Kestrelia >/dev/null
+focus Kestrelia
+xdotool key ctrl+n
+for title in "Save new archive as" "Choose the files to add"; do
+  wait_dialog "$title" >/dev/null
+  focus "$title"
+  [ "$title" = "Save new archive as" ] && xdotool type --delay 40 'C:\kestrelia_e2e_tar\made.tar.gz' ||
+    xdotool type --delay 40 'C:\kestrelia_e2e_tar\sel\gnu_pax.tar.gz'
+  xdotool key Return
+done
+out=$(inspect --wait 60 --until-title "made.tar.gz" --until-rows 1 --rows 5)
+screenshot new_tar
+expect_contains "the new TAR is listed" "| gnu_pax.tar.gz |" "$out"
+expect_eq "bsdtar reads the new TAR" "gnu_pax.tar.gz" "$(bsdtar -tf "$work/made.tar.gz")"
+stop_program
+
 # A truncated archive lists what came before the damage and says so.
 start_program "$(winpath "$data/truncated.tar.gz")"
 expect_box "damaged archive: the library's notice" "damaged" damaged_tar
