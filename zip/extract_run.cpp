@@ -1,5 +1,6 @@
 #include "services/base.h"
 #include "zip/extract_run.h"
+#include "zip/whole_deflate.h"
 
 #include "services/progress.h"
 #include "services/prompts.h"
@@ -85,6 +86,7 @@ void EndExtractionRun(HWND mainWindow) {
   free(t_runBuffer);
   t_runBuffer = nullptr;
   t_runBufferSize = 0;
+  ReleaseWholeCoders();
 }
 
 char* AcquireEntryBuffer(size_t size) {

@@ -5,15 +5,12 @@
 namespace {
 
 // One decoder and one encoder per level and thread, made on first use and kept: making
-// them costs more than a small entry.
+// them costs more than a small entry. No destructor on purpose: a thread-local object with
+// one is torn down through the threads library's key, whose removal at process exit waits
+// forever when threads made with CreateThread have used it; runs free them instead.
 struct ThreadCoders {
-  libdeflate_decompressor* decoder = nullptr;
-  libdeflate_compressor* encoders[13] = {};
-  ~ThreadCoders() {
-    if (decoder) libdeflate_free_decompressor(decoder);
-    for (auto* encoder : encoders)
-      if (encoder) libdeflate_free_compressor(encoder);
-  }
+  libdeflate_decompressor* decoder;
+  libdeflate_compressor* encoders[13];
 };
 thread_local ThreadCoders t_coders;
 
@@ -38,3 +35,10 @@ size_t DeflateWhole(int level, const void* in, size_t inSize, void* out, size_t 
 size_t DeflateWholeBound(size_t inSize) { return libdeflate_deflate_compress_bound(nullptr, inSize); }
 
 uint32_t Crc32Whole(uint32_t crc, const void* data, size_t size) { return libdeflate_crc32(crc, data, size); }
+
+void ReleaseWholeCoders() {
+  if (t_coders.decoder) libdeflate_free_decompressor(t_coders.decoder);
+  for (auto*& encoder : t_coders.encoders)
+    if (encoder) libdeflate_free_compressor(encoder);
+  t_coders = ThreadCoders{};
+}

@@ -13,3 +13,6 @@ size_t DeflateWhole(int level, const void* in, size_t inSize, void* out, size_t 
 size_t DeflateWholeBound(size_t inSize);
 
 uint32_t Crc32Whole(uint32_t crc, const void* data, size_t size);
+
+// Frees this thread's decoder and encoders; a run calls it when it ends.
+void ReleaseWholeCoders();
