@@ -34,9 +34,13 @@ struct TarProgress {
   uint64_t total;  // 0: one step per entry, else percent of these bytes
   uint64_t done;
   int shownPercent;
+  unsigned pendingSteps;  // entries done but not yet shown
+  DWORD lastShown;
 };
 void ProgressInit(TarProgress* progress, void* dialog, uint64_t total);
 void ProgressEntryDone(TarProgress* progress);
+// Shows the steps still held back; called when a run ends.
+void ProgressFlush(TarProgress* progress);
 void ProgressBytes(TarProgress* progress, uint64_t bytes);
 bool ProgressStopped(const TarProgress* progress);
 

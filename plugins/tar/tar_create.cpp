@@ -177,6 +177,7 @@ void AddSources(archive* out, const TarNameNode* files, const std::string& base,
     }
     if (results) results = results->next;
   }
+  ProgressFlush(progress);
 }
 
 void ReportRun(char* result, const AddRun& run, const char* verb) {

@@ -175,11 +175,14 @@ extern "C" int __cdecl TarExtract(const char* archivePath, TarNameList* names, v
     }
   }
   archive* writer = archive_write_disk_new();
+  // No unlink before each file: a file in the way is still replaced (libarchive removes it when
+  // the create finds it), and a new file is spared a failing delete of its own.
   archive_write_disk_set_options(writer, ARCHIVE_EXTRACT_TIME | ARCHIVE_EXTRACT_SECURE_NODOTDOT |
                                              ARCHIVE_EXTRACT_SECURE_NOABSOLUTEPATHS |
-                                             ARCHIVE_EXTRACT_SECURE_SYMLINKS | ARCHIVE_EXTRACT_UNLINK);
+                                             ARCHIVE_EXTRACT_SECURE_SYMLINKS);
   Outcome outcome;
   int run = WriteEntries(reader, writer, wanted, &progress, &outcome);
+  ProgressFlush(&progress);
   // Folder times are set here, after everything inside them was written.
   archive_write_close(writer);
   archive_write_free(writer);
