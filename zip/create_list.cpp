@@ -6,6 +6,7 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "settings/values.h"
+#include "zip/deflate_pipeline.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +21,8 @@ SilentProgressReporter g_silentReporter;
 
 constexpr uint64_t kCrcNoticeSize = 33554432;  // above this the dialog says the checksum runs
 constexpr uint64_t kZip64From = 0x100000000ull;
+// Both cores: the writer mostly waits on them.
+constexpr int kDeflateThreads = 2;
 // The entries come from a Windows file system. Readers on other systems take names of
 // archives "made by" MS-DOS for the OEM code page even when the UTF-8 flag says otherwise.
 constexpr uLong kMadeByNtfs = 11 << 8;
@@ -162,13 +165,14 @@ void Skip(const char* path) {
 }
 
 // Folders are never encrypted: there is nothing to hide and readers would ask for a password.
-int OpenEntry(zipFile zip, const zfts& options, const char* name, uLong dosDate, uLong crc, int zip64) {
+// A raw entry takes bytes the pipeline compressed; the sizes and the CRC come on closing.
+int OpenEntry(zipFile zip, const zfts& options, const char* name, uLong dosDate, uLong crc, int zip64, int raw) {
   size_t n = strlen(name);
   bool folder = n && name[n - 1] == '/';
   zip_fileinfo info = {};
   info.dosDate = dosDate;
   return zipOpenNewFileInZip4_64(zip, name, &info, nullptr, 0, nullptr, 0, nullptr, options.level ? Z_DEFLATED : 0,
-                                 options.level, 0, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY,
+                                 options.level, raw, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY,
                                  options.password[0] && !folder ? options.password : nullptr, crc,
                                  kMadeByNtfs | (zip64 ? 45 : 20),
                                  NeedsUtf8Flag(name) ? 0x800 : 0, zip64);
@@ -190,29 +194,97 @@ void AddPrefixFolders(const char* caller, zipFile zip, const zfts& options) {
     snprintf(folder, sizeof folder, "%.*s/", static_cast<int>(i), prefix);
     if (first) Log(5, GetVerbose(), "%s PathToCreate %s", caller, folder);
     first = false;
-    if (OpenEntry(zip, options, folder, now, 0, 0) == ZIP_OK) zipCloseFileInZip(zip);
+    if (OpenEntry(zip, options, folder, now, 0, 0, 0) == ZIP_OK) zipCloseFileInZip(zip);
   }
 }
 
-// Copies an open file into the open entry. A file that fit the buffer in the checksum pass
-// is still there and is not read again.
-void CopyFileIntoEntry(const char* caller, zipFile zip, HANDLE file, const char* path, char* buffer,
-                       size_t bufferSize, DWORD alreadyRead, Progress& progress) {
-  bool first = true;
+// One entry on its way through the pipeline: made when its file is opened, gone once its
+// last block is written.
+struct PendingEntry {
+  char name[kPathBuf];
+  char path[kPathBuf];
+  uLong dosDate;
+  uLong crcInAdvance;  // of a file read twice; a one-block file has it from its block
+  bool hasCrcInAdvance;
+  int zip64;
+  bool opened, failed;
+  uint64_t size;
+  uLong crc;
+};
+
+struct Writer {
+  const char* caller;
+  zipFile zip;
+  const zfts* options;
+  Progress* progress;
+};
+
+void WriteBlock(Writer& w, DeflateBlock* b) {
+  PendingEntry* e = static_cast<PendingEntry*>(b->owner);
+  if (b->noData) {
+    if (OpenEntry(w.zip, *w.options, e->name, e->dosDate, 0, 0, 0) == ZIP_OK) zipCloseFileInZip(w.zip);
+    else Log(1, GetVerbose(), "%s: error in opening %s in the zipfile", w.caller, e->name);
+    delete e;
+    return;
+  }
+  if (!e->opened && !e->failed) {
+    uLong crc = e->hasCrcInAdvance ? e->crcInAdvance : b->last ? b->crc : 0;
+    int err = OpenEntry(w.zip, *w.options, e->name, e->dosDate, crc, e->zip64, 1);
+    e->opened = err == ZIP_OK;
+    e->failed = !e->opened;
+    if (e->failed) Log(1, GetVerbose(), "%s: error in opening %s in the zipfile (%d)", w.caller, e->name, err);
+  }
+  if (e->opened && (b->failed || zipWriteInFileInZip(w.zip, b->out, static_cast<unsigned>(b->outLength)) < 0))
+    Log(2, GetVerbose(), "%s: error in writing %s into the zipfile", w.caller, e->path);
+  e->crc = crc32_combine(e->crc, b->crc, static_cast<z_off_t>(b->inLength));
+  e->size += b->inLength;
+  AddDone(*w.progress, b->inLength);
+  if (!b->last) return;
+  if (e->opened && zipCloseFileInZipRaw64(w.zip, e->size, e->crc) != ZIP_OK)
+    Log(0, GetVerbose(), "%s: error in closing %s in the zipfile", w.caller, e->name);
+  delete e;
+}
+
+// Writes the oldest block: waiting for it when asked, else only when it is done.
+bool WriteOldest(Writer& w, DeflatePipeline* pipeline, bool wait) {
+  DeflateBlock* b = OldestBlock(pipeline, wait);
+  if (!b) return false;
+  WriteBlock(w, b);
+  ReleaseOldest(pipeline);
+  return true;
+}
+
+DeflateBlock* NextBlock(Writer& w, DeflatePipeline* pipeline) {
+  while (WriteOldest(w, pipeline, false)) {
+  }
+  DeflateBlock* b;
+  while (!(b = FreeBlock(pipeline))) WriteOldest(w, pipeline, true);
+  return b;
+}
+
+// Cuts an open file into blocks, each with the tail of the one before as its dictionary. A
+// read error ends the entry with what was read.
+void SubmitFile(Writer& w, DeflatePipeline* pipeline, PendingEntry* e, HANDLE file, uint64_t size) {
+  uint64_t read = 0;
+  size_t tail = 0;
+  unsigned char window[kDeflateWindow];
   for (;;) {
-    DWORD got = alreadyRead;
-    if (!first || !alreadyRead) {
-      if (!ReadChunk(file, buffer, bufferSize, &got)) {
-        Log(1, GetVerbose(), "%s: error in reading %s", caller, path);
-        break;
-      }
+    DeflateBlock* b = NextBlock(w, pipeline);
+    b->owner = e;
+    DWORD got = 0;
+    bool ok = ReadChunk(file, reinterpret_cast<char*>(b->in), kDeflateBlockSize, &got);
+    if (!ok) Log(1, GetVerbose(), "%s: error in reading %s", w.caller, e->path);
+    b->inLength = got;
+    read += got;
+    memcpy(b->dict, window, tail);
+    b->dictLength = tail;
+    b->last = !ok || got < kDeflateBlockSize || read >= size || IsCancelledByUser();
+    if (!b->last) {
+      tail = got < kDeflateWindow ? got : kDeflateWindow;
+      memcpy(window, b->in + got - tail, tail);
     }
-    first = false;
-    if (!got) break;
-    if (zipWriteInFileInZip(zip, buffer, got) < 0)
-      Log(2, GetVerbose(), "%s: error in writing %s into the zipfile", caller, path);
-    AddDone(progress, got);
-    if (IsCancelledByUser() || got < bufferSize) break;
+    SubmitBlock(pipeline, b);
+    if (b->last) return;
   }
 }
 
@@ -229,14 +301,17 @@ int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* optio
     return 1;
   }
   size_t bufferSize = CreationBufferSize(totalBytes);
-  char* buffer = static_cast<char*>(malloc(bufferSize));
-  if (!buffer) {
+  char* buffer = static_cast<char*>(malloc(bufferSize > kDeflateBlockSize ? bufferSize : kDeflateBlockSize));
+  DeflatePipeline* pipeline = buffer ? OpenDeflatePipeline(options->level, kDeflateThreads) : nullptr;
+  if (!pipeline) {
+    free(buffer);
     Log(-1, GetVerbose(), "%s: Error allocating memory", caller);
     return -104;
   }
   bool prefixMode = options->prefixMode || options->prefixRelative;
   bool skipCrc = GetSkipCRCCheck() > 0;
   Progress progress = {caller, silent, totalBytes, progressStep, 0, progressStep, GetTickCount(), 0, -1};
+  Writer w = {caller, zip, options, &progress};
   if (prefixMode) Log(5, GetVerbose(), "%s: zfts->PrefixPath %s", caller, options->PrefixPath);
   if (prefixMode && options->PrefixPath[0]) AddPrefixFolders(caller, zip, *options);
 
@@ -253,8 +328,9 @@ int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* optio
     HANDLE file = INVALID_HANDLE_VALUE;
     uint64_t size = 0;
     FILETIME written = {};
-    uLong crc = 0;
-    DWORD alreadyRead = 0;
+    PendingEntry* pending = new PendingEntry();
+    Copy(pending->name, name);
+    Copy(pending->path, e->path);
     if (!folder) {
       file = CreateFileA(e->path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                          FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
@@ -264,6 +340,7 @@ int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* optio
         if (GetFileAttributesExA(e->path, GetFileExInfoStandard, &data))
           AddDone(progress, (static_cast<uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow);
         Skip(e->path);
+        delete pending;
         continue;
       }
       LARGE_INTEGER length = {};
@@ -272,36 +349,45 @@ int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* optio
       size = static_cast<uint64_t>(length.QuadPart);
       GetFileTime(file, nullptr, nullptr, &written);
       // Without the checksum in advance the encryption header could not be checked by a
-      // reader, so an encrypted entry always gets it.
-      if (!skipCrc || options->password[0]) {
-        if (size <= bufferSize) {
-          if (ReadChunk(file, buffer, bufferSize, &alreadyRead))
-            crc = crc32(crc32(0L, Z_NULL, 0), reinterpret_cast<const Bytef*>(buffer), alreadyRead);
-        } else {
-          if (size > kCrcNoticeSize && !silent && GetProgressDialog()) SetProgressDetail(GetMessageText(102));
-          crc = getFileCrc(e->path, file, buffer, bufferSize);
-          if (!silent && GetProgressDialog()) SetProgressDetail(GetMessageText(83));
-        }
+      // reader, so an encrypted entry always gets it. A file of one block has it from its
+      // block, computed before the block is compressed.
+      if ((!skipCrc || options->password[0]) && size > kDeflateBlockSize) {
+        if (size > kCrcNoticeSize && !silent && GetProgressDialog()) SetProgressDetail(GetMessageText(102));
+        pending->crcInAdvance = getFileCrc(e->path, file, buffer, kDeflateBlockSize);
+        pending->hasCrcInAdvance = true;
+        if (!silent && GetProgressDialog()) SetProgressDetail(GetMessageText(83));
       }
     } else {
       WIN32_FILE_ATTRIBUTE_DATA data;
       if (GetFileAttributesExA(e->path, GetFileExInfoStandard, &data)) written = data.ftLastWriteTime;
     }
     if (options->verboseAdd) Log(1, GetVerbose(), "%s: add %s %s", caller, e->path, name);
-    uLong dosDate = (written.dwLowDateTime || written.dwHighDateTime) ? DosDateFromFileTime(written) : DosDateNow();
-    int err = OpenEntry(zip, *options, name, dosDate, crc, size >= kZip64From ? 1 : 0);
-    if (err != ZIP_OK) {
-      Log(1, GetVerbose(), "%s: error in opening %s in the zipfile (%d)", caller, name, err);
-      if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
-      AddDone(progress, size);
+    pending->dosDate =
+        (written.dwLowDateTime || written.dwHighDateTime) ? DosDateFromFileTime(written) : DosDateNow();
+    pending->zip64 = size >= kZip64From ? 1 : 0;
+    if (folder) {
+      DeflateBlock* b = NextBlock(w, pipeline);
+      b->owner = pending;
+      b->noData = true;
+      b->last = true;
+      SubmitBlock(pipeline, b);
       continue;
     }
-    if (file != INVALID_HANDLE_VALUE) {
-      CopyFileIntoEntry(caller, zip, file, e->path, buffer, bufferSize, alreadyRead, progress);
-      CloseHandle(file);
-    }
-    if (zipCloseFileInZip(zip) != ZIP_OK) Log(0, GetVerbose(), "%s: error in closing %s in the zipfile", caller, name);
+    SubmitFile(w, pipeline, pending, file, size);
+    CloseHandle(file);
   }
+  // After a cancel the archive is thrown away: what is still on its way is not written.
+  while (!IsCancelledByUser() && WriteOldest(w, pipeline, true)) {
+  }
+  while (DeflateBlock* b = OldestBlock(pipeline, true)) {
+    PendingEntry* e = static_cast<PendingEntry*>(b->owner);
+    if (b->last) {
+      if (e->opened) zipCloseFileInZipRaw64(zip, e->size, e->crc);
+      delete e;
+    }
+    ReleaseOldest(pipeline);
+  }
+  CloseDeflatePipeline(pipeline);
   free(buffer);
   return 0;
 }

@@ -15,6 +15,9 @@ files = {
     "readme.txt": b"plain text that compresses\n" * 400,
     "random.bin": bytes(rng.getrandbits(8) for _ in range(150000)),
     "empty.txt": b"",
+    # Larger than the writer's block: compressed in pieces that must join into one stream.
+    "long.log": b"".join(b"line %d of a long log\n" % i for i in range(100000))
+    + bytes(rng.getrandbits(8) for _ in range(300000)),
     "sub/deeper/note.txt": b"deep\n" * 50,
     "sub/one.csv": b"a,b,c\n1,2,3\n" * 1000,
     "\u00c4rger \u00fcber.txt": b"umlauts in the name\n",

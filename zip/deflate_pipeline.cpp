@@ -1,0 +1,172 @@
+#include "services/base.h"
+#include "zip/deflate_pipeline.h"
+
+#include "zlib.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+// Enough blocks that both workers stay busy while the oldest one waits to be written.
+constexpr size_t kSlots = 12;
+constexpr int kMaxWorkers = 4;
+
+struct Slot {
+  DeflateBlock block;
+  unsigned char* outBuffer;
+  bool done;
+};
+
+}  // namespace
+
+struct DeflatePipeline {
+  int level;
+  size_t outCapacity;
+  Slot slots[kSlots];
+  // Counters of blocks ever submitted, taken by a worker and released; a block's slot is its
+  // counter modulo kSlots.
+  uint64_t submitted, claimed, released;
+  bool stop;
+  SRWLOCK lock;
+  CONDITION_VARIABLE work;  // workers wait here for a submitted block
+  CONDITION_VARIABLE done;  // the caller waits here for the oldest block
+  HANDLE threads[kMaxWorkers];
+  int threadCount;
+};
+
+namespace {
+
+void Compress(DeflatePipeline* p, z_stream* stream, Slot& slot) {
+  DeflateBlock& b = slot.block;
+  b.failed = false;
+  b.crc = crc32(crc32(0L, Z_NULL, 0), b.in, static_cast<uInt>(b.inLength));
+  if (!p->level) {
+    b.out = b.in;
+    b.outLength = b.inLength;
+    return;
+  }
+  deflateReset(stream);
+  if (b.dictLength) deflateSetDictionary(stream, b.dict, static_cast<uInt>(b.dictLength));
+  stream->next_in = b.in;
+  stream->avail_in = static_cast<uInt>(b.inLength);
+  stream->next_out = slot.outBuffer;
+  stream->avail_out = static_cast<uInt>(p->outCapacity);
+  // A block that does not end the stream ends on a byte boundary, where the next one starts.
+  int err = deflate(stream, b.last ? Z_FINISH : Z_SYNC_FLUSH);
+  b.failed = b.last ? err != Z_STREAM_END : (err != Z_OK || stream->avail_in || !stream->avail_out);
+  b.out = slot.outBuffer;
+  b.outLength = p->outCapacity - stream->avail_out;
+}
+
+DWORD WINAPI Worker(LPVOID parameter) {
+  DeflatePipeline* p = static_cast<DeflatePipeline*>(parameter);
+  z_stream stream = {};
+  bool ready = !p->level || deflateInit2(&stream, p->level, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) == Z_OK;
+  AcquireSRWLockExclusive(&p->lock);
+  for (;;) {
+    while (!p->stop && p->claimed == p->submitted) SleepConditionVariableSRW(&p->work, &p->lock, INFINITE, 0);
+    if (p->stop) break;
+    Slot& slot = p->slots[p->claimed++ % kSlots];
+    ReleaseSRWLockExclusive(&p->lock);
+    if (!slot.block.noData) {
+      if (ready) Compress(p, &stream, slot);
+      else slot.block.failed = true;
+    }
+    AcquireSRWLockExclusive(&p->lock);
+    slot.done = true;
+    WakeAllConditionVariable(&p->done);
+  }
+  ReleaseSRWLockExclusive(&p->lock);
+  if (p->level) deflateEnd(&stream);
+  return 0;
+}
+
+}  // namespace
+
+DeflatePipeline* OpenDeflatePipeline(int level, int threads) {
+  DeflatePipeline* p = static_cast<DeflatePipeline*>(calloc(1, sizeof(DeflatePipeline)));
+  if (!p) return nullptr;
+  p->level = level;
+  InitializeSRWLock(&p->lock);
+  InitializeConditionVariable(&p->work);
+  InitializeConditionVariable(&p->done);
+  // Room for the worst case of deflate (stored blocks) and the flush marker of a block.
+  p->outCapacity = kDeflateBlockSize + kDeflateBlockSize / 1000 + 1024;
+  bool ok = true;
+  for (Slot& slot : p->slots) {
+    slot.block.in = static_cast<unsigned char*>(malloc(kDeflateBlockSize));
+    slot.block.dict = static_cast<unsigned char*>(malloc(kDeflateWindow));
+    if (level) slot.outBuffer = static_cast<unsigned char*>(malloc(p->outCapacity));
+    ok = ok && slot.block.in && slot.block.dict && (!level || slot.outBuffer);
+  }
+  if (threads > kMaxWorkers) threads = kMaxWorkers;
+  for (int i = 0; ok && i < threads; ++i) {
+    HANDLE thread = CreateThread(nullptr, 0, Worker, p, 0, nullptr);
+    if (thread) p->threads[p->threadCount++] = thread;
+  }
+  if (!ok || !p->threadCount) {
+    CloseDeflatePipeline(p);
+    return nullptr;
+  }
+  return p;
+}
+
+DeflateBlock* FreeBlock(DeflatePipeline* p) {
+  if (p->submitted - p->released >= kSlots) return nullptr;
+  DeflateBlock& b = p->slots[p->submitted % kSlots].block;
+  b.owner = nullptr;
+  b.inLength = b.dictLength = b.outLength = 0;
+  b.last = b.noData = b.failed = false;
+  b.out = nullptr;
+  b.crc = 0;
+  return &b;
+}
+
+void SubmitBlock(DeflatePipeline* p, DeflateBlock* block) {
+  AcquireSRWLockExclusive(&p->lock);
+  Slot& slot = p->slots[p->submitted % kSlots];
+  (void)block;
+  slot.done = false;
+  ++p->submitted;
+  WakeConditionVariable(&p->work);
+  ReleaseSRWLockExclusive(&p->lock);
+}
+
+DeflateBlock* OldestBlock(DeflatePipeline* p, bool wait) {
+  AcquireSRWLockExclusive(&p->lock);
+  DeflateBlock* result = nullptr;
+  if (p->released < p->submitted) {
+    Slot& slot = p->slots[p->released % kSlots];
+    while (wait && !slot.done) SleepConditionVariableSRW(&p->done, &p->lock, INFINITE, 0);
+    if (slot.done) result = &slot.block;
+  }
+  ReleaseSRWLockExclusive(&p->lock);
+  return result;
+}
+
+void ReleaseOldest(DeflatePipeline* p) {
+  AcquireSRWLockExclusive(&p->lock);
+  if (p->released < p->submitted) ++p->released;
+  ReleaseSRWLockExclusive(&p->lock);
+}
+
+bool HasPendingBlocks(const DeflatePipeline* p) { return p->released < p->submitted; }
+
+void CloseDeflatePipeline(DeflatePipeline* p) {
+  if (!p) return;
+  AcquireSRWLockExclusive(&p->lock);
+  p->stop = true;
+  WakeAllConditionVariable(&p->work);
+  ReleaseSRWLockExclusive(&p->lock);
+  for (int i = 0; i < p->threadCount; ++i) {
+    WaitForSingleObject(p->threads[i], INFINITE);
+    CloseHandle(p->threads[i]);
+  }
+  for (Slot& slot : p->slots) {
+    free(slot.block.in);
+    free(slot.block.dict);
+    free(slot.outBuffer);
+  }
+  free(p);
+}
