@@ -7,6 +7,7 @@
 #include "services/prompts.h"
 #include "settings/values.h"
 #include "zip/deflate_pipeline.h"
+#include "zip/whole_deflate.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -101,7 +102,7 @@ bool ReadChunk(HANDLE file, char* buffer, size_t size, DWORD* got) {
 // The CRC-32 of the whole file, read with the run's buffer; the file is left at its start.
 // A short read before the end stops the pass.
 uLong getFileCrc(const char* path, HANDLE file, char* buffer, size_t bufferSize) {
-  uLong crc = crc32(0L, Z_NULL, 0);
+  uLong crc = 0;
   for (;;) {
     DWORD got = 0;
     if (!ReadChunk(file, buffer, bufferSize, &got)) {
@@ -109,7 +110,7 @@ uLong getFileCrc(const char* path, HANDLE file, char* buffer, size_t bufferSize)
       break;
     }
     if (!got) break;
-    crc = crc32(crc, reinterpret_cast<const Bytef*>(buffer), got);
+    crc = Crc32Whole(static_cast<uint32_t>(crc), buffer, got);
   }
   LARGE_INTEGER start = {};
   SetFilePointerEx(file, start, nullptr, FILE_BEGIN);
@@ -217,6 +218,9 @@ struct Writer {
   zipFile zip;
   const zfts* options;
   Progress* progress;
+  bool silent;
+  bool crcInAdvance;  // every file, else only encrypted ones
+  char* buffer;       // kDeflateBlockSize bytes for the pass of the CRC in advance
 };
 
 void WriteBlock(Writer& w, DeflateBlock* b) {
@@ -262,23 +266,38 @@ DeflateBlock* NextBlock(Writer& w, DeflatePipeline* pipeline) {
   return b;
 }
 
-// Cuts an open file into blocks, each with the tail of the one before as its dictionary. A
-// read error ends the entry with what was read.
+// Without the checksum in advance the encryption header could not be checked by a reader,
+// so an encrypted entry always gets it. A file of one block has it from its block, computed
+// before the block is compressed; a larger one is read twice.
+void CrcInAdvance(Writer& w, PendingEntry* e, HANDLE file, uint64_t size) {
+  bool notice = size > kCrcNoticeSize && !w.silent && GetProgressDialog();
+  if (notice) SetProgressDetail(GetMessageText(102));
+  e->crcInAdvance = getFileCrc(e->path, file, w.buffer, kDeflateBlockSize);
+  e->hasCrcInAdvance = true;
+  if (notice) SetProgressDetail(GetMessageText(83));
+}
+
+// Cuts an open file into blocks, each with the tail of the one before as its dictionary; a
+// file that fits a block goes whole. A read error ends the entry with what was read.
 void SubmitFile(Writer& w, DeflatePipeline* pipeline, PendingEntry* e, HANDLE file, uint64_t size) {
   uint64_t read = 0;
   size_t tail = 0;
+  size_t blockSize = kDeflateBlockSize;
   unsigned char window[kDeflateWindow];
-  for (;;) {
+  for (bool first = true;; first = false) {
     DeflateBlock* b = NextBlock(w, pipeline);
+    if (first && size <= kWholeFileLimit && GrowBlock(pipeline, b, static_cast<size_t>(size)))
+      blockSize = static_cast<size_t>(size);
+    if (first && blockSize < size && w.crcInAdvance) CrcInAdvance(w, e, file, size);
     b->owner = e;
     DWORD got = 0;
-    bool ok = ReadChunk(file, reinterpret_cast<char*>(b->in), kDeflateBlockSize, &got);
+    bool ok = ReadChunk(file, reinterpret_cast<char*>(b->in), blockSize, &got);
     if (!ok) Log(1, GetVerbose(), "%s: error in reading %s", w.caller, e->path);
     b->inLength = got;
     read += got;
     memcpy(b->dict, window, tail);
     b->dictLength = tail;
-    b->last = !ok || got < kDeflateBlockSize || read >= size || IsCancelledByUser();
+    b->last = !ok || got < blockSize || read >= size || IsCancelledByUser();
     if (!b->last) {
       tail = got < kDeflateWindow ? got : kDeflateWindow;
       memcpy(window, b->in + got - tail, tail);
@@ -302,7 +321,7 @@ int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* optio
   }
   size_t bufferSize = CreationBufferSize(totalBytes);
   char* buffer = static_cast<char*>(malloc(bufferSize > kDeflateBlockSize ? bufferSize : kDeflateBlockSize));
-  DeflatePipeline* pipeline = buffer ? OpenDeflatePipeline(options->level, kDeflateThreads) : nullptr;
+  DeflatePipeline* pipeline = buffer ? OpenDeflatePipeline(options->level, kDeflateThreads, true) : nullptr;
   if (!pipeline) {
     free(buffer);
     Log(-1, GetVerbose(), "%s: Error allocating memory", caller);
@@ -311,7 +330,7 @@ int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* optio
   bool prefixMode = options->prefixMode || options->prefixRelative;
   bool skipCrc = GetSkipCRCCheck() > 0;
   Progress progress = {caller, silent, totalBytes, progressStep, 0, progressStep, GetTickCount(), 0, -1};
-  Writer w = {caller, zip, options, &progress};
+  Writer w = {caller, zip, options, &progress, silent, !skipCrc || options->password[0], buffer};
   if (prefixMode) Log(5, GetVerbose(), "%s: zfts->PrefixPath %s", caller, options->PrefixPath);
   if (prefixMode && options->PrefixPath[0]) AddPrefixFolders(caller, zip, *options);
 
@@ -348,15 +367,6 @@ int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* optio
         printf("%s %d cannot determine size of file: %s #%lu\n", "Kestrelia", 14661, e->path, GetLastError());
       size = static_cast<uint64_t>(length.QuadPart);
       GetFileTime(file, nullptr, nullptr, &written);
-      // Without the checksum in advance the encryption header could not be checked by a
-      // reader, so an encrypted entry always gets it. A file of one block has it from its
-      // block, computed before the block is compressed.
-      if ((!skipCrc || options->password[0]) && size > kDeflateBlockSize) {
-        if (size > kCrcNoticeSize && !silent && GetProgressDialog()) SetProgressDetail(GetMessageText(102));
-        pending->crcInAdvance = getFileCrc(e->path, file, buffer, kDeflateBlockSize);
-        pending->hasCrcInAdvance = true;
-        if (!silent && GetProgressDialog()) SetProgressDetail(GetMessageText(83));
-      }
     } else {
       WIN32_FILE_ATTRIBUTE_DATA data;
       if (GetFileAttributesExA(e->path, GetFileExInfoStandard, &data)) written = data.ftLastWriteTime;

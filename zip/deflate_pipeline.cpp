@@ -1,6 +1,7 @@
 #include "services/base.h"
 #include "zip/deflate_pipeline.h"
 
+#include "zip/whole_deflate.h"
 #include "zlib.h"
 
 #include <cstdlib>
@@ -8,13 +9,15 @@
 
 namespace {
 
-// Enough blocks that both workers stay busy while the oldest one waits to be written.
-constexpr size_t kSlots = 12;
+// Enough blocks that both workers stay busy while the oldest one waits to be written; with
+// whole files of up to 8 MiB that is at most 6 x 16 MiB.
+constexpr size_t kSlots = 6;
 constexpr int kMaxWorkers = 4;
 
 struct Slot {
   DeflateBlock block;
   unsigned char* outBuffer;
+  size_t inCapacity, outCapacity;
   bool done;
 };
 
@@ -22,7 +25,7 @@ struct Slot {
 
 struct DeflatePipeline {
   int level;
-  size_t outCapacity;
+  bool wholeDeflate;
   Slot slots[kSlots];
   // Counters of blocks ever submitted, taken by a worker and released; a block's slot is its
   // counter modulo kSlots.
@@ -40,23 +43,29 @@ namespace {
 void Compress(DeflatePipeline* p, z_stream* stream, Slot& slot) {
   DeflateBlock& b = slot.block;
   b.failed = false;
-  b.crc = crc32(crc32(0L, Z_NULL, 0), b.in, static_cast<uInt>(b.inLength));
+  b.crc = Crc32Whole(0, b.in, b.inLength);
   if (!p->level) {
     b.out = b.in;
     b.outLength = b.inLength;
     return;
+  }
+  b.out = slot.outBuffer;
+  // A whole file in one block goes through the faster whole-buffer deflate; a stream of
+  // several blocks needs zlib, whose blocks can continue one another.
+  if (b.last && !b.dictLength && p->wholeDeflate) {
+    b.outLength = DeflateWhole(p->level, b.in, b.inLength, slot.outBuffer, slot.outCapacity);
+    if (b.outLength) return;
   }
   deflateReset(stream);
   if (b.dictLength) deflateSetDictionary(stream, b.dict, static_cast<uInt>(b.dictLength));
   stream->next_in = b.in;
   stream->avail_in = static_cast<uInt>(b.inLength);
   stream->next_out = slot.outBuffer;
-  stream->avail_out = static_cast<uInt>(p->outCapacity);
+  stream->avail_out = static_cast<uInt>(slot.outCapacity);
   // A block that does not end the stream ends on a byte boundary, where the next one starts.
   int err = deflate(stream, b.last ? Z_FINISH : Z_SYNC_FLUSH);
   b.failed = b.last ? err != Z_STREAM_END : (err != Z_OK || stream->avail_in || !stream->avail_out);
-  b.out = slot.outBuffer;
-  b.outLength = p->outCapacity - stream->avail_out;
+  b.outLength = slot.outCapacity - stream->avail_out;
 }
 
 DWORD WINAPI Worker(LPVOID parameter) {
@@ -84,21 +93,18 @@ DWORD WINAPI Worker(LPVOID parameter) {
 
 }  // namespace
 
-DeflatePipeline* OpenDeflatePipeline(int level, int threads) {
+DeflatePipeline* OpenDeflatePipeline(int level, int threads, bool wholeDeflate) {
   DeflatePipeline* p = static_cast<DeflatePipeline*>(calloc(1, sizeof(DeflatePipeline)));
   if (!p) return nullptr;
   p->level = level;
+  p->wholeDeflate = wholeDeflate;
   InitializeSRWLock(&p->lock);
   InitializeConditionVariable(&p->work);
   InitializeConditionVariable(&p->done);
-  // Room for the worst case of deflate (stored blocks) and the flush marker of a block.
-  p->outCapacity = kDeflateBlockSize + kDeflateBlockSize / 1000 + 1024;
   bool ok = true;
   for (Slot& slot : p->slots) {
-    slot.block.in = static_cast<unsigned char*>(malloc(kDeflateBlockSize));
     slot.block.dict = static_cast<unsigned char*>(malloc(kDeflateWindow));
-    if (level) slot.outBuffer = static_cast<unsigned char*>(malloc(p->outCapacity));
-    ok = ok && slot.block.in && slot.block.dict && (!level || slot.outBuffer);
+    ok = ok && slot.block.dict && GrowBlock(p, &slot.block, kDeflateBlockSize);
   }
   if (threads > kMaxWorkers) threads = kMaxWorkers;
   for (int i = 0; ok && i < threads; ++i) {
@@ -110,6 +116,24 @@ DeflatePipeline* OpenDeflatePipeline(int level, int threads) {
     return nullptr;
   }
   return p;
+}
+
+bool GrowBlock(DeflatePipeline* p, DeflateBlock* block, size_t capacity) {
+  Slot& slot = *reinterpret_cast<Slot*>(block);
+  if (capacity <= slot.inCapacity) return true;
+  unsigned char* in = static_cast<unsigned char*>(realloc(slot.block.in, capacity));
+  if (!in) return false;
+  slot.block.in = in;
+  slot.inCapacity = capacity;
+  if (!p->level) return true;
+  // Room for the worst case of either deflate (stored blocks) and the flush marker of a block.
+  size_t out = capacity + capacity / 1000 + 1024;
+  if (DeflateWholeBound(capacity) > out) out = DeflateWholeBound(capacity);
+  unsigned char* buffer = static_cast<unsigned char*>(realloc(slot.outBuffer, out));
+  if (!buffer) return false;
+  slot.outBuffer = buffer;
+  slot.outCapacity = out;
+  return true;
 }
 
 DeflateBlock* FreeBlock(DeflatePipeline* p) {

@@ -7,13 +7,14 @@
 #pragma once
 #include "services/base.h"
 
-constexpr size_t kDeflateBlockSize = 1 << 20;
+constexpr size_t kDeflateBlockSize = 1 << 20;  // what every block holds at least
+constexpr size_t kWholeFileLimit = 8 << 20;    // files up to this size go in one block
 constexpr size_t kDeflateWindow = 32768;
 
 struct DeflateBlock {
   // Filled by the caller before SubmitBlock.
   void* owner;             // the caller's record of the entry the block belongs to
-  unsigned char* in;       // kDeflateBlockSize bytes owned by the pipeline
+  unsigned char* in;       // kDeflateBlockSize bytes or more (GrowBlock), owned by the pipeline
   size_t inLength;
   size_t dictLength;       // bytes of dict that precede this block in its file
   unsigned char* dict;     // kDeflateWindow bytes owned by the pipeline
@@ -27,11 +28,14 @@ struct DeflateBlock {
 };
 
 struct DeflatePipeline;
-// Level 0 stores: the block's bytes are its output. Null when the memory cannot be had or
-// no thread starts.
-DeflatePipeline* OpenDeflatePipeline(int level, int threads);
+// Level 0 stores: the block's bytes are its output. wholeDeflate compresses a file that
+// fits one block in one piece, faster than zlib. Null when the memory cannot be had or no
+// thread starts.
+DeflatePipeline* OpenDeflatePipeline(int level, int threads, bool wholeDeflate);
 // A block to fill, or null while every block is still on its way (take the oldest first).
 DeflateBlock* FreeBlock(DeflatePipeline* pipeline);
+// Makes room for capacity bytes in the block; false when the memory cannot be had.
+bool GrowBlock(DeflatePipeline* pipeline, DeflateBlock* block, size_t capacity);
 void SubmitBlock(DeflatePipeline* pipeline, DeflateBlock* block);
 // The oldest submitted block once it is compressed; with wait false null while it is not
 // yet done; null when nothing is pending.
