@@ -111,8 +111,7 @@ bool OpenArchiveTakesFiles() {
     PromptMessageBox(Owner(), GetMessageText(8), "Kestrelia", MB_OK | MB_ICONINFORMATION);
     return false;
   }
-  const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind());
-  if (format && format->ops.create) return true;
+  if (CanAddToOpenArchive()) return true;
   PromptMessageBox(Owner(), GetMessageText(33), "Kestrelia", MB_OK | MB_ICONINFORMATION);
   return false;
 }
@@ -226,10 +225,13 @@ void CmdAddFolder() {
   RunWindowCreation(GetCurrentArchivePath(), files, 1, 1);
 }
 
+bool CanAddToOpenArchive() {
+  const ArchiveFormat* format = GetCurrentArchivePath()[0] ? FindArchiveFormat(GetArchiveKind()) : nullptr;
+  return format && format->ops.create;
+}
+
 bool AddDroppedFiles(char (*files)[kPathBuf], int count) {
-  if (!count || !GetCurrentArchivePath()[0]) return false;
-  const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind());
-  if (!format || !format->ops.create) return false;
+  if (!count || !CanAddToOpenArchive()) return false;
   if (RefuseWhenBusy()) return true;
   char archive[kPathBuf];
   snprintf(archive, sizeof archive, "%s", GetCurrentArchivePath());

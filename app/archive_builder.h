@@ -11,6 +11,8 @@ void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add
 void CmdNewArchive();
 void CmdAddFiles();
 void CmdAddFolder();
+// An archive is open and its kind is one the program writes, so files can be added to it.
+bool CanAddToOpenArchive();
 // Files and folders dropped on the window while a ZIP archive is open go into it; false
 // when no archive that can take them is open (the caller then opens a dropped archive).
 bool AddDroppedFiles(char (*files)[kPathBuf], int count);

@@ -1,6 +1,8 @@
 #include "services/base.h"
 #include "app/main_state.h"
 
+#include "app/archive_builder.h"
+
 #include "res/resource.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
@@ -20,7 +22,8 @@ struct Button {
 // tool-bar texts and tips take.
 const Button kButtons[] = {
     {IDM_OPEN, STD_FILEOPEN, false},       {IDM_NEW_ARCHIVE, STD_FILENEW, false},
-    {IDM_ADD_FILES, STD_COPY, false},      {IDM_EXTRACT_ALL, STD_PASTE, false},
+    {IDM_ADD_FILES, STD_COPY, false},      {IDM_ADD_FOLDER, VIEW_NEWFOLDER, true},
+    {IDM_EXTRACT_ALL, STD_PASTE, false},
     {IDM_VIEW_ENTRY, STD_PRINTPRE, false}, {IDM_DELETE, STD_DELETE, false},
     {IDM_FIND, STD_FIND, false},           {IDM_PROPERTIES, STD_PROPERTIES, false},
     {IDM_FULL_LIST, VIEW_DETAILS, true},   {IDM_FOLDER_TREE, VIEW_PARENTFOLDER, true},
@@ -33,6 +36,8 @@ bool NeedsRows(int command) {
   return command == IDM_EXTRACT_ALL || command == IDM_VIEW_ENTRY || command == IDM_DELETE || command == IDM_FIND || command == IDM_FIND_IN_CONTENTS ||
          command == IDM_PROPERTIES;
 }
+
+bool AddsToOpenArchive(int command) { return command == IDM_ADD_FILES || command == IDM_ADD_FOLDER; }
 
 }  // namespace
 
@@ -47,7 +52,7 @@ HWND CreateMainToolbar(HWND parent) {
   TBBUTTON buttons[kButtonCount + 3] = {};
   int n = 0;
   for (int i = 0; i < kButtonCount; ++i) {
-    if (i == 4 || i == 8 || i == 10) buttons[n++] = TBBUTTON{0, 0, 0, BTNS_SEP, {0}, 0, 0};
+    if (i == 5 || i == 9 || i == 11) buttons[n++] = TBBUTTON{0, 0, 0, BTNS_SEP, {0}, 0, 0};
     TBBUTTON& b = buttons[n++];
     b.iBitmap = static_cast<int>((kButtons[i].view ? view : standard) + kButtons[i].bitmap);
     b.idCommand = kButtons[i].command;
@@ -78,7 +83,8 @@ void RefreshToolbarState() {
   bool rows = GetEntryRowCount(CurrentView()) > 0 || GetEntryRowCount(m.list) > 0;
   bool busy = IsBusy() || IsOpenInProgress();
   for (const Button& b : kButtons) {
-    bool enabled = IsCommandAvailable(b.command) && !(NeedsRows(b.command) && !rows) && !(busy && b.command != IDM_FIND);
+    bool enabled = IsCommandAvailable(b.command) && !(NeedsRows(b.command) && !rows) &&
+                   !(busy && b.command != IDM_FIND) && !(AddsToOpenArchive(b.command) && !CanAddToOpenArchive());
     SendMessageA(m.toolbar, TB_ENABLEBUTTON, b.command, MAKELONG(enabled ? TRUE : FALSE, 0));
   }
   SendMessageA(m.toolbar, TB_CHECKBUTTON, IDM_FULL_LIST, m.presentation == PRESENT_FULL_LIST);

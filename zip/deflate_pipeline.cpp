@@ -4,6 +4,8 @@
 #include "zip/whole_deflate.h"
 #include "zlib.h"
 
+#include <libdeflate.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -40,7 +42,16 @@ struct DeflatePipeline {
 
 namespace {
 
-void Compress(DeflatePipeline* p, z_stream* stream, Slot& slot) {
+// Each worker keeps its own coders for the whole run, freed before the thread ends: coders
+// kept per thread by the C++ runtime hang the process's exit when several such threads end
+// together (seen with the mingw thread library).
+struct Coders {
+  z_stream stream;
+  libdeflate_compressor* whole;
+};
+
+void Compress(DeflatePipeline* p, Coders& coders, Slot& slot) {
+  z_stream* stream = &coders.stream;
   DeflateBlock& b = slot.block;
   b.failed = false;
   b.crc = Crc32Whole(0, b.in, b.inLength);
@@ -52,8 +63,8 @@ void Compress(DeflatePipeline* p, z_stream* stream, Slot& slot) {
   b.out = slot.outBuffer;
   // A whole file in one block goes through the faster whole-buffer deflate; a stream of
   // several blocks needs zlib, whose blocks can continue one another.
-  if (b.last && !b.dictLength && p->wholeDeflate) {
-    b.outLength = DeflateWhole(p->level, b.in, b.inLength, slot.outBuffer, slot.outCapacity);
+  if (b.last && !b.dictLength && coders.whole) {
+    b.outLength = libdeflate_deflate_compress(coders.whole, b.in, b.inLength, slot.outBuffer, slot.outCapacity);
     if (b.outLength) return;
   }
   deflateReset(stream);
@@ -70,8 +81,10 @@ void Compress(DeflatePipeline* p, z_stream* stream, Slot& slot) {
 
 DWORD WINAPI Worker(LPVOID parameter) {
   DeflatePipeline* p = static_cast<DeflatePipeline*>(parameter);
-  z_stream stream = {};
-  bool ready = !p->level || deflateInit2(&stream, p->level, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) == Z_OK;
+  Coders coders = {};
+  bool ready =
+      !p->level || deflateInit2(&coders.stream, p->level, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) == Z_OK;
+  if (p->level && p->wholeDeflate) coders.whole = libdeflate_alloc_compressor(p->level);
   AcquireSRWLockExclusive(&p->lock);
   for (;;) {
     while (!p->stop && p->claimed == p->submitted) SleepConditionVariableSRW(&p->work, &p->lock, INFINITE, 0);
@@ -79,7 +92,7 @@ DWORD WINAPI Worker(LPVOID parameter) {
     Slot& slot = p->slots[p->claimed++ % kSlots];
     ReleaseSRWLockExclusive(&p->lock);
     if (!slot.block.noData) {
-      if (ready) Compress(p, &stream, slot);
+      if (ready) Compress(p, coders, slot);
       else slot.block.failed = true;
     }
     AcquireSRWLockExclusive(&p->lock);
@@ -87,7 +100,8 @@ DWORD WINAPI Worker(LPVOID parameter) {
     WakeAllConditionVariable(&p->done);
   }
   ReleaseSRWLockExclusive(&p->lock);
-  if (p->level) deflateEnd(&stream);
+  if (p->level) deflateEnd(&coders.stream);
+  if (coders.whole) libdeflate_free_compressor(coders.whole);
   return 0;
 }
 

@@ -14,7 +14,7 @@
      GetPopupText                0..26 (KLANG_POPUP_*)
      GetStatusWindowToolTipText  0..5, one per status-bar part
      GetToolBarText, GetToolBarToolTipText
-                                 0..10, the main tool bar's buttons in their order
+                                 0..11, the main tool bar's buttons in their order
                                  (KLANG_TB_*)
      GetToolBarText2, GetToolBarToolTipText2, and their ...WI forms (the same texts)
                                  0..10, the folder tool bar's buttons (KLANG_TB2_*)
@@ -52,15 +52,16 @@
 #define KLANG_TB_OPEN 0
 #define KLANG_TB_NEW_ARCHIVE 1
 #define KLANG_TB_ADD_FILES 2
-#define KLANG_TB_EXTRACT_ALL 3
-#define KLANG_TB_VIEW_ENTRY 4
-#define KLANG_TB_DELETE 5
-#define KLANG_TB_FIND 6
-#define KLANG_TB_PROPERTIES 7
-#define KLANG_TB_FULL_LIST 8
-#define KLANG_TB_FOLDER_TREE 9
-#define KLANG_TB_FIND_IN_CONTENTS 10
-#define KLANG_TB_COUNT 11
+#define KLANG_TB_ADD_FOLDER 3
+#define KLANG_TB_EXTRACT_ALL 4
+#define KLANG_TB_VIEW_ENTRY 5
+#define KLANG_TB_DELETE 6
+#define KLANG_TB_FIND 7
+#define KLANG_TB_PROPERTIES 8
+#define KLANG_TB_FULL_LIST 9
+#define KLANG_TB_FOLDER_TREE 10
+#define KLANG_TB_FIND_IN_CONTENTS 11
+#define KLANG_TB_COUNT 12
 
 /* Folder tool bar buttons (GetToolBarText2 / GetToolBarToolTipText2). */
 #define KLANG_TB2_UP 0

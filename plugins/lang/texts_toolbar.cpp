@@ -1,5 +1,5 @@
 // Tool-bar labels and tips, and the tips of the status-bar parts. The main tool bar's
-// numbers are its buttons in order (Open, New, Add, Extract, View, Delete, Find,
+// numbers are its buttons in order (Open, New, Add files, Add folder, Extract, View, Delete, Find,
 // Properties, Full list, Folder tree, Find in contents); the second set belongs to the
 // folder tool bar.
 #include "services/base.h"
@@ -9,29 +9,31 @@ namespace {
 const LangText toolBar[] = {
     {0, "Open", "Öffnen"},
     {1, "New", "Neu"},
-    {2, "Add", "Hinzufügen"},
-    {3, "Extract", "Entpacken"},
-    {4, "View", "Anzeigen"},
-    {5, "Delete", "Löschen"},
-    {6, "Find", "Suchen"},
-    {7, "Properties", "Eigenschaften"},
-    {8, "List", "Liste"},
-    {9, "Tree", "Baum"},
-    {10, "Contents", "Inhalt"},
+    {2, "Add files", "Dateien hinzufügen"},
+    {3, "Add folder", "Ordner hinzufügen"},
+    {4, "Extract", "Entpacken"},
+    {5, "View", "Anzeigen"},
+    {6, "Delete", "Löschen"},
+    {7, "Find", "Suchen"},
+    {8, "Properties", "Eigenschaften"},
+    {9, "List", "Liste"},
+    {10, "Tree", "Baum"},
+    {11, "Contents", "Inhalt"},
 };
 
 const LangText toolBarTips[] = {
     {0, "Open an archive", "Ein Archiv öffnen"},
     {1, "Create a new archive", "Ein neues Archiv erstellen"},
     {2, "Add files to the archive", "Dateien zum Archiv hinzufügen"},
-    {3, "Extract all entries", "Alle Einträge entpacken"},
-    {4, "View the selected entry", "Den ausgewählten Eintrag anzeigen"},
-    {5, "Delete the selected entries", "Die ausgewählten Einträge löschen"},
-    {6, "Find entries by name", "Einträge nach Namen suchen"},
-    {7, "Properties of the archive", "Eigenschaften des Archivs"},
-    {8, "Show all entries in one list", "Alle Einträge in einer Liste zeigen"},
-    {9, "Show the folder tree", "Den Ordnerbaum zeigen"},
-    {10, "Find text in the contents of the entries", "Text im Inhalt der Einträge suchen"},
+    {3, "Add a folder to the archive", "Einen Ordner zum Archiv hinzufügen"},
+    {4, "Extract all entries", "Alle Einträge entpacken"},
+    {5, "View the selected entry", "Den ausgewählten Eintrag anzeigen"},
+    {6, "Delete the selected entries", "Die ausgewählten Einträge löschen"},
+    {7, "Find entries by name", "Einträge nach Namen suchen"},
+    {8, "Properties of the archive", "Eigenschaften des Archivs"},
+    {9, "Show all entries in one list", "Alle Einträge in einer Liste zeigen"},
+    {10, "Show the folder tree", "Den Ordnerbaum zeigen"},
+    {11, "Find text in the contents of the entries", "Text im Inhalt der Einträge suchen"},
 };
 
 const LangText toolBar2[] = {

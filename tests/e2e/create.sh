@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Building an archive as a person does: "-c" with two files answered in the real save dialog,
 # then a folder dropped on the open archive, confirmed in the options dialog. The archive on
-# disk must pass unzip's test and hold what was given; the window must list it afterwards.
+# disk must pass unzip's test and hold what was given; the window must list it afterwards and
+# show the dropped folder in its tree.
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 work=${WINEPREFIX:?}/drive_c/kestrelia_e2e_create
 rm -rf "$work"
@@ -39,5 +40,10 @@ expect_contains "its file is a row" "| y.txt |" "$out"
 expect_eq "the archive holds old and new entries" "dropped/ dropped/sub/ dropped/sub/y.txt dropped/x.txt one.txt two.txt" \
   "$(unzip -Z1 "$work/new.zip" | sort | xargs)"
 expect_eq "unzip still tests it" 0 "$(unzip -tq "$work/new.zip" >/dev/null 2>&1; echo $?)"
+id=$(xdotool search --name "^Kestrelia: " 2>/dev/null | head -1)
+[ -n "$id" ] && xdotool windowfocus --sync "$id" 2>/dev/null
+xdotool key alt+v t  # View > Folder tree
+eventually 30 shows "tree item dropped\\sub" --rows 0 || true
+expect_contains "the dropped folder is in the tree" "tree item dropped\\sub" "$(inspect --rows 0)"
 stop_program
 finish
