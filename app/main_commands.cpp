@@ -13,6 +13,7 @@
 #include "services/prompts.h"
 #include "ui/search.h"
 #include "settings/registry_text.h"
+#include "ui/entry_list.h"
 #include "ui/entry_rewrite.h"
 #include "zip/extract_archive.h"
 #include "zip/open_archive.h"
@@ -45,11 +46,17 @@ void CmdExtractAll() {
   const char* path = GetCurrentArchivePath();
   if (*path) ExtractArchive(path, 0, 1);
 }
+// The run takes a copy of the selection: it never reads the list from its own thread.
+void ExtractSelectedRows() {
+  EntrySelection chosen;
+  CopyEntrySelection(CurrentView(), &chosen);
+  ExtractSelected(chosen);
+}
 void CmdExtractSelected() {
   if (IsTreeFocused())
     ExtractSelectedTreeFolder();
   else
-    ExtractSelected(CurrentView());
+    ExtractSelectedRows();
 }
 void CmdViewEntry() { ViewSelectedEntry(0); }
 void CmdOpenWith() { ViewSelectedEntry(1); }

@@ -150,8 +150,8 @@ DWORD WINAPI ListTarFilesThread(LPVOID parameter) {
   Log(-1, GetVerbose(), "time measure: %d\n", static_cast<int>(GetTickCount() - start));
   views.lockUpdates(false);
   views.finishListing();
-  views.listingPublished(block);
-  views.listingShown(block);
+  views.rows.finished(block);
+  views.rows.released(block);
   CoUninitialize();
   SetOpenInProgress(0);
   return 0;
@@ -163,23 +163,14 @@ int ExtractTarFilesFromList(ExtractJob* job) {
     GetCurrentDirectoryA(sizeof previous, previous);
     SetCurrentDirectoryA(job->destination);
   }
-  HWND source = job->source;
-  size_t rows = source ? GetEntryRowCount(source) : 0;
-  int selected = source ? ListView_GetSelectedCount(source) : 0;
-  bool all = selected == 0 && job->extractAll;
-  size_t items = all ? rows : static_cast<size_t>(selected);
-
+  // No names: the library extracts the whole archive.
+  const EntrySelection* chosen = job->chosen;
+  size_t items = chosen ? chosen->names.size() : 0;
   TarNames names;
   TarNameNode** tail = &names.list.first;
-  uint64_t total = 0;
-  if (all && source) Log(2, GetVerbose(), "ExtractTarFilesFromListThread: extract all");
-  for (int row = all ? (rows ? 0 : -1) : ListView_GetNextItem(source, -1, LVNI_SELECTED); source && row >= 0;
-       row = all ? (static_cast<size_t>(row) + 1 < rows ? row + 1 : -1) : ListView_GetNextItem(source, row, LVNI_SELECTED)) {
-    liststruct* record = GetRowRecord(source, row);
-    if (!record) continue;
-    names.Append(tail, RowName(record));
-    total += record->uncompressed;
-  }
+  uint64_t total = chosen ? chosen->bytes : 0;
+  if (chosen)
+    for (const std::string& name : chosen->names) names.Append(tail, name);
   bool perItem = items > 99;
   if (!job->silent) {
     SetProgressMinimum(0);
@@ -327,10 +318,5 @@ DWORD WINAPI TarWorkThread(LPVOID parameter) {
 }
 
 void RegisterTarFormat() {
-  ArchiveOperations ops = {};
-  ops.listing = ListTarFilesThread;
-  ops.extract = ExtractTarFilesFromList;
-  ops.view = ViewTarFile;
-  ops.create = TarWorkThread;
-  RegisterArchiveOperations(ARCHIVE_TAR, ops);
+  RegisterArchiveOperations(ARCHIVE_TAR, {ListTarFilesThread, ExtractTarFilesFromList, ViewTarFile, TarWorkThread});
 }

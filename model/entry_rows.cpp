@@ -242,3 +242,8 @@ int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, con
   }
   return row;
 }
+
+void AddEntryToSelection(const liststruct* record, EntrySelection* selection) {
+  selection->names.push_back(std::string(record->path ? record->path : "") + (record->filename ? record->filename : ""));
+  selection->bytes += record->uncompressed;
+}

@@ -5,6 +5,7 @@
 #pragma once
 #include "services/base.h"
 
+#include <string>
 #include <vector>
 
 struct liststruct;
@@ -47,3 +48,10 @@ void SortEntryRecords(HWND list, int column, bool descending);
 int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, const char* fullName,
                    NameList* folderList, uint64_t compressed, uint64_t uncompressed);
 
+// What a run takes of a list, copied on the window's thread before the run starts, so that
+// no worker reads the list.
+struct EntrySelection {
+  std::vector<std::string> names;  // folder part and file name of each chosen row, in row order
+  uint64_t bytes = 0;              // their sizes summed
+};
+void AddEntryToSelection(const liststruct* record, EntrySelection* selection);

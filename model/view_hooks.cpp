@@ -7,9 +7,9 @@ void NothingBool(bool) {}
 void NothingText(const char*) {}
 int Zero() { return 0; }
 void NothingBlock(ArchiveControlBlock*) {}
-ViewHooks g_hooks = {Nothing,      Nothing,      NothingBool,  NothingText,  NothingText, Nothing, Nothing,
-                     Nothing,      Nothing,      Nothing,      Nothing,      Zero,        NothingBlock,
-                     NothingBlock, NothingBlock, NothingBlock, NothingBlock};
+ViewHooks g_hooks = {Nothing, Nothing, NothingBool, NothingText, NothingText, Nothing, Nothing, Nothing, Nothing,
+                     Nothing, Nothing, Zero,
+                     {NothingBlock, NothingBlock, NothingBlock, NothingBlock, NothingBlock}};
 }  // namespace
 
 ViewHooks& GetViewHooks() { return g_hooks; }

@@ -5,6 +5,16 @@
 
 struct ArchiveControlBlock;
 
+// The rows of a listing. A listing thread reports these; the window shows the rows on its
+// own thread (ui/listing_view), so no worker touches a list view.
+struct ListingRowHooks {
+  void (*clear)(ArchiveControlBlock* block);      // on the window's thread: both lists emptied
+  void (*publish)(ArchiveControlBlock* block);    // the rows stored so far are shown
+  void (*drop)(ArchiveControlBlock* block);       // a cancelled listing's rows are dropped
+  void (*finished)(ArchiveControlBlock* block);   // the finished listing is shown
+  void (*released)(ArchiveControlBlock* block);   // the listing thread let go of the views
+};
+
 struct ViewHooks {
   void (*beginListing)();                  // the views' listing state is reset
   void (*finishListing)();                 // the views' listing state is finished
@@ -18,13 +28,7 @@ struct ViewHooks {
   void (*applyStoredSort)();               // the kept sort order on the current view
   void (*resetSortMark)();                 // no sort column, both directions ascending
   int (*isTreeListRefilling)();            // the status bar is left alone while set
-  // The rows of a listing. A listing thread reports these; the window shows the rows on its
-  // own thread (ui/listing_view), so no worker touches a list view.
-  void (*clearRows)(ArchiveControlBlock* block);         // on the window's thread: both lists emptied
-  void (*publishRows)(ArchiveControlBlock* block);       // the rows stored so far are shown
-  void (*dropRows)(ArchiveControlBlock* block);          // a cancelled listing's rows are dropped
-  void (*listingPublished)(ArchiveControlBlock* block);  // the finished listing is shown
-  void (*listingShown)(ArchiveControlBlock* block);      // after the listing thread let go of the views
+  ListingRowHooks rows;
 };
 
 ViewHooks& GetViewHooks();

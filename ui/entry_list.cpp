@@ -185,3 +185,16 @@ void InitEntryListColumns(HWND list) {
   }
 }
 
+void CopyEntrySelection(HWND list, EntrySelection* out) {
+  *out = EntrySelection{};
+  if (!list || !HasEntryRows(list)) return;
+  int rows = static_cast<int>(GetEntryRowCount(list));
+  if (ListView_GetSelectedCount(list) == static_cast<UINT>(rows)) {
+    for (int row = 0; row < rows; ++row)
+      if (liststruct* record = GetRowRecord(list, row)) AddEntryToSelection(record, out);
+    return;
+  }
+  for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
+       row = ListView_GetNextItem(list, row, LVNI_SELECTED))
+    if (liststruct* record = GetRowRecord(list, row)) AddEntryToSelection(record, out);
+}

@@ -6,6 +6,7 @@
 #include <commctrl.h>
 
 struct liststruct;
+struct EntrySelection;
 
 // Makes the control show as many rows as its store holds.
 void PublishEntryRows(HWND list);
@@ -32,3 +33,7 @@ bool HandleEntryListNotify(const NMHDR* header, LRESULT* result);
 void InitEntryListColumns(HWND list);
 // Gives the columns the titles of the current language.
 void SetEntryListColumnTitles(HWND list);
+
+// The selected rows of a list (all of them when every row is selected, without a message
+// per row); on the window's thread.
+void CopyEntrySelection(HWND list, EntrySelection* out);

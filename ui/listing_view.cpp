@@ -67,12 +67,7 @@ void ShowListedArchive(ArchiveControlBlock* block) {
 
 void InstallListingViews(HWND window) {
   g_window = window;
-  ViewHooks& hooks = GetViewHooks();
-  hooks.clearRows = ClearRows;
-  hooks.publishRows = PublishRows;
-  hooks.dropRows = DropRows;
-  hooks.listingPublished = ListingPublished;
-  hooks.listingShown = ListingShown;
+  GetViewHooks().rows = ListingRowHooks{ClearRows, PublishRows, DropRows, ListingPublished, ListingShown};
 }
 
 void HandleListingEvent(WPARAM event, LPARAM parameter) {

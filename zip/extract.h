@@ -8,6 +8,7 @@
 #include "unzip.h"
 
 struct RBTree;
+struct EntrySelection;
 
 // Overwrite modes of a run.
 enum OverwriteMode {
@@ -52,7 +53,7 @@ struct ExtractJob {
   int overwriteMode;           // OverwriteMode; may change from ASK to ALL during the run
   int withoutPath;             // 1: every file lands in the destination under its last name
   int countEntries;            // 1: progress counts entries, never bytes
-  HWND source;                 // the window whose selection defines the entries, or none
+  const EntrySelection* chosen; // the rows a run takes, copied before it started; none: see extractAll
   HWND mainWindow;
   int silent;                  // no progress dialog; names only logged
   char archive[kPathBuf];
@@ -149,6 +150,11 @@ int LocateEntry(unzFile zip, const char* name);
 // deleteKey must be set. Messages begin with caller. Progress counts entries.
 int ExtractZipFilesFromIndex(const char* caller, const char* archive, RBTree* selection, int* withoutPath,
                              int* overwriteMode, const char* password, const char* destination, int silent);
+// Extracts the rows a list's selection held when it was copied, as ExtractZipFilesFromList
+// does with the list itself, on any thread.
+int ExtractZipFilesFromSelection(const EntrySelection& chosen, const char* archive, int* withoutPath,
+                                 int* overwriteMode, const char* password, const char* destination, int silent,
+                                 int countEntries);
 
 // One entry of the open archive (GetCurrentArchivePath) written to the temporary folder
 // under its last name and recorded for deletion at exit; outPath (kPathBuf) receives the

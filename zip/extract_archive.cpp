@@ -4,6 +4,7 @@
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/archive_kind.h"
+#include "model/entry_rows.h"
 #include "model/view_hooks.h"
 #include "services/folder_picker.h"
 #include "services/log.h"
@@ -127,6 +128,7 @@ void ReportRunFailures() {
 struct ExtractRun {
   ExtractJob job;
   const ArchiveFormat* format;
+  EntrySelection chosen;  // the job's rows, when it was given some
 };
 
 int RunBody(ExtractRun* run) {
@@ -244,10 +246,13 @@ int ExtractArchiveZipWorker(ExtractJob* job) {
   const char* password = job->password[0] ? job->password : nullptr;
   int result;
   if (job->done) {
-    result = ExtractZipFilesFromListMF(job->source, job->archive, &job->withoutPath, &job->overwriteMode, password,
+    result = ExtractZipFilesFromListMF(nullptr, job->archive, &job->withoutPath, &job->overwriteMode, password,
                                        job->destination, 0, job->silent);
+  } else if (job->chosen) {
+    result = ExtractZipFilesFromSelection(*job->chosen, job->archive, &job->withoutPath, &job->overwriteMode,
+                                          password, job->destination, job->silent, job->countEntries);
   } else {
-    result = ExtractZipFilesFromList(job->source, job->archive, &job->withoutPath, &job->overwriteMode, password,
+    result = ExtractZipFilesFromList(nullptr, job->archive, &job->withoutPath, &job->overwriteMode, password,
                                      job->destination, job->extractAll, job->silent, job->countEntries);
   }
   if (result == EXTRACT_CANCELLED && job->cancelled) *job->cancelled = 1;
@@ -270,10 +275,10 @@ void ExtractArchive(const char* archive, int silent, int inThread) {
   StartRun(run, inThread);
 }
 
-void ExtractSelected(HWND list) {
+void ExtractSelected(const EntrySelection& chosen) {
   const char* archive = GetCurrentArchivePath();
-  if (!*archive || !list) return;
-  if (!SendMessageA(list, LVM_GETSELECTEDCOUNT, 0, 0)) {
+  if (!*archive) return;
+  if (chosen.names.empty()) {
     PromptMessageBox(Owner(), GetMessageText(9), "Kestrelia", MB_OK | MB_ICONINFORMATION);
     return;
   }
@@ -281,7 +286,8 @@ void ExtractSelected(HWND list) {
   const ArchiveFormat* format = CheckKind(GetArchiveKind());
   if (!format) return;
   ExtractRun* run = NewRun(format, archive, 0);
-  run->job.source = list;
+  run->chosen = chosen;
+  run->job.chosen = &run->chosen;
   if (!AskForRun(run)) return;
   StartRun(run, 1);
 }

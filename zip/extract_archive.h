@@ -5,9 +5,10 @@
 
 #include "zip/extract.h"
 
-// Extracts the rows selected in a list view of the open ZIP archive: asks for the folder
-// (and the password when needed), then runs on a thread of its own.
-void ExtractSelected(HWND list);
+// Extracts the rows of the open archive a list's selection held (copied on the window's
+// thread, ui/entry_list's CopyEntrySelection): asks for the folder (and the password when
+// needed), then runs on a thread of its own.
+void ExtractSelected(const EntrySelection& chosen);
 
 // Extracts every entry below a folder of the tree (docs\img\ ), paths kept: asks for the
 // folder (and the password when needed), then runs ExtractTreeItemThread.

@@ -83,8 +83,7 @@ uint64_t ArchiveBytes(unzFile zip) {
 }
 
 uint64_t TotalBytes(const ExtractJob* job) {
-  if (job->source && HasEntryRows(job->source) && ListView_GetSelectedCount(job->source) > 0)
-    return SelectedRowBytes(job->source);
+  if (job->chosen) return job->chosen->bytes;
   return ArchiveBytes(job->zip);
 }
 
@@ -125,6 +124,7 @@ struct RunRequest {
   int countEntries;
   bool wholeArchive;   // no selection index, one progress step per entry
   RBTree* selection;   // chosen by the caller (the run frees it); none: the source's rows
+  const EntrySelection* chosen;  // what the selection was copied from, for its sizes
 };
 
 // The entries a run takes: the caller's index, or the rows of the source list (all of them
@@ -163,8 +163,15 @@ int RunExtraction(RunRequest request) {
     return -1;
   }
   int selected = 0;
-  if (request.source && IsWindow(request.source))
+  // A list read here is read on its own window's thread: the caller runs the whole run.
+  EntrySelection fromList;
+  if (request.source && IsWindow(request.source)) {
     selected = static_cast<int>(SendMessageA(request.source, LVM_GETSELECTEDCOUNT, 0, 0));
+    if (selected > 0 && HasEntryRows(request.source)) {
+      fromList.bytes = SelectedRowBytes(request.source);
+      request.chosen = &fromList;
+    }
+  }
 
   RBTree* index = nullptr;
   if (!request.wholeArchive) {
@@ -203,7 +210,7 @@ int RunExtraction(RunRequest request) {
   job->overwriteMode = request.overwriteMode;
   job->withoutPath = request.withoutPath;
   job->countEntries = request.countEntries;
-  job->source = request.source;
+  job->chosen = request.chosen;
   job->mainWindow = GetMainWindowHandle();
   job->silent = request.silent;
   snprintf(job->archive, sizeof job->archive, "%s", request.archive);
@@ -334,7 +341,7 @@ int ExtractZipFilesFromList(HWND source, const char* archive, int* withoutPath, 
                             int countEntries) {
   RunRequest request = {"ExtractZipFilesFromList", source, archive, withoutPath ? *withoutPath : 0,
                         overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, extractAll,
-                        silent, countEntries, false, nullptr};
+                        silent, countEntries, false, nullptr, nullptr};
   return RunExtraction(request);
 }
 
@@ -343,7 +350,7 @@ int ExtractZipFilesFromListMF(HWND source, const char* archive, int* withoutPath
   (void)ignored;
   RunRequest request = {"ExtractZipFilesFromListMF", source, archive, withoutPath ? *withoutPath : 0,
                         overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, 1, silent, 1,
-                        true, nullptr};
+                        true, nullptr, nullptr};
   return RunExtraction(request);
 }
 
@@ -352,6 +359,22 @@ int ExtractZipFilesFromIndex(const char* caller, const char* archive, RBTree* se
   if (!selection) return -1;
   RunRequest request = {caller, nullptr, archive, withoutPath ? *withoutPath : 0,
                         overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, 0, silent, 1,
-                        false, selection};
+                        false, selection, nullptr};
+  return RunExtraction(request);
+}
+
+int ExtractZipFilesFromSelection(const EntrySelection& chosen, const char* archive, int* withoutPath,
+                                 int* overwriteMode, const char* password, const char* destination, int silent,
+                                 int countEntries) {
+  RBTree* index = RBTreeCreate();
+  if (!index) {
+    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(94), MB_OK | MB_ICONERROR);
+    return -1;
+  }
+  index->deleteKey = free;
+  for (const std::string& name : chosen.names) RBTreeInsert(index, _strdup(name.c_str()), nullptr);
+  RunRequest request = {"ExtractZipFilesFromList", nullptr, archive, withoutPath ? *withoutPath : 0,
+                        overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, 0,
+                        silent, countEntries, false, index, &chosen};
   return RunExtraction(request);
 }

@@ -35,7 +35,7 @@ void ResetControlBlock(ArchiveControlBlock* block, const char* path, int kind) {
   SetCurrentArchivePath(path);
   block->listingStarted = 0;
   block->opened = 1;
-  GetViewHooks().clearRows(block);
+  GetViewHooks().rows.clear(block);
   NameListRecreate(&block->folders);
   block->kind = kind;
   SetArchiveKind(kind);

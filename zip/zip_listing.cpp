@@ -97,7 +97,7 @@ int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel) {
     if (!progress.shown && GetTickCount() - start > 3000) {
       ShowListingProgress(&progress, withCancel, global.number_entry, i);
       views.lockUpdates(false);
-      views.publishRows(block);
+      views.rows.publish(block);
       lastPublished = GetTickCount();
     } else if (progress.shown && i % 100 == 0) {
       if (IsListingCancelled()) {
@@ -106,7 +106,7 @@ int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel) {
       }
       StepListingProgress(&progress, i, global.number_entry);
       if (GetTickCount() - lastPublished >= kPublishIntervalMs) {
-        views.publishRows(block);
+        views.rows.publish(block);
         lastPublished = GetTickCount();
       }
     }
@@ -123,12 +123,12 @@ int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel) {
     CloseListingProgress(&progress);
     views.finishListing();
     GetListingTotals().entries = 0;
-    views.dropRows(block);
+    views.rows.drop(block);
     return 1;
   }
   CloseListingProgress(&progress);
   views.finishListing();
-  views.listingPublished(block);
+  views.rows.finished(block);
   return 0;
 }
 
@@ -170,7 +170,7 @@ DWORD WINAPI ListZipFilesThread(LPVOID parameter) {
     Log(-1, GetVerbose(), "time measure(do_listing): %lu\n", GetTickCount() - start);
     Log(-1, GetVerbose(), "time measure(process start to list): %lu\n", MillisecondsSinceProcessStart());
     unzClose(archive);
-    views.listingShown(block);
+    views.rows.released(block);
     CoUninitialize();
   } else {
     char text[kPathBuf * 3];

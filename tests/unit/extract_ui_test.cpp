@@ -314,7 +314,9 @@ TEST_F(ExtractRunTest, SelectionExtractsOnlyTheSelectedRows) {
   SetCurrentArchivePath(TestData("zip_deflated.zip").c_str());
 
   script.folder = ScratchDir("extract_selected");
-  ExtractSelected(rows.list);
+  EntrySelection chosen;
+  CopyEntrySelection(rows.list, &chosen);
+  ExtractSelected(chosen);
   ASSERT_TRUE(PumpUntil([] { return !IsBusy(); }));
   EXPECT_EQ(ReadFileBytes(script.folder + "\\docs\\numbers.txt"), ReadFileBytes(TestData("src\\docs\\numbers.txt")));
   EXPECT_EQ(ReadFileBytes(script.folder + "\\docs\\deep\\er\\note.md"),
@@ -327,7 +329,9 @@ TEST_F(ExtractRunTest, SelectionExtractsOnlyTheSelectedRows) {
 TEST_F(ExtractRunTest, NothingSelectedAsksNothing) {
   HiddenEntryList rows;
   SetCurrentArchivePath(TestData("zip_deflated.zip").c_str());
-  ExtractSelected(rows.list);
+  EntrySelection chosen;
+  CopyEntrySelection(rows.list, &chosen);
+  ExtractSelected(chosen);
   EXPECT_EQ(script.folderQuestions, 0);
   EXPECT_EQ(script.boxes.size(), 1u);
   SetCurrentArchivePath("");

@@ -13,7 +13,9 @@
 #include "formats/tar_format.h"
 #include "kestrelia_lang.h"
 #include "model/archive_kind.h"
+#include "model/entry_rows.h"
 #include "model/listing_totals.h"
+#include "ui/entry_list.h"
 #include "services/prompts.h"
 #include "test_support.h"
 #include "zip/create.h"
@@ -88,17 +90,19 @@ TEST_F(TarFormat, AnArchiveOfFoldersOnlyListsNothing) {
 TEST_F(TarFormat, ExtractsTheSelectionOrEverything) {
   TarListed listed(TestData("gnu_pax.tar.gz"));
   ExtractJob job = {};
-  job.source = listed.window.list;
   job.silent = 1;
   snprintf(job.archive, sizeof job.archive, "%s", listed.block.path);
   std::string some = ScratchDir("tar_adapter_some");
   snprintf(job.destination, sizeof job.destination, "%s", some.c_str());
   for (const char* name : {"docs/numbers.txt", "data/random.bin"})
     ListView_SetItemState(listed.window.list, listed.Row(name), LVIS_SELECTED, LVIS_SELECTED);
+  EntrySelection chosen;
+  CopyEntrySelection(listed.window.list, &chosen);
+  job.chosen = &chosen;
   EXPECT_EQ(ExtractTarFilesFromList(&job), 0);
   EXPECT_EQ(FileNames(some), (std::set<std::string>{"docs/numbers.txt", "data/random.bin"}));
 
-  ListView_SetItemState(listed.window.list, -1, 0, LVIS_SELECTED);
+  job.chosen = nullptr;
   std::string all = ScratchDir("tar_adapter_all");
   snprintf(job.destination, sizeof job.destination, "%s", all.c_str());
   job.extractAll = 1;
