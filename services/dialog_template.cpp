@@ -53,3 +53,45 @@ INT_PTR RunTemplateDialog(const DialogFrame& dialog, HWND owner, DLGPROC procedu
   return DialogBoxIndirectParamA(GetModuleHandleA(nullptr), reinterpret_cast<LPCDLGTEMPLATEA>(dialogTemplate.data()),
                                  owner, procedure, parameter);
 }
+
+namespace {
+
+struct OkCancelRun {
+  const OkCancelRoles* roles;
+  LPARAM parameter;
+};
+
+INT_PTR CALLBACK OkCancelProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+  const OkCancelRun* run = reinterpret_cast<const OkCancelRun*>(GetWindowLongPtrA(dialog, DWLP_USER));
+  switch (message) {
+    case WM_INITDIALOG:
+      SetWindowLongPtrA(dialog, DWLP_USER, lParam);
+      run = reinterpret_cast<const OkCancelRun*>(lParam);
+      run->roles->init(dialog, run->parameter);
+      return FALSE;  // init put the focus where it belongs
+    case WM_COMMAND: {
+      int id = LOWORD(wParam);
+      if (id == run->roles->okId || (id == IDOK && run->roles->idOkAccepts)) {
+        run->roles->accept(dialog, run->parameter);
+        return TRUE;
+      }
+      if (id == run->roles->cancelId || id == IDCANCEL) {
+        EndDialog(dialog, id);
+        return TRUE;
+      }
+      return FALSE;
+    }
+    case WM_CLOSE:
+      EndDialog(dialog, IDCANCEL);
+      return TRUE;
+    default:
+      return FALSE;
+  }
+}
+
+}  // namespace
+
+INT_PTR RunOkCancelDialog(const DialogFrame& dialog, HWND owner, const OkCancelRoles& roles, LPARAM parameter) {
+  OkCancelRun run = {&roles, parameter};
+  return RunTemplateDialog(dialog, owner, OkCancelProc, reinterpret_cast<LPARAM>(&run));
+}

@@ -24,3 +24,16 @@ std::vector<WORD> BuildDialogTemplate(const DialogFrame& dialog);
 // Builds the template and runs it as a modal dialog of this program; DialogBoxIndirectParam's
 // result (-1 when the dialog could not be made).
 INT_PTR RunTemplateDialog(const DialogFrame& dialog, HWND owner, DLGPROC procedure, LPARAM parameter);
+
+// The roles of a modal dialog with an OK and a Cancel button. Cancel, IDCANCEL and the close
+// box end it (with the button's id; IDCANCEL for the close box); OK hands over to accept,
+// which ends the dialog or leaves it open. Both get the dialog's parameter.
+struct OkCancelRoles {
+  int okId;
+  int cancelId;
+  bool idOkAccepts;  // IDOK (Enter without a default button) counts as OK too
+  void (*init)(HWND dialog, LPARAM parameter);
+  void (*accept)(HWND dialog, LPARAM parameter);
+};
+// RunTemplateDialog with a procedure that follows the roles.
+INT_PTR RunOkCancelDialog(const DialogFrame& dialog, HWND owner, const OkCancelRoles& roles, LPARAM parameter);

@@ -53,39 +53,19 @@ void AcceptPassword(HWND dialog, PasswordDialogData* data) {
   EndDialog(dialog, IDC_PASSWORD_OK);
 }
 
-INT_PTR CALLBACK PasswordDialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
-  PasswordDialogData* data = reinterpret_cast<PasswordDialogData*>(GetWindowLongPtrA(dialog, DWLP_USER));
-  switch (message) {
-    case WM_INITDIALOG:
-      SetWindowLongPtrA(dialog, DWLP_USER, lParam);
-      InitPasswordDialog(dialog);
-      return FALSE;  // the focus was put on the edit field
-    case WM_COMMAND:
-      switch (LOWORD(wParam)) {
-        case IDC_PASSWORD_OK:
-          AcceptPassword(dialog, data);
-          return TRUE;
-        case IDC_PASSWORD_CANCEL:
-        case IDCANCEL:
-          EndDialog(dialog, LOWORD(wParam));
-          return TRUE;
-        default:
-          return FALSE;
-      }
-    case WM_CLOSE:
-      EndDialog(dialog, IDCANCEL);
-      return TRUE;
-    default:
-      return FALSE;
-  }
+void InitPasswordRoles(HWND dialog, LPARAM) { InitPasswordDialog(dialog); }
+void AcceptPasswordRoles(HWND dialog, LPARAM parameter) {
+  AcceptPassword(dialog, reinterpret_cast<PasswordDialogData*>(parameter));
 }
 
 }  // namespace
 
 int PasswordDialog(HWND owner) {
   PasswordDialogData data = {};
+  static const OkCancelRoles kRoles = {IDC_PASSWORD_OK, IDC_PASSWORD_CANCEL, false, InitPasswordRoles,
+                                       AcceptPasswordRoles};
   INT_PTR result =
-      RunTemplateDialog(ModalDialogFrame(nullptr, 200, 110), owner, PasswordDialogProc, reinterpret_cast<LPARAM>(&data));
+      RunOkCancelDialog(ModalDialogFrame(nullptr, 200, 110), owner, kRoles, reinterpret_cast<LPARAM>(&data));
   SecureZeroMemory(data.password, sizeof data.password);
   if (result == -1) Log(1, GetVerbose(), "PasswordDialog: DialogBoxIndirectParam failed %lu", GetLastError());
   return static_cast<int>(result);

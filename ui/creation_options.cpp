@@ -89,36 +89,14 @@ bool Accept(HWND dialog, CreationChoice* choice) {
   return same;
 }
 
-INT_PTR CALLBACK OptionsProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
-  CreationChoice* choice = reinterpret_cast<CreationChoice*>(GetWindowLongPtrA(dialog, DWLP_USER));
-  switch (message) {
-    case WM_INITDIALOG:
-      SetWindowLongPtrA(dialog, DWLP_USER, lParam);
-      InitDialog(dialog, reinterpret_cast<CreationChoice*>(lParam));
-      return FALSE;
-    case WM_COMMAND:
-      switch (LOWORD(wParam)) {
-        case IDOK:
-        case IDC_CREATION_OK:
-          if (Accept(dialog, choice)) EndDialog(dialog, IDOK);
-          return TRUE;
-        case IDC_CREATION_CANCEL:
-        case IDCANCEL:
-          EndDialog(dialog, IDCANCEL);
-          return TRUE;
-        default:
-          return FALSE;
-      }
-    case WM_CLOSE:
-      EndDialog(dialog, IDCANCEL);
-      return TRUE;
-    default:
-      return FALSE;
-  }
+void InitOptions(HWND dialog, LPARAM parameter) { InitDialog(dialog, reinterpret_cast<CreationChoice*>(parameter)); }
+void AcceptOptions(HWND dialog, LPARAM parameter) {
+  if (Accept(dialog, reinterpret_cast<CreationChoice*>(parameter))) EndDialog(dialog, IDOK);
 }
 
 bool RealOptions(HWND owner, CreationChoice* choice) {
-  INT_PTR result = RunTemplateDialog(ModalDialogFrame(nullptr, 250, 190), owner, OptionsProc,
+  static const OkCancelRoles kRoles = {IDC_CREATION_OK, IDC_CREATION_CANCEL, true, InitOptions, AcceptOptions};
+  INT_PTR result = RunOkCancelDialog(ModalDialogFrame(nullptr, 250, 190), owner, kRoles,
                                      reinterpret_cast<LPARAM>(choice));
   if (result == -1) Log(1, GetVerbose(), "AskCreationOptions: the dialog could not be made %lu", GetLastError());
   return result == IDOK;

@@ -7,11 +7,7 @@
 #include "zip/zip_listing.h"
 
 void RegisterZipFormat() {
-  ArchiveOperations ops = {};
-  ops.listing = ListZipFilesThread;
-  ops.extract = ExtractArchiveZipWorker;
-  ops.view = ViewZipEntry;
-  ops.create = ZipWorkDirectoryThread;
+  const ArchiveOperations ops = {ListZipFilesThread, ExtractArchiveZipWorker, ViewZipEntry, ZipWorkDirectoryThread};
   RegisterArchiveOperations(ARCHIVE_ZIP, ops);
   RegisterArchiveOperations(ARCHIVE_ZIP64, ops);
 }
