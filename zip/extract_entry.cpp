@@ -79,13 +79,6 @@ void ToBackslashes(char* text) {
     if (*p == '/') *p = '\\';
 }
 
-bool TargetExists(const char* target) {
-  FILE* probe = fopen(target, "rb");
-  if (!probe) return false;
-  fclose(probe);
-  return true;
-}
-
 int AskOverwrite(const char* target) {
   char text[kPathBuf * 2];
   snprintf(text, sizeof text, "%s %s %s ?", GetMessageText(14), target, GetMessageText(15));
@@ -104,33 +97,52 @@ void ReportCannotOpen(const char* target, int line) {
   ShowRunMessage(text, GetMessageText(94), MB_OK | MB_ICONERROR | MB_TOPMOST);
 }
 
-// The fixed 64 KiB chunks go straight to the file: a stream buffer in between would only
-// copy every byte once more.
-FILE* OpenTarget(const char* target) {
-  FILE* file = fopen(target, "wb");
-  if (file) setvbuf(file, nullptr, _IONBF, 0);
-  return file;
+// The system's own handle, not the C library's stream: the fixed chunks go straight to the
+// file, and the library's open would ask the system once more what kind of file it made.
+// Shared as the library's "wb" shares.
+// The name is converted here, as the C library's open converts it: the system's narrow
+// create goes through a buffer of MAX_PATH characters and refuses a longer path.
+HANDLE CreateTarget(const char* target, DWORD disposition) {
+  wchar_t wide[kPathBuf * 2];
+  if (!MultiByteToWideChar(CP_ACP, 0, target, -1, wide, kPathBuf * 2)) {
+    SetLastError(ERROR_FILENAME_EXCED_RANGE);
+    return INVALID_HANDLE_VALUE;
+  }
+  return CreateFileW(wide, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition,
+                     FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+HANDLE OpenTarget(const char* target) { return CreateTarget(target, CREATE_ALWAYS); }
+
+bool WriteAll(HANDLE file, const char* data, size_t length) {
+  while (length) {
+    DWORD part = length > 0x40000000 ? 0x40000000 : static_cast<DWORD>(length), written = 0;
+    if (!WriteFile(file, data, part, &written, nullptr) || !written) return false;
+    data += written;
+    length -= written;
+  }
+  return true;
 }
 
 // A target that cannot be created usually lacks its folder (the archive has no entry for
 // it, or it comes later): make the folder and try again.
-FILE* OpenTargetRepairing(const char* target, int withoutPath) {
-  FILE* file = OpenTarget(target);
-  if (file) return file;
+HANDLE OpenTargetRepairing(const char* target, int withoutPath) {
+  HANDLE file = OpenTarget(target);
+  if (file != INVALID_HANDLE_VALUE) return file;
   char folder[kPathBuf];
   snprintf(folder, sizeof folder, "%s", target);
   if (!withoutPath) {
     if (char* cut = const_cast<char*>(LastSeparator(folder))) {
       *cut = 0;
       MakeDirectoryPath(folder, 0, 1);
-      if ((file = OpenTarget(target))) return file;
+      if ((file = OpenTarget(target)) != INVALID_HANDLE_VALUE) return file;
     }
   }
   snprintf(folder, sizeof folder, "%s", target);
   char* slash = strrchr(folder, '/');
   if (!slash) {
     ReportCannotOpen(target, 11108);
-    return nullptr;
+    return INVALID_HANDLE_VALUE;
   }
   *slash = 0;
   char cwd[kPathBuf], path[kPathBuf * 2];
@@ -141,9 +153,9 @@ FILE* OpenTargetRepairing(const char* target, int withoutPath) {
       path);
   if (!CreateDirectoryPath(path))
     printf("%s %d cannot create directory %s - # %lu\n", "Kestrelia", 11093, path, GetLastError());
-  if ((file = OpenTarget(target))) return file;
+  if ((file = OpenTarget(target)) != INVALID_HANDLE_VALUE) return file;
   ReportCannotOpen(target, 11098);
-  return nullptr;
+  return INVALID_HANDLE_VALUE;
 }
 
 int CreateFolderEntry(const char* target) {
@@ -330,20 +342,26 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     return EXTRACT_NO_MEMORY;
   }
 
-  if (*overwriteMode == OVERWRITE_ASK && TargetExists(target)) {
-    switch (AskOverwrite(target)) {
-      case 0:
-        break;
-      case 1:
-        *overwriteMode = OVERWRITE_ALL;
-        break;
-      case 2:
-        ReleaseEntryBuffer(buffer);
-        return CloseOpenEntry(zip);
-      default:
-        CloseOpenEntry(zip);
-        ReleaseEntryBuffer(buffer);
-        return EXTRACT_CANCELLED;
+  HANDLE file = INVALID_HANDLE_VALUE;
+  // Made only when new, the file answers whether it was there in the same call: a look first
+  // and a create after would cost every new file a second call.
+  if (*overwriteMode == OVERWRITE_ASK && !EndsWithSeparator(target)) {
+    file = CreateTarget(target, CREATE_NEW);
+    if (file == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_EXISTS) {
+      switch (AskOverwrite(target)) {
+        case 0:
+          break;
+        case 1:
+          *overwriteMode = OVERWRITE_ALL;
+          break;
+        case 2:
+          ReleaseEntryBuffer(buffer);
+          return CloseOpenEntry(zip);
+        default:
+          CloseOpenEntry(zip);
+          ReleaseEntryBuffer(buffer);
+          return EXTRACT_CANCELLED;
+      }
     }
   }
 
@@ -357,28 +375,29 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     whole = false;
     int method = 0, level = 0;
     if ((result = unzOpenCurrentFile3(zip, &method, &level, 0, nullptr)) != UNZ_OK) {
+      if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
       ReleaseEntryBuffer(buffer);
       return result;
     }
   }
 
-  FILE* file = OpenTargetRepairing(target, *withoutPath);
+  if (file == INVALID_HANDLE_VALUE) file = OpenTargetRepairing(target, *withoutPath);
+  bool opened = file != INVALID_HANDLE_VALUE;
   int last = 0;
   bool endedShort = false, overrun = false;
-  if (!file) AddRunFailure(nameInArchive, FAILURE_WRITE);
+  if (!opened) AddRunFailure(nameInArchive, FAILURE_WRITE);
   if (whole) {
     // Inflated and checked already: one write, its times, done.
-    size_t size = static_cast<size_t>(info.uncompressed_size);
     int written = 0;
-    if (file) {
-      if (fwrite(buffer + info.compressed_size, 1, size, file) != size) {
+    if (opened) {
+      if (!WriteAll(file, buffer + info.compressed_size, static_cast<size_t>(info.uncompressed_size))) {
         Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
         AddRunFailure(nameInArchive, FAILURE_WRITE);
         written = EXTRACT_WRITE_ERROR;
       } else {
-        SetHandleTimesFromDos(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))), info.dosDate);
+        SetHandleTimesFromDos(file, info.dosDate);
       }
-      fclose(file);
+      CloseHandle(file);
     }
     if (!silent) {
       *byteCounter += info.uncompressed_size;
@@ -387,10 +406,10 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     ReleaseEntryBuffer(buffer);
     return written;
   }
-  if (file) {
+  if (opened) {
     // A large entry inflates here while the run's writer thread writes what came before.
     ChunkWriter* writer = info.uncompressed_size > kWriterThreshold ? RunChunkWriter() : nullptr;
-    if (writer) ChunkWriterBegin(writer, reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))));
+    if (writer) ChunkWriterBegin(writer, file);
     unsigned chunkSize = writer ? kWriterChunk : kChunk;
     uint64_t sum = 0;
     bool writeFailed = false;
@@ -408,7 +427,7 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
         break;
       }
       size_t length = static_cast<size_t>(last);
-      writeFailed = writer ? !ChunkWriterSubmit(writer, length) : fwrite(chunk, 1, length, file) != length;
+      writeFailed = writer ? !ChunkWriterSubmit(writer, length) : !WriteAll(file, chunk, length);
       if (writeFailed) break;
       if (!silent) {
         *byteCounter += static_cast<uint64_t>(last);
@@ -424,15 +443,15 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     if (writeFailed) {
       Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
       AddRunFailure(nameInArchive, FAILURE_WRITE);
-      fclose(file);
+      CloseHandle(file);
       CloseOpenEntry(zip);
       ReleaseEntryBuffer(buffer);
       return EXTRACT_WRITE_ERROR;
     }
     // The times go on through the open handle; opening each file again costs as much as
     // writing a small one.
-    if (last == 0) SetHandleTimesFromDos(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))), info.dosDate);
-    fclose(file);
+    if (last == 0) SetHandleTimesFromDos(file, info.dosDate);
+    CloseHandle(file);
     if (last != 0 || overrun) {
       int closed = CloseOpenEntry(zip);
       // A cancel in the middle of an entry is the user's doing, not damage.
@@ -444,7 +463,7 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
 
   result = CloseOpenEntry(zip);
   if (result != UNZ_OK) Log(0, GetVerbose(), "do_write_currentfile: error %d with zipfile in unzCloseCurrentFile", result);
-  if (file) ReportReadFailure(ReadFailure(info, last, result, endedShort, false), nameInArchive, target);
+  if (opened) ReportReadFailure(ReadFailure(info, last, result, endedShort, false), nameInArchive, target);
   ReleaseEntryBuffer(buffer);
   return result;
 }
