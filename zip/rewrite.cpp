@@ -32,7 +32,9 @@ enum : uint16_t { kDescriptorFlag = 0x8, kUtf8Flag = 0x800 };
 constexpr uint32_t kMax32 = 0xFFFFFFFF;  // "the value is in the 64-bit extra"
 constexpr size_t kLocalHeader = 30, kCentralHeader = 46;  // fixed parts of the two records
 
-thread_local std::string t_failure;
+// A plain buffer: a thread-local object with a destructor can hang the process's exit (see
+// whole_deflate.cpp).
+thread_local char t_failure[kPathBuf * 3];
 
 uint16_t Get16(const unsigned char* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
 uint32_t Get32(const unsigned char* p) { return Get16(p) | static_cast<uint32_t>(Get16(p + 2)) << 16; }
@@ -102,12 +104,9 @@ std::string SystemErrorText(DWORD error) {
 }
 
 void SetFailure(const char* archive, DWORD error) {
-  t_failure = GetMessageText(70);
-  t_failure += "\n\n\"";
-  t_failure += archive;
-  t_failure += "\"";
   std::string system = SystemErrorText(error);
-  if (!system.empty()) t_failure += "\n" + system;
+  snprintf(t_failure, sizeof t_failure, "%s\n\n\"%s\"%s%s", GetMessageText(70), archive, system.empty() ? "" : "\n",
+           system.c_str());
   Log(-1, GetVerbose(), "rewrite of %s failed: %s", archive, system.empty() ? "-" : system.c_str());
 }
 
@@ -436,7 +435,7 @@ void RemoveTemporary(const char* temporary) { GetRewriteFileLayer().deleteFile(t
 
 int RewriteZip(const WalkRequest& request, const char* archive) {
   const char* caller = request.caller;
-  t_failure.clear();
+  t_failure[0] = '\0';
   ArchiveFormatOrZip(GetArchiveKind(), caller);  // logs an unknown kind; the walk is ZIP's anyway
   char temporary[kPathBuf + 8];
   snprintf(temporary, sizeof temporary, "%s.tmp", archive);
@@ -559,7 +558,7 @@ int TwoPasses(const char* archive, RBTree* changes, int (*walk)(const char*, RBT
 
 RewriteFileLayer& GetRewriteFileLayer() { return g_layer; }
 void ResetRewriteFileLayer() { g_layer = {FillSmallWindowFileFunctions, FlushWorkingFile, ReplaceWithWorkingFile, DeleteByName}; }
-const char* GetRewriteFailureText() { return t_failure.c_str(); }
+const char* GetRewriteFailureText() { return t_failure; }
 
 int ChangeFilesFromZIP(const char* archive, RBTree* changes, int simulation, int namesAreOem) {
   WalkRequest request = {"ChangeFilesFromZIP", Job::Change, changes, nullptr, nullptr, simulation, namesAreOem};

@@ -24,11 +24,14 @@ namespace {
 // How often a long listing shows the rows it has so far.
 constexpr DWORD kPublishIntervalMs = 1000;
 
-// The name of the entry being listed; kept between entries so its storage is reused.
-thread_local std::string t_entryName;
+// The name of the entry being listed; kept between entries so its storage is reused. A
+// pointer, made once per thread: a thread-local object with a destructor goes through the
+// threads library's key, whose removal at exit can wait forever (see whole_deflate.cpp).
+thread_local std::string* t_entryName;
 
 bool ReadCurrentEntry(unzFile archive, unz_file_info64* info) {
-  return ReadCurrentEntryName(archive, info, &t_entryName) == UNZ_OK;
+  if (!t_entryName) t_entryName = new std::string;
+  return ReadCurrentEntryName(archive, info, t_entryName) == UNZ_OK;
 }
 
 void SetFirstEntryEncryption(unzFile archive) {
@@ -40,7 +43,7 @@ void ListCurrentEntry(unzFile archive, ArchiveControlBlock* block) {
   unz_file_info64 info = {};
   ReadCurrentEntry(archive, &info);
   ListingTotals& totals = GetListingTotals();
-  char* name = &t_entryName[0];
+  char* name = &(*t_entryName)[0];
   char* part = name;
   for (char* p = name; *p; ++p)
     if (*p == '/' || *p == '\\') part = p + 1;
