@@ -20,6 +20,8 @@ import time
 import zipfile
 import zlib
 
+from raw_zip import deflate, raw_zip
+
 
 def run(*args, cwd=None):
     subprocess.run(args, cwd=cwd, check=True, stdout=subprocess.DEVNULL)
@@ -30,14 +32,16 @@ def local_epoch(y, mo, d, h, mi, s):
 
 
 def write_files(root, files):
-    """files: name -> (bytes, local (y, mo, d, h, mi, s)); folders made as needed."""
-    for name, (data, stamp) in files.items():
+    """files: name -> bytes or (bytes, local (y, mo, d, h, mi, s)); folders made as needed."""
+    for name, data in files.items():
+        data, stamp = data if isinstance(data, tuple) else (data, None)
         path = os.path.join(root, name)
         os.makedirs(os.path.dirname(path), exist_ok=True)
         with open(path, "wb") as f:
             f.write(data)
-        t = local_epoch(*stamp)
-        os.utime(path, (t, t))
+        if stamp:
+            t = local_epoch(*stamp)
+            os.utime(path, (t, t))
 
 
 def tree(root):
@@ -71,25 +75,10 @@ def reference(out, archive, *flags):
                 os.renames(os.path.join(folder, name), os.path.join(folder, *name.split("\\")))
 
 
-def raw_zip(path, entries):
-    """A ZIP written byte by byte: entries are (name bytes, stored data, method, compressed,
-    declared size). Lets a test archive say things no writer would."""
-    body, central = b"", b""
-    for name, data, method, packed, declared in entries:
-        crc = zlib.crc32(data)
-        offset = len(body)
-        body += struct.pack("<IHHHHHIIIHH", 0x04034B50, 20, 0, method, 0x7000, 0x5865, crc, len(packed), declared,
-                            len(name), 0) + name + packed
-        central += struct.pack("<IHHHHHHIIIHHHHHII", 0x02014B50, 20, 20, 0, method, 0x7000, 0x5865, crc,
-                               len(packed), declared, len(name), 0, 0, 0, 0, 0, offset) + name
-    end = struct.pack("<IHHHHIIH", 0x06054B50, 0, 0, len(entries), len(entries), len(central), len(body), 0)
-    with open(path, "wb") as f:
-        f.write(body + central + end)
-
-
-def deflate(data):
-    c = zlib.compressobj(6, zlib.DEFLATED, -15)
-    return c.compress(data) + c.flush()
+def crafted(path, entries):
+    """entries: (name bytes, stored data, method, compressed, declared size)."""
+    raw_zip(path, [dict(name=n, data=d, method=m, packed=p, declared=s) for n, d, m, p, s in entries],
+            when=(0x7000, 0x5865))
 
 
 def hostile(out):
@@ -98,7 +87,7 @@ def hostile(out):
              "ok.txt", "okdir/fine.txt"]
     with open(os.path.join(out, "hostile.names"), "w") as f:
         f.write("\n".join(names) + "\n")
-    raw_zip(os.path.join(out, "hostile.zip"),
+    crafted(os.path.join(out, "hostile.zip"),
             [(n.encode(), b"payload of " + n.encode(), 0, b"payload of " + n.encode(),
               len(b"payload of " + n.encode())) for n in names])
 
@@ -109,7 +98,7 @@ def overrun(out):
     with open(os.path.join(out, "overrun.data"), "wb") as f:
         f.write(data)
     good = b"after the overrun\n"
-    raw_zip(os.path.join(out, "overrun.zip"),
+    crafted(os.path.join(out, "overrun.zip"),
             [(b"long.txt", data, 8, deflate(data), 100000), (b"good.txt", good, 8, deflate(good), len(good))])
 
 
@@ -135,7 +124,7 @@ def large(out):
         z.writestr(zipfile.ZipInfo("big/reversed.bin", (2024, 4, 5, 6, 7, 12)), data[::-1], zipfile.ZIP_DEFLATED)
     reference(out, path)
     good = b"after the cut\n"
-    raw_zip(os.path.join(out, "large_overrun.zip"),
+    crafted(os.path.join(out, "large_overrun.zip"),
             [(b"large.bin", data, 8, deflate(data), 3000000), (b"good.txt", good, 8, deflate(good), len(good))])
 
 
@@ -149,7 +138,7 @@ def damaged(out):
     good = b"still here\n"
     # A first block of the reserved type 3: inflate reports a data error at once.
     invalid = b"\x07" + bytes(range(200))
-    raw_zip(os.path.join(out, "damaged_entry.zip"),
+    crafted(os.path.join(out, "damaged_entry.zip"),
             [(b"bad.txt", data, 8, bytes(packed), len(data)), (b"invalid.bin", b"x" * 5000, 8, invalid, 5000),
              (b"good.txt", good, 8, deflate(good), len(good))])
     with open(os.path.join(out, "damaged_entry.good"), "wb") as f:

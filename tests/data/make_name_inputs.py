@@ -19,6 +19,9 @@ import sys
 import zipfile
 import zlib
 
+from make_extract_inputs import write_files
+from raw_zip import deflate, raw_zip
+
 PASSWORD = "kestrel"
 NAMES = {
     "Deutsch/Grüße aus Köln.txt": b"German\n",
@@ -37,14 +40,6 @@ def run(*args, cwd=None):
     subprocess.run(args, cwd=cwd, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
-def write_tree(root, files):
-    for name, data in files.items():
-        path = os.path.join(root, name)
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        with open(path, "wb") as f:
-            f.write(data)
-
-
 def seven_reference(out, archive):
     ref = os.path.join(out, "ref_" + os.path.basename(archive)[:-4])
     shutil.rmtree(ref, ignore_errors=True)
@@ -53,30 +48,9 @@ def seven_reference(out, archive):
                    stderr=subprocess.DEVNULL)
 
 
-def raw_zip(path, entries):
-    """entries: (stored name bytes, data, flag, extra, method, compressed bytes or None)."""
-    out, central = b"", b""
-    for name, data, flag, extra, method, packed in entries:
-        packed = data if packed is None else packed
-        crc = zlib.crc32(data)
-        offset = len(out)
-        out += struct.pack("<IHHHHHIIIHH", 0x04034B50, 20, flag, method, 0, 0x21, crc, len(packed), len(data),
-                           len(name), len(extra)) + name + extra + packed
-        central += struct.pack("<IHHHHHHIIIHHHHHII", 0x02014B50, 20, 20, flag, method, 0, 0x21, crc, len(packed),
-                               len(data), len(name), len(extra), 0, 0, 0, 0, offset) + name + extra
-    end = struct.pack("<IHHHHIIH", 0x06054B50, 0, 0, len(entries), len(entries), len(central), len(out), 0)
-    with open(path, "wb") as f:
-        f.write(out + central + end)
-
-
 def unicode_path(stored, name, crc=None):
     body = struct.pack("<BI", 1, zlib.crc32(stored) if crc is None else crc) + name.encode()
     return struct.pack("<HH", 0x7075, len(body)) + body
-
-
-def deflate(data):
-    c = zlib.compressobj(6, zlib.DEFLATED, -15)
-    return c.compress(data) + c.flush()
 
 
 def main():
@@ -84,7 +58,7 @@ def main():
     shutil.rmtree(out, ignore_errors=True)
     os.makedirs(out)
     src = os.path.join(out, "src")
-    write_tree(src, NAMES)
+    write_files(src, NAMES)
     names = sorted(NAMES)
 
     run("zip", "-q", "-r", os.path.join(out, "names_zip.zip"), *names, cwd=src)
@@ -105,7 +79,7 @@ def main():
         # A field left behind by a renaming tool: its CRC is of other bytes, so it is ignored.
         ("Мир.txt".encode("cp866"), b"stale field\n", 0, unicode_path(b"old name", "Stale.txt")),
     ]
-    raw_zip(os.path.join(out, "names_dos.zip"), [(n, d, f, e, 0, None) for n, d, f, e in dos])
+    raw_zip(os.path.join(out, "names_dos.zip"), [dict(name=n, data=d, flag=f, extra=e) for n, d, f, e in dos])
     ref = os.path.join(out, "ref_names_dos")
     shown = {}
     for stored, data, _, extra in dos:
@@ -113,7 +87,7 @@ def main():
         if extra and extra[5:9] == struct.pack("<I", zlib.crc32(stored)):
             name = extra[9:].decode()
         shown[name] = data
-    write_tree(ref, shown)
+    write_files(ref, shown)
 
     refusals = []
     # Methods 7zz writes; the ones the engine does not decode are refused with their name.
@@ -146,10 +120,10 @@ def main():
     stream = deflate(text)
     garbage = stream[:40] + bytes(b ^ 0x5A for b in stream[40:80]) + stream[80:]
     raw_zip(os.path.join(out, "damaged.zip"), [
-        (b"good.txt", b"fine\n", 0, b"", 0, None),
-        (b"crc.txt", text, 0, b"", 0, text[:-1] + b"!"),
-        (b"garbage.txt", text, 0, b"", 8, garbage),
-        (b"short.txt", text, 0, b"", 8, deflate(text[:len(text) // 2])),
+        dict(name=b"good.txt", data=b"fine\n"),
+        dict(name=b"crc.txt", data=text, packed=text[:-1] + b"!"),
+        dict(name=b"garbage.txt", data=text, method=8, packed=garbage),
+        dict(name=b"short.txt", data=text, method=8, packed=deflate(text[:len(text) // 2])),
     ])
     refusals += [("damaged.zip", "crc.txt", 105, ""), ("damaged.zip", "garbage.txt", 106, ""),
                  ("damaged.zip", "short.txt", 108, "")]
@@ -157,12 +131,9 @@ def main():
     # files" zip bomb in its smallest form.
     data = b"shared bytes\n" * 100
     packed = deflate(data)
-    local = struct.pack("<IHHHHHIIIHH", 0x04034B50, 20, 0, 8, 0, 0x21, zlib.crc32(data), len(packed), len(data), 5,
-                        0) + b"a.txt" + packed
-    central = b"".join(struct.pack("<IHHHHHHIIIHHHHHII", 0x02014B50, 20, 20, 0, 8, 0, 0x21, zlib.crc32(data),
-                                   len(packed), len(data), 5, 0, 0, 0, 0, 0, 0) + name for name in (b"a.txt", b"b.txt"))
-    with open(os.path.join(out, "overlap.zip"), "wb") as f:
-        f.write(local + central + struct.pack("<IHHHHIIH", 0x06054B50, 0, 0, 2, 2, len(central), len(local), 0))
+    raw_zip(os.path.join(out, "overlap.zip"), [dict(name=b"a.txt", data=data, method=8, packed=packed),
+                                               dict(name=b"b.txt", data=data, method=8, packed=packed,
+                                                    central_only=True)])
     refusals.append(("overlap.zip", "b.txt", 113, ""))
     with open(os.path.join(out, "refusals.txt"), "w", encoding="utf-8") as f:
         for archive, entry, reason, detail in refusals:

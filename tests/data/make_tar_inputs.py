@@ -14,17 +14,12 @@ import shutil
 import subprocess
 import sys
 import tarfile
-import time
 
-from make_extract_inputs import write_files
+from make_extract_inputs import local_epoch as stamp, write_files
 
 
 def run(*args, cwd=None, env=None):
     subprocess.run(args, cwd=cwd, env=env, check=True, stdout=subprocess.DEVNULL)
-
-
-def stamp(y, mo, d, h, mi, s):
-    return time.mktime((y, mo, d, h, mi, s, 0, 0, -1))
 
 
 LONG = "a-rather-long-folder-name-to-pass-the-ustar-limit/" * 2 + "and-a-file-name-that-is-long-too.txt"

@@ -73,6 +73,22 @@ wait_dialog() {
   return 1
 }
 
+# until_shown TEXT: waits until the window shows TEXT; what it shows (rows, tree items) on stdout.
+until_shown() {
+  eventually 60 shows "$1" --rows 20
+  inspect --rows 20
+}
+
+# choose_folder PATH: the folder chooser comes, and the path is typed into it as a person
+# pastes one.
+choose_folder() {
+  local picker="Choose the folder to extract to:"
+  wait_dialog "$picker" >/dev/null || true
+  focus "$picker"
+  xdotool type --delay 40 "$1"
+  xdotool key Return
+}
+
 # expect_box LABEL TEXT SHOT: the next message box holds TEXT; screenshot SHOT, then close it.
 expect_box() {
   local out
@@ -82,12 +98,13 @@ expect_box() {
   inspect --class '#32770' --close >/dev/null 2>&1
 }
 
-# wait_gone CLASS: waits until no window of that class is shown (a closed dialog takes a
-# moment to go, and the window refuses to close while its operation still runs).
+# wait_gone CLASS [TITLE]: waits until no window of that class (and title) is shown (a closed
+# dialog takes a moment to go, and the window refuses to close while its operation still runs).
 wait_gone() {
-  [ "$(inspect --class "$1" --until-gone --wait 60)" = gone ] && return 0
-  screenshot "stays_$(tr -dc a-z0-9 <<<"$1")"
-  echo "FAIL: a window of class $1 stays: $(inspect --class "$1" | head -3 | tr '\n' ' ')"
+  local which=(--class "$1" ${2:+--title "$2"})
+  [ "$(inspect "${which[@]}" --until-gone --wait 60)" = gone ] && return 0
+  screenshot "stays_$(tr -dc a-z0-9 <<<"$1$*")"
+  echo "FAIL: a window $* stays: $(inspect "${which[@]}" | head -3 | tr '\n' ' ')"
   failures=$((failures + 1))
   return 1
 }

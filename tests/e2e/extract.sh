@@ -5,20 +5,9 @@
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 data=${KESTRELIA_TESTDATA:?}
 work=${WINEPREFIX:?}/drive_c/kestrelia_e2e_extract
-picker="Choose the folder to extract to:"
 rm -rf "$work"
 mkdir -p "$work"
 trap 'rm -rf "$work"' EXIT
-
-# choose_folder PATH SHOT: types the folder's path into the chooser's path box, as a person
-# pastes one, and confirms. The chooser's "new folder named after the archive" box is on.
-choose_folder() {
-  focus "$picker"
-  xdotool type --delay 40 "$1"
-  sleep 0.5
-  screenshot "$2"
-  xdotool key Return
-}
 
 # same_as_unzip ARCHIVE FOLDER NAME...: each name's bytes on disk are unzip's.
 same_as_unzip() {
@@ -41,36 +30,26 @@ out=$(inspect --wait 60 --until-rows 6 --rows 10)
 read -r x y < <(grep "^header 0 at" <<<"$out" | awk '{print $4, $5}')
 xdotool mousemove "$x" "$((y + 20))" click 1
 xdotool key shift+Down
-eventually 30 shows "list selected: 2" --rows 0
-out=$(inspect --rows 10)
+out=$(until_shown "list selected: 2")
 expect_contains "two rows selected" "list selected: 2" "$out"
 # Their names as the archive holds them: the path column, then the file name.
 mapfile -t chosen < <(grep -E "^row [01]:" <<<"$out" | awk -F' \\| ' '{gsub(/\\/, "/", $9); print $9 $2}')
 mapfile -t others < <(grep -E "^row [2-5]:" <<<"$out" | awk -F' \\| ' '{gsub(/\\/, "/", $9); print $9 $2}')
 echo "selected: ${chosen[*]}"
 xdotool key ctrl+shift+e
-wait_dialog "$picker" >/dev/null || true
-if choose_folder 'C:\kestrelia_e2e_extract\sel' selection_folder_chooser; then
-  for _ in $(seq 60); do
-    [ -f "$work/sel/zip_deflated/${chosen[1]}" ] && break
-    sleep 0.5
-  done
-  # The progress dialog goes when the run is over.
-  for _ in $(seq 60); do
-    inspect --class '#32770' >/dev/null 2>&1 || break
-    sleep 0.5
-  done
-  expect_eq "no dialog left after the run" "no window of class #32770" "$(inspect --class '#32770' | head -1)"
-  screenshot selection_extracted
-  if same_as_unzip "$work/sel/zip_deflated.zip" "$work/sel/zip_deflated" "${chosen[@]}"; then
-    echo "ok: the selected entries are unzip's bytes"
-  else
-    failures=$((failures + 1))
-  fi
-  for name in "${others[@]}"; do
-    expect_eq "not selected, not extracted: $name" "absent" "$([ -e "$work/sel/zip_deflated/$name" ] && echo present || echo absent)"
-  done
+choose_folder 'C:\kestrelia_e2e_extract\sel'
+eventually 30 test -f "$work/sel/zip_deflated/${chosen[1]}"
+# The progress dialog goes when the run is over.
+wait_gone '#32770'
+screenshot selection_extracted
+if same_as_unzip "$work/sel/zip_deflated.zip" "$work/sel/zip_deflated" "${chosen[@]}"; then
+  echo "ok: the selected entries are unzip's bytes"
+else
+  failures=$((failures + 1))
 fi
+for name in "${others[@]}"; do
+  expect_eq "not selected, not extracted: $name" "absent" "$([ -e "$work/sel/zip_deflated/$name" ] && echo present || echo absent)"
+done
 stop_program
 
 # ---- "-x": no window, a notice with the archive's name, then the folder chooser ----
@@ -83,8 +62,7 @@ expect_contains "-x has no main window" "no window of class Kestrelia" "$(inspec
 screenshot x_notice
 focus Kestrelia
 xdotool key Return
-wait_dialog "$picker" >/dev/null || true
-choose_folder 'C:\kestrelia_e2e_extract\x' x_folder_chooser
+choose_folder 'C:\kestrelia_e2e_extract\x'
 expect_exit "-x exit code"
 unzip -q "$work/x/zip_deflated.zip" -d "$work/ref"
 expect_same_tree "-x extracted what unzip extracts" "$work/ref" "$work/x/zip_deflated"

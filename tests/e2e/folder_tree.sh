@@ -60,10 +60,8 @@ expect_contains "Backspace selects the parent" "tree item docs at" "$(grep '(sel
 
 # The folder's properties: every entry below it, the folder below it, both totals.
 xdotool key alt+Return
-for _ in $(seq 40); do
-  box=$(inspect --class '#32770' 2>/dev/null) && grep -q "Properties of the folder" <<<"$box" && break
-  sleep 0.5
-done
+eventually 30 shows "Properties of the folder" --class '#32770'
+box=$(inspect --class '#32770')
 expect_contains "properties name the folder" '"docs"' "$box"
 expect_contains "properties count the entries below" "Entries:		 3" "$box"
 expect_contains "properties count the folders below" "Folders:		 1" "$box"

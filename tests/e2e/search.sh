@@ -20,8 +20,6 @@ wait_selected() { inspect --wait 60 --until-selected "$1" --rows 0 | grep "^list
 dialog_text() { inspect --class '#32770' --title Find --wait 60 --rows 0; }
 # The message box comes after the search's thread has finished.
 wait_message() { inspect --class '#32770' --title Kestrelia --wait 60 --rows 0; }
-# wait_gone TITLE: the dialog of that title has closed (the keyboard is the main window's again).
-wait_gone() { inspect --class '#32770' --title "$1" --until-gone --wait 60 >/dev/null; }
 
 start_program "$(winpath "$data/scroll.zip")"
 inspect --wait 60 --until-rows 300 --rows 0 >/dev/null
@@ -34,7 +32,7 @@ expect_eq "and scrolled into view" yes "$(visible 250)"
 screenshot found_first
 
 xdotool key Escape
-wait_gone Find
+wait_gone '#32770' Find  # the keyboard is the main window's again
 xdotool key F3
 expect_eq "F3 finds the next entry" 280 "$(wait_selected 280)"
 expect_eq "F3's hit is scrolled into view" yes "$(visible 280)"
@@ -46,6 +44,6 @@ xdotool key F3
 expect_contains "F3 past the last hit says so" '"kestrelneedle" was not found.' "$(wait_message)"
 screenshot not_found_after_last
 xdotool key Return
-wait_gone Kestrelia
+wait_gone '#32770' Kestrelia
 stop_program
 finish

@@ -7,30 +7,12 @@
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 data=${KESTRELIA_TESTDATA:?}
 work=${WINEPREFIX:?}/drive_c/kestrelia_e2e_tar
-picker="Choose the folder to extract to:"
 rm -rf "$work"
 mkdir -p "$work/sel" "$work/x" "$work/ref"
 trap 'rm -rf "$work"' EXIT
 cp "$data/gnu_pax.tar.gz" "$work/sel/"
 cp "$data/gnu_pax.tar.gz" "$work/x/"
 
-# until_shown TEXT: the window shows TEXT (rows and tree items); what it shows on stdout.
-until_shown() {
-  local out
-  for _ in $(seq 120); do
-    out=$(inspect --rows 20)
-    grep -qF -- "$1" <<<"$out" && break
-    sleep 0.5
-  done
-  echo "$out"
-}
-# choose PATH: the folder chooser comes; the path typed into it as a person pastes one.
-choose() {
-  wait_dialog "$picker" >/dev/null || true
-  focus "$picker"
-  xdotool type --delay 40 "$1"
-  xdotool key Return
-}
 # same_as_bsdtar FOLDER NAME...: each name's bytes on disk are bsdtar's.
 same_as_bsdtar() {
   local folder=$1 name
@@ -67,7 +49,7 @@ xdotool key shift+Down
 out=$(until_shown "list selected: 2")
 expect_contains "two rows selected" "list selected: 2" "$out"
 xdotool key ctrl+shift+e
-choose 'C:\kestrelia_e2e_tar\sel'
+choose_folder 'C:\kestrelia_e2e_tar\sel'
 eventually 60 test -f "$work/sel/gnu_pax/docs/zero.bin" -a -f "$work/sel/gnu_pax/docs/numbers.txt"
 inspect --class '#32770' --until-gone --wait 60 >/dev/null
 until_shown "list rows: 2" >/dev/null
@@ -82,7 +64,7 @@ start_program -x "$(winpath "$work/x/gnu_pax.tar.gz")"
 expect_contains "the notice names the archive" "gnu_pax.tar.gz" "$(wait_dialog Kestrelia)"
 focus Kestrelia
 xdotool key Return
-choose 'C:\kestrelia_e2e_tar\x'
+choose_folder 'C:\kestrelia_e2e_tar\x'
 expect_exit "-x exit code"
 bsdtar -xf "$data/gnu_pax.tar.gz" -C "$work/ref"
 expect_same_tree "-x extracted what bsdtar extracts" "$work/ref" "$work/x/gnu_pax"

@@ -3,25 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "services/log.h"
+#include "test_support.h"
 
 #include <cstdio>
 #include <ctime>
 #include <string>
-
-namespace {
-
-std::string ReadAll(const char* path) {
-  std::string out;
-  if (FILE* f = fopen(path, "rb")) {
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, f)) > 0) out.append(buffer, n);
-    fclose(f);
-  }
-  return out;
-}
-
-}  // namespace
 
 TEST(Log, FileNameComesFromProgramPathAndStartTime) {
   struct tm when = {};
@@ -43,23 +29,23 @@ TEST(Log, FileNameComesFromProgramPathAndStartTime) {
 TEST(Log, LevelFilterAndFileContents) {
   SetVerbose(3);
   SetPrintToLogFile(1);
-  Log(2, GetVerbose(), "below %d", 3);    // written
-  Log(3, GetVerbose(), "equal %d", 3);    // a level equal to the verbosity is not
-  Log(9, GetVerbose(), "above");          // not
+  Log(2, GetVerbose(), "below %d", 3);  // written
+  Log(3, GetVerbose(), "equal %d", 3);  // a level equal to the verbosity is not
+  Log(9, GetVerbose(), "above");        // not
   Log(-1, GetVerbose(), "always %s", "x");
   SetVerbose(0);
-  Log(0, GetVerbose(), "zero");           // with verbosity 0 only level -1 passes
+  Log(0, GetVerbose(), "zero");  // with verbosity 0 only level -1 passes
   Log(-1, GetVerbose(), "still");
   LogString("plain");
   std::string name = GetLogFileName();
   ASSERT_FALSE(name.empty());
   EXPECT_NE(name.find("_log_"), std::string::npos);
-  EXPECT_EQ(ReadAll(name.c_str()), "below 3\r\nalways x\r\nstill\r\nplain\r\n") << "each line is flushed at once";
+  EXPECT_EQ(ReadFileBytes(name), "below 3\r\nalways x\r\nstill\r\nplain\r\n") << "each line is flushed at once";
 
   // Long messages are not cut.
   std::string big(5000, 'k');
   Log(-1, GetVerbose(), "%s", big.c_str());
-  EXPECT_NE(ReadAll(name.c_str()).find(big + "\r\n"), std::string::npos);
+  EXPECT_NE(ReadFileBytes(name).find(big + "\r\n"), std::string::npos);
 
   CloseLogFile();
   SetPrintToLogFile(0);

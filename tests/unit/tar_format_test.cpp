@@ -81,12 +81,6 @@ TEST_F(TarFormat, ListsFilesWithSlashPathsAndFolderSizesInTheTotals) {
   EXPECT_TRUE(g_boxes.empty());
 }
 
-TEST_F(TarFormat, AnArchiveOfFoldersOnlyListsNothing) {
-  TarListed listed(TestData("folders.tar"));
-  EXPECT_EQ(listed.window.Rows(), 0);
-  EXPECT_EQ(GetListingTotals().entries, 0u);
-}
-
 TEST_F(TarFormat, ExtractsTheSelectionOrEverything) {
   TarListed listed(TestData("gnu_pax.tar.gz"));
   ExtractJob job = {};
@@ -153,17 +147,9 @@ TEST_F(TarFormat, CreatesAndExtendsThroughTheLibrary) {
   EXPECT_EQ(CreateTarArchive(request, {TestData("add/extra/new.txt"), TestData("add/missing.txt")}), 1);
   EXPECT_EQ(CreateTarArchive(request, {}), -1);
 
-  SetArchiveKind(ARCHIVE_TAR);
-  HiddenEntryList window;
-  ArchiveControlBlock block = {};
-  block.list = window.list;
-  NameListRecreate(&block.folders);
-  snprintf(block.path, sizeof block.path, "%s", request.archive);
-  ListTarFilesThread(&block);
-  NameListDestroy(&block.folders);
+  TarListed listed(request.archive);
   std::vector<std::string> names;
-  for (int row = 0; row < window.Rows(); ++row)
-    names.push_back(std::string(GetRowRecord(window.list, row)->path) + GetRowRecord(window.list, row)->filename);
+  for (int row = 0; row < listed.window.Rows(); ++row) names.push_back(listed.FullName(row));
   EXPECT_EQ(names, (std::vector<std::string>{"readme.txt", "docs/zero.bin", "extra/new.txt"}));
 }
 
@@ -174,7 +160,7 @@ TEST_F(TarFormat, TheAddRunAppendsFoldersWithTheirContents) {
   ZipWorkBlock* block = static_cast<ZipWorkBlock*>(calloc(1, sizeof(ZipWorkBlock)));
   block->add = block->recurse = 1;
   block->fileCount = 2;
-  block->files = static_cast<char (*)[kPathBuf]>(calloc(2, kPathBuf));
+  block->files = static_cast<char(*)[kPathBuf]>(calloc(2, kPathBuf));
   snprintf(block->files[0], kPathBuf, "%s", TestData("add/extra").c_str());
   snprintf(block->files[1], kPathBuf, "%s", TestData("add/readme.txt").c_str());
   snprintf(block->archive, kPathBuf, "%s", archive.c_str());
