@@ -50,7 +50,7 @@ fi
 for name in "${others[@]}"; do
   expect_eq "not selected, not extracted: $name" "absent" "$([ -e "$work/sel/zip_deflated/$name" ] && echo present || echo absent)"
 done
-stop_program
+close_after_run
 
 # ---- "-x": no window, a notice with the archive's name, then the folder chooser ----
 mkdir -p "$work/x" "$work/ref"
