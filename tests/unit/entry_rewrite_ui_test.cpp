@@ -63,10 +63,12 @@ struct EditedArchive {
     return -1;
   }
   // The worker sends to the list, so this thread answers while it waits for the end.
+  // The run may start a moment after the call (a refusal starts none): give it two seconds to
+  // start, then wait for its end.
   void WaitForWorker() {
     int polls = 0;
-    Sleep(50);
-    PumpUntil([&] { return ++polls > 5 && !IsBusy(); });
+    PumpUntil([&] { return IsBusy() || ++polls > 200; });
+    PumpUntil([] { return !IsBusy(); });
   }
 };
 
