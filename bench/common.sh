@@ -41,3 +41,21 @@ bench_time() {
 
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN{printf "%.2f", a/b}'; }
 
+# bench_bsdtar_exe: a Windows bsdtar.exe for the bench only (the fair peer under Wine), built
+# once per build tree from the libarchive sources and the library the build cached; sets
+# $bsdtar_exe.
+bench_bsdtar_exe() {
+  bsdtar_exe=$build/bench/bsdtar.exe
+  [ -f "$bsdtar_exe" ] && return 0
+  cmake --build "$build" -j2 --target libarchive_built bzip2 >/dev/null
+  local built src
+  built=$(ls -d "$KESTRELIA_DEPS"/built/libarchive-*/ | head -1)
+  src=$(cat "$KESTRELIA_DEPS/libarchive.dir")
+  echo "== building bsdtar.exe for Windows"
+  mkdir -p "$build/bench"
+  x86_64-w64-mingw32-gcc-posix -O2 -static -DLIBARCHIVE_STATIC -DHAVE_CONFIG_H -I"$built" -I"$built/include" \
+    -I"$src/libarchive" -I"$src/libarchive_fe" -I"$src/tar" -o "$bsdtar_exe" \
+    "$src"/tar/{bsdtar,cmdline,creation_set,read,subst,util,write,bsdtar_windows}.c \
+    "$src"/libarchive_fe/{err,line_reader,passphrase}.c \
+    "$built/lib/libarchive.a" "$build/libbzip2.a" -lz -lbcrypt -w
+}

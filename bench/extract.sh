@@ -2,7 +2,10 @@
 # Extracting big.zip (1 GiB) and many.zip (101,111 small files) with the engine, against
 # bsdtar and unzip, in one run, each into a fresh folder on the same file system. The
 # engine's figure is the whole process under Wine; its own in-process time is printed beside,
-# with the time to only inflate every entry (the floor). The window's road is timed too: the
+# with the time to only inflate every entry (the floor) and Wine's share: the same files made,
+# written with zeros, their times set and closed by the program without the archive's data
+# (extractengine --bare). The fair peer is bsdtar.exe, built for Windows from the libarchive
+# the build uses and run under Wine like the program. The window's road is timed too: the
 # archive opened in the program, Ctrl+E, the folder typed into the chooser, from its Return
 # until the archive's last file is on disk whole.
 #   bench/extract.sh [corpus dir]
@@ -14,6 +17,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 window=${KESTRELIA_BENCH_WINDOW:-1}
 trap 'kestrelia_wine_down; [ "$window" = 1 ] && kestrelia_display_down; rm -rf "${scratch:-}"' EXIT
 bench_engine extractengine
+bench_bsdtar_exe
 if [ "$window" = 1 ]; then
   cmake --build "$build" -j2 --target Kestrelia wininspect >/dev/null
   kestrelia_display_up
@@ -72,6 +76,8 @@ engine_once() {
   wine "$build/bin/extractengine.exe" "$(winepath -w "$1")" "$(winepath -w "$scratch/d")" >> "$scratch/engine.log" 2>&1
 }
 bsdtar_once() { fresh && bsdtar -xf "$1" -C "$scratch/d"; }
+winbsd_once() { fresh && wine "$bsdtar_exe" -xf "$(winepath -w "$1")" -C "$(winepath -w "$scratch/d")" >/dev/null 2>&1; }
+bare_once() { fresh && wine "$build/bin/extractengine.exe" "$(winepath -w "$1")" "$(winepath -w "$scratch/d")" --bare >/dev/null 2>&1; }
 unzip_once() { fresh && unzip -q -o "$1" -d "$scratch/d"; }
 
 for name in ${KESTRELIA_BENCH_ONLY:-big many}; do
@@ -80,12 +86,16 @@ for name in ${KESTRELIA_BENCH_ONLY:-big many}; do
   : > "$scratch/engine.log"
   bench_time "bsdtar -x" bsdtar_once "$archive"; bsdtar_t=$median
   bench_time "unzip" unzip_once "$archive"; unzip_t=$median
+  bench_time "bsdtar.exe (Wine)" winbsd_once "$archive"; winbsd_t=$median
+  bench_time "bare create/write/close" bare_once "$archive"; bare_t=$median
   bench_time "Kestrelia engine" engine_once "$archive"; k_t=$median
   grep -a "^extraction" "$scratch/engine.log" | tail -"$runs" || true
   # The floor under the engine: inflating and checking every entry without writing.
   wine "$build/bin/extractengine.exe" "$(winepath -w "$archive")" --read-only 2>/dev/null | tail -1
   echo "ratio engine / bsdtar: $(ratio "$k_t" "$bsdtar_t")"
   echo "ratio engine / unzip:  $(ratio "$k_t" "$unzip_t")"
+  echo "ratio engine / bsdtar.exe (Wine): $(ratio "$k_t" "$winbsd_t")"
+  echo "Wine's share (bare files / engine): $(ratio "$bare_t" "$k_t")"
   if [ "$window" = 1 ]; then
     window_time "$archive"
     echo "ratio window / engine: $(ratio "$median" "$k_t")"

@@ -13,19 +13,7 @@ bench_engine tarengine
 [ -f "$corpus/many.tar.gz" ] && [ -f "$corpus/big.tar" ] ||
   flock /tmp/kbench.lock bash "$bench_root/../shared/bench/make_corpus.sh" "$corpus" formats >/dev/null
 
-# bsdtar.exe for the bench only, from the libarchive sources and the library the build cached.
-built=$(ls -d "$KESTRELIA_DEPS"/built/libarchive-*/ | head -1)
-src=$(cat "$KESTRELIA_DEPS/libarchive.dir")
-bsdtar_exe=$build/bench/bsdtar.exe
-if [ ! -f "$bsdtar_exe" ]; then
-  echo "== building bsdtar.exe for Windows"
-  mkdir -p "$build/bench"
-  x86_64-w64-mingw32-gcc-posix -O2 -static -DLIBARCHIVE_STATIC -DHAVE_CONFIG_H -I"$built" -I"$built/include" \
-    -I"$src/libarchive" -I"$src/libarchive_fe" -I"$src/tar" -o "$bsdtar_exe" \
-    "$src"/tar/{bsdtar,cmdline,creation_set,read,subst,util,write,bsdtar_windows}.c \
-    "$src"/libarchive_fe/{err,line_reader,passphrase}.c \
-    "$built/lib/libarchive.a" "$build/libbzip2.a" -lz -lbcrypt -w
-fi
+bench_bsdtar_exe
 
 out=$(mktemp -d "$corpus/tarbench.XXXX")
 fresh() { rm -rf "$out/d" && mkdir -p "$out/d"; }

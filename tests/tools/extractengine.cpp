@@ -1,8 +1,9 @@
 // Extracts a whole archive with the engine alone (no window, no progress dialog) and prints
 // how long the run took: the benchmarks use it to tell the engine's cost from Wine's start.
 // With "--read-only" it only inflates every entry (and checks its CRC), the floor under
-// any extraction through the container library.
-//   extractengine ARCHIVE DESTINATION
+// any extraction through the container library. With "--bare" after the destination it only
+// makes the entries' files, filled with zeros (Wine's share of an extraction).
+//   extractengine ARCHIVE DESTINATION [--bare]
 //   extractengine ARCHIVE --read-only
 #include "services/base.h"
 
@@ -11,6 +12,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace {
@@ -30,6 +32,50 @@ int ReadEverything(const char* archive, uint64_t* bytes) {
   return result;
 }
 
+// Only what the system costs per file, without the archive's data: every entry's file made,
+// written with as many zero bytes as the entry holds, its times set and closed, each folder
+// made once. Beside a real extraction it tells the platform's share from the engine's.
+int WriteBare(const char* archive, const char* destination, uint64_t* bytes) {
+  unzFile zip = MyWaitunzOpen2_64(archive, 0);
+  if (!zip || !SetCurrentDirectoryA(destination)) return -1;
+  std::vector<char> zeros(1u << 20);
+  std::string folder, name;
+  char raw[kPathBuf];
+  int result = 0;
+  for (int err = unzGoToFirstFile(zip); err == UNZ_OK && !result; err = unzGoToNextFile(zip)) {
+    unz_file_info64 info = {};
+    unzGetCurrentFileInfo64(zip, &info, raw, sizeof raw, nullptr, 0, nullptr, 0);
+    name = raw;
+    for (char& c : name)
+      if (c == '/') c = '\\';
+    size_t cut = name.rfind('\\');
+    std::string parent = cut == std::string::npos ? "" : name.substr(0, cut);
+    if (!parent.empty() && parent != folder) {
+      MakeDirectoryPath(parent.c_str(), 0, 0);
+      folder = parent;
+    }
+    if (cut == name.size() - 1) continue;
+    HANDLE file = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+      result = -2;
+      break;
+    }
+    for (uint64_t left = info.uncompressed_size; left;) {
+      DWORD part = static_cast<DWORD>(left < zeros.size() ? left : zeros.size()), written = 0;
+      if (!WriteFile(file, zeros.data(), part, &written, nullptr) || !written) {
+        result = -3;
+        break;
+      }
+      left -= written;
+      *bytes += written;
+    }
+    SetHandleTimesFromDos(file, info.dosDate);
+    CloseHandle(file);
+  }
+  unzClose(zip);
+  return result;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -41,6 +87,8 @@ int main(int argc, char** argv) {
   QueryPerformanceCounter(&t0);
   if (strcmp(argv[2], "--read-only") == 0) {
     result = ReadEverything(argv[1], &bytes);
+  } else if (argc > 3 && strcmp(argv[3], "--bare") == 0) {
+    result = WriteBare(argv[1], argv[2], &bytes);
   } else {
     result = ExtractZipFilesFromListMF(nullptr, argv[1], &withoutPath, &mode, "", argv[2], 0, 1);
     bytes = GetExtractionByteCounter();
