@@ -7,7 +7,11 @@
 #include "app/main_recent.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
+#include "formats/formats.h"
+#include "model/archive_kind.h"
 #include "model/entry_rows.h"
+#include "model/listing_totals.h"
+#include "model/namelist.h"
 #include "services/help_file.h"
 #include "services/log.h"
 #include "services/prompts.h"
@@ -87,44 +91,62 @@ void CmdAbout() { ShowAboutDialog(Main().hwnd); }
 // from it. Keys the system delivers itself (Enter as IDOK, Alt+F4 as a close) are only shown.
 enum KeyUse { KEY_NONE, KEY_ACCELERATOR, KEY_SHOWN_ONLY };
 
+// What a command needs before it can run; the menus, the context menu and the tool bar
+// enable it exactly then.
+enum CommandNeed {
+  NEED_IDLE = 1,       // no operation or opening runs
+  NEED_ARCHIVE = 2,    // an archive is open
+  NEED_ROWS = 4,       // it lists at least one entry
+  NEED_SELECTION = 8,  // a row of the current view, or the focused tree's folder, is selected
+  NEED_ZIP = 16,       // it is read by the program's own ZIP engine
+  NEED_WRITABLE = 32,  // the program writes the open archive's kind
+};
+
 struct Command {
   int id;
   void (*run)();
   KeyUse use;
   BYTE modifiers;  // FCONTROL, FSHIFT, FALT
   WORD key;        // virtual key
+  int needs;       // CommandNeed bits
 };
+
+constexpr int kOnArchive = NEED_IDLE | NEED_ARCHIVE;
+constexpr int kOnRows = kOnArchive | NEED_ROWS;
+constexpr int kOnSelection = kOnRows | NEED_SELECTION;
 
 // Commands without a handler are shown greyed out.
 const Command kCommands[] = {
-    {IDM_OPEN, CmdOpen, KEY_ACCELERATOR, FCONTROL, 'O'},
-    {IDM_NEW_ARCHIVE, CmdNewArchive, KEY_ACCELERATOR, FCONTROL, 'N'},
-    {IDM_ADD_FILES, CmdAddFiles, KEY_NONE, 0, 0},
-    {IDM_ADD_FOLDER, CmdAddFolder, KEY_NONE, 0, 0},
-    {IDM_EXTRACT_ALL, CmdExtractAll, KEY_ACCELERATOR, FCONTROL, 'E'},
-    {IDM_EXTRACT_SELECTED, CmdExtractSelected, KEY_ACCELERATOR, FCONTROL | FSHIFT, 'E'},
-    {IDM_PROPERTIES, ShowFolderProperties, KEY_ACCELERATOR, FALT, VK_RETURN},
-    {IDM_EXIT, CmdExit, KEY_SHOWN_ONLY, FALT, VK_F4},
-    {IDM_VIEW_ENTRY, CmdViewEntry, KEY_SHOWN_ONLY, 0, VK_RETURN},
-    {IDM_OPEN_WITH, CmdOpenWith, KEY_NONE, 0, 0},
-    {IDM_DELETE, CmdDelete, KEY_ACCELERATOR, 0, VK_DELETE},
-    {IDM_RENAME, CmdRename, KEY_ACCELERATOR, 0, VK_F2},
-    {IDM_SELECT_ALL, CmdSelectAll, KEY_ACCELERATOR, FCONTROL, 'A'},
-    {IDM_FIND, CmdFind, KEY_ACCELERATOR, FCONTROL, 'F'},
-    {IDM_FIND_IN_CONTENTS, CmdFindInContents, KEY_ACCELERATOR, FCONTROL | FSHIFT, 'F'},
-    {IDM_FIND_NEXT, CmdFindNext, KEY_ACCELERATOR, 0, VK_F3},
-    {IDM_FIND_PREVIOUS, CmdFindPrevious, KEY_ACCELERATOR, FSHIFT, VK_F3},
-    {IDM_FULL_LIST, CmdFullList, KEY_NONE, 0, 0},
-    {IDM_FOLDER_TREE, CmdFolderTree, KEY_NONE, 0, 0},
-    {IDM_RELOAD, CmdReload, KEY_ACCELERATOR, 0, VK_F5},
-    {IDM_SELF_EXTRACTING, nullptr, KEY_NONE, 0, 0},
-    {IDM_CONFIGURATION, nullptr, KEY_NONE, 0, 0},
-    {IDM_LANGUAGE, CmdLanguage, KEY_NONE, 0, 0},
-    {IDM_REGISTRY_VALUES, CmdRegistryValues, KEY_ACCELERATOR, FCONTROL, '9'},
-    {IDM_HELP, CmdHelp, KEY_ACCELERATOR, 0, VK_F1},
-    {IDM_CHECK_UPDATE, nullptr, KEY_NONE, 0, 0},
-    {IDM_ABOUT, CmdAbout, KEY_NONE, 0, 0},
-    {IDM_PARENT_FOLDER, GoToParentFolder, KEY_ACCELERATOR, FALT, VK_UP},
+    {IDM_OPEN, CmdOpen, KEY_ACCELERATOR, FCONTROL, 'O', NEED_IDLE},
+    {IDM_NEW_ARCHIVE, CmdNewArchive, KEY_ACCELERATOR, FCONTROL, 'N', NEED_IDLE},
+    {IDM_ADD_FILES, CmdAddFiles, KEY_NONE, 0, 0, kOnArchive | NEED_WRITABLE},
+    {IDM_ADD_FOLDER, CmdAddFolder, KEY_NONE, 0, 0, kOnArchive | NEED_WRITABLE},
+    {IDM_EXTRACT_ALL, CmdExtractAll, KEY_ACCELERATOR, FCONTROL, 'E', kOnRows},
+    {IDM_EXTRACT_SELECTED, CmdExtractSelected, KEY_ACCELERATOR, FCONTROL | FSHIFT, 'E', kOnSelection},
+    {IDM_TEST_ARCHIVE, nullptr, KEY_ACCELERATOR, FCONTROL, 'T', kOnRows | NEED_ZIP},
+    {IDM_CLOSE_ARCHIVE, CmdCloseArchive, KEY_ACCELERATOR, FCONTROL, 'W', kOnArchive},
+    {IDM_PROPERTIES, ShowFolderProperties, KEY_ACCELERATOR, FALT, VK_RETURN, NEED_ARCHIVE},
+    {IDM_EXIT, CmdExit, KEY_SHOWN_ONLY, FALT, VK_F4, 0},
+    {IDM_VIEW_ENTRY, CmdViewEntry, KEY_SHOWN_ONLY, 0, VK_RETURN, kOnSelection},
+    {IDM_OPEN_WITH, CmdOpenWith, KEY_NONE, 0, 0, kOnSelection},
+    {IDM_DELETE, CmdDelete, KEY_ACCELERATOR, 0, VK_DELETE, kOnSelection},
+    {IDM_RENAME, CmdRename, KEY_ACCELERATOR, 0, VK_F2, kOnSelection},
+    {IDM_SELECT_ALL, CmdSelectAll, KEY_ACCELERATOR, FCONTROL, 'A', NEED_ARCHIVE | NEED_ROWS},
+    {IDM_FIND, CmdFind, KEY_ACCELERATOR, FCONTROL, 'F', NEED_ARCHIVE | NEED_ROWS},
+    {IDM_FIND_IN_CONTENTS, CmdFindInContents, KEY_ACCELERATOR, FCONTROL | FSHIFT, 'F', kOnRows},
+    {IDM_FIND_NEXT, CmdFindNext, KEY_ACCELERATOR, 0, VK_F3, NEED_ARCHIVE | NEED_ROWS},
+    {IDM_FIND_PREVIOUS, CmdFindPrevious, KEY_ACCELERATOR, FSHIFT, VK_F3, NEED_ARCHIVE | NEED_ROWS},
+    {IDM_FULL_LIST, CmdFullList, KEY_NONE, 0, 0, 0},
+    {IDM_FOLDER_TREE, CmdFolderTree, KEY_NONE, 0, 0, 0},
+    {IDM_RELOAD, CmdReload, KEY_ACCELERATOR, 0, VK_F5, kOnArchive},
+    {IDM_SELF_EXTRACTING, nullptr, KEY_NONE, 0, 0, kOnRows | NEED_ZIP},
+    {IDM_CONFIGURATION, nullptr, KEY_NONE, 0, 0, 0},
+    {IDM_LANGUAGE, CmdLanguage, KEY_NONE, 0, 0, 0},
+    {IDM_REGISTRY_VALUES, CmdRegistryValues, KEY_ACCELERATOR, FCONTROL, '9', 0},
+    {IDM_HELP, CmdHelp, KEY_ACCELERATOR, 0, VK_F1, 0},
+    {IDM_CHECK_UPDATE, nullptr, KEY_NONE, 0, 0, 0},
+    {IDM_ABOUT, CmdAbout, KEY_NONE, 0, 0, 0},
+    {IDM_PARENT_FOLDER, GoToParentFolder, KEY_ACCELERATOR, FALT, VK_UP, NEED_ARCHIVE},
 };
 
 // "Ctrl+Shift+E", as the menu shows a command's key.
@@ -150,6 +172,35 @@ const Command* FindCommand(int id) {
   return nullptr;
 }
 
+// F2 and Extract selected act on the tree's folder while the tree has the focus.
+bool HasSelection() {
+  if (IsTreeFocused()) return TreeView_GetSelection(Main().tree) != nullptr;
+  return SendMessageA(CurrentView(), LVM_GETSELECTEDCOUNT, 0, 0) > 0;
+}
+
+}  // namespace
+
+void CmdCloseArchive() {
+  MainWindowState& m = Main();
+  ArchiveControlBlock* block = GetCurrentControlBlock();
+  DeleteAllEntryRows(m.list);
+  DeleteAllEntryRows(m.treeList);
+  TreeView_DeleteAllItems(m.tree);
+  block->path[0] = '\0';
+  block->opened = 0;
+  NameListRecreate(&block->folders);
+  SetCurrentArchivePath("");
+  SetArchiveEncrypted(0);
+  SetCurrentPassword("");
+  ResetListingTotals();
+  for (int part = 0; part < 3; ++part) SendMessageA(m.status, SB_SETTEXTA, part, reinterpret_cast<LPARAM>(""));
+  SetMyWindowText(nullptr);
+  RefreshToolbarState();
+  Log(5, GetVerbose(), "CmdCloseArchive: closed");
+}
+
+namespace {
+
 struct MenuLayout {
   int menu;
   int items[12];  // 0 ends, -1 is a separator
@@ -157,8 +208,8 @@ struct MenuLayout {
 
 const MenuLayout kMenus[] = {
     {IDM_MENU_FILE,
-     {IDM_OPEN, IDM_RECENT, -1, IDM_NEW_ARCHIVE, IDM_ADD_FILES, IDM_ADD_FOLDER, -1, IDM_EXTRACT_ALL,
-      IDM_EXTRACT_SELECTED, 0}},
+     {IDM_OPEN, IDM_RECENT, IDM_CLOSE_ARCHIVE, -1, IDM_NEW_ARCHIVE, IDM_ADD_FILES, IDM_ADD_FOLDER, -1,
+      IDM_EXTRACT_ALL, IDM_EXTRACT_SELECTED, IDM_TEST_ARCHIVE, 0}},
     {IDM_MENU_EDIT,
      {IDM_VIEW_ENTRY, IDM_OPEN_WITH, -1, IDM_DELETE, IDM_RENAME, -1, IDM_SELECT_ALL, IDM_FIND, IDM_FIND_IN_CONTENTS,
       IDM_FIND_NEXT, IDM_FIND_PREVIOUS, 0}},
@@ -215,18 +266,29 @@ HACCEL BuildAccelerators() {
   return CreateAcceleratorTableA(keys, n);
 }
 
-bool IsCommandAvailable(int id) {
+bool CanRunCommand(int id) {
   const Command* c = FindCommand(id);
-  return c && c->run;
+  if (!c || !c->run) return false;
+  if ((c->needs & NEED_IDLE) && (IsBusy() || IsOpenInProgress())) return false;
+  if ((c->needs & NEED_ARCHIVE) && !*GetCurrentArchivePath()) return false;
+  if ((c->needs & NEED_ROWS) && GetEntryRowCount(Main().list) == 0) return false;
+  if ((c->needs & NEED_SELECTION) && !HasSelection()) return false;
+  if ((c->needs & NEED_ZIP) && !ArchiveFormatOrZip(GetArchiveKind(), "CanRunCommand")->zipEngine) return false;
+  if ((c->needs & NEED_WRITABLE) && !CanAddToOpenArchive()) return false;
+  return true;
+}
+
+void EnableMenuCommands(HMENU menu) {
+  for (const Command& c : kCommands)
+    EnableMenuItem(menu, c.id, MF_BYCOMMAND | (CanRunCommand(c.id) ? MF_ENABLED : MF_GRAYED));
 }
 
 void OnMainCommand(int id) {
   if (id == IDOK) id = IDM_VIEW_ENTRY;  // Enter in a list, or a double click
   if (OnRecentCommand(id)) return;
-  const Command* c = FindCommand(id);
-  if (!c || !c->run) {
-    Log(2, GetVerbose(), "OnMainCommand: %d has no handler", id);
+  if (!CanRunCommand(id)) {
+    Log(2, GetVerbose(), "OnMainCommand: %d cannot run now", id);
     return;
   }
-  c->run();
+  FindCommand(id)->run();
 }

@@ -22,8 +22,13 @@ namespace {
 // through SendMessage where a control needs it and otherwise touch plain state only.
 // Another archive's rows are coming: the hits and the tree of the last one are not theirs
 // (the search values' reset clears the tree's in-step mark too).
-void BeginListing() { InitializeSearchValues(nullptr, 0); }
-void FinishListing() {}
+void BeginListing() {
+  InitializeSearchValues(nullptr, 0);
+  if (Main().hwnd) PostMessageA(Main().hwnd, WM_APP_OPENING, 1, 0);
+}
+void FinishListing() {
+  if (Main().hwnd) PostMessageA(Main().hwnd, WM_APP_OPENING, 0, 0);
+}
 
 void LockUpdates(bool lock) { SendMessageA(CurrentView(), WM_SETREDRAW, lock ? FALSE : TRUE, 0); }
 

@@ -4,6 +4,8 @@
 
 #include "res/resource.h"
 
+#include <commctrl.h>
+
 enum Presentation {
   PRESENT_FULL_LIST = 0,    // one list of every entry
   PRESENT_FOLDER_TREE = 1,  // the folder tree beside the folder list
@@ -86,6 +88,23 @@ void SetMyWindowText(const char* path);
 
 // Commands from menus, tool bar and keys (main_commands.cpp).
 void OnMainCommand(int id);
-bool IsCommandAvailable(int id);
+// Whether the command can run now: it has a handler and what it acts on is there.
+bool CanRunCommand(int id);
+// Greys the items of a menu that cannot run now.
+void EnableMenuCommands(HMENU menu);
+// File > Close archive: the views, the title and the totals are emptied.
+void CmdCloseArchive();
+
+// The list's context menu (main_context_menu.cpp); screenPoint is WM_CONTEXTMENU's, -1 from
+// the keyboard.
+HMENU BuildListContextMenu();
+void ShowListContextMenu(HWND list, LPARAM screenPoint);
+
+// The status bar's selection (main_status.cpp), written once IDT_SELECTION_STATUS fires.
+void ScheduleSelectionStatus();
+void WriteSelectionStatus();
+
+// A tool-bar button's tip; false for another tool tip.
+bool ToolbarTip(NMTTDISPINFOA* info);
 HMENU BuildMainMenu();
 HACCEL BuildAccelerators();

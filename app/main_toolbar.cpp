@@ -31,14 +31,6 @@ const Button kButtons[] = {
 };
 constexpr int kButtonCount = sizeof kButtons / sizeof kButtons[0];
 
-// Commands that need an open archive with rows.
-bool NeedsRows(int command) {
-  return command == IDM_EXTRACT_ALL || command == IDM_VIEW_ENTRY || command == IDM_DELETE || command == IDM_FIND || command == IDM_FIND_IN_CONTENTS ||
-         command == IDM_PROPERTIES;
-}
-
-bool AddsToOpenArchive(int command) { return command == IDM_ADD_FILES || command == IDM_ADD_FOLDER; }
-
 }  // namespace
 
 HWND CreateMainToolbar(HWND parent) {
@@ -78,15 +70,20 @@ void RefreshToolbarTexts() {
   }
 }
 
+bool ToolbarTip(NMTTDISPINFOA* info) {
+  for (int i = 0; i < kButtonCount; ++i) {
+    if (static_cast<int>(info->hdr.idFrom) != kButtons[i].command) continue;
+    info->lpszText = const_cast<char*>(GetToolBarToolTipText(i));
+    info->hinst = nullptr;
+    return true;
+  }
+  return false;
+}
+
 void RefreshToolbarState() {
   MainWindowState& m = Main();
-  bool rows = GetEntryRowCount(CurrentView()) > 0 || GetEntryRowCount(m.list) > 0;
-  bool busy = IsBusy() || IsOpenInProgress();
-  for (const Button& b : kButtons) {
-    bool enabled = IsCommandAvailable(b.command) && !(NeedsRows(b.command) && !rows) &&
-                   !(busy && b.command != IDM_FIND) && !(AddsToOpenArchive(b.command) && !CanAddToOpenArchive());
-    SendMessageA(m.toolbar, TB_ENABLEBUTTON, b.command, MAKELONG(enabled ? TRUE : FALSE, 0));
-  }
+  for (const Button& b : kButtons)
+    SendMessageA(m.toolbar, TB_ENABLEBUTTON, b.command, MAKELONG(CanRunCommand(b.command) ? TRUE : FALSE, 0));
   SendMessageA(m.toolbar, TB_CHECKBUTTON, IDM_FULL_LIST, m.presentation == PRESENT_FULL_LIST);
   SendMessageA(m.toolbar, TB_CHECKBUTTON, IDM_FOLDER_TREE, m.presentation == PRESENT_FOLDER_TREE);
 }

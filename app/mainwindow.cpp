@@ -99,6 +99,7 @@ LRESULT MsgDestroy(HWND hwnd) {
 
 LRESULT MsgNotify(NMHDR* header) {
   LRESULT result = 0;
+  if (header->code == TTN_GETDISPINFOA && ToolbarTip(reinterpret_cast<NMTTDISPINFOA*>(header))) return 0;
   if (HandleEntryListNotify(header, &result)) return result;
   if (HandleFolderTreeNotify(header, &result)) return result;
   if (header->hwndFrom == g_main.list || header->hwndFrom == g_main.treeList) {
@@ -129,6 +130,10 @@ LRESULT MsgNotify(NMHDR* header) {
         if (item.pszText) ChangeFileName(header->hwndFrom, item.pszText, LISTSTRUCT_FILENAME, item.iItem);
         return FALSE;
       }
+      case LVN_ITEMCHANGED:
+      case LVN_ODSTATECHANGED:
+        ScheduleSelectionStatus();
+        return 0;
       default:
         break;
     }
@@ -150,6 +155,7 @@ LRESULT MsgExtractionTimer(bool start) {
     SetTimer(g_main.hwnd, IDT_EXTRACTION, 1000, nullptr);
   else
     KillTimer(g_main.hwnd, IDT_EXTRACTION);
+  RefreshToolbarState();
   return 0;
 }
 
@@ -161,10 +167,28 @@ LRESULT MsgTimer(UINT_PTR id) {
     DestroyWindow(g_main.hwnd);
     return 0;
   }
+  if (id == IDT_SELECTION_STATUS) {
+    WriteSelectionStatus();
+    RefreshToolbarState();
+    return 0;
+  }
   if (id != IDT_EXTRACTION) return 0;
+  // A run's end or start changes what the buttons can do.
+  RefreshToolbarState();
   char text[kPathBuf];
   FormatExtractionTimer(text, sizeof text, GetTickCount() - GetExtractionStartTick(), GetExtractionByteCounter());
   SendMessageA(g_main.status, SB_SETTEXTA, 2, reinterpret_cast<LPARAM>(text));
+  return 0;
+}
+
+// The listing thread starts and ends an opening: the status text and the pointer follow.
+LRESULT MsgOpening(bool started) {
+  SendMessageA(g_main.status, SB_SETTEXTA, 3, reinterpret_cast<LPARAM>(started ? GetMessageText(1) : ""));
+  POINT at;
+  GetCursorPos(&at);
+  if (WindowFromPoint(at) && (WindowFromPoint(at) == g_main.hwnd || IsChild(g_main.hwnd, WindowFromPoint(at))))
+    SetCursor(LoadCursorA(nullptr, MAKEINTRESOURCEA(started ? 32514 : 32512)));  // IDC_WAIT, IDC_ARROW
+  RefreshToolbarState();
   return 0;
 }
 
@@ -217,6 +241,11 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
       if (reinterpret_cast<HWND>(lParam) != hwnd) CancelRowDrag();
       return 0;
     case WM_SETCURSOR:
+      // Opening waits for a file another program holds and lists it: the pointer says so.
+      if (IsOpenInProgress() && LOWORD(lParam) == HTCLIENT) {
+        SetCursor(LoadCursorA(nullptr, MAKEINTRESOURCEA(32514)));  // IDC_WAIT
+        return TRUE;
+      }
       if (LOWORD(lParam) == HTCLIENT && reinterpret_cast<HWND>(wParam) == hwnd && SetSplitterCursor()) return TRUE;
       return DefWindowProcA(hwnd, message, wParam, lParam);
     case WM_APP_ENTRIES_REWRITTEN:
@@ -237,8 +266,17 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
     case 0x02E0:  // WM_DPICHANGED
       return MsgDpiChanged(hwnd, wParam, reinterpret_cast<const RECT*>(lParam));
     case WM_INITMENUPOPUP:
+      EnableMenuCommands(reinterpret_cast<HMENU>(wParam));
       RefreshRecentMenu(reinterpret_cast<HMENU>(wParam));
       return 0;
+    case WM_CONTEXTMENU:
+      if (reinterpret_cast<HWND>(wParam) == g_main.list || reinterpret_cast<HWND>(wParam) == g_main.treeList) {
+        ShowListContextMenu(reinterpret_cast<HWND>(wParam), lParam);
+        return 0;
+      }
+      return DefWindowProcA(hwnd, message, wParam, lParam);
+    case WM_APP_OPENING:
+      return MsgOpening(wParam != 0);
     case WM_DESTROY:
       return MsgDestroy(hwnd);
     default:

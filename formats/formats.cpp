@@ -1,6 +1,7 @@
 #include "services/base.h"
 #include "formats/formats.h"
 
+#include "kestrelia_lang.h"
 #include "services/log.h"
 
 #include <cstdio>
@@ -34,11 +35,11 @@ bool EndsWithAny(const char* name, const char* const (&suffixes)[N]) {
 // In the order the name tests run: ZIP first, ZIP64 last (it is found by listing, never by
 // name). Search refusals are message texts 67, 68, 81 and 101.
 ArchiveFormat g_formats[] = {
-    {ARCHIVE_ZIP, "ZIP", IsZipFile, '\\', true, nullptr, 0, {}},
-    {ARCHIVE_TAR, "TAR", IsTarFile, '/', false, nullptr, 67, {}},
-    {ARCHIVE_ISO, "ISO", IsIsoFile, '\\', false, "not supported on iso file", 68, {}},
-    {ARCHIVE_RAR, "RAR", IsRarFile, '\\', false, "not supported on rar file", 81, {}},
-    {ARCHIVE_ZIP64, "ZIP64", nullptr, '\\', true, "not supported on zip64 file", 101, {}},
+    {ARCHIVE_ZIP, "ZIP", IsZipFile, '\\', true, nullptr, 0, "*.zip;*.jar;*.war", 143, {}},
+    {ARCHIVE_TAR, "TAR", IsTarFile, '/', false, nullptr, 67, "*.tar;*.tgz;*.gz;*.tar.z;*.tar.bz2", 144, {}},
+    {ARCHIVE_ISO, "ISO", IsIsoFile, '\\', false, "not supported on iso file", 68, "*.iso;*.nrg", 145, {}},
+    {ARCHIVE_RAR, "RAR", IsRarFile, '\\', false, "not supported on rar file", 81, "*.rar", 146, {}},
+    {ARCHIVE_ZIP64, "ZIP64", nullptr, '\\', true, "not supported on zip64 file", 101, nullptr, 0, {}},
 };
 
 ArchiveFormat* Row(int kind) {
@@ -50,6 +51,17 @@ ArchiveFormat* Row(int kind) {
 }  // namespace
 
 const ArchiveFormat* FindArchiveFormat(int kind) { return Row(kind); }
+
+std::string ArchiveOpenFilter() {
+  std::string all, each;
+  for (const ArchiveFormat& format : g_formats) {
+    // A kind whose plug-in is missing is not offered.
+    if (!format.patterns || !format.ops.listing) continue;
+    all += (all.empty() ? "" : ";") + std::string(format.patterns);
+    each += std::string(GetMessageText(format.descriptionText)) + " (" + format.patterns + ")|" + format.patterns + "|";
+  }
+  return std::string(GetMessageText(140)) + "|" + all + "|" + each + GetMessageText(141) + " (*.*)|*.*|";
+}
 
 const ArchiveFormat* ArchiveFormatOrZip(int kind, const char* who) {
   if (const ArchiveFormat* format = Row(kind)) return format;

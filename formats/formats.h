@@ -8,6 +8,8 @@
 #pragma once
 #include "services/base.h"
 
+#include <string>
+
 // The kind numbers are stored in the control blocks and the process-wide current kind.
 enum ArchiveKind {
   ARCHIVE_ZIP = 1,
@@ -46,6 +48,8 @@ struct ArchiveFormat {
   bool zipEngine;                             // read and written by the program's own ZIP engine
   const char* renameRefusal;                  // printed instead of renaming; null when renaming works
   int searchRefusalText;                      // message text shown instead of a content search; 0 allows it
+  const char* patterns;                       // the open dialog's patterns; null: not offered there
+  int descriptionText;                        // the open dialog's name of the kind (message text)
   ArchiveOperations ops;
 };
 
@@ -60,6 +64,9 @@ void RegisterArchiveOperations(int kind, const ArchiveOperations& ops);
 void RegisterArchiveFormats();
 
 bool IsKnownArchiveKind(int kind);
+// The open dialog's file types as "name|patterns|" pairs: every archive kind together
+// first, then each kind, then every file.
+std::string ArchiveOpenFilter();
 // The separator entry names carry for the given kind: '/' for TAR, '\\' for all others.
 char ArchiveSeparator(int kind);
 

@@ -80,6 +80,7 @@
 
 // ---- Main window timers (4321, 9900..9999) ----
 #define IDT_TREE_FILL 4321           // folds a burst of tree selection changes into one fill
+#define IDT_SELECTION_STATUS 9997   // folds a burst of selection changes into one status text
 #define IDT_CLOSE_WHEN_STOPPED 9998  // a close request waits for the cancelled run to stop
 #define IDT_EXTRACTION 9999          // the status bar's elapsed time and rate during a run
 
@@ -120,6 +121,9 @@
 // Main window, posted by a listing thread: the rows it stored are to be shown (wParam what
 // happened, lParam its data; ui/listing_view).
 #define WM_APP_LISTING_EVENT (WM_APP + 3)
+// Main window, posted by the listing thread: wParam 1 an archive starts opening, 0 it is open
+// or failed (the wait cursor and the status text follow).
+#define WM_APP_OPENING (WM_APP + 4)
 // Main window, posted by an extraction worker: wParam 1 starts IDT_EXTRACTION, 0 kills it
 // (timers belong to the window's own thread).
 #define WM_APP_EXTRACTION_TIMER (WM_APP + 99)

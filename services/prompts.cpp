@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -17,23 +18,30 @@ int RealMessageBox(HWND owner, const char* text, const char* title, UINT flags) 
   return MessageBoxA(owner, text, title, flags);
 }
 
-void Filter(const char* extension, char (&out)[128]) {
-  // "*.zip\0*.zip\0All files\0*.*\0\0"
-  int n = snprintf(out, sizeof out, "*.%s", extension);
-  n += 1 + snprintf(out + n + 1, sizeof out - n - 1, "*.%s", extension);
-  n += 1 + snprintf(out + n + 1, sizeof out - n - 1, "*.*");
-  n += 1 + snprintf(out + n + 1, sizeof out - n - 1, "*.*");
-  out[n + 1] = '\0';
+// "*.zip\0*.zip\0*.*\0*.*\0\0" for an extension; a filter "name|patterns|..." has its bars
+// turned into the dialog's zeros.
+std::string Filter(const char* extension) {
+  std::string out;
+  if (strchr(extension, '|')) {
+    out = extension;
+    for (char& c : out)
+      if (c == '|') c = '\0';
+  } else {
+    std::string pattern = std::string("*.") + extension;
+    out = pattern + '\0' + pattern + '\0' + "*.*" + '\0' + "*.*" + '\0';
+  }
+  return out + '\0';
 }
 
 // Both file dialogs: one extension's files first, then all files.
 bool RunFileDialog(HWND owner, const char* extension, const char* title, DWORD flags, char* path, bool save) {
-  char filter[128];
-  Filter(extension, filter);
+  std::string filter = Filter(extension);
+  // The default extension is a plain one, never a filter's.
+  if (strchr(extension, '|')) extension = nullptr;
   OPENFILENAMEA ofn = {};
   ofn.lStructSize = sizeof ofn;
   ofn.hwndOwner = owner;
-  ofn.lpstrFilter = filter;
+  ofn.lpstrFilter = filter.c_str();
   ofn.lpstrFile = path;
   ofn.nMaxFile = kPathBuf;
   ofn.lpstrTitle = title;

@@ -7,7 +7,8 @@
 struct Prompts {
   // MessageBoxA's contract.
   int (*messageBox)(HWND owner, const char* text, const char* title, UINT flags);
-  // The open dialog for one extension; fills path (kPathBuf) and returns true, false on cancel.
+  // The open dialog for one extension, or for the file types of a filter "name|patterns|..."
+  // (the first type chosen); fills path (kPathBuf) and returns true, false on cancel.
   bool (*openFile)(HWND owner, const char* extension, const char* title, char* path);
   // The save dialog; confirmOverwrite asks before replacing an existing file.
   bool (*saveFile)(HWND owner, const char* extension, const char* title, bool confirmOverwrite, char* path);

@@ -6,6 +6,7 @@
 #include "model/archive_kind.h"
 #include "model/namelist.h"
 #include "model/view_hooks.h"
+#include "formats/formats.h"
 #include "services/log.h"
 #include "services/prompts.h"
 
@@ -70,7 +71,8 @@ int OpenCompressedFile(const char* path, HWND owner) {
 
   char chosen[kPathBuf] = "";
   if (!path || !*path) {
-    if (!GetPrompts().openFile(owner ? owner : GetMainWindowHandle(), "zip", GetMessageText(28), chosen)) {
+    if (!GetPrompts().openFile(owner ? owner : GetMainWindowHandle(), ArchiveOpenFilter().c_str(), GetMessageText(28),
+                               chosen)) {
       SetOpenInProgress(0);
       GetViewHooks().focusCurrentView();
       return OPEN_CANCELLED;

@@ -160,6 +160,10 @@ const LangText messages[] = {
     {140, "All archives", "Alle Archive"},
     {141, "All files", "Alle Dateien"},
     {142, "selected", "ausgewählt"},
+    {143, "ZIP and Java archives", "ZIP- und Java-Archive"},
+    {144, "TAR archives", "TAR-Archive"},
+    {145, "ISO images", "ISO-Abbilder"},
+    {146, "RAR archives", "RAR-Archive"},
 };
 }  // namespace
 

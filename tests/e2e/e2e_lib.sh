@@ -8,6 +8,17 @@ failures=0
 
 winpath() { winepath -w "$1" 2>/dev/null; }
 
+# The title of the folder chooser every extraction asks through.
+picker="Choose the folder to extract to:"
+
+# fresh_work NAME: $work is an empty folder NAME on the prefix's drive C, removed at the end.
+fresh_work() {
+  work=${WINEPREFIX:?}/drive_c/$1
+  rm -rf "$work"
+  mkdir -p "$work"
+  trap 'rm -rf "$work"' EXIT
+}
+
 # start_program ARGS...: runs Kestrelia.exe in the background, its pid in $app.
 start_program() {
   wine "$bin/Kestrelia.exe" "$@" > "$shots/program.out" 2>&1 &

@@ -36,7 +36,7 @@ std::vector<int> Join(std::vector<int> a, const std::vector<int>& b) {
 // Every numbered entry point with every number the program uses.
 std::vector<Range> NumberedRanges() {
   return {
-      {"GetMessageText", GetMessageText, Join(Span(0, 102), Span(130, 142))},
+      {"GetMessageText", GetMessageText, Join(Span(0, 116), Span(130, 146))},
       {"GetGenericText", GetGenericText, Span(0, 89)},
       {"GetMenuText", GetMenuText, Span(5001, 5005)},
       {"GetMenuItemText", GetMenuItemText, Join(Span(4001, 4028, 4025), Span(4029, 4031))},

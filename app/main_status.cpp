@@ -1,0 +1,61 @@
+// The status bar's count and sizes follow the selection: those of the selected entries while
+// there is a selection, the archive's totals otherwise.
+#include "services/base.h"
+#include "app/main_state.h"
+
+#include "kestrelia_lang.h"
+#include "model/entry_rows.h"
+#include "model/listing_totals.h"
+#include "model/liststruct.h"
+
+#include <commctrl.h>
+
+#include <cinttypes>
+#include <cstdio>
+
+namespace {
+
+// A selection of many rows changes in many notifications: the sums wait until they settle.
+constexpr UINT kSelectionDelay = 60;
+
+}  // namespace
+
+ListingTotals SumSelectedRows(HWND list, int* selected) {
+  ListingTotals sum = {};
+  *selected = 0;
+  for (int row = -1;;) {
+    row = static_cast<int>(SendMessageA(list, LVM_GETNEXTITEM, static_cast<WPARAM>(row), LVNI_SELECTED));
+    if (row < 0) break;
+    ++*selected;
+    if (liststruct* record = GetRowRecord(list, row)) {
+      ++sum.entries;
+      sum.compressed += record->compressed;
+      sum.uncompressed += record->uncompressed;
+    }
+  }
+  return sum;
+}
+
+void ScheduleSelectionStatus() {
+  if (Main().hwnd) SetTimer(Main().hwnd, IDT_SELECTION_STATUS, kSelectionDelay, nullptr);
+}
+
+void WriteSelectionStatus() {
+  MainWindowState& m = Main();
+  KillTimer(m.hwnd, IDT_SELECTION_STATUS);
+  HWND status = m.status;
+  int selected = 0;
+  ListingTotals sum = SumSelectedRows(CurrentView(), &selected);
+  if (!selected) {
+    SendMessageA(status, SB_SETTEXTA, 0, reinterpret_cast<LPARAM>(""));
+    WriteListingStatusBar();
+    return;
+  }
+  char mark[64], count[kPathBuf], sizes[kPathBuf];
+  snprintf(mark, sizeof mark, "%d %s", selected, GetMessageText(142));
+  FormatListingCount(sum, count, sizeof count);
+  FormatListingSizes(sum, sizes, sizeof sizes);
+  SendMessageA(status, SB_SETTEXTA, 0, reinterpret_cast<LPARAM>(mark));
+  SendMessageA(status, SB_SETTEXTA, 1, reinterpret_cast<LPARAM>(count));
+  SendMessageA(status, SB_SETTEXTA, 2, reinterpret_cast<LPARAM>(sizes));
+}

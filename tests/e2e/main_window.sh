@@ -1,0 +1,90 @@
+#!/usr/bin/env bash
+# The main window as a person uses it: the status bar follows the selection; Enter opens a
+# text entry in the program Windows associates with it; the context menu's Extract goes
+# through the folder chooser, into which a path is typed; Close archive empties the window.
+source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
+data=${KESTRELIA_TESTDATA:?}
+fresh_work kestrelia_e2e_main
+mkdir -p "$work/out"
+cp "$data/zip_deflated.zip" "$work/good.zip"
+
+# click_clears X Y: a click there leaves no row selected (the first click on a window that
+# lost the focus may only bring it back).
+click_clears() {
+  xdotool mousemove "$1" "$2" click 1
+  inspect --wait 2 --until-selected -1 >/dev/null
+  shows "list selected: 0" --rows 0
+}
+
+# close_archive: Ctrl+W empties the window; right after a run the window may still be busy
+# and ignore it, as it ignores every command that needs it idle.
+close_archive() {
+  focus "Kestrelia: .*good.zip"
+  xdotool key ctrl+w
+  shows 'window "Kestrelia"' --rows 0
+}
+
+# select_row NAME: a click on the list's empty part below the rows (a click on a selected row
+# would start renaming it), then the keys down to the row showing NAME.
+select_row() {
+  local out index x y
+  focus "Kestrelia: .*good.zip"
+  out=$(inspect --rows 20)
+  index=$(grep -F "| $1 |" <<<"$out" | head -1 | sed 's/^row \([0-9]*\):.*/\1/')
+  read -r x y < <(grep "^place SysListView32 at" <<<"$out" | head -1 | awk '{print $4, $5}')
+  eventually 60 click_clears "$x" "$((y + 150))"
+  xdotool key Home
+  for _ in $(seq "$index"); do xdotool key Down; done
+  inspect --wait 30 --until-selected "$index" >/dev/null
+  eventually 30 shows "list selected: 1" --rows 0
+}
+
+start_program "$(winpath "$work/good.zip")"
+inspect --wait 60 --until-rows 6 --until-title good.zip >/dev/null
+eventually 30 shows "status 1: 6 " --rows 0
+expect_contains "no selection: the archive's count" "status 1: 6 " "$(inspect --rows 0 | grep '^status')"
+
+select_row readme.txt
+xdotool key shift+Down
+eventually 30 shows "status 0: 2 selected" --rows 0
+status=$(inspect --rows 0 | grep "^status")
+screenshot selection_status
+expect_contains "two rows selected" "status 0: 2 selected" "$status"
+expect_contains "two rows selected: their count" "status 1: 2 " "$status"
+
+# Enter on readme.txt: the associated program shows its text. Notepad takes its time to come
+# up on a loaded machine.
+select_row readme.txt
+xdotool key Return
+out=$(inspect --class Notepad --until-title readme.txt --wait 180)
+screenshot view_notepad
+expect_contains "the text entry opens in Notepad" "readme.txt" "$(head -1 <<<"$out")"
+expect_contains "Notepad shows the entry's text" "Kestrelia test archive" "$out"
+inspect --class Notepad --close >/dev/null
+wait_gone Notepad
+
+# The context menu of the selection, opened with the menu key; its Extract item asks for the
+# folder, and a typed path is taken.
+select_row numbers.txt
+xdotool key Menu
+eventually 30 menus_open 1
+screenshot context_menu
+xdotool key x
+wait_dialog "$picker" >/dev/null
+focus "$picker"
+screenshot folder_picker
+xdotool type --delay 40 'C:\kestrelia_e2e_main\out'
+xdotool key Return
+eventually 60 test -f "$work/out/good/docs/numbers.txt"
+wait_gone '#32770'
+expect_eq "the context menu extracts into a folder named after the archive" \
+  "$(unzip -p "$work/good.zip" docs/numbers.txt | md5sum)" "$(md5sum < "$work/out/good/docs/numbers.txt" 2>/dev/null)"
+
+# Close archive.
+eventually 60 close_archive
+out=$(inspect --rows 0)
+screenshot closed
+expect_contains "Close archive empties the title" 'window "Kestrelia"' "$out"
+expect_contains "Close archive empties the list" "list rows: 0" "$out"
+stop_program
+finish
