@@ -1,10 +1,11 @@
 // The status bar's count and sizes follow the selection: those of the selected entries while
-// there is a selection, the archive's totals otherwise.
+// there is a selection, the view's own totals otherwise.
 #include "services/base.h"
 #include "app/main_state.h"
 
 #include "kestrelia_lang.h"
 #include "model/entry_rows.h"
+#include "model/folder_tree.h"
 #include "model/listing_totals.h"
 #include "model/liststruct.h"
 
@@ -17,8 +18,6 @@ namespace {
 
 // A selection of many rows changes in many notifications: the sums wait until they settle.
 constexpr UINT kSelectionDelay = 60;
-
-}  // namespace
 
 ListingTotals SumSelectedRows(HWND list, int* selected) {
   ListingTotals sum = {};
@@ -36,6 +35,8 @@ ListingTotals SumSelectedRows(HWND list, int* selected) {
   return sum;
 }
 
+}  // namespace
+
 void ScheduleSelectionStatus() {
   if (Main().hwnd) SetTimer(Main().hwnd, IDT_SELECTION_STATUS, kSelectionDelay, nullptr);
 }
@@ -43,19 +44,16 @@ void ScheduleSelectionStatus() {
 void WriteSelectionStatus() {
   MainWindowState& m = Main();
   KillTimer(m.hwnd, IDT_SELECTION_STATUS);
-  HWND status = m.status;
   int selected = 0;
   ListingTotals sum = SumSelectedRows(CurrentView(), &selected);
-  if (!selected) {
-    SendMessageA(status, SB_SETTEXTA, 0, reinterpret_cast<LPARAM>(""));
-    WriteListingStatusBar();
-    return;
-  }
-  char mark[64], count[kPathBuf], sizes[kPathBuf];
-  snprintf(mark, sizeof mark, "%d %s", selected, GetMessageText(142));
+  char mark[64] = "";
+  if (selected) snprintf(mark, sizeof mark, "%d %s", selected, GetMessageText(142));
+  // Without a selection the view's own totals come back: the folder's beside the tree.
+  if (!selected) sum = CurrentView() == m.treeList ? GetFolderListTotals() : GetListingTotals();
+  char count[kPathBuf], sizes[kPathBuf];
   FormatListingCount(sum, count, sizeof count);
   FormatListingSizes(sum, sizes, sizeof sizes);
-  SendMessageA(status, SB_SETTEXTA, 0, reinterpret_cast<LPARAM>(mark));
-  SendMessageA(status, SB_SETTEXTA, 1, reinterpret_cast<LPARAM>(count));
-  SendMessageA(status, SB_SETTEXTA, 2, reinterpret_cast<LPARAM>(sizes));
+  SendMessageA(m.status, SB_SETTEXTA, 0, reinterpret_cast<LPARAM>(mark));
+  SendMessageA(m.status, SB_SETTEXTA, 1, reinterpret_cast<LPARAM>(count));
+  SendMessageA(m.status, SB_SETTEXTA, 2, reinterpret_cast<LPARAM>(sizes));
 }
