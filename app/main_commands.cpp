@@ -10,6 +10,7 @@
 #include "formats/formats.h"
 #include "model/archive_kind.h"
 #include "model/entry_rows.h"
+#include "ui/entry_list.h"
 #include "model/listing_totals.h"
 #include "model/namelist.h"
 #include "services/help_file.h"

@@ -8,6 +8,7 @@
 #include "model/folder_tree.h"
 #include "model/listing_totals.h"
 #include "model/liststruct.h"
+#include "ui/listing_status.h"
 
 #include <commctrl.h>
 
