@@ -21,7 +21,11 @@ size_t g_skippedCount;
 SilentProgressReporter g_silentReporter;
 
 constexpr uint64_t kCrcNoticeSize = 33554432;  // above this the dialog says the checksum runs
-constexpr uint64_t kZip64From = 0x100000000ull;
+// zip64 from just below 4 GiB: the container library gives an entry whose size or compressed
+// size reaches 0xFFFFFFFF (the value that means "see zip64") a zip64 field in the directory
+// only, and a local header without one is then read wrong; the margin covers what stored
+// blocks, block ends and the encryption header add to an incompressible file.
+constexpr uint64_t kZip64From = 0x100000000ull - (1 << 20);
 // Both cores: the writer mostly waits on them.
 constexpr int kDeflateThreads = 2;
 // The entries come from a Windows file system. Readers on other systems take names of
