@@ -43,6 +43,7 @@ expect_eq "F3 steps over the hit found before" 280 "$(wait_selected 280)"
 xdotool key F3
 expect_contains "F3 past the last hit says so" '"kestrelneedle" was not found.' "$(wait_message)"
 screenshot not_found_after_last
+focus Kestrelia
 xdotool key Return
 wait_gone '#32770' Kestrelia
 stop_program
