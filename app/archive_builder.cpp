@@ -74,12 +74,8 @@ const ArchiveFormat* WriterFor(const char* archive, bool add, bool fromCommandLi
   return format && format->ops.create ? format : FindArchiveFormat(ARCHIVE_ZIP);
 }
 
-const ArchiveFormat* CreationFormat(const ZipWorkBlock* block) {
-  return WriterFor(block->archive, block->add, block->fromCommandLine);
-}
-
 bool StartCreation(ZipWorkBlock* block) {
-  const ArchiveFormat* zip = CreationFormat(block);
+  const ArchiveFormat* zip = WriterFor(block->archive, block->add, block->fromCommandLine);
   if (!zip || !zip->ops.create) {
     Log(-1, GetVerbose(), "StartCreation: no creation for ZIP archives");
     free(block->files);

@@ -73,7 +73,7 @@ void CloseProgress(bool stopOnCancel) {
   for (int waited = 0; waited < kCloseWaitMs; waited += kPollMs) {
     if (IsProgressDialogReady()) break;
     // A dialog thread that could not make its dialog leaves nothing to wait for.
-    if (!g_dialog && g_starting == 0) break;
+    if (!IsProgressDialogStarted()) break;
     // Once the user's Cancel has ended the dialog there is nothing left to wait for.
     if (g_cancelled && (stopOnCancel || !g_dialog)) break;
     Sleep(kPollMs);
