@@ -1,13 +1,10 @@
 #include "services/base.h"
 #include "model/namelist.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
-
-void PrintString(const void* element) { printf("%s\n", static_cast<const char*>(element)); }
 
 int CompareString(const void* element, const void* probe) {
   return strcmp(static_cast<const char*>(element), static_cast<const char*>(probe));
@@ -35,7 +32,6 @@ NameCell* Link(NameList* list, NameCell* cell) {
 
 NameList* NameListCreate() {
   NameList* list = static_cast<NameList*>(calloc(1, sizeof(NameList)));
-  list->print = PrintString;
   list->compare = CompareString;
   list->copy = CopyString;
   list->del = free;
@@ -47,12 +43,6 @@ NameCell* NameListSearch(const NameList* list, const void* probe) {
   for (NameCell* c = list->first; c; c = c->next)
     if (c->element && list->compare(c->element, probe) == 0) return c;
   return nullptr;
-}
-
-NameCell* NameListAppend(NameList* list, void* element) {
-  NameCell* cell = static_cast<NameCell*>(calloc(1, sizeof(NameCell)));
-  cell->element = element;
-  return Link(list, cell);
 }
 
 NameCell* NameListAppendCopy(NameList* list, const void* probe) {
@@ -67,20 +57,6 @@ NameCell* NameListAppendCopy(NameList* list, const void* probe) {
 NameCell* NameListInsertCopyUnique(NameList* list, const void* probe) {
   if (NameCell* found = NameListSearch(list, probe)) return found;
   return NameListAppendCopy(list, probe);
-}
-
-void NameListRemove(NameList* list, NameCell* cell) {
-  if (cell->previous)
-    cell->previous->next = cell->next;
-  else
-    list->first = cell->next;
-  if (cell->next)
-    cell->next->previous = cell->previous;
-  else
-    list->last = cell->previous;
-  if (cell->element && list->del) list->del(cell->element);
-  free(cell);
-  --list->count;
 }
 
 void NameListClear(NameList* list) {
@@ -106,10 +82,4 @@ void NameListDestroy(NameList** place) {
 void NameListRecreate(NameList** place) {
   NameListDestroy(place);
   *place = NameListCreate();
-}
-
-void NameListPrint(const NameList* list) {
-  if (!list || !list->print) return;
-  for (NameCell* c = list->first; c; c = c->next)
-    if (c->element) list->print(c->element);
 }

@@ -1,5 +1,5 @@
 // A doubly linked list of owned elements for the small unordered sets: an archive's folder
-// list, the search hits and the viewers' list of temporary files to delete.
+// list and the paths a drag hands on.
 #pragma once
 #include "services/base.h"
 
@@ -10,7 +10,6 @@ struct NameCell {
 };
 
 struct NameList;
-typedef void (*NamePrintFn)(const void* element);
 // 0 means the element matches the probe.
 typedef int (*NameCompareFn)(const void* element, const void* probe);
 // Fills the cell's element from the probe; non-zero on failure.
@@ -21,24 +20,19 @@ struct NameList {
   NameCell* first;
   NameCell* last;
   size_t count;
-  NamePrintFn print;
   NameCompareFn compare;
   NameCopyFn copy;
   NameDeleteFn del;
 };
 
-// Defaults: print as a string, strcmp, strdup, free.
+// Defaults: strcmp, strdup, free.
 NameList* NameListCreate();
 NameCell* NameListSearch(const NameList* list, const void* probe);
-// Appends the probe itself; the list owns it from now on.
-NameCell* NameListAppend(NameList* list, void* element);
 // Appends a copy made by the copy callback; none when the copy fails.
 NameCell* NameListAppendCopy(NameList* list, const void* probe);
 // Adds a copy when no element matches yet; returns the cell holding the probe's match.
 NameCell* NameListInsertCopyUnique(NameList* list, const void* probe);
-void NameListRemove(NameList* list, NameCell* cell);
 void NameListClear(NameList* list);
 void NameListDestroy(NameList** place);
 // Clears and frees the list the place holds (if any) and puts a new empty one there.
 void NameListRecreate(NameList** place);
-void NameListPrint(const NameList* list);

@@ -169,7 +169,3 @@ int LocateEntryByDisplayName(unzFile zip, const char* name) {
   }
   return UNZ_END_OF_LIST_OF_FILE;
 }
-
-unsigned long ZipNameFlag(const char* utf8Name, unsigned long flag) {
-  return utf8Name && !IsPlainAscii(utf8Name, strlen(utf8Name)) ? flag | kZipUtf8NameFlag : flag;
-}

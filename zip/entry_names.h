@@ -33,10 +33,5 @@ int ReadCurrentEntryName(unzFile zip, unz_file_info64* info, std::string* name);
 // separator). UNZ_OK, else UNZ_END_OF_LIST_OF_FILE.
 int LocateEntryByDisplayName(unzFile zip, const char* name);
 
-// For names the program writes (creation, rename, move): the general-purpose flag to store
-// with the UTF-8 name: flag with bit 11 set when the name is not plain ASCII, flag as it is
-// otherwise, so that a plain name reads the same in every tool.
-unsigned long ZipNameFlag(const char* utf8Name, unsigned long flag);
-
 bool IsPlainAscii(const char* text, size_t length);
 bool IsValidUtf8(const char* text, size_t length);

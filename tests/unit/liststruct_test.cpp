@@ -9,7 +9,6 @@
 #include "model/liststruct.h"
 #include "model/namelist.h"
 #include "ui/entry_list.h"
-#include "ui/rowkey.h"
 #include "test_support.h"
 
 #include <commctrl.h>
@@ -24,7 +23,6 @@ std::string Rate(uint64_t compressed, uint64_t uncompressed) {
   MakeRateText(compressed, uncompressed, out);
   return out;
 }
-
 
 class ListRows : public ::testing::Test {
  protected:
@@ -75,14 +73,6 @@ TEST(ListStruct, TypeFallsBackToExtensionAndGenericText) {
   EXPECT_NE(type[0], '\0');
 }
 
-TEST(RowKey, FolderDepth) {
-  EXPECT_EQ(GetFolderDepth("", ARCHIVE_ZIP), 0);
-  EXPECT_EQ(GetFolderDepth("a\\b\\", ARCHIVE_ZIP), 2);
-  EXPECT_EQ(GetFolderDepth("\\a\\b\\", ARCHIVE_ZIP), 2);  // a leading separator never counts
-  EXPECT_EQ(GetFolderDepth("a/b/", ARCHIVE_TAR), 2);
-  EXPECT_EQ(GetFolderDepth("a/b/", ARCHIVE_ZIP), 0);
-}
-
 TEST_F(ListRows, InsertedRowReadsBackColumnByColumn) {
   NameList* folders = NameListCreate();
   int row = InsertEntryRow(list_, Stamp(), "notes.txt", "docs\\notes.txt", folders, 50, 100);
@@ -119,14 +109,6 @@ TEST_F(ListRows, InsertedRowReadsBackColumnByColumn) {
   EXPECT_NE(NameListSearch(folders, "docs\\"), nullptr);
   EXPECT_NE(NameListSearch(folders, ""), nullptr);
   NameListDestroy(&folders);
-
-  char key[1024];
-  GetValuesFromList(list_, key, sizeof key, 0);
-  EXPECT_EQ(std::string(key), "  1*docs\\notes.txt**50*100*50%*" + date + "*" + ListCell(list_, 0, LISTSTRUCT_TYPE));
-  GetValuesFromListExchangeFilename(list_, key, sizeof key, 0, "renamed.txt");
-  EXPECT_EQ(std::string(key).substr(0, 22), "  1*docs\\renamed.txt**");
-  GetValuesFromListExchangePath(list_, key, sizeof key, 2, "x\\y\\");
-  EXPECT_EQ(std::string(key).substr(0, 16), "  2*x\\y\\top.txt*");
 }
 
 TEST_F(ListRows, BigSizesShowInFull) {

@@ -5,8 +5,7 @@
 #include "model/compare.h"
 #include "model/namelist.h"
 
-#include <cstdlib>
-#include <cstring>
+#include <string>
 
 TEST(NameList, CopiesSearchesClearsAndRecreates) {
   NameList* list = NameListCreate();
@@ -19,10 +18,6 @@ TEST(NameList, CopiesSearchesClearsAndRecreates) {
   NameListInsertCopyUnique(list, "other\\");
   EXPECT_EQ(list->count, 2u);
   EXPECT_STREQ(static_cast<char*>(list->last->element), "other\\");
-
-  NameListRemove(list, list->first);
-  EXPECT_EQ(list->count, 1u);
-  EXPECT_EQ(list->first, list->last);
   EXPECT_EQ(list->first->previous, nullptr);
 
   NameListRecreate(&list);
@@ -32,24 +27,22 @@ TEST(NameList, CopiesSearchesClearsAndRecreates) {
   EXPECT_EQ(list, nullptr);
 }
 
-TEST(NameList, FoundListOfRowIndexes) {
-  NameList* found = NameListCreate();
-  found->compare = FoundListCompareEqual;
-  for (int v : {4, 9, 2}) {
-    int* p = static_cast<int*>(malloc(sizeof(int)));
-    *p = v;
-    NameListAppend(found, p);
-  }
-  int nine = 9;
-  NameCell* hit = NameListSearch(found, &nine);
-  ASSERT_NE(hit, nullptr);
-  EXPECT_EQ(*static_cast<int*>(hit->element), 9);
-  // The one-step lookup for "the first hit below a row" swaps the compare and back.
-  int seven = 7;
-  found->compare = FoundListCompareSmaller;
-  hit = NameListSearch(found, &seven);
-  found->compare = FoundListCompareEqual;
-  ASSERT_NE(hit, nullptr);
-  EXPECT_EQ(*static_cast<int*>(hit->element), 9);  // first cell where !(element < 7)
-  NameListDestroy(&found);
+// The rewrite's name matching: separators never count, case always does, and only the first
+// buffer full of a name is read.
+TEST(Compare, PathsCompareIndependentOfTheSeparator) {
+  EXPECT_EQ(PathCompareIndependentCaseSense("docs/a.txt", "docs\\a.txt"), 0);
+  EXPECT_NE(PathCompareIndependentCaseSense("Docs/a.txt", "docs\\a.txt"), 0);
+  std::string base(kPathBuf - 1, 'x');
+  EXPECT_EQ(PathCompareIndependentCaseSense((base + "1").c_str(), (base + "2").c_str()), 0);
+}
+
+TEST(Compare, FoundListOrderings) {
+  int three = 3, five = 5;
+  EXPECT_EQ(FoundListCompareEqual(&five, &three), 2);
+  EXPECT_EQ(FoundListCompareEqual(&five, &five), 0);
+  EXPECT_EQ(FoundListCompareSmaller(&three, &five), 1);
+  EXPECT_EQ(FoundListCompareSmaller(&five, &five), 0);
+  EXPECT_EQ(FoundListCompareGreater(&five, &three), 1);
+  EXPECT_EQ(FoundListCompareGreater(&five, &five), 1);  // equal counts as greater, on purpose
+  EXPECT_EQ(FoundListCompareGreater(&three, &five), 0);
 }
