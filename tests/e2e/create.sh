@@ -40,10 +40,8 @@ expect_contains "its file is a row" "| y.txt |" "$out"
 expect_eq "the archive holds old and new entries" "dropped/ dropped/sub/ dropped/sub/y.txt dropped/x.txt one.txt two.txt" \
   "$(unzip -Z1 "$work/new.zip" | sort | xargs)"
 expect_eq "unzip still tests it" 0 "$(unzip -tq "$work/new.zip" >/dev/null 2>&1; echo $?)"
-id=$(xdotool search --name "^Kestrelia: " 2>/dev/null | head -1)
-[ -n "$id" ] && xdotool windowfocus --sync "$id" 2>/dev/null
+focus "Kestrelia: .*"
 xdotool key alt+v t  # View > Folder tree
-eventually 30 shows "tree item dropped\\sub" --rows 0 || true
-expect_contains "the dropped folder is in the tree" "tree item dropped\\sub" "$(inspect --rows 0)"
+expect_shown "the dropped folder is in the tree" "tree item dropped\\sub" --rows 0
 stop_program
 finish

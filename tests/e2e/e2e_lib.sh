@@ -48,6 +48,20 @@ shows() {
   grep -qF -- "$text" <<<"$(inspect "$@")"
 }
 
+# expect_shown LABEL TEXT [WININSPECT ARGS...]: the window comes to show TEXT (waited for, as
+# everything the window does takes the machine's time).
+expect_shown() {
+  local label=$1
+  shift
+  if eventually 30 shows "$@"; then
+    echo "ok: $label"
+  else
+    echo "FAIL: $label: [$1] not shown:"
+    inspect "${@:2}" | head -20
+    failures=$((failures + 1))
+  fi
+}
+
 # menus_open N: at least N menus are open.
 menus_open() {
   local n
@@ -93,7 +107,6 @@ until_shown() {
 # choose_folder PATH: the folder chooser comes, and the path is typed into it as a person
 # pastes one.
 choose_folder() {
-  local picker="Choose the folder to extract to:"
   wait_dialog "$picker" >/dev/null || true
   focus "$picker"
   xdotool type --delay 40 "$1"

@@ -18,11 +18,9 @@ xdotool key l
 screenshot language_menu
 # The pop-up lists English (checked) then Deutsch.
 xdotool key Down Down Return
-eventually 30 shows "Dateiname" --rows 0
-out=$(inspect --rows 0)
+expect_shown "German column title at once" "Dateiname" --rows 0
 screenshot german_window
-expect_contains "German column title at once" "Dateiname" "$out"
-expect_contains "German status text at once" "Eintr" "$out"
+expect_contains "German status text at once" "Eintr" "$(inspect --rows 0)"
 stop_program
 expect_contains "language saved" "0x7" "$(wine reg query "$key" /v language 2>/dev/null | tr -d '\r')"
 

@@ -5,7 +5,7 @@
 # is left out: without a window manager nothing gives the keyboard back to the window when the
 # message box of the search's thread closes.)
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
-data=${KESTRELIA_TESTDATA:?}/../search
+data=${KESTRELIA_TESTDATA:?}
 
 # Every wait below is on what the window shows, with a bound that only a hung program reaches.
 # visible ROW: the row lies inside the scrolled part of the list.

@@ -47,16 +47,6 @@ std::vector<std::string> Params(const std::string& sitemap, const std::string& n
   return values;
 }
 
-// A language text in UTF-8 whether the library keeps its texts in UTF-8 or Windows-1252.
-std::string Utf8(const std::string& text) {
-  if (MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.c_str(), -1, nullptr, 0) > 0) return text;
-  wchar_t wide[kPathBuf];
-  char out[kPathBuf * 3];
-  MultiByteToWideChar(1252, 0, text.c_str(), -1, wide, kPathBuf);
-  WideCharToMultiByte(CP_UTF8, 0, wide, -1, out, sizeof out, nullptr, nullptr);
-  return out;
-}
-
 // "Extract &selected...\tCtrl+Shift+E" -> "Extract selected".
 std::string Keyword(std::string caption) {
   caption = caption.substr(0, caption.find('\t'));
@@ -81,7 +71,7 @@ void CollectCommands(HMENU menu, bool top, std::vector<std::string>& out) {
     if (top)
       CollectCommands(info.hSubMenu, false, out);
     else
-      out.push_back(Utf8(Keyword(caption)));
+      out.push_back(Keyword(caption));
   }
 }
 
