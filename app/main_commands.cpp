@@ -63,6 +63,17 @@ void CmdExtractSelected() {
   else
     ExtractSelectedRows();
 }
+// A selection narrows the test to its rows, copied here on the window's thread.
+void CmdTestArchive() {
+  HWND view = CurrentView();
+  if (SendMessageA(view, LVM_GETSELECTEDCOUNT, 0, 0) <= 0) {
+    TestArchive(nullptr);
+    return;
+  }
+  EntrySelection chosen;
+  CopyEntrySelection(view, &chosen);
+  TestArchive(&chosen);
+}
 void CmdViewEntry() { ViewSelectedEntry(0); }
 void CmdOpenWith() { ViewSelectedEntry(1); }
 
@@ -124,7 +135,7 @@ const Command kCommands[] = {
     {IDM_ADD_FOLDER, CmdAddFolder, KEY_NONE, 0, 0, kOnArchive | NEED_WRITABLE},
     {IDM_EXTRACT_ALL, CmdExtractAll, KEY_ACCELERATOR, FCONTROL, 'E', kOnRows},
     {IDM_EXTRACT_SELECTED, CmdExtractSelected, KEY_ACCELERATOR, FCONTROL | FSHIFT, 'E', kOnSelection},
-    {IDM_TEST_ARCHIVE, nullptr, KEY_ACCELERATOR, FCONTROL, 'T', kOnRows | NEED_ZIP},
+    {IDM_TEST_ARCHIVE, CmdTestArchive, KEY_ACCELERATOR, FCONTROL, 'T', kOnRows | NEED_ZIP},
     {IDM_CLOSE_ARCHIVE, CmdCloseArchive, KEY_ACCELERATOR, FCONTROL, 'W', kOnArchive},
     {IDM_PROPERTIES, ShowFolderProperties, KEY_ACCELERATOR, FALT, VK_RETURN, NEED_ARCHIVE},
     {IDM_EXIT, CmdExit, KEY_SHOWN_ONLY, FALT, VK_F4, 0},

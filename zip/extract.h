@@ -68,6 +68,8 @@ struct ExtractJob {
   // Names the safety check refused, '\n'-separated; the starter tells the user once.
   char* refused;
   size_t refusedCount;
+  int testOnly;                // 1: every entry is read and checked, nothing is written
+  uint64_t tested;             // entries read by a testing run (folders not counted)
 };
 
 // Whole-archive extraction started from the window or "-x": asks for the destination (and the
@@ -87,6 +89,12 @@ int ExtractZipFilesFromListMF(HWND source, const char* archive, int* withoutPath
                               const char* password, const char* destination, int ignored, int silent);
 // The entry loop of a run; 100 when cancelled, else 0.
 int UnZipWorkThread(ExtractJob* job);
+
+// Reads every entry of the archive (or only the chosen rows') through the extraction road and
+// checks it (inflate, CRC, AES authentication, the password), writing nothing. Failures are
+// the run's (GetLastRunFailures); *tested receives how many entries were read. 0, or 100
+// when the user cancelled.
+int TestZipFiles(const char* archive, const EntrySelection* chosen, int silent, uint64_t* tested);
 
 // Opens the current entry, asking for the password first when the archive needs one and none
 // was given (21 when the user cancels).

@@ -131,6 +131,23 @@ struct ExtractRun {
   EntrySelection chosen;  // the job's rows, when it was given some
 };
 
+constexpr int kExtractingText = 42;
+// The texts of a test, numbered in this order from "Testing" on.
+enum TestText { kTestingText = 133, kNoErrorsText, kTestedText, kTestFailuresHeading, kTestCancelledText };
+
+// The window shows a run from here on: busy, commands greyed, a fresh progress dialog.
+void BeginRun(bool withDialog, int detailText = kExtractingText) {
+  SetBusy(1);
+  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
+  CancelProgress(0);
+  if (withDialog) StartProgressDialog(true, GetMessageText(detailText));
+}
+
+void EndRun() {
+  SetBusy(0);
+  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
+}
+
 int RunBody(ExtractRun* run) {
   int result = run->format->ops.extract(&run->job);
   // A worker that gave up before its end may have left the dialog up.
@@ -139,8 +156,7 @@ int RunBody(ExtractRun* run) {
     ReportRunFailures();
   }
   Log(5, GetVerbose(), "ExtractArchive: %s finished with %d", run->job.archive, result);
-  SetBusy(0);
-  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
+  EndRun();
   return result;
 }
 
@@ -149,8 +165,7 @@ int RunBody(ExtractRun* run) {
 DWORD WINAPI ExtractTreeFolderThread(LPVOID parameter) {
   ExtractTreeItemThread(parameter);
   ReportRunFailures();
-  SetBusy(0);
-  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
+  EndRun();
   return 0;
 }
 
@@ -159,14 +174,6 @@ DWORD WINAPI ExtractArchiveThread(LPVOID parameter) {
   RunBody(run);
   delete run;
   return 0;
-}
-
-// The window shows a run from here on: busy, commands greyed, a fresh progress dialog.
-void BeginRun(bool withDialog) {
-  SetBusy(1);
-  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
-  CancelProgress(0);
-  if (withDialog) StartProgressDialog(true, GetMessageText(42));
 }
 
 // A thread of its own for the run, or the caller's when none can be had.
@@ -205,6 +212,35 @@ bool AskForRun(ExtractRun* run) {
   if (AskDestination(run->job.archive, run->job.destination) && EnsurePassword(run->job.password)) return true;
   delete run;
   return false;
+}
+
+struct TestRun {
+  char archive[kPathBuf];
+  EntrySelection chosen;
+  bool selectionOnly;
+};
+
+// One message for the whole test: what a damaged archive holds wrong may be thousands of
+// entries, and a box per entry would make the user click through them.
+DWORD WINAPI TestArchiveThread(LPVOID parameter) {
+  TestRun* run = static_cast<TestRun*>(parameter);
+  uint64_t tested = 0;
+  int result = TestZipFiles(run->archive, run->selectionOnly ? &run->chosen : nullptr, 0, &tested);
+  if (IsProgressDialogStarted()) CloseProgressDialog();
+  // A wrong password is forgotten, so the next run asks again.
+  if (GetLastWrongPasswordCount()) SetCurrentPassword("");
+  Log(5, GetVerbose(), "TestArchive: %s finished with %d, %llu entries tested, %u failed", run->archive, result,
+      static_cast<unsigned long long>(tested), static_cast<unsigned>(GetLastRunFailures().items.size()));
+  // A run that could not start has told the user why.
+  if (result >= 0) {
+    const EntryFailures& failures = GetLastRunFailures();
+    std::string text = TestReportText(tested, failures, result == EXTRACT_CANCELLED);
+    UINT icon = failures.items.empty() ? MB_ICONINFORMATION : MB_ICONWARNING;
+    PromptMessageBox(Owner(), text.c_str(), GetMessageText(kTestingText), MB_OK | icon);
+  }
+  delete run;
+  EndRun();
+  return 0;
 }
 
 }  // namespace
@@ -307,6 +343,34 @@ void ExtractTreeFolder(const char* folder) {
   }
   BeginRun(true);
   RunOnThread(ExtractTreeFolderThread, block);
+}
+
+std::string TestReportText(uint64_t tested, const EntryFailures& failures, bool cancelled) {
+  char count[128];
+  snprintf(count, sizeof count, "%s %llu", GetMessageText(kTestedText), static_cast<unsigned long long>(tested));
+  std::string text = cancelled ? std::string(GetMessageText(kTestCancelledText)) + "\n\n" : std::string();
+  text += count;
+  text += "\n\n";
+  if (failures.items.empty())
+    text += cancelled ? "" : GetMessageText(kNoErrorsText);
+  else
+    text += EntryFailuresText(failures, GetMessageText(kTestFailuresHeading));
+  while (!text.empty() && text.back() == '\n') text.pop_back();
+  return text;
+}
+
+void TestArchive(const EntrySelection* chosen) {
+  const char* archive = GetCurrentArchivePath();
+  if (!*archive || RefuseWhenBusy()) return;
+  char password[kPathBuf];
+  if (!EnsurePassword(password)) return;
+  SecureZeroMemory(password, sizeof password);
+  TestRun* run = new TestRun();
+  snprintf(run->archive, sizeof run->archive, "%s", archive);
+  run->selectionOnly = chosen != nullptr;
+  if (chosen) run->chosen = *chosen;
+  BeginRun(true, kTestingText);
+  RunOnThread(TestArchiveThread, run);
 }
 
 int DetectArchiveEncryption(const char* archive) {

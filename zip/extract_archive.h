@@ -5,10 +5,20 @@
 
 #include "zip/extract.h"
 
+#include <string>
+
 // Extracts the rows of the open archive a list's selection held (copied on the window's
 // thread, ui/entry_list's CopyEntrySelection): asks for the folder (and the password when
 // needed), then runs on a thread of its own.
 void ExtractSelected(const EntrySelection& chosen);
+
+// Tests the open archive: every entry, or only the rows chosen holds when given (copied on
+// the window's thread). Reads and checks each entry on a thread of its own under the progress
+// dialog, writes nothing, and ends with one message of what was tested and what failed.
+void TestArchive(const EntrySelection* chosen);
+struct EntryFailures;
+// That message: the entries tested, then "no errors" or every failure with its reason.
+std::string TestReportText(uint64_t tested, const EntryFailures& failures, bool cancelled);
 
 // Extracts every entry below a folder of the tree (docs\img\ ), paths kept: asks for the
 // folder (and the password when needed), then runs ExtractTreeItemThread.

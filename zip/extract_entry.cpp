@@ -225,10 +225,10 @@ int ReadFailure(const unz_file_info64& info, int readResult, int closeResult, bo
 }
 
 // The damaged entry stays as far as it came (the user may want what was readable) and is
-// reported; what a wrong password made is garbage and goes.
+// reported; what a wrong password made is garbage and goes. A test wrote nothing: no target.
 void ReportReadFailure(int reason, const char* name, const char* target) {
   if (!reason) return;
-  if (reason == FAILURE_WRONG_PASSWORD) {
+  if (reason == FAILURE_WRONG_PASSWORD && target) {
     Log(0, GetVerbose(), "do_write_currentfile: wrong password for %s - the partly written file is removed", target);
     remove(target);
   }
@@ -317,6 +317,8 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
   (void)password;  // the run's password is the current one, asked for when missing
   (void)owner;     // questions are owned by the foreground window
   const char* target = *withoutPath ? nameWithoutPath : nameInArchive;
+  // A test takes the same road to the last byte and the CRC; only the file is left out.
+  const bool testing = RunWritesNothing();
   bool whole = InflatesWhole(info);
   int result = OpenEntry(zip, whole);
   if (result != UNZ_OK) {
@@ -345,7 +347,7 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
   HANDLE file = INVALID_HANDLE_VALUE;
   // Made only when new, the file answers whether it was there in the same call: a look first
   // and a create after would cost every new file a second call.
-  if (*overwriteMode == OVERWRITE_ASK && !EndsWithSeparator(target)) {
+  if (!testing && *overwriteMode == OVERWRITE_ASK && !EndsWithSeparator(target)) {
     file = CreateTarget(target, CREATE_NEW);
     if (file == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_EXISTS) {
       switch (AskOverwrite(target)) {
@@ -366,7 +368,7 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
   }
 
   if (EndsWithSeparator(target)) {
-    CreateFolderEntry(target);
+    if (!testing) CreateFolderEntry(target);
     ReleaseEntryBuffer(buffer);
     return CloseOpenEntry(zip);
   }
@@ -381,15 +383,15 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     }
   }
 
-  if (file == INVALID_HANDLE_VALUE) file = OpenTargetRepairing(target, *withoutPath);
-  bool opened = file != INVALID_HANDLE_VALUE;
+  if (!testing && file == INVALID_HANDLE_VALUE) file = OpenTargetRepairing(target, *withoutPath);
+  bool opened = testing || file != INVALID_HANDLE_VALUE;
   int last = 0;
   bool endedShort = false, overrun = false;
   if (!opened) AddRunFailure(nameInArchive, FAILURE_WRITE);
   if (whole) {
     // Inflated and checked already: one write, its times, done.
     int written = 0;
-    if (opened) {
+    if (file != INVALID_HANDLE_VALUE) {
       if (!WriteAll(file, buffer + info.compressed_size, static_cast<size_t>(info.uncompressed_size))) {
         Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
         AddRunFailure(nameInArchive, FAILURE_WRITE);
@@ -408,7 +410,7 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
   }
   if (opened) {
     // A large entry inflates here while the run's writer thread writes what came before.
-    ChunkWriter* writer = info.uncompressed_size > kWriterThreshold ? RunChunkWriter() : nullptr;
+    ChunkWriter* writer = !testing && info.uncompressed_size > kWriterThreshold ? RunChunkWriter() : nullptr;
     if (writer) ChunkWriterBegin(writer, file);
     unsigned chunkSize = writer ? kWriterChunk : kChunk;
     uint64_t sum = 0;
@@ -427,7 +429,10 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
         break;
       }
       size_t length = static_cast<size_t>(last);
-      writeFailed = writer ? !ChunkWriterSubmit(writer, length) : !WriteAll(file, chunk, length);
+      if (writer)
+        writeFailed = !ChunkWriterSubmit(writer, length);
+      else if (!testing)
+        writeFailed = !WriteAll(file, chunk, length);
       if (writeFailed) break;
       if (!silent) {
         *byteCounter += static_cast<uint64_t>(last);
@@ -450,12 +455,15 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     }
     // The times go on through the open handle; opening each file again costs as much as
     // writing a small one.
-    if (last == 0) SetHandleTimesFromDos(file, info.dosDate);
-    CloseHandle(file);
+    if (!testing) {
+      if (last == 0) SetHandleTimesFromDos(file, info.dosDate);
+      CloseHandle(file);
+    }
     if (last != 0 || overrun) {
       int closed = CloseOpenEntry(zip);
       // A cancel in the middle of an entry is the user's doing, not damage.
-      if (!(last > 0 && !overrun)) ReportReadFailure(ReadFailure(info, last, closed, false, overrun), nameInArchive, target);
+      if (!(last > 0 && !overrun))
+        ReportReadFailure(ReadFailure(info, last, closed, false, overrun), nameInArchive, testing ? nullptr : target);
       ReleaseEntryBuffer(buffer);
       return last;
     }
@@ -463,7 +471,8 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
 
   result = CloseOpenEntry(zip);
   if (result != UNZ_OK) Log(0, GetVerbose(), "do_write_currentfile: error %d with zipfile in unzCloseCurrentFile", result);
-  if (opened) ReportReadFailure(ReadFailure(info, last, result, endedShort, false), nameInArchive, target);
+  if (opened)
+    ReportReadFailure(ReadFailure(info, last, result, endedShort, false), nameInArchive, testing ? nullptr : target);
   ReleaseEntryBuffer(buffer);
   return result;
 }

@@ -125,6 +125,8 @@ struct RunRequest {
   bool wholeArchive;   // no selection index, one progress step per entry
   RBTree* selection;   // chosen by the caller (the run frees it); none: the source's rows
   const EntrySelection* chosen;  // what the selection was copied from, for its sizes
+  int testOnly;        // read and check every entry, write nothing
+  uint64_t* tested;    // receives how many entries a test read
 };
 
 // The entries a run takes: the caller's index, or the rows of the source list (all of them
@@ -150,6 +152,18 @@ RBTree* ChooseEntries(RunRequest* request, const char* previous) {
     SetCurrentDirectoryA(previous);
     RBTreeDestroy(&index);
   }
+  return index;
+}
+
+// The run's index of a copied selection; null (told) when memory runs out.
+RBTree* IndexOfSelection(const EntrySelection& chosen) {
+  RBTree* index = RBTreeCreate();
+  if (!index) {
+    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(94), MB_OK | MB_ICONERROR);
+    return nullptr;
+  }
+  index->deleteKey = free;
+  for (const std::string& name : chosen.names) RBTreeInsert(index, _strdup(name.c_str()), nullptr);
   return index;
 }
 
@@ -220,6 +234,7 @@ int RunExtraction(RunRequest request) {
   job->extractAll = request.wholeArchive ? 1 : request.extractAll;
   job->progressPerEntry = request.wholeArchive ? 1 : 0;
   job->total = (!request.wholeArchive && selected > 0) ? static_cast<uint64_t>(selected) : global.number_entry;
+  job->testOnly = request.testOnly;
   if (!request.silent) {
     bool counting = request.wholeArchive || job->total > 99 || request.countEntries;
     int maximum = counting ? static_cast<int>(job->total > INT_MAX ? INT_MAX : job->total) : 100;
@@ -228,6 +243,7 @@ int RunExtraction(RunRequest request) {
   }
 
   int result = UnZipWorkThread(job);
+  if (request.tested) *request.tested = job->tested;
 
   SetCurrentDirectoryA(previous);
   unzClose(zip);
@@ -271,7 +287,7 @@ int UnZipWorkThread(ExtractJob* job) {
   bool perEntry = job->progressPerEntry || job->countEntries || job->total > 99;
   int byBytes = perEntry ? 0 : 1;
   uint64_t totalBytes = byBytes ? TotalBytes(job) : 0;
-  BeginExtractionRun(job->mainWindow);
+  BeginExtractionRun(job->mainWindow, job->testOnly != 0);
 
   unz_global_info64 global = {};
   unzGetGlobalInfo64(job->zip, &global);
@@ -298,7 +314,8 @@ int UnZipWorkThread(ExtractJob* job) {
     if (!job->extractAll && !IsSelected(job->selection, entryName)) continue;
 
     const char* target = job->withoutPath ? withoutPath : name;
-    if (JudgeEntryName(target, reason, sizeof reason) != ENTRY_NAME_OK) {
+    // A name matters only to a file that is written.
+    if (!job->testOnly && JudgeEntryName(target, reason, sizeof reason) != ENTRY_NAME_OK) {
       Log(-1, GetVerbose(), "UnZipWorkThread: entry \"%s\" refused (%s) - not written", name, reason);
       AddRefusedName(name, reason);
       StepIfCounting(job, perEntry);
@@ -309,6 +326,7 @@ int UnZipWorkThread(ExtractJob* job) {
     else
       Log(6, GetVerbose(), "%s", withoutPath);
 
+    if (job->testOnly && !entryName.empty() && entryName.back() != '/' && entryName.back() != '\\') ++job->tested;
     last = do_write_currentfile(job->zip, &job->withoutPath, &job->overwriteMode, job->password, job->mainWindow,
                                 info, name, withoutPath, byBytes, totalBytes, ExtractionByteCounter(), job->silent);
     if (last == EXTRACT_CANCELLED) {
@@ -341,7 +359,7 @@ int ExtractZipFilesFromList(HWND source, const char* archive, int* withoutPath, 
                             int countEntries) {
   RunRequest request = {"ExtractZipFilesFromList", source, archive, withoutPath ? *withoutPath : 0,
                         overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, extractAll,
-                        silent, countEntries, false, nullptr, nullptr};
+                        silent, countEntries, false, nullptr, nullptr, 0, nullptr};
   return RunExtraction(request);
 }
 
@@ -350,7 +368,7 @@ int ExtractZipFilesFromListMF(HWND source, const char* archive, int* withoutPath
   (void)ignored;
   RunRequest request = {"ExtractZipFilesFromListMF", source, archive, withoutPath ? *withoutPath : 0,
                         overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, 1, silent, 1,
-                        true, nullptr, nullptr};
+                        true, nullptr, nullptr, 0, nullptr};
   return RunExtraction(request);
 }
 
@@ -359,22 +377,26 @@ int ExtractZipFilesFromIndex(const char* caller, const char* archive, RBTree* se
   if (!selection) return -1;
   RunRequest request = {caller, nullptr, archive, withoutPath ? *withoutPath : 0,
                         overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, 0, silent, 1,
-                        false, selection, nullptr};
+                        false, selection, nullptr, 0, nullptr};
   return RunExtraction(request);
 }
 
 int ExtractZipFilesFromSelection(const EntrySelection& chosen, const char* archive, int* withoutPath,
                                  int* overwriteMode, const char* password, const char* destination, int silent,
                                  int countEntries) {
-  RBTree* index = RBTreeCreate();
-  if (!index) {
-    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(94), MB_OK | MB_ICONERROR);
-    return -1;
-  }
-  index->deleteKey = free;
-  for (const std::string& name : chosen.names) RBTreeInsert(index, _strdup(name.c_str()), nullptr);
+  RBTree* index = IndexOfSelection(chosen);
+  if (!index) return -1;
   RunRequest request = {"ExtractZipFilesFromList", nullptr, archive, withoutPath ? *withoutPath : 0,
                         overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, 0,
-                        silent, countEntries, false, index, &chosen};
+                        silent, countEntries, false, index, &chosen, 0, nullptr};
+  return RunExtraction(request);
+}
+
+int TestZipFiles(const char* archive, const EntrySelection* chosen, int silent, uint64_t* tested) {
+  *tested = 0;
+  RBTree* index = chosen ? IndexOfSelection(*chosen) : nullptr;
+  if (chosen && !index) return -1;
+  RunRequest request = {"TestZipFiles", nullptr, archive, 0, OVERWRITE_ALWAYS, nullptr, nullptr, 0, silent, 1,
+                        !chosen, index, chosen, 1, tested};
   return RunExtraction(request);
 }

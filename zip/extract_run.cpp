@@ -34,6 +34,7 @@ constexpr DWORD kShowIntervalMs = 100;
 std::map<uint64_t, uint64_t> g_dataRanges;
 
 thread_local bool t_runActive;
+thread_local bool t_runTestOnly;
 thread_local char* t_runBuffer;
 thread_local size_t t_runBufferSize;
 thread_local ChunkWriter* t_runWriter;
@@ -61,7 +62,8 @@ const char* GetLastRefusedNames() { return g_refused.c_str(); }
 size_t GetLastRefusedCount() { return g_refusedCount; }
 size_t GetLastWrongPasswordCount() { return g_wrongPasswords; }
 
-void BeginExtractionRun(HWND mainWindow) {
+void BeginExtractionRun(HWND mainWindow, bool testOnly) {
+  t_runTestOnly = testOnly;
   g_byteCounter = 0;
   g_lastPercent = -1;
   g_refused.clear();
@@ -80,6 +82,7 @@ void BeginExtractionRun(HWND mainWindow) {
 void EndExtractionRun(HWND mainWindow) {
   SwitchTimer(mainWindow, false);
   t_runActive = false;
+  t_runTestOnly = false;
   DestroyChunkWriter(t_runWriter);
   t_runWriter = nullptr;
   t_runWriterTried = false;
@@ -88,6 +91,8 @@ void EndExtractionRun(HWND mainWindow) {
   t_runBufferSize = 0;
   ReleaseWholeCoders();
 }
+
+bool RunWritesNothing() { return t_runActive && t_runTestOnly; }
 
 char* AcquireEntryBuffer(size_t size) {
   if (!t_runActive) return static_cast<char*>(malloc(size));

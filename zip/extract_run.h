@@ -4,8 +4,11 @@
 #include "services/base.h"
 
 // Starts a run: counters cleared, start tick taken, the timer on the main window started.
-void BeginExtractionRun(HWND mainWindow);
+// A testing run reads and checks every entry as an extraction would, and writes nothing.
+void BeginExtractionRun(HWND mainWindow, bool testOnly = false);
 void EndExtractionRun(HWND mainWindow);
+// Whether this thread's run only tests.
+bool RunWritesNothing();
 
 // The 64 KiB copy buffer of one entry. During a run the same block serves every entry of
 // the run's thread: allocating and freeing it per entry costs the heap a commit and a

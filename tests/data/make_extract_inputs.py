@@ -7,8 +7,8 @@ tests compare the engine's output with a peer's.
 
 Besides the peers' archives it builds hostile and damaged ones by hand: names that climb out
 of the destination or name devices, an entry that inflates past its declared size, an entry
-with flipped bytes in its compressed data, and a password that passes the cipher's check
-byte without being the right one (false_password.txt).
+with flipped bytes in its compressed data, a stored entry whose CRC does not match, and a
+password that passes the cipher's check byte without being the right one (false_password.txt).
 """
 import os
 import random
@@ -143,6 +143,14 @@ def damaged(out):
              (b"good.txt", good, 8, deflate(good), len(good))])
     with open(os.path.join(out, "damaged_entry.good"), "wb") as f:
         f.write(good)
+    # For the archive test: a stored entry with one byte flipped (only its CRC tells), a stream
+    # that ends before the size it declares, and two sound entries.
+    text = b"checked line\n" * 400
+    flipped = bytearray(text)
+    flipped[100] ^= 0x01
+    crafted(os.path.join(out, "checked.zip"),
+            [(b"flipped.txt", text, 0, bytes(flipped), len(text)), (b"short.txt", text, 8, deflate(text), len(text) + 500),
+             (b"fine.txt", good, 8, deflate(good), len(good)), (b"plain.txt", good, 0, good, len(good))])
 
 
 class Cipher:

@@ -1,12 +1,23 @@
 #!/usr/bin/env bash
 # The main window as a person uses it: the status bar follows the selection; Enter opens a
 # text entry in the program Windows associates with it; the context menu's Extract goes
-# through the folder chooser, into which a path is typed; Close archive empties the window.
+# through the folder chooser, into which a path is typed; Close archive empties the window;
+# Test archive reports a sound archive as sound and names the entry whose CRC fails.
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 data=${KESTRELIA_TESTDATA:?}
 fresh_work kestrelia_e2e_main
 mkdir -p "$work/out"
 cp "$data/zip_deflated.zip" "$work/good.zip"
+# A stored entry with one byte of its data flipped: only its CRC can tell.
+printf 'stored line of the damaged archive\n%.0s' $(seq 40) > "$work/damaged.txt"
+(cd "$work" && zip -q -0 bad.zip damaged.txt && rm damaged.txt)
+python3 - "$work/bad.zip" <<'PY'
+import struct, sys
+data = bytearray(open(sys.argv[1], "rb").read())
+start = 30 + sum(struct.unpack("<HH", data[26:30]))
+data[start + 5] ^= 0x20
+open(sys.argv[1], "wb").write(bytes(data))
+PY
 
 # click_clears X Y: a click there leaves no row selected (the first click on a window that
 # lost the focus may only bring it back).
@@ -22,6 +33,19 @@ close_archive() {
   focus "Kestrelia: .*good.zip"
   xdotool key ctrl+w
   shows 'window "Kestrelia"' --rows 0
+}
+
+# test_archive TITLE SHOT: Ctrl+T on the open archive; the one message the test ends with (its
+# screenshot SHOT) on stdout, then it is closed.
+test_archive() {
+  local out
+  focus "Kestrelia: .*$1"
+  xdotool key ctrl+t
+  out=$(inspect --class '#32770' --title Testing --wait 120)
+  screenshot "$2"
+  inspect --class '#32770' --title Testing --ok >/dev/null
+  wait_gone '#32770' Testing >/dev/null
+  echo "$out"
 }
 
 # select_row NAME: a click on the list's empty part below the rows (a click on a selected row
@@ -42,6 +66,10 @@ select_row() {
 start_program "$(winpath "$work/good.zip")"
 inspect --wait 60 --until-rows 6 --until-title good.zip >/dev/null
 expect_shown "no selection: the archive's count" "status 1: 6 " --rows 0
+
+out=$(test_archive good.zip test_good)
+expect_contains "the test of a sound archive finds no error" "No errors were found." "$out"
+expect_contains "the test counts every entry" "Entries tested: 6" "$out"
 
 select_row readme.txt
 xdotool key shift+Down
@@ -80,4 +108,11 @@ screenshot closed
 expect_contains "Close archive empties the title" 'window "Kestrelia"' "$out"
 expect_contains "Close archive empties the list" "list rows: 0" "$out"
 stop_program
+
+start_program "$(winpath "$work/bad.zip")"
+inspect --wait 60 --until-rows 1 --until-title bad.zip >/dev/null
+out=$(test_archive bad.zip test_bad)
+expect_contains "the test names the damaged entry" "damaged.txt - CRC error" "$out"
+expect_contains "the test's message heads its failures" "Entries with errors:" "$out"
+close_after_run
 finish

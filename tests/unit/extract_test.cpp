@@ -14,6 +14,7 @@
 #include "archive_fixtures.h"
 #include "test_support.h"
 #include "zip/chunk_writer.h"
+#include "zip/entry_failures.h"
 #include "zip/extract.h"
 #include "zip/zip_listing.h"
 #include "zip/zip_open.h"
@@ -404,3 +405,67 @@ TEST_F(Extract, WithTheProgressDialog) {
 }
 
 }  // namespace
+
+// ---- testing -----------------------------------------------------------------------------
+
+namespace {
+
+struct Failure {
+  std::string name;
+  int reason;
+  bool operator==(const Failure& o) const { return name == o.name && reason == o.reason; }
+};
+void PrintTo(const Failure& f, std::ostream* out) { *out << f.name << ":" << f.reason; }
+
+std::vector<Failure> RunFailures() {
+  std::vector<Failure> out;
+  for (const EntryFailure& f : GetLastRunFailures().items) out.push_back({f.name, f.reason});
+  return out;
+}
+
+}  // namespace
+
+// A test reads every entry through the extraction road and writes nothing: not even over a
+// file of the working folder that bears an entry's name when the password is wrong.
+TEST_F(Extract, TestChecksEveryEntryAndWritesNothing) {
+  const uint64_t files = FileNames(Contents(TestData("ref_deflated"))).size();
+  struct Case {
+    const char* archive;
+    std::vector<std::string> chosen;  // empty: the whole archive
+    const char* password;
+    uint64_t tested;
+    std::vector<Failure> failures;
+  } cases[] = {
+      {"deflated.zip", {}, "", files, {}},
+      {"stored.zip", {}, "", files, {}},
+      {"checked.zip", {}, "", 4, {{"flipped.txt", FAILURE_CRC}, {"short.txt", FAILURE_TRUNCATED}}},
+      {"damaged_entry.zip", {}, "", 3, {{"bad.txt", FAILURE_CRC}, {"invalid.bin", FAILURE_DATA_ERROR}}},
+      {"checked.zip", {"fine.txt", "plain.txt"}, "", 2, {}},
+      {"checked.zip", {"plain.txt", "flipped.txt"}, "", 2, {{"flipped.txt", FAILURE_CRC}}},
+      {"encrypted.zip", {}, "secret", files, {}},
+      {"encrypted.zip", {"readme.txt"}, "nope", 1, {{"readme.txt", FAILURE_WRONG_PASSWORD}}},
+  };
+  std::string folder = ScratchDir("testing");
+  FILE* mine = fopen((folder + "\\readme.txt").c_str(), "wb");
+  ASSERT_NE(mine, nullptr);
+  fputs("mine", mine);
+  fclose(mine);
+  ASSERT_TRUE(SetCurrentDirectoryA(folder.c_str()));
+  for (const Case& c : cases) {
+    SetArchiveEncrypted(c.password[0] != 0);
+    SetCurrentPassword(c.password);
+    EntrySelection chosen;
+    chosen.names = c.chosen;
+    uint64_t tested = 0;
+    EXPECT_EQ(TestZipFiles(TestData(c.archive).c_str(), c.chosen.empty() ? nullptr : &chosen, 1, &tested), 0)
+        << c.archive;
+    EXPECT_EQ(tested, c.tested) << c.archive;
+    EXPECT_EQ(RunFailures(), c.failures) << c.archive;
+  }
+  SetCurrentDirectoryA(before_.c_str());
+  FolderContents left = Contents(folder);
+  EXPECT_EQ(FileNames(left), (std::set<std::string>{"readme.txt"}));
+  EXPECT_TRUE(left.folders.empty());
+  EXPECT_EQ(left.files["readme.txt"].bytes, "mine");
+  EXPECT_TRUE(g_script.boxes.empty());
+}
