@@ -185,16 +185,31 @@ void InitEntryListColumns(HWND list) {
   }
 }
 
-void CopyEntrySelection(HWND list, EntrySelection* out) {
-  *out = EntrySelection{};
-  if (!list || !HasEntryRows(list)) return;
-  int rows = static_cast<int>(GetEntryRowCount(list));
-  if (ListView_GetSelectedCount(list) == static_cast<UINT>(rows)) {
-    for (int row = 0; row < rows; ++row)
-      if (liststruct* record = GetRowRecord(list, row)) AddEntryToSelection(record, out);
-    return;
+std::vector<int> SelectedEntryRows(HWND list) {
+  std::vector<int> rows;
+  if (!list) return rows;
+  UINT selected = ListView_GetSelectedCount(list);
+  int shown = ListView_GetItemCount(list);
+  rows.reserve(selected);
+  // Ctrl+A on 100,000 rows: no window message per row.
+  if (selected > 0 && selected == static_cast<UINT>(shown)) {
+    for (int row = 0; row < shown; ++row) rows.push_back(row);
+    return rows;
   }
   for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
        row = ListView_GetNextItem(list, row, LVNI_SELECTED))
+    rows.push_back(row);
+  return rows;
+}
+
+int FocusedEntryRow(HWND list) {
+  int row = ListView_GetNextItem(list, -1, LVNI_FOCUSED | LVNI_SELECTED);
+  return row >= 0 ? row : ListView_GetNextItem(list, -1, LVNI_SELECTED);
+}
+
+void CopyEntrySelection(HWND list, EntrySelection* out) {
+  *out = EntrySelection{};
+  if (!list || !HasEntryRows(list)) return;
+  for (int row : SelectedEntryRows(list))
     if (liststruct* record = GetRowRecord(list, row)) AddEntryToSelection(record, out);
 }

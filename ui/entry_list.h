@@ -5,6 +5,8 @@
 
 #include <commctrl.h>
 
+#include <vector>
+
 struct liststruct;
 struct EntrySelection;
 
@@ -34,6 +36,10 @@ void InitEntryListColumns(HWND list);
 // Gives the columns the titles of the current language.
 void SetEntryListColumnTitles(HWND list);
 
-// The selected rows of a list (all of them when every row is selected, without a message
+// The selected rows of a list in order (every row when all are selected, without a message
 // per row); on the window's thread.
+std::vector<int> SelectedEntryRows(HWND list);
+// The focused row when it is selected, else the first selected one; -1 when none is.
+int FocusedEntryRow(HWND list);
+// The records of the selected rows; on the window's thread.
 void CopyEntrySelection(HWND list, EntrySelection* out);

@@ -189,8 +189,7 @@ void RenameRows(EntryRewriteJob* job, HWND list) {
 EntryRewriteJob* JobForSelection(int mode, HWND list, const char* folder) {
   EntryRewriteJob* job = NewEntryRewriteJob(mode, list);
   if (!job) return nullptr;
-  for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
-       row = ListView_GetNextItem(list, row, LVNI_SELECTED)) {
+  for (int row : SelectedEntryRows(list)) {
     liststruct* record = GetRowRecord(list, row);
     if (!record) continue;
     std::string old = FullName(record);
@@ -353,8 +352,7 @@ bool CanRenameEntries(bool tellUser) {
 }
 
 void EditSelectedEntryName(HWND list) {
-  int row = ListView_GetNextItem(list, -1, LVNI_FOCUSED | LVNI_SELECTED);
-  if (row < 0) row = ListView_GetNextItem(list, -1, LVNI_SELECTED);
+  int row = FocusedEntryRow(list);
   if (row < 0 || !CanRenameEntries(true)) return;
   SetFocus(list);
   ListView_EditLabel(list, row);
@@ -455,8 +453,7 @@ void MoveSelectedEntries(HWND list, const char* folder) {
   ArchiveControlBlock* block = GetCurrentControlBlock();
   HWND every = block && block->list && HasEntryRows(block->list) ? block->list : list;
   std::string into = folder ? folder : "";
-  for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
-       row = ListView_GetNextItem(list, row, LVNI_SELECTED)) {
+  for (int row : SelectedEntryRows(list)) {
     liststruct* record = GetRowRecord(list, row);
     if (!record) continue;
     std::string moved = JoinPath(into, record->filename, '\\');
@@ -506,8 +503,7 @@ bool CutSelectedEntries(HWND list) {
   if (RefusedForKind("DeleteCTRLCutEntries", true, 32)) return false;
   g_cut.list = list;
   g_cut.archive = GetCurrentArchivePath();
-  for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
-       row = ListView_GetNextItem(list, row, LVNI_SELECTED))
+  for (int row : SelectedEntryRows(list))
     if (liststruct* record = GetRowRecord(list, row)) g_cut.names.push_back(FullName(record));
   return !g_cut.names.empty();
 }

@@ -9,12 +9,11 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "ui/entry_list.h"
 #include "zip/entry_name_safety.h"
 #include "zip/entry_names.h"
 #include "zip/extract_run.h"
 #include "zip/zip_open.h"
-
-#include <commctrl.h>
 
 #include <algorithm>
 #include <climits>
@@ -22,6 +21,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -61,10 +61,9 @@ bool IsSelected(RBTree* selection, const std::string& name) {
   return RBTreeSearch(selection, &key[0]) != nullptr;
 }
 
-uint64_t SelectedRowBytes(HWND list) {
+uint64_t RowBytes(HWND list, const std::vector<int>& rows) {
   uint64_t sum = 0;
-  for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
-       row = ListView_GetNextItem(list, row, LVNI_SELECTED))
+  for (int row : rows)
     if (liststruct* record = GetRowRecord(list, row)) sum += record->uncompressed;
   return sum;
 }
@@ -180,9 +179,10 @@ int RunExtraction(RunRequest request) {
   // A list read here is read on its own window's thread: the caller runs the whole run.
   EntrySelection fromList;
   if (request.source && IsWindow(request.source)) {
-    selected = static_cast<int>(SendMessageA(request.source, LVM_GETSELECTEDCOUNT, 0, 0));
+    std::vector<int> rows = SelectedEntryRows(request.source);
+    selected = static_cast<int>(rows.size());
     if (selected > 0 && HasEntryRows(request.source)) {
-      fromList.bytes = SelectedRowBytes(request.source);
+      fromList.bytes = RowBytes(request.source, rows);
       request.chosen = &fromList;
     }
   }
@@ -266,11 +266,7 @@ int RunExtraction(RunRequest request) {
 
 int FillZipTreeWithSelectedFromList(HWND list, RBTree* tree) {
   if (!list || !tree || !HasEntryRows(list)) return -1;
-  size_t rows = GetEntryRowCount(list);
-  // Everything selected (Ctrl+A on 100,000 rows) needs no window message per row.
-  if (static_cast<size_t>(ListView_GetSelectedCount(list)) == rows) return FillZipTreeWithWholeList(list, tree);
-  for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
-       row = ListView_GetNextItem(list, row, LVNI_SELECTED))
+  for (int row : SelectedEntryRows(list))
     if (!InsertRowPath(list, row, tree)) return -1;
   return 0;
 }

@@ -8,15 +8,15 @@
 #include "model/namelist.h"
 #include "services/log.h"
 #include "services/progress.h"
+#include "ui/entry_list.h"
 #include "zip/entry_name_safety.h"
 #include "zip/zip_open.h"
-
-#include <commctrl.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -113,7 +113,8 @@ int ExtractMultipleFiles(HWND list, NameList* written) {
     return -1;
   }
   // The run moves the working directory, below which a running extraction writes.
-  if (IsBusy() || !ListView_GetSelectedCount(list)) return -1;
+  std::vector<int> rows = SelectedEntryRows(list);
+  if (IsBusy() || rows.empty()) return -1;
   char fresh[kPathBuf];
   if (!MakeFreshFolder(fresh)) return -1;
 
@@ -124,8 +125,7 @@ int ExtractMultipleFiles(HWND list, NameList* written) {
   int result = ExtractZipFilesFromList(list, archive, &withoutPath, &mode, password, fresh, 0, 1, 1);
 
   // Only what is there: a refused or unreadable entry has no place in the drop.
-  for (int row = ListView_GetNextItem(list, -1, LVNI_SELECTED); row >= 0;
-       row = ListView_GetNextItem(list, row, LVNI_SELECTED)) {
+  for (int row : rows) {
     liststruct* record = GetRowRecord(list, row);
     if (!record) continue;
     std::string top = TopComponent(record);

@@ -9,12 +9,11 @@
 #include "services/external_app.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "ui/entry_list.h"
 #include "zip/entry_name_safety.h"
 #include "zip/entry_names.h"
 #include "zip/zip_format.h"
 #include "zip/zip_open.h"
-
-#include <commctrl.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -40,16 +39,6 @@ bool TempTarget(const char* part, char (&target)[kPathBuf], char (&folder)[kPath
 }
 
 int LocateEntry(unzFile zip, const char* name) { return LocateEntryByDisplayName(zip, name); }
-
-namespace {
-
-int SelectedRow(HWND list) {
-  int row = static_cast<int>(SendMessageA(list, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_FOCUSED | LVNI_SELECTED));
-  if (row < 0) row = static_cast<int>(SendMessageA(list, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED));
-  return row;
-}
-
-}  // namespace
 
 void AddTempFile(const char* path) {
   // A file written again for the same entry (viewed twice, dragged twice) is one file to delete.
@@ -95,7 +84,7 @@ int ViewSelectedEntry(int openWith) {
   ArchiveControlBlock* block = GetCurrentControlBlock();
   HWND list = block ? block->viewComponent : nullptr;
   const char* archive = GetCurrentArchivePath();
-  int row = list ? SelectedRow(list) : -1;
+  int row = list ? FocusedEntryRow(list) : -1;
   liststruct* record = row >= 0 ? GetRowRecord(list, row) : nullptr;
   if (!record || !*archive) {
     Log(5, GetVerbose(), "ViewSelectedEntry: nothing selected");
