@@ -9,6 +9,7 @@
 #include "ui/entry_list.h"
 #include "ui/listing_status.h"
 
+#include <atomic>
 #include <cstdio>
 #include <vector>
 
@@ -25,12 +26,31 @@ struct DroppedRows {
 
 HWND g_window;  // where the reports go; none: shown by the reporting thread
 
+// Every open numbers its listing. An open that arrives while an earlier listing's last
+// reports still wait in the queue (a WM_COPYDATA is handled before posted messages) reuses
+// the control block, so each report carries its listing's number and the window drops the
+// reports of a listing that is no longer the current one.
+std::atomic<unsigned> g_currentListing{0};
+// The listing a thread reports for: the current one at its first report, until its last
+// (a thread that lists again numbers anew). A new open can only start once the earlier
+// listing has reported, so the number is never a later one's.
+thread_local unsigned t_listing = 0;
+constexpr int kEventBits = 8;
+
+WPARAM Numbered(ListingEvent event, unsigned listing) { return (static_cast<WPARAM>(listing) << kEventBits) | event; }
+
 void Report(ListingEvent event, void* parameter) {
-  if (g_window && PostMessageA(g_window, WM_APP_LISTING_EVENT, event, reinterpret_cast<LPARAM>(parameter))) return;
-  HandleListingEvent(event, reinterpret_cast<LPARAM>(parameter));
+  if (!t_listing) t_listing = g_currentListing.load();
+  if (g_window && PostMessageA(g_window, WM_APP_LISTING_EVENT, Numbered(event, t_listing),
+                               reinterpret_cast<LPARAM>(parameter)))
+    return;
+  // Shown at once: nothing can have come between.
+  HandleListingEvent(Numbered(event, g_currentListing.load()), reinterpret_cast<LPARAM>(parameter));
 }
 
 void ClearRows(ArchiveControlBlock* block) {
+  // Zero stays free: it is the number of a thread that has not reported yet.
+  if (++g_currentListing == 0) ++g_currentListing;
   if (block->list) DeleteAllEntryRows(block->list);
   if (block->treeList) DeleteAllEntryRows(block->treeList);
 }
@@ -39,7 +59,10 @@ void DropRows(ArchiveControlBlock* block) {
   Report(LISTING_DROPPED, new DroppedRows{block->list, TakeEntryRecords(block->list)});
 }
 void ListingPublished(ArchiveControlBlock* block) { Report(LISTING_FINISHED, block); }
-void ListingShown(ArchiveControlBlock* block) { Report(LISTING_SHOWN, block); }
+void ListingShown(ArchiveControlBlock* block) {
+  Report(LISTING_SHOWN, block);
+  t_listing = 0;
+}
 
 }  // namespace
 
@@ -70,7 +93,15 @@ void InstallListingViews(HWND window) {
   GetViewHooks().rows = ListingRowHooks{ClearRows, PublishRows, DropRows, ListingPublished, ListingShown};
 }
 
-void HandleListingEvent(WPARAM event, LPARAM parameter) {
+void HandleListingEvent(WPARAM numbered, LPARAM parameter) {
+  int event = static_cast<int>(numbered & ((1u << kEventBits) - 1));
+  unsigned listing = static_cast<unsigned>(numbered >> kEventBits);
+  // A dropped listing's records are freed whichever listing is current.
+  if (event != LISTING_DROPPED && listing != g_currentListing.load()) {
+    printf("HandleListingEvent: event %d of listing %u dropped, listing %u is current\n", event, listing,
+           g_currentListing.load());
+    return;
+  }
   switch (event) {
     case LISTING_ROWS:
       PublishEntryRows(reinterpret_cast<ArchiveControlBlock*>(parameter)->list);

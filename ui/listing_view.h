@@ -14,6 +14,8 @@ void ShowListedArchive(ArchiveControlBlock* block);
 
 // Installs the rows' view hooks (model/view_hooks.h). With a window, a listing thread's
 // reports are posted to it as WM_APP_LISTING_EVENT, which it hands to HandleListingEvent;
-// without one (tests, tools) they are shown at once by the reporting thread.
+// without one (tests, tools) they are shown at once by the reporting thread. Each report
+// carries the number of its listing (a new one begins where the rows are cleared for an
+// open); a report of a listing that is no longer the current one is dropped.
 void InstallListingViews(HWND window);
-void HandleListingEvent(WPARAM event, LPARAM parameter);
+void HandleListingEvent(WPARAM numbered, LPARAM parameter);
