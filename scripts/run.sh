@@ -7,7 +7,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 kestrelia_build
 archive=${1:-}
 if [ -z "$archive" ]; then
-  archive=$("$root/tests/data/make_sample.sh" "$build/sample")
+  archive=$("$root/scripts/make_sample.sh" "$build/sample")
 fi
 trap 'kestrelia_wine_down; kestrelia_display_down' EXIT
 kestrelia_display_up

@@ -117,7 +117,6 @@ HiddenEntryList::~HiddenEntryList() {
 
 int HiddenEntryList::Rows() const { return static_cast<int>(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0)); }
 
-std::string HiddenEntryList::Cell(int row, int column) const { return ListCell(list, row, column); }
 
 std::string ListCell(HWND list, int row, int column) {
   char text[kPathBuf] = "";

@@ -33,5 +33,4 @@ struct HiddenEntryList {
   HiddenEntryList();
   ~HiddenEntryList();
   int Rows() const;
-  std::string Cell(int row, int column) const;
 };

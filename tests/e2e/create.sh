@@ -4,10 +4,8 @@
 # disk must pass unzip's test and hold what was given; the window must list it afterwards and
 # show the dropped folder in its tree.
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
-work=${WINEPREFIX:?}/drive_c/kestrelia_e2e_create
-rm -rf "$work"
+fresh_work kestrelia_e2e_create
 mkdir -p "$work/dropped/sub"
-trap 'rm -rf "$work"' EXIT
 printf 'first file\n' > "$work/one.txt"
 printf 'second file\n%.0s' $(seq 100) > "$work/two.txt"
 printf 'in the folder\n' > "$work/dropped/x.txt"

@@ -4,10 +4,7 @@
 # on disk, in a folder named after the archive, must be what unzip makes of the same archive.
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 data=${KESTRELIA_TESTDATA:?}
-work=${WINEPREFIX:?}/drive_c/kestrelia_e2e_extract
-rm -rf "$work"
-mkdir -p "$work"
-trap 'rm -rf "$work"' EXIT
+fresh_work kestrelia_e2e_extract
 
 # same_as_unzip ARCHIVE FOLDER NAME...: each name's bytes on disk are unzip's.
 same_as_unzip() {
@@ -30,8 +27,7 @@ out=$(inspect --wait 60 --until-rows 6 --rows 10)
 read -r x y < <(grep "^header 0 at" <<<"$out" | awk '{print $4, $5}')
 xdotool mousemove "$x" "$((y + 20))" click 1
 xdotool key shift+Down
-out=$(until_shown "list selected: 2")
-expect_contains "two rows selected" "list selected: 2" "$out"
+expect_shown "two rows selected" "list selected: 2" --rows 0
 # Their names as the archive holds them: the path column, then the file name.
 mapfile -t chosen < <(grep -E "^row [01]:" <<<"$out" | awk -F' \\| ' '{gsub(/\\/, "/", $9); print $9 $2}')
 mapfile -t others < <(grep -E "^row [2-5]:" <<<"$out" | awk -F' \\| ' '{gsub(/\\/, "/", $9); print $9 $2}')
