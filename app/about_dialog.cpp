@@ -6,25 +6,46 @@
 #include "services/dialog_template.h"
 #include "services/log.h"
 
+#include "formats/tar_format.h"
+
+#include <bzlib.h>
+#include <libdeflate.h>
 #include <zlib.h>
 
 #include <cstdio>
 
 namespace {
 
+// libarchive is linked into tar.dll, which exports its version beside the plug-in's entry
+// points: the version shown is the one the library shipped beside the program was built with.
+std::string LibarchiveVersion() {
+  if (!LoadTarLibrary()) return "";
+  typedef const char* (*VersionFn)();
+  VersionFn version = reinterpret_cast<VersionFn>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA(TAR_DLL_NAME), "archive_version_string")));
+  std::string text = version ? version() : "";
+  const char prefix[] = "libarchive ";
+  if (text.rfind(prefix, 0) == 0) text.erase(0, sizeof prefix - 1);
+  return text;
+}
+
 struct Library {
   const char* name;
-  const char* version;
+  std::string (*version)();  // from the library's own header or, where it has none, its run time
   const char* licence;
 };
 
 // Everything linked into the program or shipped beside it; a library added to the build gets
-// its line here.
+// its line here. minizip's header carries no version macro: 1.1 is the one of zlib's contrib.
 const Library kLibraries[] = {
-    {"zlib", ZLIB_VERSION, "zlib License"},
-    {"minizip (zlib contrib)", "1.1, zlib " ZLIB_VERSION, "zlib License"},
-    {"GNU C++ runtime (mingw-w64)", __VERSION__, "GPL 3 with the GCC Runtime Library Exception"},
-    {"mingw-w64 runtime", "", "ZPL 2.1 and public domain"},
+    {"zlib", [] { return std::string(ZLIB_VERSION); }, "zlib License"},
+    {"minizip (zlib contrib)", [] { return std::string("1.1, zlib " ZLIB_VERSION); }, "zlib License"},
+    {"bzip2", [] { return std::string(BZ2_bzlibVersion()); }, "bzip2 License (BSD-style)"},
+    {"libdeflate", [] { return std::string(LIBDEFLATE_VERSION_STRING); }, "MIT License"},
+    {"libarchive (tar.dll)", LibarchiveVersion, "BSD 2-Clause License"},
+    {"GNU C++ runtime (mingw-w64)", [] { return std::string(__VERSION__); },
+     "GPL 3 with the GCC Runtime Library Exception"},
+    {"mingw-w64 runtime", [] { return std::string(); }, "ZPL 2.1 and public domain"},
 };
 
 int Scale(HWND hwnd, int pixels) {
@@ -108,9 +129,10 @@ std::string GetLibrariesText() {
   std::string text;
   for (const Library& library : kLibraries) {
     text += library.name;
-    if (*library.version) {
+    std::string version = library.version();
+    if (!version.empty()) {
       text += " ";
-      text += library.version;
+      text += version;
     }
     text += " (";
     text += library.licence;

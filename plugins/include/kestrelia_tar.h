@@ -76,6 +76,8 @@ typedef void* TarHandle;
  * list. TarFindFirst and TarFindNext answer 0 while a record was delivered, non-zero at the
  * end (or at a damaged record). TarExtract takes the selection's total size in two halves,
  * low first, and a quiet flag (1 when one entry is written for viewing). */
+/* Beside these the library exports libarchive's own archive_version_string (const char*
+ * (void)), for the program's About box. */
 #define KESTRELIA_TAR_FILE TAR_DLL_NAME
 #define KESTRELIA_TAR_API_LIST(X)                                                                      \
   X(TarOpenArchive, TarHandle, (void* owner, const char* path, int mode))                              \
