@@ -38,13 +38,11 @@ void SetProgressSecondLine(const char* text);
 // Stored as pending when no dialog exists yet; applied when it initialises.
 void SetProgressDetail(const char* text);
 void SetProgressDetailRepaint(const char* text);
-void SetProgressMarquee(bool on);
 void EnableProgressCancel(bool enable);
 
 // Whether the dialog is shown at all; when off it exists but stays hidden.
 void SetShowProgressDialog(bool show);
 bool IsShowProgressDialog();
-bool IsProgressDialogVisible();
 // Initialised and on screen, or initialised and hidden by the setting: what the range
 // setters and the closes wait for.
 bool IsProgressDialogReady();

@@ -11,7 +11,7 @@
 void BeginProgressDialogInit(HWND dialog);
 // Counts a dialog thread from its start (true) until its dialog registers or it fails (false).
 void NoteProgressDialogStarting(bool started);
-// Pending detail text and marquee request, asked for before the dialog existed.
+// The pending detail text, asked for before the dialog existed.
 void ApplyPendingProgressRequests(HWND dialog);
 void EndProgressDialogInit();
 // The dialog is ending; by the user (Cancel, system close) sets IsCancelledByUser.
@@ -19,4 +19,3 @@ void ProgressDialogEnded(HWND dialog, bool byUser);
 // The dialog window is going away; forgets its handle if still recorded.
 void ProgressDialogDestroyed(HWND dialog);
 
-void ApplyProgressMarquee(HWND bar, bool on);

@@ -26,8 +26,6 @@ std::atomic<int> g_starting{0};
 
 char g_pendingDetail[kPathBuf] = "";
 std::atomic<bool> g_pendingDetailSet{false};
-std::atomic<bool> g_pendingMarqueeSet{false};
-std::atomic<bool> g_pendingMarquee{false};
 
 constexpr int kPollMs = 10;
 constexpr int kRangeWaitMs = 1000;
@@ -64,7 +62,6 @@ void ResetProgressState() {
   g_maximum = -1;
   // A request left over from this dialog must not show up in the next one.
   g_pendingDetailSet = false;
-  g_pendingMarqueeSet = false;
 }
 
 void CloseProgress(bool stopOnCancel) {
@@ -172,27 +169,6 @@ void SetProgressDetailRepaint(const char* text) {
   if (HWND dialog = g_dialog) RedrawWindow(dialog, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
 }
 
-void ApplyProgressMarquee(HWND bar, bool on) {
-  LONG_PTR style = GetWindowLongPtrA(bar, GWL_STYLE);
-  if (on) {
-    SetWindowLongPtrA(bar, GWL_STYLE, style | PBS_MARQUEE);
-    SendMessageA(bar, PBM_SETMARQUEE, TRUE, 100);
-  } else {
-    SendMessageA(bar, PBM_SETMARQUEE, FALSE, 0);
-    SetWindowLongPtrA(bar, GWL_STYLE, style & ~static_cast<LONG_PTR>(PBS_MARQUEE));
-  }
-}
-
-void SetProgressMarquee(bool on) {
-  HWND bar = Bar(g_dialog);
-  if (!bar) {
-    g_pendingMarquee = on;
-    g_pendingMarqueeSet = true;
-    return;
-  }
-  ApplyProgressMarquee(bar, on);
-}
-
 void EnableProgressCancel(bool enable) {
   HWND dialog = g_dialog;
   if (HWND button = dialog ? GetDlgItem(dialog, IDC_PROGRESS_CANCEL) : nullptr) EnableWindow(button, enable);
@@ -217,11 +193,6 @@ bool IsProgressDialogReady() {
   HWND dialog = g_dialog;
   if (!dialog || g_initialising) return false;
   return IsWindowVisible(dialog) || !g_show;
-}
-
-bool IsProgressDialogVisible() {
-  HWND dialog = g_dialog;
-  return dialog && IsWindowVisible(dialog);
 }
 
 int IsCancelledByUser() { return g_cancelled; }
@@ -251,8 +222,6 @@ void ApplyPendingProgressRequests(HWND dialog) {
     SetTextIfChanged(GetDlgItem(dialog, IDC_PROGRESS_DETAIL), g_pendingDetail);
     g_pendingDetail[0] = '\0';
   }
-  if (g_pendingMarqueeSet.exchange(false))
-    if (HWND bar = Bar(dialog)) ApplyProgressMarquee(bar, g_pendingMarquee);
 }
 
 void EndProgressDialogInit() { g_initialising = false; }
