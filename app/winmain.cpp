@@ -11,6 +11,7 @@
 #include "model/app_state.h"
 #include "kestrelia_rm.h"
 #include "services/log.h"
+#include "services/prompts.h"
 #include "services/system_libraries.h"
 #include "ui/clipboard_chain.h"
 #include "settings/options.h"
@@ -39,7 +40,7 @@ constexpr DWORD kCommonControlClasses = 0x20F;
 bool InitControls() {
   INITCOMMONCONTROLSEX controls = {sizeof controls, kCommonControlClasses};
   if (InitCommonControlsEx(&controls)) return true;
-  MessageBoxA(nullptr, "cannot init common controls!", GetMessageText(94), MB_ICONERROR);
+  PromptMessageBox(nullptr, "cannot init common controls!", GetMessageText(94), MB_ICONERROR);
   return false;
 }
 
@@ -55,7 +56,7 @@ int RunHelpRoad() {
     printf("cannot load riched20 will try riched32\n");
     richEditVersion = 1;
     if (!LoadLibraryA("Riched32.dll")) {
-      MessageBoxA(nullptr, "cannot load riched lib", "Kestrelia", MB_OK);
+      PromptMessageBox(nullptr, "cannot load riched lib", "Kestrelia", MB_OK);
       return 1;
     }
   }
@@ -107,7 +108,7 @@ DWORD GetProcessorCount() { return g_processors; }
 
 int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR line, int showCommand) {
   if (FAILED(OleInitialize(nullptr)))
-    return MessageBoxA(nullptr, "oleinitialize failure!!", "oleinitialize failure!!", MB_OK);
+    return PromptMessageBox(nullptr, "oleinitialize failure!!", "oleinitialize failure!!", MB_OK);
   SetAppInstance(instance);
   RegisterArchiveFormats();
 
@@ -125,7 +126,7 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR line, int showCommand) {
     return 1;
   }
   if (!AllocateControlBlocks()) {
-    MessageBoxA(nullptr, "memory error (uzfts)", GetMessageText(94), MB_ICONERROR);
+    PromptMessageBox(nullptr, "memory error (uzfts)", GetMessageText(94), MB_ICONERROR);
     ExitProcess(1);
   }
   CoInitialize(nullptr);

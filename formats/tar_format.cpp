@@ -30,6 +30,10 @@ namespace {
 int g_tarLoaded;
 int g_tarPresent = -1;  // -1 not tried yet
 
+int TarPromptBox(void* owner, const char* text, const char* title, unsigned flags) {
+  return PromptMessageBox(static_cast<HWND>(owner), text, title, flags);
+}
+
 void ShowLibraryMessage(int genericText) {
   PromptMessageBox(GetMainWindowHandle(), GetGenericText(genericText), GetMessageText(94), MB_OK | MB_ICONERROR);
 }
@@ -106,6 +110,10 @@ bool LoadTarLibrary() {
     return false;
   }
   g_tarLoaded = 1;
+  // The library's boxes go through the program's prompts, as every other box does.
+  TarSetMessageBoxFn setBox = reinterpret_cast<TarSetMessageBoxFn>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA(TAR_DLL_NAME), "TarSetMessageBox")));
+  if (setBox) setBox(TarPromptBox);
   return true;
 }
 

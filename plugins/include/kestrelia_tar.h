@@ -77,7 +77,11 @@ typedef void* TarHandle;
  * end (or at a damaged record). TarExtract takes the selection's total size in two halves,
  * low first, and a quiet flag (1 when one entry is written for viewing). */
 /* Beside these the library exports libarchive's own archive_version_string (const char*
- * (void)), for the program's About box. */
+ * (void)), for the program's About box, and TarSetMessageBox, through which the program hands
+ * in the function that shows the library's message boxes (MessageBoxA's contract; null puts
+ * MessageBoxA back). */
+typedef int (*TarMessageBoxFn)(void* owner, const char* text, const char* title, unsigned flags);
+typedef void (*TarSetMessageBoxFn)(TarMessageBoxFn box);
 #define KESTRELIA_TAR_FILE TAR_DLL_NAME
 #define KESTRELIA_TAR_API_LIST(X)                                                                      \
   X(TarOpenArchive, TarHandle, (void* owner, const char* path, int mode))                              \

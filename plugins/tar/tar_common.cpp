@@ -133,6 +133,16 @@ void SetResultText(char* result, char code, char code2, const char* format, ...)
   va_end(args);
 }
 
+namespace {
+TarMessageBoxFn g_messageBox;
+}  // namespace
+
+extern "C" void __cdecl TarSetMessageBox(TarMessageBoxFn box) { g_messageBox = box; }
+
+int TarMessageBox(HWND owner, const char* text, const char* title, UINT flags) {
+  return g_messageBox ? g_messageBox(owner, text, title, flags) : MessageBoxA(owner, text, title, flags);
+}
+
 const char* PluginText(int number, const char* english) {
   typedef const char*(__cdecl * TextFn)(int);
   HMODULE lang = GetModuleHandleA("lang.dll");

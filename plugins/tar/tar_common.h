@@ -50,3 +50,7 @@ void SetResultText(char* result, char code, char code2, const char* format, ...)
 // A text of the program's language library when it is loaded in the process, else the
 // English one given.
 const char* PluginText(int number, const char* english);
+
+// MessageBoxA, or the program's own message function once it handed one in: its boxes are
+// then the program's, and a test that answers them answers the library's too.
+int TarMessageBox(HWND owner, const char* text, const char* title, UINT flags);

@@ -22,7 +22,7 @@ void ReportDamage(TarListing* listing, const char* reason) {
   snprintf(text, sizeof text, "%s\n\n%s\n(%s)",
            PluginText(10, "The archive is damaged or cut short; the list shows the entries before the damage."),
            listing->path.c_str(), reason ? reason : "");
-  MessageBoxA(listing->owner, text, TAR_DLL_NAME, MB_OK | MB_ICONWARNING);
+  TarMessageBox(listing->owner, text, TAR_DLL_NAME, MB_OK | MB_ICONWARNING);
 }
 
 int Deliver(TarListing* listing, TarFindRecord* record) {

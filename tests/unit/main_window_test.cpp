@@ -179,4 +179,24 @@ TEST(MainWindow, EveryAcceleratorIsShownInItsMenuCaption) {
   DestroyAcceleratorTable(table);
 }
 
+// A letter that leads to two items of the list's menu picks the first and leaves the second
+// out of reach of the keyboard.
+TEST(MainWindow, ContextMenuLettersAreDistinctInEveryLanguage) {
+  for (int language : {KLANG_LANGUAGE_ENGLISH, KLANG_LANGUAGE_GERMAN}) {
+    SetLanguage(language);
+    HMENU menu = BuildListContextMenu();
+    std::map<char, std::string> seen;
+    for (int i = 0; i < GetMenuItemCount(menu); ++i) {
+      char caption[kPathBuf] = "";
+      if (!GetMenuStringA(menu, i, caption, sizeof caption, MF_BYPOSITION) || !*caption) continue;
+      const char* amp = strchr(caption, '&');
+      ASSERT_TRUE(amp && amp[1]) << caption;
+      char letter = static_cast<char>(tolower(static_cast<unsigned char>(amp[1])));
+      EXPECT_TRUE(seen.emplace(letter, caption).second) << caption << " and " << seen[letter] << " share " << letter;
+    }
+    DestroyMenu(menu);
+  }
+  SetLanguage(KLANG_LANGUAGE_ENGLISH);
+}
+
 }  // namespace
