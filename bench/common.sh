@@ -27,11 +27,12 @@ now() { date +%s.%N; }
 median_of() { printf '%s\n' "$@" | sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
 
 # bench_time NAME COMMAND...: runs the command $runs times, prints and returns (in $median)
-# the median wall time.
+# the median wall time. $bench_prepare, when set, names a command run before each run, untimed.
 bench_time() {
   local name=$1; shift
   local times=() t0 t1
   for _ in $(seq "$runs"); do
+    ${bench_prepare:-}
     t0=$(now); "$@" >/dev/null 2>&1; t1=$(now)
     times+=("$(awk -v a="$t0" -v b="$t1" 'BEGIN{printf "%.3f", b-a}')")
   done

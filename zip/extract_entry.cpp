@@ -112,7 +112,14 @@ HANDLE CreateTarget(const char* target, DWORD disposition) {
                      FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-HANDLE OpenTarget(const char* target) { return CreateTarget(target, CREATE_ALWAYS); }
+// A file that replaces whatever is there. Made only when new first: most targets are new, and
+// under Wine a create that may also replace costs the extracting thread about 80 microseconds
+// more of system time per file than one that only makes (20,000 small files: 4.2 s against 2.6 s).
+HANDLE OpenTarget(const char* target) {
+  HANDLE file = CreateTarget(target, CREATE_NEW);
+  if (file == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_EXISTS) file = CreateTarget(target, CREATE_ALWAYS);
+  return file;
+}
 
 bool WriteAll(HANDLE file, const char* data, size_t length) {
   while (length) {

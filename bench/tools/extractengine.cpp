@@ -34,7 +34,8 @@ int ReadEverything(const char* archive, uint64_t* bytes) {
 
 // Only what the system costs per file, without the archive's data: every entry's file made,
 // written with as many zero bytes as the entry holds, its times set and closed, each folder
-// made once. Beside a real extraction it tells the platform's share from the engine's.
+// made once, as the engine makes them in a fresh folder (only when new). Beside a real
+// extraction it tells the platform's share from the engine's.
 int WriteBare(const char* archive, const char* destination, uint64_t* bytes) {
   unzFile zip = MyWaitunzOpen2_64(archive, 0);
   if (!zip || !SetCurrentDirectoryA(destination)) return -1;
@@ -55,7 +56,7 @@ int WriteBare(const char* archive, const char* destination, uint64_t* bytes) {
       folder = parent;
     }
     if (cut == name.size() - 1) continue;
-    HANDLE file = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE file = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
       result = -2;
       break;
