@@ -14,10 +14,13 @@
 
 std::string TestData(const std::string& name) {
   const char* root = getenv("KESTRELIA_TESTDATA");
-  std::string path = std::string("Z:") + (root ? root : "/tmp/kestrelia-testdata") + "/" + name;
-  for (char& c : path)
-    if (c == '/') c = '\\';
-  return path;
+  return Separated(std::string("Z:") + (root ? root : "/tmp/kestrelia-testdata") + "/" + name, '/', '\\');
+}
+
+std::string Separated(std::string name, char from, char to) {
+  for (char& c : name)
+    if (c == from) c = to;
+  return name;
 }
 
 std::string ScratchDir(const std::string& name) {

@@ -15,6 +15,8 @@ std::string ScratchDir(const std::string& name);
 std::vector<std::string> ReadLines(const std::string& path);
 std::string ReadFileBytes(const std::string& path);
 bool Exists(const std::string& path);
+// The name with every separator `from` turned into `to` (views show "\", archives store "/").
+std::string Separated(std::string name, char from = '\\', char to = '/');
 
 // Serves this thread's windows (workers send to them) until done() holds, for at most a
 // minute so that a hang fails the test; returns done().

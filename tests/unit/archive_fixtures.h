@@ -82,9 +82,7 @@ inline void WalkFolder(const std::string& root, const std::string& relative, Fol
     std::string name = found.cFileName;
     if (name == "." || name == "..") continue;
     std::string rel = relative + name;
-    std::string shown = rel;
-    for (char& c : shown)
-      if (c == '\\') c = '/';
+    std::string shown = Separated(rel);
     if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
       out->folders.insert(shown);
       WalkFolder(root, rel + "\\", out);

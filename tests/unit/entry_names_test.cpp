@@ -76,12 +76,7 @@ TEST(EntryNames, Utf8Validity) {
 std::set<std::string> ListedNames(const std::string& archive) {
   ListedArchive listed(archive);
   std::set<std::string> names;
-  for (int row = 0; row < listed.window.Rows(); ++row) {
-    std::string name = listed.FullName(row);
-    for (char& c : name)
-      if (c == '\\') c = '/';
-    names.insert(name);
-  }
+  for (int row = 0; row < listed.window.Rows(); ++row) names.insert(Separated(listed.FullName(row)));
   return names;
 }
 

@@ -118,17 +118,11 @@ TEST_P(EntryEdits, BecomeOneRewriteOrARefusal) {
     EXPECT_EQ(g_boxes[0], GetMessageText(c.messageText)) << c.title;
     return;
   }
-  std::string old = c.row;
-  for (char& ch : old)
-    if (ch == '\\') ch = '/';
-  before.erase(old);
+  before.erase(Separated(c.row));
   before.insert(c.expect);
   EXPECT_EQ(after, before) << c.title;
   EXPECT_TRUE(g_boxes.empty()) << c.title << ": " << (g_boxes.empty() ? "" : g_boxes[0]);
-  std::string shown = c.expect;
-  for (char& ch : shown)
-    if (ch == '/') ch = '\\';
-  EXPECT_GE(archive.Row(shown), 0) << c.title << ": the row follows";
+  EXPECT_GE(archive.Row(Separated(c.expect, '/', '\\')), 0) << c.title << ": the row follows";
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, EntryEdits, ::testing::ValuesIn(kEdits));
@@ -176,9 +170,7 @@ TEST_P(FolderRenames, ChangeEveryEntryBelowTheFolder) {
   const FolderCase& c = GetParam();
   EditedArchive archive(c.kind);
   std::set<std::string> before = ArchiveNames(archive.path), expected;
-  std::string old = c.folder;
-  for (char& ch : old)
-    if (ch == '\\') ch = '/';
+  std::string old = Separated(c.folder);
   if (old.back() != '/') old += '/';
   for (const std::string& name : before)
     expected.insert(c.renamed && name.rfind(old, 0) == 0 ? c.renamed + ("/" + name.substr(old.size())) : name);
@@ -191,12 +183,8 @@ TEST_P(FolderRenames, ChangeEveryEntryBelowTheFolder) {
     return;
   }
   EXPECT_TRUE(g_boxes.empty()) << c.title;
-  for (const std::string& name : expected) {
-    std::string shown = name;
-    for (char& ch : shown)
-      if (ch == '/') ch = '\\';
-    EXPECT_GE(archive.Row(shown), 0) << c.title << ": the rows follow, " << shown;
-  }
+  for (const std::string& name : expected)
+    EXPECT_GE(archive.Row(Separated(name, '/', '\\')), 0) << c.title << ": the rows follow, " << name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, FolderRenames, ::testing::ValuesIn(kFolders));

@@ -161,10 +161,8 @@ std::vector<std::string> ListedNames(const std::string& archive) {
   return names;
 }
 
-std::string OnDisk(const std::string& folder, std::string name) {
-  for (char& c : name)
-    if (c == '/') c = '\\';
-  return folder + "\\" + name;
+std::string OnDisk(const std::string& folder, const std::string& name) {
+  return folder + "\\" + Separated(name, '/', '\\');
 }
 
 TEST_F(ExtractRunTest, WholeArchiveLandsInTheChosenFolder) {
@@ -180,11 +178,20 @@ TEST_F(ExtractRunTest, WholeArchiveLandsInTheChosenFolder) {
   EXPECT_TRUE(script.boxes.empty());
   EXPECT_EQ(IsBusy(), 0);
 
-  // The next question offers the folder chosen last.
+  // The next question offers the folder chosen last; cancelling it writes nothing, not even
+  // into the working folder.
   std::string chosen = script.folder;
+  std::string scratch = ScratchDir("extract_cancel");
+  char previous[kPathBuf];
+  GetCurrentDirectoryA(sizeof previous, previous);
+  SetCurrentDirectoryA(scratch.c_str());
   script.folder.clear();
   ExtractArchive(TestData("zip_deflated.zip").c_str(), 1, 0);
+  SetCurrentDirectoryA(previous);
   EXPECT_EQ(script.initial, chosen);
+  EXPECT_EQ(script.folderQuestions, 2);
+  EXPECT_FALSE(Exists(scratch + "\\readme.txt"));
+  EXPECT_EQ(IsBusy(), 0);
 }
 
 TEST_F(ExtractRunTest, TheCheckBoxPutsTheEntriesIntoAFolderNamedAfterTheArchive) {
@@ -225,18 +232,6 @@ TEST(MakeNamedFolder, TheArchivesNameWithoutItsEnding) {
   }
   char out[kPathBuf];
   EXPECT_FALSE(MakeNamedFolder(std::string(kPathBuf - 3, 'x').c_str(), "abc.zip", out));
-}
-
-TEST_F(ExtractRunTest, CancelledFolderWritesNothing) {
-  std::string scratch = ScratchDir("extract_cancel");
-  char previous[kPathBuf];
-  GetCurrentDirectoryA(sizeof previous, previous);
-  SetCurrentDirectoryA(scratch.c_str());
-  ExtractArchive(TestData("zip_deflated.zip").c_str(), 1, 0);
-  SetCurrentDirectoryA(previous);
-  EXPECT_EQ(script.folderQuestions, 1);
-  EXPECT_FALSE(Exists(scratch + "\\readme.txt"));
-  EXPECT_EQ(IsBusy(), 0);
 }
 
 TEST_F(ExtractRunTest, EncryptedArchiveAsksOnceForThePassword) {
@@ -326,25 +321,21 @@ TEST_F(ExtractRunTest, SelectionExtractsOnlyTheSelectedRows) {
   SetCurrentArchivePath("");
 }
 
-TEST_F(ExtractRunTest, NothingSelectedAsksNothing) {
+// Nothing selected, or a kind without extraction: a message, and no question before it.
+TEST_F(ExtractRunTest, RefusalsComeBeforeAnyQuestion) {
   HiddenEntryList rows;
   SetCurrentArchivePath(TestData("zip_deflated.zip").c_str());
   EntrySelection chosen;
   CopyEntrySelection(rows.list, &chosen);
   ExtractSelected(chosen);
-  EXPECT_EQ(script.folderQuestions, 0);
-  EXPECT_EQ(script.boxes.size(), 1u);
   SetCurrentArchivePath("");
-}
-
-TEST_F(ExtractRunTest, KindsWithoutExtractionAreRefusedBeforeAnyQuestion) {
   SetArchiveKind(ARCHIVE_TAR);
   ExtractArchive("Z:\\nowhere\\a.tar", 1, 0);
   SetArchiveKind(0);
   ExtractArchive("Z:\\nowhere\\a.bin", 1, 0);
   EXPECT_EQ(script.folderQuestions, 0);
-  ASSERT_EQ(script.boxes.size(), 2u);
-  EXPECT_EQ(script.boxes[1], "ExtractArchive GCompressionMethod not specified");
+  ASSERT_EQ(script.boxes.size(), 3u);
+  EXPECT_EQ(script.boxes[2], "ExtractArchive GCompressionMethod not specified");
 }
 
 TEST(ExtractionTimerTest, ShowsElapsedTimeAndRate) {

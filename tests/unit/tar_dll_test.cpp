@@ -171,9 +171,7 @@ TEST(TarDll, DamagedArchivesEndTheirListingWithWhatWasRead) {
 TEST(TarDll, CreatesAndExtendsArchives) {
   std::string created = TestData("created");
   CreateDirectoryA(created.c_str(), nullptr);
-  std::string base = TestData("src") + "\\";
-  for (char& c : base)
-    if (c == '\\') c = '/';
+  std::string base = Separated(TestData("src") + "\\");
   NameList files({TestData("src/readme.txt"), TestData("src/docs/numbers.txt"), TestData("src/empty/"),
                   TestData("src/no-such-file.txt")});
   for (const char* name : {"new.tar", "new.tar.gz", "new.tar.bz2"}) {

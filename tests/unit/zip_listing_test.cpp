@@ -39,9 +39,7 @@ Listed ListArchive(const std::string& file) {
   EXPECT_EQ(listed.listing, 0);
   for (int r = 0; r < listed.window.Rows(); ++r) {
     liststruct* rec = GetRowRecord(listed.window.list, r);
-    std::string name = listed.FullName(r);
-    for (char& c : name)
-      if (c == '\\') c = '/';
+    std::string name = Separated(listed.FullName(r));
     char line[kPathBuf * 2];
     snprintf(line, sizeof line, "%s\t%" PRIu64 "\t%" PRIu64, name.c_str(), rec->compressed, rec->uncompressed);
     out.rows.insert(line);
