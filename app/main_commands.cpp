@@ -65,14 +65,9 @@ void CmdExtractSelected() {
 }
 // A selection narrows the test to its rows, copied here on the window's thread.
 void CmdTestArchive() {
-  HWND view = CurrentView();
-  if (SendMessageA(view, LVM_GETSELECTEDCOUNT, 0, 0) <= 0) {
-    TestArchive(nullptr);
-    return;
-  }
   EntrySelection chosen;
-  CopyEntrySelection(view, &chosen);
-  TestArchive(&chosen);
+  CopyEntrySelection(CurrentView(), &chosen);
+  TestArchive(chosen.names.empty() ? nullptr : &chosen);
 }
 void CmdViewEntry() { ViewSelectedEntry(0); }
 void CmdOpenWith() { ViewSelectedEntry(1); }

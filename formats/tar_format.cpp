@@ -78,10 +78,6 @@ struct TarNames {
   }
 };
 
-std::string RowName(const liststruct* record) {
-  return std::string(record->path ? record->path : "") + (record->filename ? record->filename : "");
-}
-
 void AddListedEntry(ArchiveControlBlock* block, const TarFindRecord& record) {
   ListingTotals& totals = GetListingTotals();
   uint64_t size = record.size;

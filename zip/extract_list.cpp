@@ -128,18 +128,27 @@ struct RunRequest {
   uint64_t* tested;    // receives how many entries a test read
 };
 
+// An empty index of entry names that owns its keys; null (told) when memory runs out.
+RBTree* NewNameIndex() {
+  RBTree* index = RBTreeCreate();
+  if (!index) {
+    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(94), MB_OK | MB_ICONERROR);
+    return nullptr;
+  }
+  index->deleteKey = free;
+  return index;
+}
+
 // The entries a run takes: the caller's index, or the rows of the source list (all of them
 // for extract all, after which the run works from the index). Null when there is none
 // (running out of memory is told), the run's folder already left.
 RBTree* ChooseEntries(RunRequest* request, const char* previous) {
   if (request->selection) return request->selection;
-  RBTree* index = RBTreeCreate();
+  RBTree* index = NewNameIndex();
   if (!index) {
-    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(94), MB_OK | MB_ICONERROR);
     SetCurrentDirectoryA(previous);
     return nullptr;
   }
-  index->deleteKey = free;
   int filled = 0;
   if (!request->extractAll) {
     filled = FillZipTreeWithSelectedFromList(request->source, index);
@@ -156,12 +165,8 @@ RBTree* ChooseEntries(RunRequest* request, const char* previous) {
 
 // The run's index of a copied selection; null (told) when memory runs out.
 RBTree* IndexOfSelection(const EntrySelection& chosen) {
-  RBTree* index = RBTreeCreate();
-  if (!index) {
-    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(94), MB_OK | MB_ICONERROR);
-    return nullptr;
-  }
-  index->deleteKey = free;
+  RBTree* index = NewNameIndex();
+  if (!index) return nullptr;
   for (const std::string& name : chosen.names) RBTreeInsert(index, _strdup(name.c_str()), nullptr);
   return index;
 }
