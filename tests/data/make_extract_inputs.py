@@ -209,6 +209,7 @@ def main(out):
 
     reference(out, zipped("deflated.zip"))
     reference(out, zipped("stored.zip", "-0"))
+    reference(out, zipped("zip64.zip", "-fz"))
     reference(out, zipped("encrypted.zip", "-P", "secret"), "-P", "secret")
     one = os.path.join(out, "one_encrypted.zip")
     run("zip", "-q", "-P", "secret", one, "docs/numbers.txt", cwd=src)
