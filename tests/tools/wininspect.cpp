@@ -11,6 +11,7 @@
 // the visible list's first selected row is ROW; --until-gone until no such window is shown
 // (exit code 0 once it is gone).
 // --drop PATH drops a file on the window as the shell would (WM_DROPFILES).
+// --move X,Y places the window's top left corner there, as a person's drag would end.
 // --ok and --yes press the window's OK or Yes button (a message box answers only its buttons).
 // Exit code 0 when the window was found, 1 otherwise.
 #include "services/base.h"
@@ -286,6 +287,7 @@ int main(int argc, char** argv) {
   const char* cls = "Kestrelia";
   int untilRows = -1;
   const char* drop = nullptr;
+  const char* move = nullptr;
   const char* untilTitle = nullptr;
   const char* onlyTitle = nullptr;
   int untilSelected = -2;
@@ -299,6 +301,7 @@ int main(int argc, char** argv) {
     else if (!strcmp(argv[i], "--class") && i + 1 < argc) cls = argv[++i];
     else if (!strcmp(argv[i], "--until-rows") && i + 1 < argc) untilRows = atoi(argv[++i]);
     else if (!strcmp(argv[i], "--drop") && i + 1 < argc) drop = argv[++i];
+    else if (!strcmp(argv[i], "--move") && i + 1 < argc) move = argv[++i];
     else if (!strcmp(argv[i], "--until-title") && i + 1 < argc) untilTitle = argv[++i];
     else if (!strcmp(argv[i], "--title") && i + 1 < argc) onlyTitle = argv[++i];
     else if (!strcmp(argv[i], "--until-selected") && i + 1 < argc) untilSelected = atoi(argv[++i]);
@@ -322,6 +325,9 @@ int main(int argc, char** argv) {
     Sleep(20);
   }
   if (hwnd && drop) DropFile(hwnd, drop);
+  int x = 0, y = 0;
+  if (hwnd && move && sscanf(move, "%d,%d", &x, &y) == 2)
+    SetWindowPos(hwnd, nullptr, x, y, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
   while (hwnd && untilRows >= 0 && VisibleRows(hwnd) < untilRows && GetTickCount() - start < wait * 1000)
     Sleep(20);
   while (hwnd && untilSelected > -2 && FirstSelectedRow(hwnd) != untilSelected && GetTickCount() - start < wait * 1000)
