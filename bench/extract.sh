@@ -9,10 +9,11 @@
 # archive opened in the program, Ctrl+E, the folder typed into the chooser, from its Return
 # until the archive's last file is on disk whole. The virtual display has no window manager,
 # and Wine waits up to two seconds for one to acknowledge every window it hides (the folder
-# chooser's close is inside the timed road): for the window's runs Wine places its windows
-# itself, as a desktop's manager would answer at once. Every run starts in an empty folder
-# with the disk flushed, outside the timing, so no tool pays for the one before; the engine
-# and the window take turns, so both meet the same load from the machine's other work.
+# chooser's close is inside the timed road): the test prefix has Wine place its windows
+# itself (scripts/lib.sh), as a desktop's manager would answer at once. Every run starts in
+# an empty folder with the disk flushed, outside the timing, so no tool pays for the one
+# before; the engine and the window take turns, so both meet the same load from the
+# machine's other work.
 #   bench/extract.sh [corpus dir]
 # KESTRELIA_BENCH_ONLY=big (or many, or twenty: 20,000 files of many) runs one archive: many.zip
 # alone takes minutes. KESTRELIA_BENCH_WINDOW=0 leaves the window's road out. The engine's
@@ -21,14 +22,7 @@ set -euo pipefail
 export KESTRELIA_CORPUS=${1:-${KESTRELIA_CORPUS:-/tmp/kbench}}
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 window=${KESTRELIA_BENCH_WINDOW:-1}
-unmanaged() {
-  if [ "$1" = 1 ]; then
-    wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1
-  else
-    wine reg delete 'HKCU\Software\Wine\X11 Driver' /v Managed /f >/dev/null 2>&1 || true
-  fi
-}
-trap '[ "$window" = 1 ] && { unmanaged 0; kestrelia_display_down; }; kestrelia_wine_down; rm -rf "${scratch:-}"' EXIT
+trap '[ "$window" = 1 ] && kestrelia_display_down; kestrelia_wine_down; rm -rf "${scratch:-}"' EXIT
 bench_engine extractengine
 bench_bsdtar_exe
 if [ "$window" = 1 ]; then
@@ -36,7 +30,6 @@ if [ "$window" = 1 ]; then
   kestrelia_display_up
   export KESTRELIA_BIN=$build/bin KESTRELIA_SHOTS=${KESTRELIA_SHOTS:-/tmp/kestrelia-bench-shots}
   source "$root/tests/e2e/e2e_lib.sh"
-  unmanaged 1
 fi
 
 # KESTRELIA_BENCH_SCRATCH puts the extracted files elsewhere, e.g. on a memory file system

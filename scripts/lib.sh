@@ -26,11 +26,16 @@ kestrelia_wine_up() {
   if [ ! -f "$WINEPREFIX/system.reg" ]; then
     echo "== creating Wine prefix $WINEPREFIX"
     wineboot -i >/dev/null 2>&1 || true
-    # Without a window manager on the virtual display, Wine draws the frames and captions
-    # itself, so screenshots show them.
-    wine reg add 'HKCU\Software\Wine\X11 Driver' /v Decorated /d N /f >/dev/null 2>&1 || true
   fi
   wineserver -p >/dev/null 2>&1 || true
+  # There is no window manager on the virtual display. Wine draws the frames and captions
+  # itself, so screenshots show them, and leaves its windows unmanaged: hiding a managed
+  # window waits up to 2 s for a manager that never answers, on every dialog that closes.
+  # Prefixes made before the second setting get it here too.
+  if ! grep -q '^"Managed"="N"' "$WINEPREFIX/user.reg" 2>/dev/null; then
+    wine reg add 'HKCU\Software\Wine\X11 Driver' /v Decorated /d N /f >/dev/null 2>&1 || true
+    wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1 || true
+  fi
   # Wine's own services start with the first program and keep its output pipes open; start
   # them here, detached, or ctest would wait on those pipes until its time-out.
   wine cmd.exe /c exit </dev/null >/dev/null 2>&1 || true
