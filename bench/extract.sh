@@ -33,8 +33,9 @@ if [ "$window" = 1 ]; then
 fi
 
 # KESTRELIA_BENCH_SCRATCH puts the extracted files elsewhere, e.g. on a memory file system
-# (/dev/shm): the disk's journal then no longer adds seconds at random to whichever tool runs
-# when it flushes, and what is left is what the tools and Wine cost.
+# (mount -t tmpfs tmpfs DIR): the disk's journal then no longer adds seconds at random to
+# whichever tool runs when it flushes, and what is left is what the tools and Wine cost. Not
+# below /dev: Wine's folder chooser calls such a path one that does not exist.
 scratch=$(mktemp -d "${KESTRELIA_BENCH_SCRATCH:-$corpus}/extract.XXXX")
 fresh() { rm -rf "$scratch/d" && mkdir -p "$scratch/d" && sync; }
 bench_prepare=fresh
