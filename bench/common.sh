@@ -26,18 +26,27 @@ now() { date +%s.%N; }
 # median_of SECONDS...: the middle value.
 median_of() { printf '%s\n' "$@" | sort -g | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
 
+# seconds_since T0: the seconds from T0 (taken with now) until now.
+seconds_since() { awk -v a="$1" -v b="$(now)" 'BEGIN{printf "%.3f", b-a}'; }
+
+# report NAME SECONDS...: prints the runs' median beside the runs and returns it in $median.
+report() {
+  local name=$1; shift
+  median=$(median_of "$@")
+  printf '%-28s %8.3f s   (runs: %s)\n' "$name" "$median" "$*"
+}
+
 # bench_time NAME COMMAND...: runs the command $runs times, prints and returns (in $median)
 # the median wall time. $bench_prepare, when set, names a command run before each run, untimed.
 bench_time() {
   local name=$1; shift
-  local times=() t0 t1
+  local times=() t0
   for _ in $(seq "$runs"); do
     ${bench_prepare:-}
-    t0=$(now); "$@" >/dev/null 2>&1; t1=$(now)
-    times+=("$(awk -v a="$t0" -v b="$t1" 'BEGIN{printf "%.3f", b-a}')")
+    t0=$(now); "$@" >/dev/null 2>&1
+    times+=("$(seconds_since "$t0")")
   done
-  median=$(median_of "${times[@]}")
-  printf '%-28s %8.3f s   (runs: %s)\n' "$name" "$median" "${times[*]}"
+  report "$name" "${times[@]}"
 }
 
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN{printf "%.2f", a/b}'; }

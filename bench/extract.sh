@@ -42,7 +42,7 @@ bench_prepare=fresh
 
 # window_once ARCHIVE: the window's road; prints its seconds (the listing before is not timed).
 window_once() {
-  local archive=$1 last size t0 t1 file
+  local archive=$1 last size t0 took file
   fresh
   last=$(unzip -Z1 "$archive" | grep -v '/$' | tail -1)
   size=$(unzip -Zl "$archive" "$last" | awk 'NR==1 {print $4}')
@@ -62,28 +62,26 @@ window_once() {
     kill -0 "$app" 2>/dev/null || { echo "the window ended before $last was whole" >&2; return 1; }
     sleep 0.05
   done
-  t1=$(now)
+  took=$(seconds_since "$t0")
   # The run may still be winding down: a close then asks whether to cancel it, and Yes ends it.
   inspect --close >/dev/null
   eventually 60 answered_and_gone || true
   wait "$app" || true
-  awk -v a="$t0" -v b="$t1" 'BEGIN{printf "%.3f\n", b-a}'
+  echo "$took"
 }
 
 # engine_and_window ARCHIVE: the engine and the window's road in turns, so that both meet the
 # same load from whatever else the machine runs; the medians in $k_t and $w_t.
 engine_and_window() {
-  local engine=() window=() t0 t1
+  local engine=() window=() t0
   for _ in $(seq "$runs"); do
     fresh
-    t0=$(now); engine_once "$1" >/dev/null 2>&1; t1=$(now)
-    engine+=("$(awk -v a="$t0" -v b="$t1" 'BEGIN{printf "%.3f", b-a}')")
+    t0=$(now); engine_once "$1" >/dev/null 2>&1
+    engine+=("$(seconds_since "$t0")")
     window+=("$(window_once "$1")")
   done
-  k_t=$(median_of "${engine[@]}")
-  w_t=$(median_of "${window[@]}")
-  printf '%-28s %8.3f s   (runs: %s)\n' "Kestrelia engine" "$k_t" "${engine[*]}"
-  printf '%-28s %8.3f s   (runs: %s)\n' "Kestrelia window" "$w_t" "${window[*]}"
+  report "Kestrelia engine" "${engine[@]}"; k_t=$median
+  report "Kestrelia window" "${window[@]}"; w_t=$median
 }
 
 archive_of() {
@@ -116,10 +114,11 @@ for name in ${KESTRELIA_BENCH_ONLY:-big many}; do
   else
     bench_time "Kestrelia engine" engine_once "$archive"; k_t=$median
   fi
-  grep -a "^extraction" "$scratch/engine.log" | tail -"$runs" || true
+  extracted=$(grep -a "^extraction" "$scratch/engine.log" | tail -"$runs" || true)
+  echo "$extracted"
   # The floor under the engine: inflating and checking every entry without writing.
   wine "$build/bin/extractengine.exe" "$(winepath -w "$archive")" --read-only 2>/dev/null | tail -1
-  in_process=$(median_of $(grep -a "^extraction" "$scratch/engine.log" | tail -"$runs" | awk '{print $2 / 1000}'))
+  in_process=$(median_of $(awk '{print $2 / 1000}' <<< "$extracted"))
   echo "ratio engine / bsdtar: $(ratio "$k_t" "$bsdtar_t")   (in the process: $(ratio "$in_process" "$bsdtar_t"))"
   echo "ratio engine / unzip:  $(ratio "$k_t" "$unzip_t")"
   echo "ratio engine / bsdtar.exe (Wine): $(ratio "$k_t" "$winbsd_t")"

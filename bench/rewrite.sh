@@ -12,19 +12,9 @@ bench_engine rewriteengine
 out=$(mktemp -d "$corpus/rewrite.XXXX")
 trap 'kestrelia_wine_down; rm -rf "$out"' EXIT
 
-# Each tool works on its own fresh copy, made outside the timed part.
-prepare() { rm -f "$out/a.zip"; cp "$1" "$out/a.zip"; sync -f "$out" 2>/dev/null || true; }
-timed() {
-  local name=$1 archive=$2; shift 2
-  local times=() t0 t1
-  for _ in $(seq "$runs"); do
-    prepare "$archive"
-    t0=$(now); "$@" >>"$out/tool.log" 2>&1; t1=$(now)
-    times+=("$(awk -v a="$t0" -v b="$t1" 'BEGIN{printf "%.3f", b-a}')")
-  done
-  median=$(median_of "${times[@]}")
-  printf '%-28s %8.3f s   (runs: %s)\n' "$name" "$median" "${times[*]}"
-}
+# Each tool works on its own fresh copy of $archive, made outside the timed part.
+prepare() { rm -f "$out/a.zip"; cp "$archive" "$out/a.zip"; sync -f "$out" 2>/dev/null || true; }
+bench_prepare=prepare
 copy_once() { cp "$out/a.zip" "$out/b.zip"; rm -f "$out/b.zip"; }
 # The engine puts the new archive on the disk before it replaces the old one; the peers leave
 # that to the system's cache. This floor pays for the same flush.
@@ -38,11 +28,11 @@ for name in big many; do
   victim=$(unzip -Z1 "$archive" | grep -v '/$' | sed -n "$((count / 2))p")
   echo "== $name.zip: delete $victim"
   : > "$out/engine.log"
-  timed "copy (floor)" "$archive" copy_once; copy_t=$median
-  timed "copy + flush (floor)" "$archive" copy_flush_once; flush_t=$median
-  timed "zip -d" "$archive" zip -q -d "$out/a.zip" "$victim"; zip_t=$median
-  timed "7zz d" "$archive" 7zz d -bd -bso0 "$out/a.zip" "$victim"; sz_t=$median
-  timed "Kestrelia engine" "$archive" engine_once "$victim"; k_t=$median
+  bench_time "copy (floor)" copy_once; copy_t=$median
+  bench_time "copy + flush (floor)" copy_flush_once; flush_t=$median
+  bench_time "zip -d" zip -q -d "$out/a.zip" "$victim"; zip_t=$median
+  bench_time "7zz d" 7zz d -bd -bso0 "$out/a.zip" "$victim"; sz_t=$median
+  bench_time "Kestrelia engine" engine_once "$victim"; k_t=$median
   grep -a "^rewrite" "$out/engine.log" | tail -"$runs" || true
   unzip -tq "$out/a.zip" | tail -1
   echo "ratio engine / copy:   $(ratio "$k_t" "$copy_t")"

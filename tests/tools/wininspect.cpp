@@ -108,8 +108,8 @@ void DumpList(HWND list, int maxRows) {
 void DumpStatus(HWND status) {
   Remote remote(status);
   if (!remote.memory) return;
-  int parts = static_cast<int>(SendMessageA(status, SB_GETPARTS, 0, 0));
-  for (int p = 0; p < parts; ++p) {
+  int panes = static_cast<int>(SendMessageA(status, SB_GETPARTS, 0, 0));
+  for (int p = 0; p < panes; ++p) {
     char empty = '\0';
     remote.Write(0, &empty, 1);  // an empty pane writes nothing
     SendMessageA(status, SB_GETTEXTA, p, reinterpret_cast<LPARAM>(remote.memory));
