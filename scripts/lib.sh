@@ -14,11 +14,19 @@ case "${LC_ALL:-${LC_CTYPE:-${LANG:-}}}" in
   *) export LC_ALL=C.UTF-8 ;;
 esac
 
+# Any failing step fails the caller with the tool's own message: a compile error must never
+# leave an older Kestrelia.exe to be tested. The progress lines are dropped from the output,
+# and the build's status is taken from cmake itself, not from the filter.
 kestrelia_build() {
-  "$root/scripts/setup.sh"
-  cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DKESTRELIA_DEPS="$KESTRELIA_DEPS" >/dev/null
-  cmake --build "$build" -j"$(nproc)" 2>&1 | grep -vE '^\[ *[0-9]+%\]|^-- ' || true
-  [ -f "$build/bin/Kestrelia.exe" ] || { echo "build failed" >&2; return 1; }
+  "$root/scripts/setup.sh" || { echo "setup failed" >&2; return 1; }
+  cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DKESTRELIA_DEPS="$KESTRELIA_DEPS" >/dev/null ||
+    { echo "cmake configuration failed" >&2; return 1; }
+  local status
+  { cmake --build "$build" -j"$(nproc)" 2>&1; echo "$?" >"$build/.build-status"; } |
+    grep -vE '^\[ *[0-9]+%\]|^-- ' || true
+  status=$(cat "$build/.build-status")
+  [ "$status" = 0 ] || { echo "build failed (cmake --build exited $status)" >&2; return 1; }
+  python3 "$root/scripts/check_layers.py" "$root" || { echo "layer check failed" >&2; return 1; }
 }
 
 # A fresh prefix boots once (several seconds); later starts reuse it.
