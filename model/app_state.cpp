@@ -13,7 +13,6 @@ int g_openInProgress = 0;
 int g_simulation = 0;
 char g_archivePath[kPathBuf] = "";
 int g_archiveEncrypted = 0;
-char g_password[kPathBuf] = "";
 HWND g_mainWindow = nullptr;
 HWND g_statusBar = nullptr;
 HWND g_modelessDialog = nullptr;
@@ -44,8 +43,6 @@ void SetCurrentArchivePath(const char* path) { snprintf(g_archivePath, sizeof g_
 
 int IsArchiveEncrypted() { return g_archiveEncrypted; }
 void SetArchiveEncrypted(int on) { g_archiveEncrypted = on; }
-const char* GetCurrentPassword() { return g_password; }
-void SetCurrentPassword(const char* password) { snprintf(g_password, sizeof g_password, "%s", password ? password : ""); }
 
 HWND GetCurrentModelessDialog() { return g_modelessDialog; }
 void SetCurrentModelessDialog(HWND dialog) { g_modelessDialog = dialog; }

@@ -4,6 +4,8 @@
 #pragma once
 #include "services/base.h"
 
+#include "services/current_password.h"
+
 struct NameList;
 
 // One per open archive; two exist from start-up (the current archive and a second one for
@@ -37,11 +39,10 @@ void SetSimulationFlag(int on);
 const char* GetCurrentArchivePath();
 void SetCurrentArchivePath(const char* path);
 
-// Whether the open ZIP needs a password (from its first entry), and the one the user gave.
+// Whether the open ZIP needs a password (from its first entry); the one the user gave is kept
+// beside the password dialog (services/current_password.h, part of this state).
 int IsArchiveEncrypted();
 void SetArchiveEncrypted(int on);
-const char* GetCurrentPassword();
-void SetCurrentPassword(const char* password);
 
 // The modeless dialog the message loop offers messages to first (the Find dialog), or none.
 HWND GetCurrentModelessDialog();

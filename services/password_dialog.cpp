@@ -2,17 +2,15 @@
 #include "services/password_dialog.h"
 
 #include "kestrelia_lang.h"
-#include "model/app_state.h"
 #include "services/dialog_template.h"
 #include "services/log.h"
-#include "services/prompts.h"
 
 #include <cstring>
 
 namespace {
 
 struct PasswordDialogData {
-  char password[kPathBuf];  // what was typed, when OK ended the dialog
+  char* typed;  // the caller's kPathBuf buffer: what was typed, when OK ended the dialog
 };
 
 // Pixel layout: the dialog is laid out in pixels, not dialog units, so the controls are
@@ -46,10 +44,7 @@ void InitPasswordDialog(HWND dialog) {
 }
 
 void AcceptPassword(HWND dialog, PasswordDialogData* data) {
-  GetDlgItemTextA(dialog, IDC_PASSWORD_EDIT, data->password, kPathBuf);
-  SetCurrentPassword(data->password);
-  if (strcmp(GetCurrentPassword(), data->password) != 0)
-    PromptMessageBox(dialog, "Password not changed!!", GetMessageText(94), MB_OK | MB_ICONERROR);
+  GetDlgItemTextA(dialog, IDC_PASSWORD_EDIT, data->typed, kPathBuf);
   EndDialog(dialog, IDC_PASSWORD_OK);
 }
 
@@ -60,13 +55,12 @@ void AcceptPasswordRoles(HWND dialog, LPARAM parameter) {
 
 }  // namespace
 
-int PasswordDialog(HWND owner) {
-  PasswordDialogData data = {};
+int PasswordDialog(HWND owner, char* typed) {
+  PasswordDialogData data = {typed};
   static const OkCancelRoles kRoles = {IDC_PASSWORD_OK, IDC_PASSWORD_CANCEL, false, InitPasswordRoles,
                                        AcceptPasswordRoles};
   INT_PTR result =
       RunOkCancelDialog(ModalDialogFrame(nullptr, 200, 110), owner, kRoles, reinterpret_cast<LPARAM>(&data));
-  SecureZeroMemory(data.password, sizeof data.password);
   if (result == -1) Log(1, GetVerbose(), "PasswordDialog: DialogBoxIndirectParam failed %lu", GetLastError());
   return static_cast<int>(result);
 }

@@ -5,7 +5,7 @@
 // Control identifiers IDC_PASSWORD_* (only the OK button's counts as acceptance).
 #include "res/resource.h"
 
-// Shows the modal dialog; on OK the typed text (at most 259 characters) becomes the current
-// password. Returns the identifier that ended the dialog: IDC_PASSWORD_OK, IDC_PASSWORD_CANCEL,
+// Shows the modal dialog; on OK typed (kPathBuf) receives the typed text (at most 259
+// characters). Returns the identifier that ended the dialog: IDC_PASSWORD_OK, IDC_PASSWORD_CANCEL,
 // or IDCANCEL for Escape and the close box.
-int PasswordDialog(HWND owner);
+int PasswordDialog(HWND owner, char* typed);

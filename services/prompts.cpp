@@ -1,7 +1,8 @@
 #include "services/base.h"
 #include "services/prompts.h"
 
-#include "model/app_state.h"
+#include "kestrelia_lang.h"
+#include "services/current_password.h"
 #include "services/folder_picker.h"
 #include "services/overwrite_dialog.h"
 #include "services/password_dialog.h"
@@ -59,11 +60,18 @@ bool RealSaveFile(HWND owner, const char* extension, const char* title, bool con
   return RunFileDialog(owner, extension, title, confirmOverwrite ? OFN_OVERWRITEPROMPT : 0, path, true);
 }
 
-// The dialog stores what was typed as the current password; the caller gets a copy.
+// What was typed becomes the current password; the caller gets a copy.
 bool RealPassword(HWND owner, char* password) {
-  if (PasswordDialog(owner) != IDC_PASSWORD_OK) return false;
-  snprintf(password, kPathBuf, "%s", GetCurrentPassword());
-  return true;
+  char typed[kPathBuf] = "";
+  bool accepted = PasswordDialog(owner, typed) == IDC_PASSWORD_OK;
+  if (accepted) {
+    SetCurrentPassword(typed);
+    if (strcmp(GetCurrentPassword(), typed) != 0)
+      PromptMessageBox(owner, "Password not changed!!", GetMessageText(94), MB_OK | MB_ICONERROR);
+    snprintf(password, kPathBuf, "%s", GetCurrentPassword());
+  }
+  SecureZeroMemory(typed, sizeof typed);
+  return accepted;
 }
 
 Prompts RealPrompts() {
