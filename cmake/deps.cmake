@@ -96,3 +96,23 @@ add_library(libdeflate STATIC
   ${LIBDEFLATE_SRC}/lib/x86/cpu_features.c)
 target_include_directories(libdeflate SYSTEM PUBLIC ${LIBDEFLATE_SRC})
 target_compile_options(libdeflate PRIVATE -O2 -w)
+
+# unrar.dll, the UnRAR library the RAR adapter loads by name, built once per source version
+# and recipe like libarchive and copied beside the program as it ships.
+kestrelia_dep_dir(unrar-nonfree UNRAR_SRC)
+file(SHA256 ${CMAKE_SOURCE_DIR}/cmake/build-unrar.sh UNRAR_RECIPE)
+string(SUBSTRING ${UNRAR_RECIPE} 0 8 UNRAR_RECIPE)
+get_filename_component(UNRAR_VERSION ${UNRAR_SRC} NAME)
+set(UNRAR_BUILT ${KESTRELIA_DEPS}/built/${UNRAR_VERSION}-${UNRAR_RECIPE})
+add_custom_command(OUTPUT ${UNRAR_BUILT}/.built
+  COMMAND bash ${CMAKE_SOURCE_DIR}/cmake/build-unrar.sh ${UNRAR_SRC} ${UNRAR_BUILT}
+  DEPENDS ${CMAKE_SOURCE_DIR}/cmake/build-unrar.sh
+  VERBATIM)
+add_custom_command(OUTPUT ${CMAKE_BINARY_DIR}/bin/unrar.dll
+  COMMAND ${CMAKE_COMMAND} -E copy ${UNRAR_BUILT}/unrar.dll ${CMAKE_BINARY_DIR}/bin/unrar.dll
+  DEPENDS ${UNRAR_BUILT}/.built
+  VERBATIM)
+add_custom_target(unrar_dll ALL DEPENDS ${CMAKE_BINARY_DIR}/bin/unrar.dll)
+
+# The peer tools scripts/deps.sh unpacked (rar, unrar) for the tests and benches.
+set(KESTRELIA_TOOLS_BIN ${KESTRELIA_DEPS}/tools/bin)

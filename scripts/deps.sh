@@ -5,7 +5,12 @@
 # unpacked once per version into build/deps/src/<package>-<version>; a file
 # build/deps/<package>.dir names the current folder for CMake.
 #
-#   scripts/deps.sh [package ...]      (default: every package the build needs)
+# The peer tools the tests and benches need that the machine's own apt sources lack (rar and
+# unrar, from non-free) come the same way as binary packages: downloaded, unpacked once per
+# version into build/deps/tools/<package>-<version>, their programs linked from
+# build/deps/tools/bin. Nothing is installed on the machine.
+#
+#   scripts/deps.sh [package ...]      (default: every package the build needs, and the tools)
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 deps=${KESTRELIA_DEPS:-$root/build/deps}
@@ -13,19 +18,26 @@ apt_dir=$deps/apt
 mkdir -p "$apt_dir/lists/partial" "$apt_dir/cache/archives/partial" "$deps/src"
 
 wanted=("$@")
-[ ${#wanted[@]} -gt 0 ] || wanted=(zlib bzip2 libarchive libdeflate)
+tools=()
+if [ ${#wanted[@]} -eq 0 ]; then
+  wanted=(zlib bzip2 libarchive libdeflate unrar-nonfree)
+  tools=(rar unrar)
+fi
 
 # deb-src entries for every Debian source the machine already uses, with non-free added.
+# The binary lines (non-free only, for the peer tools) came later: a list without them is made
+# again.
 sources=$apt_dir/sources.list
-if [ ! -s "$sources" ]; then
+if [ ! -s "$sources" ] || ! grep -q '^deb ' "$sources"; then
   python3 - "$sources" <<'PY'
 import glob, re, sys
 out = []
 def add(uri, suite, signed):
     opt = " [signed-by=%s]" % signed if signed else ""
-    line = "deb-src%s %s %s main non-free" % (opt, uri, suite)
-    if line not in out:
-        out.append(line)
+    for line in ("deb-src%s %s %s main non-free" % (opt, uri, suite),
+                 "deb%s %s %s non-free" % (opt, uri, suite)):
+        if line not in out:
+            out.append(line)
 for path in glob.glob("/etc/apt/sources.list.d/*.sources"):
     for stanza in re.split(r"\n\s*\n", open(path).read()):
         f = {}
@@ -58,7 +70,8 @@ aptopts=(-o "Dir::Etc::sourcelist=$sources" -o "Dir::Etc::sourceparts=-"
          -o "APT::Get::List-Cleanup=0" -o "Debug::NoLocking=1" -o "APT::Sandbox::User=root")
 
 # Lists older than a day are refreshed; otherwise reuse them.
-if [ -z "$(find "$apt_dir/lists" -name '*Sources*' -mtime -1 2>/dev/null | head -1)" ]; then
+if [ -z "$(find "$apt_dir/lists" -name '*Sources*' -mtime -1 2>/dev/null | head -1)" ] ||
+   [ -z "$(find "$apt_dir/lists" -name '*non-free*Packages*' -mtime -1 2>/dev/null | head -1)" ]; then
   echo "== refreshing private source lists"
   apt-get "${aptopts[@]}" update -qq
 fi
@@ -82,4 +95,27 @@ for pkg in "${wanted[@]}"; do
     touch "$dir/.unpacked"
   fi
   echo "$dir" > "$deps/$pkg.dir"
+done
+
+# The peer tools: each package's programs under tools/bin, the newest version unpacked.
+mkdir -p "$deps/tools/bin"
+for pkg in "${tools[@]}"; do
+  ver=$(apt-cache "${aptopts[@]}" show "$pkg" 2>/dev/null | awk '/^Version:/ {print $2}' | sort -V | tail -1)
+  [ -n "$ver" ] || { echo "no binary package $pkg" >&2; exit 1; }
+  dir=$deps/tools/$pkg-${ver//:/_}
+  if [ ! -f "$dir/.unpacked" ]; then
+    echo "== fetching tool $pkg $ver"
+    rm -rf "$dir" "$dir.tmp" && mkdir -p "$dir.tmp"
+    (cd "$dir.tmp" && apt-get "${aptopts[@]}" download -qq "$pkg=$ver" >/dev/null)
+    dpkg -x "$dir.tmp"/*.deb "$dir.tmp/root"
+    mv "$dir.tmp/root" "$dir" && rm -rf "$dir.tmp"
+    touch "$dir/.unpacked"
+  fi
+  for program in "$dir"/usr/bin/*; do
+    [ -x "$program" ] || continue
+    name=$(basename "$program")
+    ln -sfn "$program" "$deps/tools/bin/$name"
+    # Debian names its unrar "unrar-nonfree" and links the usual name through alternatives.
+    case $name in *-nonfree) ln -sfn "$program" "$deps/tools/bin/${name%-nonfree}" ;; esac
+  done
 done
