@@ -1,24 +1,15 @@
 #include "services/base.h"
 
 #include "services/progress.h"
+#include "test_support.h"
 
 #include <commctrl.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <functional>
 #include <string>
 
 namespace {
-
-// Polls a condition so a broken dialog fails the test instead of hanging it.
-bool WaitUntil(const std::function<bool()>& condition) {
-  for (int i = 0; i < 2000; ++i) {
-    if (condition()) return true;
-    Sleep(10);
-  }
-  return condition();
-}
 
 std::string ControlText(HWND dialog, int id) {
   char text[kPathBuf] = "";
@@ -47,7 +38,7 @@ class ProgressTest : public testing::Test {
  protected:
   HWND Start(bool withCancel) {
     StartProgressDialog(withCancel, nullptr);
-    EXPECT_TRUE(WaitUntil([] { return IsProgressDialogReady(); }));
+    EXPECT_TRUE(PumpUntil([] { return IsProgressDialogReady(); }));
     dialog_ = GetProgressDialog();
     return dialog_;
   }
@@ -57,7 +48,7 @@ class ProgressTest : public testing::Test {
     SetShowProgressDialog(true);
     // The next test's dialog must not meet this one's window still closing.
     if (dialog_) {
-      EXPECT_TRUE(WaitUntil([this] { return !IsWindow(dialog_); }));
+      EXPECT_TRUE(PumpUntil([this] { return !IsWindow(dialog_); }));
     }
   }
 
@@ -97,7 +88,7 @@ TEST_F(ProgressTest, RangeIsSetOnceAndOnlyOnceTheMinimumIsThere) {
   EXPECT_EQ(GetProgressDialog(), nullptr);
   EXPECT_EQ(GetProgressMinimum(), -1);
   EXPECT_EQ(GetProgressMaximum(), -1);
-  EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
+  EXPECT_TRUE(PumpUntil([dialog] { return !IsWindow(dialog); }));
 }
 
 TEST_F(ProgressTest, RequestsMadeBeforeTheDialogAreAppliedAtInit) {
@@ -113,7 +104,7 @@ TEST_F(ProgressTest, TheThreadShowsAndEmptiesItsInitialDetail) {
   HANDLE thread = CreateThread(nullptr, 0, ProgressDialogThread, detail, 0, nullptr);
   ASSERT_NE(thread, nullptr);
   CloseHandle(thread);
-  ASSERT_TRUE(WaitUntil([] { return IsProgressDialogReady(); }));
+  ASSERT_TRUE(PumpUntil([] { return IsProgressDialogReady(); }));
   dialog_ = GetProgressDialog();
   EXPECT_EQ(ControlText(dialog_, IDC_PROGRESS_DETAIL), "given to the thread");
   EXPECT_EQ(detail[0], '\0');
@@ -132,7 +123,7 @@ TEST_F(ProgressTest, UserCancelStaysSetUntilTheWorkerCloses) {
     EXPECT_EQ(GetProgressDialog(), nullptr);
     EXPECT_EQ(GetProgressMinimum(), -1);
     EXPECT_EQ(GetProgressMaximum(), -1);
-    EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
+    EXPECT_TRUE(PumpUntil([dialog] { return !IsWindow(dialog); }));
     EXPECT_EQ(IsCancelledByUser(), 1) << "still set after the dialog has gone";
     CloseProgressDialogAfterCancel();
     EXPECT_EQ(IsCancelledByUser(), 0);
@@ -142,7 +133,7 @@ TEST_F(ProgressTest, UserCancelStaysSetUntilTheWorkerCloses) {
 TEST_F(ProgressTest, CancelFromCodeEndsTheDialogAndKeepsTheFlag) {
   HWND dialog = Start(false);
   CancelProgress(1);
-  EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
+  EXPECT_TRUE(PumpUntil([dialog] { return !IsWindow(dialog); }));
   EXPECT_EQ(GetProgressDialog(), nullptr);
   EXPECT_EQ(IsCancelledByUser(), 1);
   CloseProgressDialog();
@@ -160,24 +151,22 @@ TEST_F(ProgressTest, DialogWithoutCancelIgnoresTheUsersClose) {
   EXPECT_EQ(GetProgressDialog(), dialog);
   EXPECT_EQ(IsCancelledByUser(), 0);
   CloseProgressDialog();
-  EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
+  EXPECT_TRUE(PumpUntil([dialog] { return !IsWindow(dialog); }));
 }
 
 TEST_F(ProgressTest, HiddenDialogRunsAndEveryCloseCompletes) {
   SetShowProgressDialog(false);
   HWND dialog = Start(true);
   ASSERT_NE(dialog, nullptr);
-  // The modal loop would show the dialog when it first idles; sample a while.
-  for (int i = 0; i < 30; ++i) {
-    EXPECT_FALSE(IsWindowVisible(dialog));
-    Sleep(10);
-  }
+  // The modal loop shows a dialog when it first idles; do as it does.
+  ShowWindow(dialog, SW_SHOWNORMAL);
+  EXPECT_FALSE(IsWindowVisible(dialog));
   SetProgressMinimum(0);
   SetProgressMaximum(3);
   ExecuteProgressStep(dialog);
   EXPECT_EQ(GetProgressPos(dialog), 1);
   CloseProgressDialog();
-  EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
+  EXPECT_TRUE(PumpUntil([dialog] { return !IsWindow(dialog); }));
 
   // Closed before the dialog thread has even made its window: the close waits for it.
   StartProgressDialog(true, nullptr);
@@ -255,7 +244,7 @@ TEST_F(ProgressTest, WorkerStopsAtTheUsersCancel) {
   EXPECT_EQ(job.cancelled, 1);
   EXPECT_EQ(IsCancelledByUser(), 0) << "the worker's close clears the flag";
   EXPECT_EQ(GetProgressDialog(), nullptr);
-  EXPECT_TRUE(WaitUntil([dialog] { return !IsWindow(dialog); }));
+  EXPECT_TRUE(PumpUntil([dialog] { return !IsWindow(dialog); }));
 }
 
 }  // namespace

@@ -143,11 +143,12 @@ TEST(ZipOpen, ShortLockIsWaitedOutLongLockFails) {
   std::string path = TestData("zip_stored.zip");
   HANDLE lock = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
   ASSERT_NE(lock, INVALID_HANDLE_VALUE);
+  // Let go once the opener has met the lock and waits it out.
+  SetStoredSystemError(0);
   std::thread release([lock] {
-    Sleep(300);
+    for (int i = 0; i < 6000 && GetStoredSystemError() != ERROR_SHARING_VIOLATION; ++i) Sleep(10);
     CloseHandle(lock);
   });
-  SetStoredSystemError(0);
   unzFile archive = MyWaitunzOpen2_64(path.c_str(), 0xFFFFFFFF);
   release.join();
   ASSERT_NE(archive, nullptr);
