@@ -48,7 +48,7 @@ const LangText menuItems[] = {
     {4026, "&Help topics", "&Hilfethemen"},
     {4027, "Check for &updates...", "Nach &Aktualisierungen suchen..."},
     {4028, "&About Kestrelia...", "Ü&ber Kestrelia..."},
-    {4031, "Find pre&vious", "&Rückwärts suchen"},
+    {4031, "Find &previous", "&Rückwärts suchen"},
 };
 
 const LangText popup[] = {

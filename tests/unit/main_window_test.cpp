@@ -18,6 +18,7 @@
 #include <commctrl.h>
 #include <ole2.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 
@@ -174,24 +175,47 @@ TEST(MainWindow, EveryAcceleratorIsShownInItsMenuCaption) {
   DestroyAcceleratorTable(table);
 }
 
-// A letter that leads to two items of the list's menu picks the first and leaves the second
-// out of reach of the keyboard.
-TEST(MainWindow, ContextMenuLettersAreDistinctInEveryLanguage) {
+// The letters a person types in a menu: one per caption and none twice in one menu (the
+// second item would be out of reach of the keyboard), the key only from the program (the
+// texts bring no tab of their own); each caption translated. By command: the captions.
+void ExpectLettersDistinct(HMENU menu, const std::string& where, std::map<UINT, std::string>* captions) {
+  std::map<char, std::string> seen;
+  for (int i = 0; i < GetMenuItemCount(menu); ++i) {
+    char caption[kPathBuf] = "";
+    MENUITEMINFOA info = {};
+    info.cbSize = sizeof info;
+    info.fMask = MIIM_FTYPE | MIIM_STRING | MIIM_SUBMENU | MIIM_ID;
+    info.dwTypeData = caption;
+    info.cch = sizeof caption;
+    ASSERT_TRUE(GetMenuItemInfoA(menu, i, TRUE, &info));
+    if (info.fType & MFT_SEPARATOR) continue;
+    std::string text = caption;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '&'), 1) << where << ": " << text;
+    EXPECT_LE(std::count(text.begin(), text.end(), '\t'), 1) << where << ": " << text;
+    size_t amp = text.find('&');
+    if (amp == std::string::npos || amp + 1 >= text.size()) continue;
+    char letter = static_cast<char>(toupper(static_cast<unsigned char>(text[amp + 1])));
+    EXPECT_TRUE(seen.emplace(letter, text).second) << where << ": " << text << " and " << seen[letter];
+    if (info.hSubMenu)
+      ExpectLettersDistinct(info.hSubMenu, text, captions);
+    else
+      (*captions)[info.wID] = text;
+  }
+}
+
+TEST(MainWindow, MenuLettersAreDistinctAndTranslated) {
+  std::map<UINT, std::string> english, german;
   for (int language : {KLANG_LANGUAGE_ENGLISH, KLANG_LANGUAGE_GERMAN}) {
     SetLanguage(language);
-    HMENU menu = BuildListContextMenu();
-    std::map<char, std::string> seen;
-    for (int i = 0; i < GetMenuItemCount(menu); ++i) {
-      char caption[kPathBuf] = "";
-      if (!GetMenuStringA(menu, i, caption, sizeof caption, MF_BYPOSITION) || !*caption) continue;
-      const char* amp = strchr(caption, '&');
-      ASSERT_TRUE(amp && amp[1]) << caption;
-      char letter = static_cast<char>(tolower(static_cast<unsigned char>(amp[1])));
-      EXPECT_TRUE(seen.emplace(letter, caption).second) << caption << " and " << seen[letter] << " share " << letter;
+    auto* captions = language == KLANG_LANGUAGE_ENGLISH ? &english : &german;
+    for (HMENU menu : {BuildMainMenu(), BuildListContextMenu()}) {
+      ExpectLettersDistinct(menu, "menu", captions);
+      DestroyMenu(menu);
     }
-    DestroyMenu(menu);
   }
   SetLanguage(KLANG_LANGUAGE_ENGLISH);
+  EXPECT_GT(english.size(), 20u);
+  for (const auto& [command, caption] : english) EXPECT_NE(caption, german[command]) << command << " is not translated";
 }
 
 }  // namespace
