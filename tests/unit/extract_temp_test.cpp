@@ -160,55 +160,53 @@ std::string CommonFolder(const std::set<std::string>& paths) {
   return folder;
 }
 
+// A drag writes the selection below a fresh folder of the temporary folder and hands on the
+// top-level paths; hostile names stay inside it; the same drag again gets a folder of its own.
 TEST_F(TempExtract, ExtractMultipleFilesKeepsFoldersBelowAFreshFolder) {
-  ListedArchive listed("deflated.zip");
-  SetCurrentArchivePath(listed.block.path);
-  EXPECT_GT(listed.window.Rows(), 0);
-  listed.Select("readme.txt");
-  listed.Select("docs\\numbers.txt");
-  listed.Select("docs\\deep\\er\\note.md");
-  NameList* written = NameListCreate();
-  ASSERT_EQ(ExtractMultipleFiles(listed.window.list, written), 0);
-  std::set<std::string> paths = Elements(written);
-  std::string fresh = CommonFolder(paths);
-  ASSERT_FALSE(fresh.empty());
-  EXPECT_EQ(fresh.rfind(TempFolder(), 0), 0u) << fresh;
-  EXPECT_EQ(paths, (std::set<std::string>{fresh + "\\readme.txt", fresh + "\\docs"}));
-  EXPECT_EQ(FileNames(fresh), (std::set<std::string>{"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"}));
-  EXPECT_EQ(ReadFileBytes(fresh + "\\docs\\deep\\er\\note.md"),
-            ReadFileBytes(TestData("ref_deflated\\docs\\deep\\er\\note.md")));
-
-  // The same drag again lands in a folder of its own, without a question.
-  NameListClear(written);
-  ASSERT_EQ(ExtractMultipleFiles(listed.window.list, written), 0);
-  std::string again = CommonFolder(Elements(written));
-  EXPECT_FALSE(again.empty());
-  EXPECT_NE(again, fresh);
-  EXPECT_EQ(FileNames(again), FileNames(fresh));
-  EXPECT_EQ(g_questions, 0);
-  NameListDestroy(&written);
-}
-
-TEST_F(TempExtract, ExtractMultipleFilesKeepsHostileNamesInside) {
   std::string climbed = TempFolder() + "evil.txt";
   DeleteFileA(climbed.c_str());
-  ListedArchive listed("hostile.zip");
-  SetCurrentArchivePath(listed.block.path);
-  EXPECT_GT(listed.window.Rows(), 0);
-  listed.SelectAll();
-  NameList* written = NameListCreate();
-  EXPECT_EQ(ExtractMultipleFiles(listed.window.list, written), 0);
-  std::set<std::string> paths = Elements(written);
-  std::string fresh = CommonFolder(paths);
-  ASSERT_FALSE(fresh.empty());
-  EXPECT_EQ(paths, (std::set<std::string>{fresh + "\\ok.txt", fresh + "\\okdir"}));
-  EXPECT_EQ(FileNames(fresh), (std::set<std::string>{"ok.txt", "okdir/fine.txt"}));
+  struct Case {
+    const char* archive;
+    std::vector<const char*> rows;  // empty: all
+    std::set<std::string> top, files;
+  } cases[] = {
+      {"deflated.zip", {"readme.txt", "docs\\numbers.txt", "docs\\deep\\er\\note.md"}, {"readme.txt", "docs"},
+       {"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"}},
+      {"hostile.zip", {}, {"ok.txt", "okdir"}, {"ok.txt", "okdir/fine.txt"}},
+  };
+  for (const Case& c : cases) {
+    ListedArchive listed(c.archive);
+    SetCurrentArchivePath(listed.block.path);
+    for (const char* row : c.rows) listed.Select(row);
+    if (c.rows.empty()) listed.SelectAll();
+    std::string earlier;
+    for (int drag = 0; drag < 2; ++drag) {
+      NameList* written = NameListCreate();
+      ASSERT_EQ(ExtractMultipleFiles(listed.window.list, written), 0) << c.archive;
+      std::set<std::string> paths = Elements(written);
+      NameListDestroy(&written);
+      std::string fresh = CommonFolder(paths);
+      ASSERT_FALSE(fresh.empty()) << c.archive;
+      EXPECT_EQ(fresh.rfind(TempFolder(), 0), 0u) << fresh;
+      EXPECT_NE(fresh, earlier);
+      earlier = fresh;
+      std::set<std::string> top;
+      for (const std::string& path : paths) top.insert(path.substr(fresh.size() + 1));
+      EXPECT_EQ(top, c.top) << c.archive;
+      EXPECT_EQ(FileNames(fresh), c.files) << c.archive;
+      if (c.files.count("docs/deep/er/note.md")) {
+        EXPECT_EQ(ReadFileBytes(fresh + "\\docs\\deep\\er\\note.md"),
+                  ReadFileBytes(TestData("ref_deflated\\docs\\deep\\er\\note.md")));
+      }
+    }
+  }
   EXPECT_FALSE(Exists(climbed));
-  NameListDestroy(&written);
+  EXPECT_EQ(g_questions, 0);
 
   // Nothing selected: nothing to drag.
-  ListView_SetItemState(listed.window.list, -1, 0, LVIS_SELECTED);
-  written = NameListCreate();
+  ListedArchive listed("deflated.zip");
+  SetCurrentArchivePath(listed.block.path);
+  NameList* written = NameListCreate();
   EXPECT_NE(ExtractMultipleFiles(listed.window.list, written), 0);
   EXPECT_EQ(written->count, 0u);
   NameListDestroy(&written);
@@ -240,46 +238,40 @@ TreeRun RunTreeThread(const char* folder, const std::string& destination) {
   return run;
 }
 
+// The entries below a tree folder, however it is spelt: never its name twin "a\\bc\\" or the
+// parent's own file; the "\\"-spelt entry is below too. An unknown archive kind reads as ZIP.
 TEST_F(TempExtract, TreeItemTakesExactlyTheEntriesBelowTheFolder) {
-  std::string outer = ScratchDir("tree_item");
-  std::string destination = outer + "\\inner";
-  TreeRun run = RunTreeThread("a\\b\\", destination);
-  EXPECT_EQ(run.result, 0);
-  EXPECT_EQ(run.cancelled, 0);
-  // Not the twin "a\bc\", not the parent's own file; the "\"-spelt entry is below too.
-  EXPECT_EQ(FileNames(outer),
-            (std::set<std::string>{"inner/a/b/tree_x.txt", "inner/a/b/sub/tree_y.txt", "inner/a/b/tree_win.txt"}));
-  EXPECT_EQ(ReadFileBytes(destination + "\\a\\b\\sub\\tree_y.txt"), "deeper\n");
+  struct Case {
+    const char* folder;
+    int kind, result;
+    std::set<std::string> files;
+  } cases[] = {
+      {"a\\b\\", ARCHIVE_ZIP, 0, {"a/b/tree_x.txt", "a/b/sub/tree_y.txt", "a/b/tree_win.txt"}},
+      {"a\\b", ARCHIVE_ZIP, 0, {"a/b/tree_x.txt", "a/b/sub/tree_y.txt", "a/b/tree_win.txt"}},
+      {"a/b/sub/", ARCHIVE_ZIP, 0, {"a/b/sub/tree_y.txt"}},  // found on the second try
+      {"a\\nothing\\", ARCHIVE_ZIP, -1, {}},                  // the event still comes
+      {"a\\bc\\", 0, 0, {"a/bc/tree_z.txt"}},
+  };
+  for (const Case& c : cases) {
+    SetArchiveKind(c.kind);
+    std::string outer = ScratchDir("tree_item");
+    TreeRun run = RunTreeThread(c.folder, outer + "\\inner");
+    EXPECT_EQ(run.result, c.result) << c.folder;
+    EXPECT_EQ(run.cancelled, 0);
+    std::set<std::string> inner;
+    for (const std::string& name : FileNames(outer)) inner.insert(name.substr(6));  // "inner/"
+    EXPECT_EQ(inner, c.files) << c.folder;
+  }
   // The names below the folder that climb out or name a device were refused and said so.
+  SetArchiveKind(ARCHIVE_ZIP);
+  std::string destination = ScratchDir("tree_item");
+  RunTreeThread("a\\b\\", destination);
+  EXPECT_EQ(ReadFileBytes(destination + "\\a\\b\\sub\\tree_y.txt"), "deeper\n");
   std::string refused = GetLastRefusedNames();
   EXPECT_NE(refused.find("a/b/../../../tree_evil.txt"), std::string::npos) << refused;
   EXPECT_NE(refused.find("a/b/nul.txt"), std::string::npos) << refused;
   EXPECT_EQ(GetLastRefusedCount(), 2u);
   EXPECT_EQ(g_questions, 0);
-}
-
-TEST_F(TempExtract, TreeItemFolderSpellings) {
-  // Without the closing separator it is still the folder, never its name twin.
-  std::string destination = ScratchDir("tree_item_bare");
-  EXPECT_EQ(RunTreeThread("a\\b", destination).result, 0);
-  EXPECT_EQ(FileNames(destination),
-            (std::set<std::string>{"a/b/tree_x.txt", "a/b/sub/tree_y.txt", "a/b/tree_win.txt"}));
-
-  // Spelt with "/": found on the second try.
-  destination = ScratchDir("tree_item_slash");
-  EXPECT_EQ(RunTreeThread("a/b/sub/", destination).result, 0);
-  EXPECT_EQ(FileNames(destination), (std::set<std::string>{"a/b/sub/tree_y.txt"}));
-
-  // A folder the archive does not have: nothing written, the event still comes.
-  destination = ScratchDir("tree_item_none");
-  EXPECT_EQ(RunTreeThread("a\\nothing\\", destination).result, -1);
-  EXPECT_TRUE(FileNames(destination).empty());
-
-  // An unknown archive kind is read as ZIP.
-  SetArchiveKind(0);
-  destination = ScratchDir("tree_item_kind");
-  EXPECT_EQ(RunTreeThread("a\\bc\\", destination).result, 0);
-  EXPECT_EQ(FileNames(destination), (std::set<std::string>{"a/bc/tree_z.txt"}));
 }
 
 }  // namespace
@@ -292,44 +284,36 @@ int RefusingBox(HWND, const char*, const char*, UINT) {
   return IDCANCEL;
 }
 
-unz_file_info64 LocateForView(unzFile zip, const char* name) {
-  unz_file_info64 info = {};
-  EXPECT_EQ(LocateEntry(zip, name), UNZ_OK) << name;
-  unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
-  return info;
-}
-
 // Viewing writes the entry under its last name to the temporary folder and hands it on; a
-// program file goes on only after the user agreed, and the copy is deleted at exit either way.
+// program file goes on only after the user agreed (here: not), and the copy is deleted at exit
+// either way. An entry that inflates past its declared size is not handed on half-checked.
 TEST_F(TempExtract, ViewingWritesTheEntryAndAsksBeforeStartingAProgram) {
   GetPrompts().messageBox = RefusingBox;
-  g_refusals = 0;
-  unzFile zip = MyWaitunzOpen2_64(TestData("view.zip").c_str(), 3000);
-  ASSERT_TRUE(zip);
-  unz_file_info64 info = LocateForView(zip, "bin/view_tool.exe");
-  EXPECT_EQ(do_view_currentfile(zip, "bin/view_tool.exe", 0, info), 1) << "started without the user's yes";
-  unzClose(zip);
-  EXPECT_EQ(g_refusals, 1);
-  std::string copy = TempFolder() + "view_tool.exe";
   std::string expected;
   for (int i = 0; i < 40; ++i) expected += "MZ not really a program\n";
-  EXPECT_EQ(ReadFileBytes(copy), expected);
-  DeleteTempFiles();
-  EXPECT_FALSE(Exists(copy));
-}
-
-// An entry that inflates past its declared size is not handed on half-checked: the copy is
-// removed and no program is asked for.
-TEST_F(TempExtract, ViewingAnOverrunEntryOpensNothing) {
-  GetPrompts().messageBox = RefusingBox;
-  g_refusals = 0;
-  unzFile zip = MyWaitunzOpen2_64(TestData("overrun.zip").c_str(), 3000);
-  ASSERT_TRUE(zip);
-  unz_file_info64 info = LocateForView(zip, "long.txt");
-  EXPECT_NE(do_view_currentfile(zip, "long.txt", 0, info), 0);
-  unzClose(zip);
-  EXPECT_FALSE(Exists(TempFolder() + "long.txt"));
-  DeleteTempFiles();
+  struct Case {
+    const char *archive, *entry, *copy;
+    int refusals;
+  } cases[] = {{"view.zip", "bin/view_tool.exe", expected.c_str(), 1}, {"overrun.zip", "long.txt", nullptr, 0}};
+  for (const Case& c : cases) {
+    g_refusals = 0;
+    unzFile zip = MyWaitunzOpen2_64(TestData(c.archive).c_str(), 3000);
+    ASSERT_TRUE(zip);
+    unz_file_info64 info = {};
+    EXPECT_EQ(LocateEntry(zip, c.entry), UNZ_OK) << c.entry;
+    unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
+    EXPECT_NE(do_view_currentfile(zip, c.entry, 0, info), 0) << c.entry << ": started without the user's yes";
+    unzClose(zip);
+    EXPECT_EQ(g_refusals, c.refusals) << c.entry;
+    std::string copy = TempFolder() + LastNamePart(c.entry);
+    if (c.copy) {
+      EXPECT_EQ(ReadFileBytes(copy), c.copy);
+    } else {
+      EXPECT_FALSE(Exists(copy));
+    }
+    DeleteTempFiles();
+    EXPECT_FALSE(Exists(copy));
+  }
 }
 
 }  // namespace

@@ -6,12 +6,11 @@
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/archive_kind.h"
-#include "model/entry_rows.h"
-#include "model/liststruct.h"
 #include "services/folder_picker.h"
 #include "services/overwrite_dialog.h"
 #include "services/password_dialog.h"
 #include "services/prompts.h"
+#include "archive_fixtures.h"
 #include "test_support.h"
 #include "ui/entry_list.h"
 #include "zip.h"
@@ -19,10 +18,10 @@
 #include "zip/extract_archive.h"
 #include "zip/zip_format.h"
 
-#include <commctrl.h>
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -237,28 +236,18 @@ TEST(MakeNamedFolder, TheArchivesNameWithoutItsEnding) {
   EXPECT_FALSE(MakeNamedFolder(std::string(kPathBuf - 3, 'x').c_str(), "abc.zip", out));
 }
 
+// The password given once serves the session: a second run does not ask.
 TEST_F(ExtractRunTest, EncryptedArchiveAsksOnceForThePassword) {
   ASSERT_EQ(DetectArchiveEncryption(TestData("zip_encrypted.zip").c_str()), 0);
   EXPECT_EQ(IsArchiveEncrypted(), 1);
-
-  script.folder = ScratchDir("extract_password_cancel");
-  ExtractArchive(TestData("zip_encrypted.zip").c_str(), 1, 0);
-  EXPECT_EQ(script.passwordQuestions, 1);
-  EXPECT_FALSE(Exists(script.folder + "\\readme.txt"));
-
-  script.folder = ScratchDir("extract_password");
   script.password = "secret";
-  ExtractArchive(TestData("zip_encrypted.zip").c_str(), 1, 0);
-  EXPECT_EQ(script.passwordQuestions, 2);
+  for (const char* folder : {"extract_password", "extract_password_again"}) {
+    script.folder = ScratchDir(folder);
+    ExtractArchive(TestData("zip_encrypted.zip").c_str(), 1, 0);
+    EXPECT_EQ(script.passwordQuestions, 1);
+    EXPECT_EQ(ReadFileBytes(script.folder + "\\docs\\numbers.txt"), ReadFileBytes(TestData("src\\docs\\numbers.txt")));
+  }
   EXPECT_STREQ(GetCurrentPassword(), "secret");
-  EXPECT_EQ(ReadFileBytes(script.folder + "\\docs\\numbers.txt"), ReadFileBytes(TestData("src\\docs\\numbers.txt")));
-
-  // Known now: a second run does not ask.
-  script.folder = ScratchDir("extract_password_again");
-  ExtractArchive(TestData("zip_encrypted.zip").c_str(), 1, 0);
-  EXPECT_EQ(script.passwordQuestions, 2);
-  EXPECT_TRUE(Exists(script.folder + "\\readme.txt"));
-
   ASSERT_EQ(DetectArchiveEncryption(TestData("zip_deflated.zip").c_str()), 0);
   EXPECT_EQ(IsArchiveEncrypted(), 0);
 }
@@ -296,31 +285,17 @@ TEST_F(ExtractRunTest, RefusedNamesAreToldOnceAtTheEnd) {
 }
 
 TEST_F(ExtractRunTest, SelectionExtractsOnlyTheSelectedRows) {
-  HiddenEntryList rows;
-  EntryStamp stamp = {0, 30, 14, 5, 2, 2024};
-  const char* names[] = {"readme.txt", "docs\\numbers.txt", "docs\\deep\\er\\note.md", "noise.bin"};
-  for (const char* name : names) {
-    const char* part = strrchr(name, '\\') ? strrchr(name, '\\') + 1 : name;
-    InsertEntryRow(rows.list, stamp, part, name, nullptr, 0, 0);
-  }
-  PublishEntryRows(rows.list);
-  LVITEMA select = {};
-  select.stateMask = LVIS_SELECTED;
-  select.state = LVIS_SELECTED;
-  SendMessageA(rows.list, LVM_SETITEMSTATE, 1, reinterpret_cast<LPARAM>(&select));
-  SendMessageA(rows.list, LVM_SETITEMSTATE, 2, reinterpret_cast<LPARAM>(&select));
-  SetCurrentArchivePath(TestData("zip_deflated.zip").c_str());
-
+  ListedArchive listed("zip_deflated.zip");
+  listed.Select("docs\\numbers.txt");
+  listed.Select("docs\\deep\\er\\note.md");
+  SetCurrentArchivePath(listed.block.path);
   script.folder = ScratchDir("extract_selected");
   EntrySelection chosen;
-  CopyEntrySelection(rows.list, &chosen);
+  CopyEntrySelection(listed.window.list, &chosen);
   ExtractSelected(chosen);
   ASSERT_TRUE(PumpUntil([] { return !IsBusy(); }));
+  EXPECT_EQ(FileNames(script.folder), (std::set<std::string>{"docs/numbers.txt", "docs/deep/er/note.md"}));
   EXPECT_EQ(ReadFileBytes(script.folder + "\\docs\\numbers.txt"), ReadFileBytes(TestData("src\\docs\\numbers.txt")));
-  EXPECT_EQ(ReadFileBytes(script.folder + "\\docs\\deep\\er\\note.md"),
-            ReadFileBytes(TestData("src\\docs\\deep\\er\\note.md")));
-  EXPECT_FALSE(Exists(script.folder + "\\readme.txt"));
-  EXPECT_FALSE(Exists(script.folder + "\\noise.bin"));
   SetCurrentArchivePath("");
 }
 
@@ -339,27 +314,6 @@ TEST_F(ExtractRunTest, RefusalsComeBeforeAnyQuestion) {
   EXPECT_EQ(script.folderQuestions, 0);
   ASSERT_EQ(script.boxes.size(), 3u);
   EXPECT_EQ(script.boxes[2], "ExtractArchive GCompressionMethod not specified");
-}
-
-TEST(ExtractionTimerTest, ShowsElapsedTimeAndRate) {
-  char text[kPathBuf];
-  FormatExtractionTimer(text, sizeof text, 3725000, 3725ull * 3 * 1024 * 1024);
-  std::string shown = text;
-  EXPECT_NE(shown.find("1:02:05"), std::string::npos) << shown;
-  EXPECT_NE(shown.find("3.0 MB/s"), std::string::npos) << shown;
-  FormatExtractionTimer(text, sizeof text, 0, 0);
-  EXPECT_NE(std::string(text).find("0:00:00"), std::string::npos) << text;
-}
-
-TEST(TempFilesTest, DeletedTogether) {
-  std::string folder = ScratchDir("temp_files");
-  std::string a = folder + "\\a.txt", b = folder + "\\b.txt";
-  for (const std::string& path : {a, b}) fclose(fopen(path.c_str(), "wb"));
-  AddTempFile(a.c_str());
-  AddTempFile(b.c_str());
-  DeleteTempFiles();
-  EXPECT_FALSE(Exists(a));
-  EXPECT_FALSE(Exists(b));
 }
 
 }  // namespace
