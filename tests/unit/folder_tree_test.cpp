@@ -1,5 +1,5 @@
-// The folder indexes derived from real entry rows: the keys the tree, the address box, the
-// folder list and the folder properties are made from.
+// The folder indexes' keys and the folder totals derived from real entry rows. (What the tree,
+// the address box and the folder list show of them is the tree view test's.)
 #include "services/base.h"
 
 #include <gtest/gtest.h>
@@ -20,25 +20,6 @@ struct Entry {
   const char* name;
   uint64_t compressed, uncompressed;
 };
-
-std::vector<std::string> Keys(RBTree* index) {
-  std::vector<std::string> keys;
-  for (RBNode* n = RBTreeFirst(index, index->root->left); n != index->nil; n = RBTreeSuccessor(index, n))
-    keys.push_back(static_cast<const char*>(n->key));
-  return keys;
-}
-
-// The display names the folder list would show for a key, folder records left out.
-std::vector<std::string> Listed(const char* key) {
-  std::vector<std::string> names;
-  char separator = TreeSeparator("test");
-  WalkPrefixRun(GetTVRBTreeDataReady(), key, [&](RBNode* n) {
-    TreeRecordFields fields;
-    ReadTreeRecord(static_cast<const char*>(n->key), separator, &fields);
-    if (*fields.displayName) names.push_back(fields.displayName);
-  });
-  return names;
-}
 
 class FolderTree : public ::testing::Test {
  protected:
@@ -65,44 +46,6 @@ class FolderTree : public ::testing::Test {
 };
 
 }  // namespace
-
-TEST_F(FolderTree, TopLevelEntriesOnlyGiveNoFolders) {
-  Derive(ARCHIVE_ZIP, {{"b.txt", 1, 2}, {"a.txt", 3, 4}});
-  EXPECT_TRUE(Keys(GetTVRBTreeFolder()).empty());
-  EXPECT_TRUE(Keys(GetTVRBTreeCombo()).empty());
-  EXPECT_EQ(Listed("  0*"), (std::vector<std::string>{"a.txt", "b.txt"}));
-  // The Path text "" is kept once, as a folder record, but never reaches the data index.
-  EXPECT_EQ(GetTVRBTreePaths()->count, 1u);
-  EXPECT_EQ(GetTVRBTreeDataReady()->count, 2u);
-}
-
-TEST_F(FolderTree, NestedFoldersWithOneEntry) {
-  Derive(ARCHIVE_ZIP, {{"a\\b\\d\\x.txt", 5, 9}});
-  EXPECT_EQ(Keys(GetTVRBTreeFolder()), (std::vector<std::string>{"  0*a", "  1*a\\b", "  2*a\\b\\d"}));
-  EXPECT_EQ(Keys(GetTVRBTreeCombo()), (std::vector<std::string>{"a", "a\\b", "a\\b\\d"}));
-  std::vector<std::string> data = Keys(GetTVRBTreeDataReady());
-  ASSERT_EQ(data.size(), 2u);
-  EXPECT_EQ(data[0], "  2*a\\b\\d\\");
-  EXPECT_EQ(data[1].rfind("  3*a\\b\\d\\x.txt**5*9*45%*07.02.2024 14:05*", 0), 0u) << data[1];
-  EXPECT_EQ(Listed("  3*a\\b\\d\\"), (std::vector<std::string>{"x.txt"}));
-  EXPECT_TRUE(Listed("  1*a\\").empty()) << "a holds only the record of b";
-  EXPECT_TRUE(Listed("  0*").empty());
-}
-
-// Capitals first is the tree view test's; here the keys of "/"-separated names.
-TEST_F(FolderTree, TarUsesSlashes) {
-  Derive(ARCHIVE_TAR, {{"docs/img/a.png", 1, 1}, {"docs/readme", 1, 1}, {"top", 1, 1}});
-  EXPECT_EQ(Keys(GetTVRBTreeFolder()), (std::vector<std::string>{"  0*docs", "  1*docs/img"}));
-  EXPECT_EQ(Listed("  2*docs/img/"), (std::vector<std::string>{"a.png"}));
-  EXPECT_EQ(Listed("  1*docs/"), (std::vector<std::string>{"readme"}));
-  EXPECT_EQ(Listed("  0*"), (std::vector<std::string>{"top"}));
-}
-
-TEST_F(FolderTree, CombosAreOrderedByWholePathNotDepth) {
-  Derive(ARCHIVE_ZIP, {{"a\\z\\1", 1, 1}, {"b\\2", 1, 1}});
-  EXPECT_EQ(Keys(GetTVRBTreeFolder()), (std::vector<std::string>{"  0*a", "  0*b", "  1*a\\z"}));
-  EXPECT_EQ(Keys(GetTVRBTreeCombo()), (std::vector<std::string>{"a", "a\\z", "b"}));
-}
 
 TEST(FolderTreeKeys, DepthCountsEveryPieceOfTheRecord) {
   struct Case {

@@ -35,14 +35,3 @@ TEST(Compare, PathsCompareIndependentOfTheSeparator) {
   std::string base(kPathBuf - 1, 'x');
   EXPECT_EQ(PathCompareIndependentCaseSense((base + "1").c_str(), (base + "2").c_str()), 0);
 }
-
-TEST(Compare, FoundListOrderings) {
-  int three = 3, five = 5;
-  EXPECT_EQ(FoundListCompareEqual(&five, &three), 2);
-  EXPECT_EQ(FoundListCompareEqual(&five, &five), 0);
-  EXPECT_EQ(FoundListCompareSmaller(&three, &five), 1);
-  EXPECT_EQ(FoundListCompareSmaller(&five, &five), 0);
-  EXPECT_EQ(FoundListCompareGreater(&five, &three), 1);
-  EXPECT_EQ(FoundListCompareGreater(&five, &five), 1);  // equal counts as greater, on purpose
-  EXPECT_EQ(FoundListCompareGreater(&three, &five), 0);
-}

@@ -145,14 +145,3 @@ TEST(RBTree, DeletingANodeWithTwoChildrenKeepsOtherNodesInPlace) {
   EXPECT_EQ(InOrder(t), (std::vector<int>{10, 25, 30, 35, 50, 70, 80, 90}));
   RBTreeDestroy(&t);
 }
-
-TEST(RBTree, StringKeysPrefixSearch) {
-  RBTree* t = RBTreeCreate();
-  t->deleteKey = free;
-  for (const char* s : {"b\\x.txt", "a\\one.txt", "a\\two.txt", "c.txt"}) RBTreeInsert(t, _strdup(s), nullptr);
-  t->compare = RBStringPrefixCompare;
-  RBNode* hit = RBTreeSearch(t, "a\\");
-  ASSERT_NE(hit, nullptr);
-  EXPECT_EQ(std::string(static_cast<char*>(hit->key)).rfind("a\\", 0), 0u);
-  RBTreeDestroy(&t);
-}
