@@ -13,11 +13,15 @@
 #include "settings/values.h"
 #include "settings/window_placement.h"
 
+#include <functional>
 #include <string>
+#include <vector>
 
 namespace {
 
 const char* Key() { return GetSettingsKeyPath(); }
+const std::string kTooLongText(300, 'r');
+const char* const kTooLong = kTooLongText.c_str();
 
 void PutDword(HKEY hive, const char* name, DWORD value) {
   ASSERT_EQ(CreateAndWriteDword(value, hive, Key(), name), 0) << name;
@@ -33,13 +37,6 @@ std::string GetText(const char* name) {
   char text[2048] = "";
   DWORD size = sizeof text;
   return ReadString(text, &size, HKEY_CURRENT_USER, Key(), name) == 0 ? text : "<missing>";
-}
-
-bool KeyExists(HKEY hive) {
-  HKEY key;
-  if (RegOpenKeyExA(hive, Key(), 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
-  RegCloseKey(key);
-  return true;
 }
 
 // Each test starts from a registry without the program's key, in both hives, and from the
@@ -68,100 +65,70 @@ class Settings : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(Settings, PrimitivesKeepTheirOddContracts) {
-  DWORD value = 0;
-  EXPECT_EQ(WriteDword(5, HKEY_CURRENT_USER, Key(), "x"), 1) << "WriteDword never creates the key";
-  EXPECT_EQ(WriteString("abc", 3, HKEY_CURRENT_USER, Key(), "x"), 0) << "a missing key counts as written";
-  EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER));
-
-  PutString(HKEY_CURRENT_USER, "text", "12");
-  EXPECT_EQ(ReadDword(&value, HKEY_CURRENT_USER, Key(), "text"), 1) << "a string is no DWORD";
-  // Exactly length bytes are stored; the reader still gets a terminated text.
-  EXPECT_EQ(WriteString("abcdef", 3, HKEY_CURRENT_USER, Key(), "cut"), 0);
-  EXPECT_EQ(GetText("cut"), "abc");
-
-  PutString(HKEY_CURRENT_USER, "long", std::string(40, 'x'));
-  char small[16];
-  DWORD size = sizeof small;
-  EXPECT_EQ(ReadString(small, &size, HKEY_CURRENT_USER, Key(), "long"), ERROR_MORE_DATA);
-  EXPECT_GE(size, 41u) << "the needed size comes back";
-
-  EXPECT_EQ(DeleteValue(HKEY_CURRENT_USER, Key(), "long"), 0);
-  EXPECT_EQ(DeleteValue(HKEY_CURRENT_USER, Key(), "long"), 1);
-  EXPECT_EQ(ReadDword(&value, HKEY_CURRENT_USER, "SOFTWARE\\NoSuchKestreliaKey", "x"), 1);
-}
-
 TEST_F(Settings, WithoutConfigurationNothingElseIsRead) {
   PutDword(HKEY_LOCAL_MACHINE, kValueVerbose, 5);
   PutDword(HKEY_LOCAL_MACHINE, kValueLanguage, KLANG_LANGUAGE_GERMAN);
-  PutDword(HKEY_LOCAL_MACHINE, kValueDeleteSimulation, 1);
   PutDword(HKEY_CURRENT_USER, kValueColorMenuHigh, 0x123456);
   PutString(HKEY_CURRENT_USER, kValueFileList, "C:\\a.zip");
-
   EXPECT_EQ(LoadSettings(nullptr), 1);
   EXPECT_TRUE(IsNoConfiguration());
   EXPECT_EQ(GetVerbose(), 0);
   EXPECT_EQ(GetLanguage(), KLANG_LANGUAGE_ENGLISH);
-  EXPECT_EQ(IsDeleteSimulation(), 0);
   EXPECT_EQ(GetColorMenuHigh(), kUnsetDword);
   EXPECT_EQ(Slots(), "||||");
   EXPECT_NE(GetGradientFill(), nullptr) << "the gradient function is looked up all the same";
-
   // A "configuration" of the wrong type is no configuration either.
   PutString(HKEY_CURRENT_USER, kValueConfiguration, "518");
   EXPECT_EQ(LoadSettings(nullptr), 1);
   EXPECT_EQ(GetVerbose(), 0);
 }
 
-TEST_F(Settings, LanguageFromBothHivesUserWins) {
-  Configure();
-  PutDword(HKEY_LOCAL_MACHINE, kValueLanguage, KLANG_LANGUAGE_GERMAN);
-  EXPECT_EQ(LoadSettings(nullptr), 0);
-  EXPECT_EQ(GetLanguage(), KLANG_LANGUAGE_GERMAN);
-
-  PutDword(HKEY_CURRENT_USER, kValueLanguage, KLANG_LANGUAGE_ENGLISH);
-  LoadSettings(nullptr);
-  EXPECT_EQ(GetLanguage(), KLANG_LANGUAGE_ENGLISH);
-}
-
-TEST_F(Settings, MachineSwitchesTakeOnlyTheirValues) {
-  Configure();
-  struct Case {
-    DWORD verbose;
-    int expected;
+// What a load takes from each hive: the machine's switches only at their exact values (2
+// must not open a console), the language from either hive with the user's winning, the
+// user's numbers and texts only when set to something usable.
+TEST_F(Settings, EachValueIsTakenOnlyWhereAndWhenItCounts) {
+  struct Value {
+    HKEY hive;
+    const char* name;
+    DWORD number;
+    const char* text;  // a string value instead of the number
   };
-  for (Case c : {Case{0, 0}, Case{11, 0}, Case{1, 1}, Case{10, 10}}) {
-    SetVerbose(0);
-    PutDword(HKEY_LOCAL_MACHINE, kValueVerbose, c.verbose);
-    LoadSettings(nullptr);
-    EXPECT_EQ(GetVerbose(), c.expected) << "verbose " << c.verbose;
+  const struct {
+    std::vector<Value> values;
+    std::function<std::string()> read;
+    std::string expected;
+  } cases[] = {
+      {{{HKEY_LOCAL_MACHINE, kValueVerbose, 11}}, [] { return std::to_string(GetVerbose()); }, "0"},
+      {{{HKEY_LOCAL_MACHINE, kValueVerbose, 1}}, [] { return std::to_string(GetVerbose()); }, "1"},
+      {{{HKEY_LOCAL_MACHINE, kValueVerbose, 10}}, [] { return std::to_string(GetVerbose()); }, "10"},
+      {{{HKEY_LOCAL_MACHINE, kValueDebugConsole, 2}}, [] { return std::to_string(IsDebugConsole()); }, "0"},
+      {{{HKEY_LOCAL_MACHINE, kValuePrintToLogFile, 2}}, [] { return std::to_string(IsPrintToLogFile()); }, "0"},
+      {{{HKEY_LOCAL_MACHINE, kValueDeleteSimulation, 2}}, [] { return std::to_string(IsDeleteSimulation()); }, "0"},
+      {{{HKEY_LOCAL_MACHINE, kValueLanguage, KLANG_LANGUAGE_GERMAN}},
+       [] { return std::to_string(GetLanguage()); }, std::to_string(KLANG_LANGUAGE_GERMAN)},
+      {{{HKEY_LOCAL_MACHINE, kValueLanguage, KLANG_LANGUAGE_GERMAN}, {HKEY_CURRENT_USER, kValueLanguage, KLANG_LANGUAGE_ENGLISH}},
+       [] { return std::to_string(GetLanguage()); }, std::to_string(KLANG_LANGUAGE_ENGLISH)},
+      {{{HKEY_CURRENT_USER, kValueColorMenuHigh, 0}}, [] { return std::to_string(GetColorMenuHigh()); },
+       std::to_string(kUnsetDword)},
+      {{{HKEY_CURRENT_USER, kValueMinPicSize, 0}}, [] { return std::to_string(GetMinPicSize()); },
+       std::to_string(kUnsetNumber)},
+      {{{HKEY_CURRENT_USER, kValueSkipCRCCheck, 1}}, [] { return std::to_string(GetSkipCRCCheck()); }, "1"},
+      {{{HKEY_CURRENT_USER, kValueFontConfiguration, 0, ""}}, [] { return std::string(GetFontConfiguration()); },
+       "Tahoma"},
+      {{{HKEY_CURRENT_USER, kValueRichEdit, 0, kTooLong}}, [] { return std::string(GetRichEditString()); }, ""},
+  };
+  for (const auto& c : cases) {
+    Clean();
+    Configure();
+    for (const Value& v : c.values) {
+      if (v.text)
+        PutString(v.hive, v.name, v.text);
+      else
+        PutDword(v.hive, v.name, v.number);
+    }
+    EXPECT_EQ(LoadSettings(nullptr), 0);
+    EXPECT_EQ(c.read(), c.expected) << c.values.back().name;
   }
-  SetVerbose(0);
-
-  // Anything but exactly 1 leaves a switch off; 2 must not open a console.
-  PutDword(HKEY_LOCAL_MACHINE, kValueVerbose, 0);
-  PutDword(HKEY_LOCAL_MACHINE, kValueDebugConsole, 2);
-  PutDword(HKEY_LOCAL_MACHINE, kValuePrintToLogFile, 2);
-  PutDword(HKEY_LOCAL_MACHINE, kValueDeleteSimulation, 2);
-  LoadSettings(nullptr);
-  EXPECT_EQ(IsDebugConsole(), 0);
-  EXPECT_EQ(IsPrintToLogFile(), 0);
-  EXPECT_EQ(IsDeleteSimulation(), 0);
-}
-
-TEST_F(Settings, UserNumbersAndTextsOverrideOnlyWhenSet) {
-  Configure();
-  PutDword(HKEY_CURRENT_USER, kValueColorMenuHigh, 0);
-  PutDword(HKEY_CURRENT_USER, kValueMinPicSize, 0);
-  PutDword(HKEY_CURRENT_USER, kValueSkipCRCCheck, 1);
-  PutString(HKEY_CURRENT_USER, kValueFontConfiguration, "");
-  PutString(HKEY_CURRENT_USER, kValueRichEdit, std::string(300, 'r'));  // too long: not read
-  LoadSettings(nullptr);
-  EXPECT_EQ(GetColorMenuHigh(), kUnsetDword) << "a stored 0 keeps the default";
-  EXPECT_EQ(GetMinPicSize(), kUnsetNumber);
-  EXPECT_EQ(GetSkipCRCCheck(), 1);
-  EXPECT_STREQ(GetFontConfiguration(), "Tahoma") << "an empty face falls back";
-  EXPECT_STREQ(GetRichEditString(), "");
 }
 
 TEST_F(Settings, RecentListSplitting) {
@@ -201,9 +168,6 @@ TEST_F(Settings, RecentListKeepsNewestFirstWithoutTwins) {
   Configure();
   EXPECT_EQ(SaveRecentList(), 0);
   EXPECT_EQ(GetText(kValueFileList), "c:\\C.ZIP;C:\\d.zip;C:\\b.zip");
-  EXPECT_EQ(ClearRecentList(), 0);
-  EXPECT_EQ(GetText(kValueFileList), "");
-  EXPECT_EQ(Slots(), "||||");
 }
 
 TEST_F(Settings, SaveConfigurationCreatesTheKeyAndWritesWhatChanged) {
