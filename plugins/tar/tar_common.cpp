@@ -29,11 +29,106 @@ std::string Utf8FromWide(const wchar_t* text) {
 
 namespace {
 
-// pax archives carry UTF-8 names that libarchive hands out as wide text; ustar and GNU names
-// are raw bytes, which on the systems that write TARs today are UTF-8 as well, and are
-// passed through as they are.
-std::string NameUtf8(const wchar_t* wide, const char* raw) {
-  std::string name = wide ? Utf8FromWide(wide) : std::string(raw ? raw : "");
+bool IsValidUtf8(const std::string& bytes) {
+  return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(bytes.size()), nullptr,
+                             0) > 0;
+}
+
+// How much a decoding looks like a name a person wrote: letters of one script score, symbols,
+// box drawing and control characters cost, and so does a capital right after a small letter
+// (real words rarely have one; a wrong Cyrillic table, or Japanese read as Cyrillic, often
+// does), and so does a word that changes between Latin and Cyrillic letters. A CJK character stands for two bytes and scores a little less than two Cyrillic
+// letters, so that Cyrillic read as Chinese loses; a multi-byte table that swallowed an ASCII
+// character as the second byte of a pair costs too.
+int Plausibility(const std::string& bytes, const std::wstring& text) {
+  int score = 0, asciiIn = 0, asciiOut = 0;
+  for (unsigned char b : bytes) asciiIn += b < 0x80;
+  bool afterSmall = false;
+  enum { NONE, LATIN, CYRILLIC } before = NONE;
+  for (wchar_t c : text) {
+    bool small = false;
+    int script = NONE;
+    if (c < 0x80) {
+      ++asciiOut;
+      small = c >= 'a' && c <= 'z';
+      if (small || (c >= 'A' && c <= 'Z')) script = LATIN;
+    } else if ((c >= 0x430 && c <= 0x44F) || c == 0x451) {
+      score += 2;
+      small = true;
+      script = CYRILLIC;
+    } else if ((c >= 0x410 && c <= 0x42F) || c == 0x401) {
+      score += afterSmall ? -4 : 1;
+      script = CYRILLIC;
+    } else if ((c >= 0x3040 && c <= 0x30FF) || (c >= 0x4E00 && c <= 0x9FFF)) {
+      score += 3;
+    } else if (c >= 0xFF61 && c <= 0xFF9F) {
+      score -= 1;  // half-width katakana: what EUC-JP bytes become when read as Shift-JIS
+    } else if (c >= 0xC0 && c <= 0xFF && c != 0xD7 && c != 0xF7) {
+      score += 1;
+      small = c >= 0xDF;
+      script = LATIN;
+    } else {
+      score -= 4;
+    }
+    if (script != NONE && before != NONE && script != before) score -= 4;
+    before = static_cast<decltype(before)>(script);
+    afterSmall = small;
+  }
+  return score - 4 * (asciiIn - asciiOut);
+}
+
+// A name in raw bytes that are not UTF-8: the archive was written on a system with a legacy
+// code page, which the archive does not record. The user's own OEM and ANSI pages are tried
+// first (on a Russian or Japanese Windows they are the likely ones), then the pages such
+// archives are commonly written in; the most plausible decoding wins, the earlier on a tie.
+std::wstring DecodeLegacyName(const std::string& bytes) {
+  const UINT pages[] = {GetOEMCP(), GetACP(), 866, 20866, 1251, 932, 20932, 936, 949, 1252};
+  std::wstring best;
+  int bestScore = 0;
+  bool found = false;
+  for (UINT page : pages) {
+    if (page == CP_UTF8 || !IsValidCodePage(page)) continue;
+    DWORD flags = MB_ERR_INVALID_CHARS;
+    int length = MultiByteToWideChar(page, flags, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0);
+    if (length <= 0) continue;
+    std::wstring wide(static_cast<size_t>(length), L'\0');
+    MultiByteToWideChar(page, flags, bytes.data(), static_cast<int>(bytes.size()), &wide[0], length);
+    int score = Plausibility(bytes, wide);
+    if (!found || score > bestScore) {
+      best = wide;
+      bestScore = score;
+      found = true;
+    }
+  }
+  if (found) return best;
+  std::wstring latin1;
+  for (unsigned char c : bytes) latin1 += static_cast<wchar_t>(c);
+  return latin1;
+}
+
+// The reader hands every raw name out byte for byte as the characters U+0000..U+00FF (see
+// OpenTarReader). pax names are UTF-8 by definition and come out decoded (possibly as
+// characters beyond U+00FF), or, where libarchive left them raw, as their UTF-8 bytes.
+// ustar, GNU and old names are raw bytes: UTF-8 on every system that writes TARs today, a
+// legacy code page on older ones.
+std::string NameUtf8(archive* reader, const wchar_t* wide, const char* raw) {
+  std::string name;
+  if (!wide) {
+    name = raw ? raw : "";
+  } else {
+    bool bytesOnly = true;
+    std::string bytes;
+    for (const wchar_t* c = wide; *c; ++c) {
+      if (*c > 0xFF) bytesOnly = false;
+      bytes += static_cast<char>(*c);
+    }
+    if (!bytesOnly || (reader && archive_format(reader) == ARCHIVE_FORMAT_TAR_PAX_INTERCHANGE && !IsValidUtf8(bytes)))
+      name = Utf8FromWide(wide);
+    else if (IsValidUtf8(bytes))
+      name = bytes;
+    else
+      name = Utf8FromWide(DecodeLegacyName(bytes).c_str());
+  }
   for (char& c : name)
     if (c == '\\') c = '/';
   return name;
@@ -41,15 +136,15 @@ std::string NameUtf8(const wchar_t* wide, const char* raw) {
 
 }  // namespace
 
-std::string EntryNameUtf8(archive_entry* entry) {
-  return NameUtf8(archive_entry_pathname_w(entry), archive_entry_pathname(entry));
+std::string EntryNameUtf8(archive* reader, archive_entry* entry) {
+  return NameUtf8(reader, archive_entry_pathname_w(entry), archive_entry_pathname(entry));
 }
 
-std::string EntryHardlinkUtf8(archive_entry* entry) {
+std::string EntryHardlinkUtf8(archive* reader, archive_entry* entry) {
   const char* raw = archive_entry_hardlink(entry);
   const wchar_t* wide = archive_entry_hardlink_w(entry);
   if (!raw && !wide) return std::string();
-  return NameUtf8(wide, raw);
+  return NameUtf8(reader, wide, raw);
 }
 
 archive* OpenTarReader(const char* path, std::string* error) {
@@ -60,6 +155,9 @@ archive* OpenTarReader(const char* path, std::string* error) {
   archive_read_support_filter_compress(reader);
   archive_read_support_format_tar(reader);
   archive_read_support_format_gnutar(reader);
+  // Raw names come out byte for byte as U+0000..U+00FF, whatever the process's locale, so
+  // that NameUtf8 sees the bytes the archive holds.
+  archive_read_set_format_option(reader, "tar", "hdrcharset", "CP28591");
   std::wstring wide = WideFromUtf8(path);
   if (archive_read_open_filename_w(reader, wide.c_str(), 1 << 16) != ARCHIVE_OK) {
     if (error) *error = archive_error_string(reader) ? archive_error_string(reader) : "cannot open";

@@ -17,9 +17,10 @@ KESTRELIA_TAR_API_LIST(TAR_EXPORT_DECLARATION)
 std::wstring WideFromUtf8(const char* text);
 std::string Utf8FromWide(const wchar_t* text);
 
-// An entry's name as the program keeps it: UTF-8 with "/" between components.
-std::string EntryNameUtf8(archive_entry* entry);
-std::string EntryHardlinkUtf8(archive_entry* entry);
+// An entry's name as the program keeps it: UTF-8 with "/" between components, whatever the
+// archive's format wrote (pax UTF-8, raw UTF-8, or raw bytes of a legacy code page).
+std::string EntryNameUtf8(archive* reader, archive_entry* entry);
+std::string EntryHardlinkUtf8(archive* reader, archive_entry* entry);
 
 // A reader for the TAR family (plain, gzip, bzip2, compress) opened on the file; null when
 // it cannot be opened, with the reason in error (when given).

@@ -205,7 +205,12 @@ bool CopyOldEntries(const char* path, archive* out, const std::unordered_set<std
       ok = false;
       break;
     }
-    if (replaced.count(EntryNameUtf8(entry))) continue;
+    std::string name = EntryNameUtf8(reader, entry);
+    if (replaced.count(name)) continue;
+    // The old entries keep the names the program showed for them, now written as UTF-8.
+    archive_entry_update_pathname_utf8(entry, name.c_str());
+    std::string link = EntryHardlinkUtf8(reader, entry);
+    if (!link.empty()) archive_entry_update_hardlink_utf8(entry, link.c_str());
     if (archive_write_header(out, entry) < ARCHIVE_WARN) {
       *error = archive_error_string(out) ? archive_error_string(out) : "cannot write";
       ok = false;

@@ -99,12 +99,12 @@ int WriteEntries(archive* reader, archive* writer, const Wanted& wanted, TarProg
       Fail(outcome, archive_error_string(reader));
       return 1;
     }
-    std::string name = EntryNameUtf8(entry);
+    std::string name = EntryNameUtf8(reader, entry);
     unsigned type = archive_entry_filetype(entry);
     // "./" names the destination itself.
     if (!IsWanted(wanted, name, type == AE_IFDIR) || name == "." || name == "./") continue;
     char reason[200] = "";
-    std::string link = EntryHardlinkUtf8(entry);
+    std::string link = EntryHardlinkUtf8(reader, entry);
     if (JudgeEntryName(name.c_str(), reason, sizeof reason) != ENTRY_NAME_OK ||
         (!link.empty() && JudgeEntryName(link.c_str(), reason, sizeof reason) != ENTRY_NAME_OK) ||
         type == AE_IFLNK || (type != AE_IFREG && type != AE_IFDIR && link.empty())) {

@@ -38,7 +38,7 @@ int Deliver(TarListing* listing, TarFindRecord* record) {
   la_int64_t size = archive_entry_size(entry);
   record->size = size < 0 ? 0 : size > 0xFFFFFFFFLL ? 0xFFFFFFFFu : static_cast<uint32_t>(size);
   DosDateTimeFromUnix(archive_entry_mtime(entry), &record->dosDate, &record->dosTime);
-  std::string name = EntryNameUtf8(entry);
+  std::string name = EntryNameUtf8(listing->reader, entry);
   if (archive_entry_filetype(entry) == AE_IFDIR && (name.empty() || name.back() != '/')) name += '/';
   snprintf(record->name, sizeof record->name, "%s", name.c_str());
   ++listing->delivered;

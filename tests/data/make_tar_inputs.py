@@ -43,6 +43,35 @@ def tree(root):
         os.utime(os.path.join(root, folder), (t, t))
 
 
+# Names in three scripts, and the legacy code pages TARs of older systems carry them in.
+NAMES = ["Überordner/Äpfel und Öl.txt", "Документы/Привет мир.txt", "日本語/メモ.txt"]
+LEGACY = [("legacy_cp866.tar", "cp866", NAMES[1]), ("legacy_koi8r.tar", "koi8_r", NAMES[1]),
+          ("legacy_eucjp.tar", "euc_jp", NAMES[2]), ("legacy_cp1252.tar", "cp1252", NAMES[0])]
+
+
+def scripts(root):
+    write_files(root, {name: (name.encode() + b"\n", (2024, 1, 2, 3, 4, 6)) for name in NAMES})
+    t = stamp(2024, 1, 2, 3, 4, 8)
+    for name in NAMES:
+        os.utime(os.path.join(root, os.path.dirname(name)), (t, t))
+
+
+def legacy(out):
+    """Raw names in a legacy code page, as GNU tar on such a system wrote them; each archive's
+    names are listed in <name>.names, UTF-8, for the test to compare."""
+    for archive, encoding, name in LEGACY:
+        with tarfile.open(os.path.join(out, archive), "w", format=tarfile.GNU_FORMAT, encoding=encoding) as tf:
+            for member in [os.path.dirname(name) + "/", name]:
+                info = tarfile.TarInfo(member)
+                info.type = tarfile.DIRTYPE if member.endswith("/") else tarfile.REGTYPE
+                info.mtime = 1700000000
+                data = name.encode() + b"\n"
+                info.size = 0 if info.type == tarfile.DIRTYPE else len(data)
+                tf.addfile(info, None if info.type == tarfile.DIRTYPE else io.BytesIO(data))
+        with open(os.path.join(out, archive + ".names"), "w", encoding="utf-8") as f:
+            f.write(os.path.dirname(name) + "/\n" + name + "\n")
+
+
 def only_folders(root):
     for folder in ["a/b/c", "a/d", "e"]:
         os.makedirs(os.path.join(root, folder))
@@ -52,7 +81,7 @@ def expect(archive):
     """bsdtar's listing: size, modification time (seconds since 1970, which bsdtar shows
     only to the minute or the year, so it comes from tarfile) and name per line."""
     out = subprocess.run(["bsdtar", "-tvf", archive], check=True, capture_output=True,
-                         env=dict(os.environ, LC_ALL="C")).stdout.decode()
+                         env=dict(os.environ, LC_ALL="C.UTF-8")).stdout.decode()
     names = subprocess.run(["bsdtar", "-tf", archive], check=True, capture_output=True).stdout.decode()
     with tarfile.open(archive) as tf:
         times = {m.name.rstrip("/"): int(m.mtime) for m in tf.getmembers()}
@@ -119,6 +148,8 @@ def main():
     tree(src)
     folders = os.path.join(out, "folders")
     only_folders(folders)
+    names = os.path.join(out, "names")
+    scripts(names)
     made = []
 
     def gnu(name, *flags, source=src, dot=False):
@@ -131,6 +162,8 @@ def main():
     gnu("gnu_gnu.tar.bz2", "--format=gnu", "-j")
     gnu("gnu_gnu.tgz", "--format=gnu", "-z", dot=True)
     gnu("folders.tar", "--format=gnu", source=folders)
+    gnu("names_gnu.tar", "--format=gnu", source=names)
+    gnu("names_pax.tar.gz", "--format=pax", "-z", source=names)
     run("bsdtar", "--format=ustar", "-cf", os.path.join(out, "bsd_ustar.tar"), "-C", src,
         "readme.txt", "docs", "empty", "data")
     made.append("bsd_ustar.tar")
@@ -149,6 +182,7 @@ def main():
         os.makedirs(os.path.dirname(os.path.join(out, name)), exist_ok=True)
         open(os.path.join(out, name), "wb").write(data)
     hostile(out)
+    legacy(out)
     damaged(out, os.path.join(out, "gnu_pax.tar.gz"))
     viewable(out)
 

@@ -32,7 +32,7 @@ Fn Entry(const char* name) {
 
 const char* const kArchives[] = {"gnu_ustar.tar", "gnu_pax.tar.gz", "gnu_gnu.tar.bz2", "gnu_gnu.tgz",
                                  "folders.tar",   "bsd_ustar.tar",  "bsd_pax.tar.bz2", "bsd_gnu.tar.gz",
-                                 "py_ustar.tar",  "py_pax.tar.gz"};
+                                 "py_ustar.tar",  "py_pax.tar.gz",   "names_gnu.tar",   "names_pax.tar.gz"};
 
 struct Listed {
   uint32_t size;
@@ -98,6 +98,15 @@ TEST(TarDll, ListingMatchesBsdtar) {
       EXPECT_EQ(listed[i].size, strtoul(line.c_str(), nullptr, 10)) << name << " " << want;
       ExpectDosTime(static_cast<time_t>(strtoll(line.c_str() + tab1 + 1, nullptr, 10)), listed[i]);
     }
+  }
+}
+
+// Raw names in a legacy code page come out in the script they were written in.
+TEST(TarDll, ListsLegacyCodePageNamesInTheirScript) {
+  for (const char* name : {"legacy_cp866.tar", "legacy_koi8r.tar", "legacy_eucjp.tar", "legacy_cp1252.tar"}) {
+    std::vector<std::string> listed;
+    for (const Listed& entry : List(TestData(name))) listed.push_back(entry.name);
+    EXPECT_EQ(listed, ReadLines(TestData(std::string(name) + ".names"))) << name;
   }
 }
 
