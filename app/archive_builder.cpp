@@ -10,6 +10,7 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "ui/creation_options.h"
 #include "zip/create.h"
 
@@ -74,6 +75,16 @@ const ArchiveFormat* WriterFor(const char* archive, bool add, bool fromCommandLi
   return format && format->ops.create ? format : FindArchiveFormat(ARCHIVE_ZIP);
 }
 
+// A creation's claim on the window: taken before the first question, given back unless a
+// worker took it over (the worker gives it back as it ends).
+struct CreationClaim {
+  bool held = ClaimOperation(OPERATION_JOB) == OPERATION_NONE;
+  bool handedOver = false;
+  ~CreationClaim() {
+    if (held && !handedOver) ReleaseOperation(OPERATION_JOB);
+  }
+};
+
 bool StartCreation(ZipWorkBlock* block) {
   const ArchiveFormat* zip = WriterFor(block->archive, block->add, block->fromCommandLine);
   if (!zip || !zip->ops.create) {
@@ -84,19 +95,14 @@ bool StartCreation(ZipWorkBlock* block) {
   }
   block->finished = CreationFinished;
   CancelProgress(0);
-  HANDLE thread = CreateThread(nullptr, 0, zip->ops.create, block, 0, nullptr);
-  if (!thread) {
-    Log(-1, GetVerbose(), "StartCreation: CreateThread failed %lu", GetLastError());
-    free(block->files);
-    free(block);
-    return false;
-  }
-  CloseHandle(thread);
-  return true;
+  if (StartWorker("StartCreation", zip->ops.create, block)) return true;
+  free(block->files);
+  free(block);
+  return false;
 }
 
-bool RefuseWhenBusy() {
-  if (!IsBusy()) return false;
+bool RefuseWhenBusy(const CreationClaim& claim) {
+  if (claim.held) return false;
   PromptMessageBox(Owner(), GetMessageText(40), "Kestrelia", MB_OK | MB_ICONINFORMATION);
   return true;
 }
@@ -113,25 +119,25 @@ bool OpenArchiveTakesFiles() {
 }
 
 // Adds the files (or the one folder) to target after the options dialog; add is 0 for a new
-// archive.
-void RunWindowCreation(const char* target, char (*files)[kPathBuf], int count, int add) {
+// archive. True when the worker started.
+bool RunWindowCreation(const char* target, char (*files)[kPathBuf], int count, int add) {
   CreationChoice choice;
   DefaultCreationChoice(&choice);
   // Level, password and the folder inside are the ZIP engine's; a TAR takes the files as they are.
   const ArchiveFormat* format = WriterFor(target, add, false);
   bool zipOptions = !format || format->zipEngine;
-  if (zipOptions && !AskCreationOptions(Owner(), &choice)) return;
+  if (zipOptions && !AskCreationOptions(Owner(), &choice)) return false;
   ZipWorkBlock* block = NewZipWorkBlock();
   if (!block || !TakeFiles(block, files, count)) {
     free(block);
-    return;
+    return false;
   }
   if (zipOptions) ApplyChoice(block, choice);
   SecureZeroMemory(&choice, sizeof choice);
   snprintf(block->archive, kPathBuf, "%s", target);
   block->add = add;
   if (!add) SetArchiveKind(format ? format->kind : ARCHIVE_ZIP);
-  StartCreation(block);
+  return StartCreation(block);
 }
 
 // What the user picks to go in: files, else (the file chooser cancelled) one folder.
@@ -156,7 +162,8 @@ void SetCreationDirectory(const char* folder) {
 }
 
 void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add) {
-  if (IsBusy()) return;
+  CreationClaim claim;
+  if (!claim.held) return;
   if (Main().list) EnableWindow(Main().list, TRUE);
   SetSilentCreation(silent ? 1 : 0);
   ZipWorkBlock* block = NewZipWorkBlock();
@@ -171,7 +178,7 @@ void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add
     const char* temp = getenv("TEMP");
     snprintf(block->archive, kPathBuf, "%s\\%s", temp ? temp : ".", "zip_temp.zip");
     EmptyList();
-    StartCreation(block);
+    claim.handedOver = StartCreation(block);
   } else {
     char target[kPathBuf] = "";
     if (!GetPrompts().saveFile(Owner(), "zip", GetMessageText(26), !add, target)) {
@@ -186,7 +193,8 @@ void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add
     EmptyList();
     if (g_creationDirectory[0]) SetCurrentDirectoryA(g_creationDirectory);
     SetArchiveKind(ARCHIVE_ZIP);
-    if (StartCreation(block) && !silent) SetMyWindowText(target);
+    claim.handedOver = StartCreation(block);
+    if (claim.handedOver && !silent) SetMyWindowText(target);
     Log(5, GetVerbose(), "RunArchiveBuilder: %s, started in %s", target, previous);
   }
   if (HWND view = CurrentView()) SetFocus(view);
@@ -194,7 +202,8 @@ void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add
 }
 
 void CmdNewArchive() {
-  if (RefuseWhenBusy()) return;
+  CreationClaim claim;
+  if (RefuseWhenBusy(claim)) return;
   char target[kPathBuf] = "";
   if (!GetPrompts().saveFile(Owner(), "zip", GetMessageText(26), true, target) || !target[0]) return;
   static char files[kMostChosenFiles][kPathBuf];
@@ -202,23 +211,25 @@ void CmdNewArchive() {
   if (!count) return;
   EmptyList();
   SetMyWindowText(target);
-  RunWindowCreation(target, files, count, 0);
+  claim.handedOver = RunWindowCreation(target, files, count, 0);
 }
 
 void CmdAddFiles() {
-  if (RefuseWhenBusy() || !OpenArchiveTakesFiles()) return;
+  CreationClaim claim;
+  if (RefuseWhenBusy(claim) || !OpenArchiveTakesFiles()) return;
   static char files[kMostChosenFiles][kPathBuf];
   int count = ChooseFilesToAdd(Owner(), GetMessageText(29), files, kMostChosenFiles);
-  if (count) RunWindowCreation(GetCurrentArchivePath(), files, count, 1);
+  if (count) claim.handedOver = RunWindowCreation(GetCurrentArchivePath(), files, count, 1);
 }
 
 void CmdAddFolder() {
-  if (RefuseWhenBusy() || !OpenArchiveTakesFiles()) return;
+  CreationClaim claim;
+  if (RefuseWhenBusy(claim) || !OpenArchiveTakesFiles()) return;
   char folder[kPathBuf] = "";
   if (!GetPrompts().browseFolder(Owner(), GetMessageText(30), folder) || !folder[0]) return;
   char files[1][kPathBuf];
   snprintf(files[0], kPathBuf, "%s", folder);
-  RunWindowCreation(GetCurrentArchivePath(), files, 1, 1);
+  claim.handedOver = RunWindowCreation(GetCurrentArchivePath(), files, 1, 1);
 }
 
 bool CanAddToOpenArchive() {
@@ -228,9 +239,10 @@ bool CanAddToOpenArchive() {
 
 bool AddDroppedFiles(char (*files)[kPathBuf], int count) {
   if (!count || !CanAddToOpenArchive()) return false;
-  if (RefuseWhenBusy()) return true;
+  CreationClaim claim;
+  if (RefuseWhenBusy(claim)) return true;
   char archive[kPathBuf];
   snprintf(archive, sizeof archive, "%s", GetCurrentArchivePath());
-  RunWindowCreation(archive, files, count, 1);
+  claim.handedOver = RunWindowCreation(archive, files, count, 1);
   return true;
 }

@@ -5,6 +5,7 @@
 #include "model/archive_kind.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "zip/extract_archive.h"
 #include "zip/open_archive.h"
 

@@ -16,6 +16,7 @@
 #include "services/help_file.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "ui/search.h"
 #include "settings/registry_text.h"
 #include "ui/entry_list.h"

@@ -13,6 +13,7 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "settings/load.h"
 #include "settings/window_placement.h"
 #include "ui/entry_list.h"

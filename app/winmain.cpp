@@ -140,7 +140,6 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR line, int showCommand) {
     TokenizeCommandLine(line, args, kPathBuf - 1);
     plan = DecideCommandRoad(line, args, count);
     if (count == 1) {
-      SetBusy(0);
       SetBusy2(0);
       main = CreateMainWindow(instance, showCommand);
       OpenCommandLineFile(args[0]);

@@ -13,6 +13,7 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "services/runtime_library.h"
+#include "services/worker.h"
 #include "zip/create.h"
 #include "zip/extract.h"
 
@@ -124,7 +125,7 @@ DWORD WINAPI ListTarFilesThread(LPVOID parameter) {
   CoInitialize(nullptr);
   if (!EnsureTarLibrary()) {
     CoUninitialize();
-    SetOpenInProgress(0);
+    ReleaseOperation(OPERATION_OPEN);
     return 0;
   }
   auto open = TarDll::TarOpenArchive();
@@ -138,7 +139,7 @@ DWORD WINAPI ListTarFilesThread(LPVOID parameter) {
   if (!open || !first || !next || !close) {
     ShowLibraryMessage(13);
     CoUninitialize();
-    SetOpenInProgress(0);
+    ReleaseOperation(OPERATION_OPEN);
     return 0;
   }
   views.beginListing();
@@ -157,7 +158,7 @@ DWORD WINAPI ListTarFilesThread(LPVOID parameter) {
   views.rows.finished(block);
   views.rows.released(block);
   CoUninitialize();
-  SetOpenInProgress(0);
+  ReleaseOperation(OPERATION_OPEN);
   return 0;
 }
 
@@ -299,7 +300,6 @@ int CreateTarArchive(const TarCreateRequest& request, const std::vector<std::str
 
 DWORD WINAPI TarWorkThread(LPVOID parameter) {
   ZipWorkBlock* block = static_cast<ZipWorkBlock*>(parameter);
-  SetBusy(1);
   ZipListElement* head = nullptr;
   ZipListElement* tail = nullptr;
   CollectBlockFiles(block, &head, &tail);
@@ -312,7 +312,7 @@ DWORD WINAPI TarWorkThread(LPVOID parameter) {
   FreeZipList(head);
   int outcome = CreateTarArchive(request, files);
   int result = outcome < 0 ? (files.empty() ? CREATE_NOTHING : CREATE_WRITE_FAILED) : CREATE_OK;
-  SetBusy(0);
+  ReleaseOperation(OPERATION_JOB);
   if (block->finished) block->finished(block->archive, result);
   if (block->result) *block->result = result;
   free(block->files);

@@ -7,9 +7,7 @@
 namespace {
 ArchiveControlBlock* g_current = nullptr;
 ArchiveControlBlock* g_second = nullptr;
-int g_busy = 0;
 int g_busy2 = 0;
-int g_openInProgress = 0;
 int g_simulation = 0;
 char g_archivePath[kPathBuf] = "";
 int g_archiveEncrypted = 0;
@@ -29,12 +27,8 @@ bool AllocateControlBlocks() {
 ArchiveControlBlock* GetCurrentControlBlock() { return g_current; }
 ArchiveControlBlock* GetSecondControlBlock() { return g_second; }
 
-int IsBusy() { return g_busy; }
-void SetBusy(int on) { g_busy = on; }
 int IsBusy2() { return g_busy2; }
 void SetBusy2(int on) { g_busy2 = on; }
-int IsOpenInProgress() { return g_openInProgress; }
-void SetOpenInProgress(int on) { g_openInProgress = on; }
 int GetSimulationFlag() { return g_simulation; }
 void SetSimulationFlag(int on) { g_simulation = on; }
 

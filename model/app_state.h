@@ -27,12 +27,9 @@ bool AllocateControlBlocks();
 ArchiveControlBlock* GetCurrentControlBlock();
 ArchiveControlBlock* GetSecondControlBlock();
 
-int IsBusy();
-void SetBusy(int on);
+// The busy and open-in-progress flags are the one operation claim of services/worker.h.
 int IsBusy2();
 void SetBusy2(int on);
-int IsOpenInProgress();
-void SetOpenInProgress(int on);
 int GetSimulationFlag();
 void SetSimulationFlag(int on);
 

@@ -5,6 +5,7 @@
 #include "services/log.h"
 #include "services/prompts.h"
 #include "services/system_libraries.h"
+#include "services/worker.h"
 
 #include <objbase.h>
 #include <shellapi.h>
@@ -100,14 +101,10 @@ DWORD WINAPI OpenWithShellThread(LPVOID parameter) {
 
 int OpenOnThread(const char* file) {
   char* copy = _strdup(file);
-  HANDLE thread = copy ? CreateThread(nullptr, 0, OpenWithShellThread, copy, 0, nullptr) : nullptr;
-  if (!thread) {
-    Log(1, GetVerbose(), "CallApp: cannot start a thread for %s", file);
-    free(copy);
-    return 1;
-  }
-  CloseHandle(thread);
-  return 0;
+  if (copy && StartWorker("CallApp", OpenWithShellThread, copy)) return 0;
+  Log(1, GetVerbose(), "CallApp: cannot start a thread for %s", file);
+  free(copy);
+  return 1;
 }
 
 // A name without an association goes to the program registered for text files.

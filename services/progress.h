@@ -8,9 +8,9 @@
 // The dialog's controls (IDC_PROGRESS_*) are in res/resource.h.
 #include "res/resource.h"
 
-// Thread bodies that own the modal dialog (start them with CreateThread and close the
-// handle). The cancellable one takes an optional detail text: a kPathBuf buffer that it
-// shows and then empties; nullptr shows an empty detail.
+// Thread bodies that own the modal dialog (started with StartWorker). The cancellable one
+// takes an optional detail text: a kPathBuf buffer that it shows and then empties; nullptr
+// shows an empty detail.
 DWORD WINAPI ProgressDialogThread(LPVOID initialDetail);
 // The dialog without a Cancel button; its parameter must be nullptr.
 DWORD WINAPI ProgressDialogNoCancelThread(LPVOID unused);

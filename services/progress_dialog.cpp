@@ -6,6 +6,7 @@
 #include "services/log.h"
 #include "services/progress_internal.h"
 #include "services/system_libraries.h"
+#include "services/worker.h"
 
 #include <commctrl.h>
 #include <windowsx.h>
@@ -331,12 +332,7 @@ void StartProgressDialog(bool withCancel, const char* detail) {
   // The text goes in as a pending detail now, so the caller's buffer need not outlive this.
   if (detail) SetProgressDetail(detail);
   NoteProgressDialogStarting(true);
-  HANDLE thread = CreateThread(nullptr, 0, withCancel ? ProgressDialogThread : ProgressDialogNoCancelThread,
-                               nullptr, 0, nullptr);
-  if (thread) {
-    CloseHandle(thread);
+  if (StartWorker("StartProgressDialog", withCancel ? ProgressDialogThread : ProgressDialogNoCancelThread, nullptr))
     return;
-  }
   NoteProgressDialogStarting(false);
-  Log(-1, GetVerbose(), "StartProgressDialog: cannot create the dialog thread (%lu)", GetLastError());
 }

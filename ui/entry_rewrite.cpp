@@ -16,6 +16,7 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "ui/entry_list.h"
 #include "ui/folder_tree_view.h"
 #include "ui/listing_status.h"
@@ -108,7 +109,6 @@ bool NameTaken(HWND list, const std::string& fullName, bool asFolder = false) {
 // The worker of every rewrite from the window; who names it in the log, and the error line
 // says what failed in its own words.
 DWORD RunJob(EntryRewriteJob* job, const char* who, const char* errorFormat) {
-  SetBusy(1);
   StartProgressDialog(false, nullptr);
   SetProgressMinimum(0);
   SetProgressMaximum(static_cast<int>(job->changes ? job->changes->count : 0));
@@ -123,7 +123,7 @@ DWORD RunJob(EntryRewriteJob* job, const char* who, const char* errorFormat) {
   } else {
     ApplyEntryRewrite(job);
   }
-  SetBusy(0);
+  ReleaseOperation(OPERATION_JOB);
   if (job->done) {
     Log(2, GetVerbose(), "%s: setting event", who);
     SetEvent(job->done);
@@ -320,14 +320,13 @@ void StartEntryRewrite(EntryRewriteJob* job, LPTHREAD_START_ROUTINE body) {
     body = job->mode == REWRITE_DELETE ? DeleteThread
                                 : job->mode == REWRITE_MOVE ? UpdateTreeViewDragOrDeleteThread
                                                             : ChangeThreadFilename;
-  HANDLE thread = CreateThread(nullptr, 0, body, job, 0, nullptr);
-  if (thread) {
-    CloseHandle(thread);
-    return;
-  }
+  // The question before (delete these?) may have let another command start its run.
+  bool claimed = ClaimOperation(OPERATION_JOB) == OPERATION_NONE;
+  if (claimed && StartWorker("StartEntryRewrite", body, job)) return;
+  if (claimed) ReleaseOperation(OPERATION_JOB);
   DestroyChangeSet(&job->changes);
   free(job);
-  TellError(GetMessageText(97));
+  TellError(GetMessageText(claimed ? 97 : 40));
 }
 
 void DeleteSelectedEntries(HWND list) {
@@ -493,8 +492,7 @@ void DeleteCTRLCutEntries(HWND list, const int* rows, int count) {
     free(job);
     return;
   }
-  HANDLE thread = CreateThread(nullptr, 0, UpdateTreeViewDragOrDeleteThread, job, 0, nullptr);
-  if (thread) CloseHandle(thread);
+  StartEntryRewrite(job, UpdateTreeViewDragOrDeleteThread);
 }
 
 bool CutSelectedEntries(HWND list) {

@@ -54,8 +54,9 @@ size_t GetCutEntryCount();
 // is still the one shown; the marks are cleared either way.
 void DeletePastedCutEntries();
 
-// Starts the worker of a prepared job (it frees the job unless job->done is set); body null
-// picks the worker of the job's mode.
+// Claims the window's one operation and starts the worker of a prepared job (it frees the
+// job unless job->done is set, and gives the claim back); body null picks the worker of the
+// job's mode. Refused (the job freed, the user told) while another operation runs.
 void StartEntryRewrite(EntryRewriteJob* job, LPTHREAD_START_ROUTINE body = nullptr);
 EntryRewriteJob* NewEntryRewriteJob(int mode, HWND list);
 

@@ -10,6 +10,7 @@
 #include "res/resource.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "ui/entry_list.h"
 #include "ui/listing_status.h"
 
@@ -25,6 +26,9 @@ namespace {
 
 FolderTreeViews g_views = {};
 volatile LONG g_fillCount = 0;
+// Whether the running fill took the operation claim; a fill that a rewrite's end asks for
+// runs beside that rewrite and must leave its claim alone.
+bool g_fillClaimed = false;
 // Set while the tree is rebuilt: the selection changes that deleting and inserting items
 // cause must not start fills.
 bool g_synchronizing = false;
@@ -114,7 +118,10 @@ void WriteFolderListStatusBar() {
 }
 
 void EndFill(char* key) {
-  SetBusy(0);
+  if (g_fillClaimed) {
+    g_fillClaimed = false;
+    ReleaseOperation(OPERATION_JOB);
+  }
   free(key);
   printf("setting TVNSem to false\n");
   SetTVNSem(0);
@@ -131,14 +138,13 @@ void RequestFill(const char* key) {
   SetTVNSem(1);
   printf("setting TVNSem to true\n");
   InterlockedIncrement(&g_fillCount);
+  g_fillClaimed = ClaimOperation(OPERATION_JOB) == OPERATION_NONE;
   char* copy = _strdup(key);
-  HANDLE thread = CreateThread(nullptr, 0, DoTvnChanged, copy, 0, nullptr);
-  if (thread) {
-    CloseHandle(thread);
-  } else {
-    Log(-1, GetVerbose(), "DoTvnChanged: cannot start the thread %lu", GetLastError());
+  if (!copy || !StartWorker("DoTvnChanged", DoTvnChanged, copy)) {
     SetTreeListRefilling(0);
     free(copy);
+    if (g_fillClaimed) ReleaseOperation(OPERATION_JOB);
+    g_fillClaimed = false;
     SetTVNSem(0);
   }
 }
@@ -374,7 +380,7 @@ void InsertIntoTreeList(const char* dataReadyKey) {
 }
 
 void SynchronizeTreeViewThread(HWND treeListView, HWND tree) {
-  SetBusy(1);
+  bool claimed = ClaimOperation(OPERATION_JOB) == OPERATION_NONE;
   DWORD start = GetTickCount();
   // A fill still running reads the indexes that are about to be destroyed.
   for (int i = 0; i < 1000 && GetTVNSem(); ++i) Sleep(10);
@@ -425,7 +431,7 @@ void SynchronizeTreeViewThread(HWND treeListView, HWND tree) {
     InvalidateRect(tree, nullptr, TRUE);
     SetFocus(tree);
   }
-  SetBusy(0);
+  if (claimed) ReleaseOperation(OPERATION_JOB);
 }
 
 void EnsureTreeInStep(HWND treeListView) {
@@ -454,11 +460,9 @@ void OnTreeSelectionChanged(HWND tree) {
   char key[kPathBuf + 8];
   if (IsRootItem(tree, item)) {
     snprintf(key, sizeof key, "%3d%s", 0, "*");
-    SetBusy(1);
     if (g_views.folderList) DeleteAllEntryRows(g_views.folderList);
     if (g_views.combo) SetWindowTextA(g_views.combo, GetCurrentArchivePath());
     RequestFill(key);
-    SetBusy(0);
     return;
   }
   std::string path;
@@ -477,7 +481,6 @@ void OnTreeFillTimer() {
 
 DWORD WINAPI DoTvnChanged(LPVOID parameter) {
   char* key = static_cast<char*>(parameter);
-  SetBusy(1);
   ListingTotals& totals = GetFolderListTotals();
   RBTree* data = GetTVRBTreeDataReady();
   if (!data || !data->count) {

@@ -13,6 +13,7 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "zip/content_search.h"
 #include "zip/zip_open.h"
 
@@ -285,7 +286,6 @@ int HandleSearchView(HWND view, const char* text, int current, int direction, in
     return -1;
   }
   if (rows <= current + 1) return -1;
-  SetBusy(1);
   ContentPattern pattern;
   PrepareContentPattern(&pattern, text, wholeWord, matchCase);
   WalkProgress progress = StartWalkProgress(current, rows);
@@ -299,7 +299,6 @@ int HandleSearchView(HWND view, const char* text, int current, int direction, in
   if (g.cancelled) g.list.highest = highest;
   EndWalkProgress(progress, g.cancelled != 0);
   if (walk.end == CONTENT_WALK_LAST) g.endMark = 1;
-  SetBusy(0);
   return hit;
 }
 
@@ -309,7 +308,6 @@ int HandleSearchViewTreeList(HWND view, const char* text, int current, int direc
   if (!direction) return -1;
   std::vector<std::pair<int, std::string>> rows = RowsAfter(view, current);
   if (rows.empty()) return -1;
-  SetBusy(1);
   unzFile zip = MyWaitunzOpen2_64(GetCurrentArchivePath(), 3000);
   char* buffer = static_cast<char*>(malloc(kContentBuffer));
   int hit = -1;
@@ -347,7 +345,6 @@ int HandleSearchViewTreeList(HWND view, const char* text, int current, int direc
   if (hit < 0 && !cancelled && !failed) g.endMark = 1;
   free(buffer);
   if (zip) unzClose(zip);
-  SetBusy(0);
   return hit;
 }
 
@@ -364,6 +361,8 @@ DWORD WINAPI SearchStep(LPVOID parameter) {
     ordinal = b->folderList
                   ? HandleSearchViewTreeList(b->view, b->text, current, 1, b->wholeWord, b->matchCase, current)
                   : HandleSearchView(b->view, b->text, current, 1, b->wholeWord, b->matchCase, current);
+  // The archive is read no more: the window's commands need not wait for the answer's box.
+  ReleaseOperation(OPERATION_JOB);
   if (ordinal >= 0) {
     SelectHit(b->view, ordinal);
     *b->current = ordinal;
@@ -378,19 +377,21 @@ DWORD WINAPI SearchStep(LPVOID parameter) {
   }
   if (GetVerbose() > 5)
     printf("found at %d %s %d %d %d\n", ordinal, b->text, b->direction, b->wholeWord, b->matchCase);
-  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
   InterlockedExchange(&g.running, 0);
+  if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
   return 0;
 }
 
 namespace {
 
-// Starts the step on its own thread; one search at a time.
+// Starts the step on its own thread; one search at a time, and none beside another
+// operation: the step decompresses entries of the archive that operation may be rewriting.
 void StartSearchStep(int direction) {
-  if (InterlockedCompareExchange(&g.running, 1, 0) != 0) {
-    Log(2, GetVerbose(), "StartSearchStep: a search is still running");
+  if (ClaimOperation(OPERATION_JOB) != OPERATION_NONE) {
+    Log(2, GetVerbose(), "StartSearchStep: another operation or search is still running");
     return;
   }
+  InterlockedExchange(&g.running, 1);
   SearchStepBlock& b = g.step;
   b.view = ShownView();
   b.folderList = FolderListShown() ? 1 : 0;
@@ -399,11 +400,9 @@ void StartSearchStep(int direction) {
   b.wholeWord = g.wholeWord;
   b.matchCase = g.matchCase;
   b.current = &g.current;
-  HANDLE thread = CreateThread(nullptr, 0, SearchStep, &b, 0, nullptr);
-  if (thread)
-    CloseHandle(thread);
-  else
-    InterlockedExchange(&g.running, 0);
+  if (StartWorker("StartSearchStep", SearchStep, &b)) return;
+  InterlockedExchange(&g.running, 0);
+  ReleaseOperation(OPERATION_JOB);
 }
 
 // The next row (from, stepping by step, round the end) whose name begins with the text.

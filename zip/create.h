@@ -87,7 +87,5 @@ enum CreateResult {
 // Starts a run: fills the options from the settings (level, no prefix, not plain) the
 // caller may then change. Returns a zero-filled block with calloc.
 ZipWorkBlock* NewZipWorkBlock();
+// Gives back the window's operation claim before the block's finished hook runs.
 DWORD WINAPI ZipWorkDirectoryThread(LPVOID block);
-// Starts the thread for the block and closes its handle; false when it cannot start (the
-// block is then freed).
-bool StartZipWork(ZipWorkBlock* block);

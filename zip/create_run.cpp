@@ -6,6 +6,7 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "settings/options.h"
 #include "zip/safe_replace.h"
 #include "zip/zip_write_io.h"
@@ -255,9 +256,8 @@ ZipWorkBlock* NewZipWorkBlock() {
 
 DWORD WINAPI ZipWorkDirectoryThread(LPVOID parameter) {
   ZipWorkBlock* block = static_cast<ZipWorkBlock*>(parameter);
-  SetBusy(1);
   int result = Run(block);
-  SetBusy(0);
+  ReleaseOperation(OPERATION_JOB);
   SetSimulationFlag(0);
   SecureZeroMemory(block->options.password, sizeof block->options.password);
   if (block->finished) block->finished(block->archive, result);
@@ -269,16 +269,4 @@ DWORD WINAPI ZipWorkDirectoryThread(LPVOID parameter) {
   }
   free(block);
   return static_cast<DWORD>(result);
-}
-
-bool StartZipWork(ZipWorkBlock* block) {
-  HANDLE thread = CreateThread(nullptr, 0, ZipWorkDirectoryThread, block, 0, nullptr);
-  if (!thread) {
-    Log(-1, GetVerbose(), "StartZipWork: CreateThread failed %lu", GetLastError());
-    free(block->files);
-    free(block);
-    return false;
-  }
-  CloseHandle(thread);
-  return true;
 }

@@ -10,6 +10,7 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "zip/entry_failures.h"
 #include "zip/extract.h"
 #include "zip/zip_open.h"
@@ -49,12 +50,18 @@ const ArchiveFormat* CheckKind(int kind) {
   return nullptr;
 }
 
+// Taken before the first question to the user: a second command dispatched while the folder
+// chooser is up must find the run already claimed.
 bool RefuseWhenBusy() {
-  if (!IsBusy()) return false;
+  if (ClaimOperation(OPERATION_JOB) == OPERATION_NONE) return false;
   Log(2, GetVerbose(), "ExtractArchive: busy, refused");
   PromptMessageBox(Owner(), GetMessageText(40), "Kestrelia", MB_OK | MB_ICONINFORMATION);
   return true;
 }
+
+// A claimed run that ends before its worker starts (no destination, no password, a kind that
+// cannot extract).
+void Abandon() { ReleaseOperation(OPERATION_JOB); }
 
 bool AskDestination(const char* archive, char* destination) {
   char folder[kPathBuf];
@@ -135,16 +142,15 @@ constexpr int kExtractingText = 42;
 // The texts of a test, numbered in this order from "Testing" on.
 enum TestText { kTestingText = 133, kNoErrorsText, kTestedText, kTestFailuresHeading, kTestCancelledText };
 
-// The window shows a run from here on: busy, commands greyed, a fresh progress dialog.
+// The window shows a run from here on: commands greyed, a fresh progress dialog.
 void BeginRun(bool withDialog, int detailText = kExtractingText) {
-  SetBusy(1);
   if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
   CancelProgress(0);
   if (withDialog) StartProgressDialog(true, GetMessageText(detailText));
 }
 
 void EndRun() {
-  SetBusy(0);
+  ReleaseOperation(OPERATION_JOB);
   if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
 }
 
@@ -178,12 +184,8 @@ DWORD WINAPI ExtractArchiveThread(LPVOID parameter) {
 
 // A thread of its own for the run, or the caller's when none can be had.
 void RunOnThread(LPTHREAD_START_ROUTINE body, void* parameter) {
-  HANDLE thread = CreateThread(nullptr, 0, body, parameter, 0, nullptr);
-  if (thread) {
-    CloseHandle(thread);
-    return;
-  }
-  Log(1, GetVerbose(), "ExtractArchive: cannot create the extraction thread (%lu), extracting here", GetLastError());
+  if (StartWorker("ExtractArchive", body, parameter)) return;
+  Log(1, GetVerbose(), "ExtractArchive: extracting here");
   body(parameter);
 }
 
@@ -207,10 +209,11 @@ ExtractRun* NewRun(const ArchiveFormat* format, const char* archive, int silent)
 }
 
 // The destination and the password, in the order the user is asked; false when either was
-// refused (the run is freed).
+// refused (the run is freed and its claim given back).
 bool AskForRun(ExtractRun* run) {
   if (AskDestination(run->job.archive, run->job.destination) && EnsurePassword(run->job.password)) return true;
   delete run;
+  Abandon();
   return false;
 }
 
@@ -303,7 +306,7 @@ void ExtractArchive(const char* archive, int silent, int inThread) {
   }
   if (RefuseWhenBusy()) return;
   const ArchiveFormat* format = CheckKind(GetArchiveKind());
-  if (!format) return;
+  if (!format) return Abandon();
   ExtractRun* run = NewRun(format, archive, silent);
   run->job.extractAll = 1;
   run->job.countEntries = 1;
@@ -320,7 +323,7 @@ void ExtractSelected(const EntrySelection& chosen) {
   }
   if (RefuseWhenBusy()) return;
   const ArchiveFormat* format = CheckKind(GetArchiveKind());
-  if (!format) return;
+  if (!format) return Abandon();
   ExtractRun* run = NewRun(format, archive, 0);
   run->chosen = chosen;
   run->job.chosen = &run->chosen;
@@ -331,15 +334,16 @@ void ExtractSelected(const EntrySelection& chosen) {
 void ExtractTreeFolder(const char* folder) {
   const char* archive = GetCurrentArchivePath();
   if (!*archive || !folder) return;
-  if (RefuseWhenBusy() || !CheckKind(GetArchiveKind())) return;
+  if (RefuseWhenBusy()) return;
+  if (!CheckKind(GetArchiveKind())) return Abandon();
   TreeExtractBlock* block = static_cast<TreeExtractBlock*>(calloc(1, sizeof(TreeExtractBlock)));
-  if (!block) return;
+  if (!block) return Abandon();
   snprintf(block->folder, sizeof block->folder, "%s", folder);
   snprintf(block->archive, sizeof block->archive, "%s", archive);
   block->overwriteMode = OVERWRITE_ASK;
   if (!AskDestination(archive, block->destination) || !EnsurePassword(block->password)) {
     free(block);
-    return;
+    return Abandon();
   }
   BeginRun(true);
   RunOnThread(ExtractTreeFolderThread, block);
@@ -363,7 +367,7 @@ void TestArchive(const EntrySelection* chosen) {
   const char* archive = GetCurrentArchivePath();
   if (!*archive || RefuseWhenBusy()) return;
   char password[kPathBuf];
-  if (!EnsurePassword(password)) return;
+  if (!EnsurePassword(password)) return Abandon();
   SecureZeroMemory(password, sizeof password);
   TestRun* run = new TestRun();
   snprintf(run->archive, sizeof run->archive, "%s", archive);

@@ -8,6 +8,7 @@
 #include "model/namelist.h"
 #include "services/log.h"
 #include "services/progress.h"
+#include "services/worker.h"
 #include "ui/entry_list.h"
 #include "zip/entry_name_safety.h"
 #include "zip/zip_open.h"
@@ -114,15 +115,19 @@ int ExtractMultipleFiles(HWND list, NameList* written) {
   }
   // The run moves the working directory, below which a running extraction writes.
   std::vector<int> rows = SelectedEntryRows(list);
-  if (IsBusy() || rows.empty()) return -1;
+  if (rows.empty() || ClaimOperation(OPERATION_JOB) != OPERATION_NONE) return -1;
   char fresh[kPathBuf];
-  if (!MakeFreshFolder(fresh)) return -1;
+  if (!MakeFreshFolder(fresh)) {
+    ReleaseOperation(OPERATION_JOB);
+    return -1;
+  }
 
   // Nothing else runs while the user drags; a cancel left from an earlier run must not end this one.
   CancelProgress(0);
   int withoutPath = 0, mode = OVERWRITE_ALWAYS;
   const char* password = GetCurrentPassword()[0] ? GetCurrentPassword() : nullptr;
   int result = ExtractZipFilesFromList(list, archive, &withoutPath, &mode, password, fresh, 0, 1, 1);
+  ReleaseOperation(OPERATION_JOB);
 
   // Only what is there: a refused or unreadable entry has no place in the drop.
   for (int row : rows) {

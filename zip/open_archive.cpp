@@ -9,6 +9,7 @@
 #include "formats/formats.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 
 #include <cstdio>
 
@@ -48,10 +49,7 @@ bool StartListingThread(int kind, void* block) {
   const ArchiveFormat* format = FindArchiveFormat(kind);
   ListingThreadProc proc = format ? format->ops.listing : nullptr;
   if (!proc) return false;
-  HANDLE thread = CreateThread(nullptr, 0, proc, block, 0, nullptr);
-  if (!thread) return false;
-  CloseHandle(thread);
-  return true;
+  return StartWorker("OpenCompressedFile", proc, block);
 }
 
 int OpenCompressedFile(const char* path, HWND owner) {
@@ -59,21 +57,17 @@ int OpenCompressedFile(const char* path, HWND owner) {
     TellCannotOpen(path, owner);
     return OPEN_REFUSED;
   }
-  if (IsBusy()) {
-    printf("already busy\n");
+  // Held until the listing thread ends, or given back by the refusals below.
+  if (int held = ClaimOperation(OPERATION_OPEN)) {
+    printf(held == OPERATION_JOB ? "already busy\n" : "already busy open\n");
     return OPEN_REFUSED;
   }
-  if (IsOpenInProgress()) {
-    printf("already busy open\n");
-    return OPEN_REFUSED;
-  }
-  SetOpenInProgress(1);
 
   char chosen[kPathBuf] = "";
   if (!path || !*path) {
     if (!GetPrompts().openFile(owner ? owner : GetMainWindowHandle(), ArchiveOpenFilter().c_str(), GetMessageText(28),
                                chosen)) {
-      SetOpenInProgress(0);
+      ReleaseOperation(OPERATION_OPEN);
       GetViewHooks().focusCurrentView();
       return OPEN_CANCELLED;
     }
@@ -83,7 +77,7 @@ int OpenCompressedFile(const char* path, HWND owner) {
   int kind = DecideArchiveKind(path);
   if (!kind) {
     PromptMessageBox(owner ? owner : GetMainWindowHandle(), GetMessageText(71), "Kestrelia", MB_ICONINFORMATION);
-    SetOpenInProgress(0);
+    ReleaseOperation(OPERATION_OPEN);
     return OPEN_REFUSED;
   }
 
@@ -93,13 +87,13 @@ int OpenCompressedFile(const char* path, HWND owner) {
   // Only a name test or the ZIP signature chooses a kind here, never ZIP64.
   if (!IsKnownArchiveKind(kind) || !FindArchiveFormat(kind)->matchesName) {
     printf("OpenCompressedFile: we should not arrive here !!\n");
-    SetOpenInProgress(0);
+    ReleaseOperation(OPERATION_OPEN);
     return OPEN_REFUSED;
   }
   if (!StartListingThread(kind, block)) {
     // The kind's plug-in is not installed.
     PromptMessageBox(owner ? owner : GetMainWindowHandle(), GetMessageText(71), GetMessageText(94), MB_ICONERROR);
-    SetOpenInProgress(0);
+    ReleaseOperation(OPERATION_OPEN);
     return OPEN_REFUSED;
   }
   return OPEN_STARTED;

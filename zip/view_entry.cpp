@@ -9,6 +9,7 @@
 #include "services/external_app.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "ui/entry_list.h"
 #include "zip/entry_name_safety.h"
 #include "zip/entry_names.h"
@@ -97,12 +98,14 @@ int ViewSelectedEntry(int openWith) {
     return 1;
   }
   // Viewing moves the working directory, which a running extraction writes below.
-  if (IsBusy()) {
+  if (ClaimOperation(OPERATION_JOB) != OPERATION_NONE) {
     PromptMessageBox(GetMainWindowHandle(), GetMessageText(40), "Kestrelia", MB_OK | MB_ICONINFORMATION);
     return 1;
   }
   std::string full = std::string(record->path ? record->path : "") + (record->filename ? record->filename : "");
-  return format->ops.view(archive, full.c_str(), openWith);
+  int result = format->ops.view(archive, full.c_str(), openWith);
+  ReleaseOperation(OPERATION_JOB);
+  return result;
 }
 
 int ViewZipEntry(const char* archive, const char* name, int openWith) {

@@ -9,6 +9,7 @@
 #include "model/view_hooks.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "zip/entry_names.h"
 #include "zip/zip_listing_progress.h"
 #include "zip/zip_open.h"
@@ -183,6 +184,6 @@ DWORD WINAPI ListZipFilesThread(LPVOID parameter) {
     views.setWindowTitle(nullptr);
   }
   views.finishListing();
-  SetOpenInProgress(0);
+  ReleaseOperation(OPERATION_OPEN);
   return 0;
 }

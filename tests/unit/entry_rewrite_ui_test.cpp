@@ -9,6 +9,7 @@
 #include "model/app_state.h"
 #include "model/archive_kind.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "ui/entry_rewrite.h"
 #include "zip/rewrite.h"
 

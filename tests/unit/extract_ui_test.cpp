@@ -10,6 +10,7 @@
 #include "services/overwrite_dialog.h"
 #include "services/password_dialog.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "archive_fixtures.h"
 #include "test_support.h"
 #include "ui/entry_list.h"
@@ -111,11 +112,13 @@ struct Script {
   std::string password;  // the password dialog's answer; empty cancels
   int passwordQuestions = 0;
   std::vector<std::string> boxes;
+  std::function<void()> whileAsked;  // run once inside the folder question, as a modal loop would
 };
 Script* g_script = nullptr;
 
 bool ScriptedFolder(HWND, const char*, char* folder) {
   ++g_script->folderQuestions;
+  if (auto second = std::move(g_script->whileAsked)) second();
   g_script->initial = folder;
   // A script that answers the chooser's check box shows it, as the real chooser does.
   if (FolderPickerOption* option = GetFolderPickerOption(); option && g_script->namedFolder >= 0) {
@@ -314,6 +317,30 @@ TEST_F(ExtractRunTest, RefusalsComeBeforeAnyQuestion) {
   EXPECT_EQ(script.folderQuestions, 0);
   ASSERT_EQ(script.boxes.size(), 3u);
   EXPECT_EQ(script.boxes[2], "ExtractArchive GCompressionMethod not specified");
+  EXPECT_EQ(IsBusy(), 0) << "a refused run gives its claim back";
+}
+
+// The folder chooser's message loop dispatches a second command that came right behind the
+// first: it is refused with the busy message, and only the first run happens.
+TEST_F(ExtractRunTest, ASecondRunWhileTheFirstAsksIsRefused) {
+  std::string archive = TestData("zip_deflated.zip");
+  SetCurrentArchivePath(archive.c_str());
+  std::function<void()> seconds[] = {
+      [&] { ExtractArchive(archive.c_str(), 1, 1); },
+      [] { ExtractTreeFolder("docs"); },
+      [] { TestArchive(nullptr); },
+  };
+  for (auto& second : seconds) {
+    script = Script();
+    script.folder = ScratchDir("extract_second");
+    script.whileAsked = second;
+    ExtractArchive(archive.c_str(), 1, 1);
+    ASSERT_TRUE(PumpUntil([] { return !IsBusy(); }));
+    EXPECT_EQ(script.folderQuestions, 1);
+    EXPECT_EQ(script.boxes, std::vector<std::string>{GetMessageText(40)});
+    EXPECT_TRUE(Exists(script.folder + "\\readme.txt"));
+  }
+  SetCurrentArchivePath("");
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "model/app_state.h"
 #include "model/archive_kind.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "test_support.h"
 #include "ui/clipboard_chain.h"
 #include "zip/extract.h"

@@ -12,6 +12,7 @@
 #include "model/listing_totals.h"
 #include "model/namelist.h"
 #include "services/prompts.h"
+#include "services/worker.h"
 #include "archive_fixtures.h"
 #include "test_support.h"
 #include "zip/open_archive.h"
@@ -110,11 +111,14 @@ TEST(ZipOpen, RefusalsAndFailuresTellTheUser) {
   EXPECT_EQ(box.text, GetMessageText(71));
   EXPECT_EQ(IsOpenInProgress(), 0);
 
-  SetBusy(1);
+  ASSERT_EQ(ClaimOperation(OPERATION_JOB), OPERATION_NONE);
   int calls = box.calls;
   EXPECT_EQ(OpenCompressedFile(TestData("zip_deflated.zip").c_str(), nullptr), OPEN_REFUSED);
   EXPECT_EQ(box.calls, calls) << "a busy refusal is only printed";
-  SetBusy(0);
+  EXPECT_EQ(IsOpenInProgress(), 0);
+  ReleaseOperation(OPERATION_OPEN);
+  EXPECT_EQ(IsBusy(), 1) << "the end of an open never frees a run's claim";
+  ReleaseOperation(OPERATION_JOB);
 }
 
 TEST(ZipOpen, DamagedArchiveFailsWithTheProgramsMessage) {
