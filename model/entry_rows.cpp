@@ -53,17 +53,24 @@ bool IsTextColumn(int column) {
          column == LISTSTRUCT_PATH;
 }
 
-// The user's locale's sort key, case ignored, with its terminating zero: keys joined one
-// after the other compare as the tuple of their texts.
+// The user's locale's sort key as Explorer orders names: case ignored, digits compared as
+// numbers (file2 before file10), with its terminating zero, so that keys joined one after the
+// other compare as the tuple of their texts. The text is UTF-8 whatever the process's code
+// page is, so it is widened explicitly.
 void AppendSortKey(std::string& key, const char* text) {
-  int n = LCMapStringA(LOCALE_USER_DEFAULT, LCMAP_SORTKEY | NORM_IGNORECASE, text, -1, nullptr, 0);
+  wchar_t wide[kPathBuf * 2];
+  int length = MultiByteToWideChar(CP_UTF8, 0, text ? text : "", -1, wide, kPathBuf * 2);
+  if (length <= 0) wide[0] = L'\0';
+  const DWORD flags = LCMAP_SORTKEY | LINGUISTIC_IGNORECASE | SORT_DIGITSASNUMBERS;
+  int n = LCMapStringEx(LOCALE_NAME_USER_DEFAULT, flags, wide, -1, nullptr, 0, nullptr, nullptr, 0);
   if (n <= 0) {
-    key.append(text).push_back('\0');
+    key.append(text ? text : "").push_back('\0');
     return;
   }
   size_t at = key.size();
   key.resize(at + static_cast<size_t>(n));
-  LCMapStringA(LOCALE_USER_DEFAULT, LCMAP_SORTKEY | NORM_IGNORECASE, text, -1, &key[at], n);
+  LCMapStringEx(LOCALE_NAME_USER_DEFAULT, flags, wide, -1, reinterpret_cast<LPWSTR>(&key[at]), n, nullptr, nullptr,
+                0);
 }
 
 std::string TextSortKey(const liststruct* r, int column) {

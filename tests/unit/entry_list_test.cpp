@@ -89,6 +89,19 @@ TEST_F(ListRows, SortingOrdersByValueAndFindsByTypedPrefix) {
   EXPECT_EQ(ListCell(list_, 0, 0) + ListCell(list_, 1, 0) + ListCell(list_, 2, 0), "c.txtb.txtA.txt");
   SortEntryRows(list_, LISTSTRUCT_FILENAME, false);  // case does not count
   EXPECT_EQ(ListCell(list_, 0, 0) + ListCell(list_, 1, 0) + ListCell(list_, 2, 0), "A.txtb.txtc.txt");
+  {
+    // Names order as Explorer orders them: the locale's letters, digits as numbers.
+    HiddenEntryList names;
+    HWND list = names.list;
+    for (const char* name : {"zoo", "Zebra", "Привет", "file10", "apple", "Überblick", "Документ", "mango", "file2",
+                             "Äpfel", "banana"})
+      InsertEntryRow(list, Stamp(), name, name, nullptr, 1, 1);
+    PublishEntryRows(list);
+    SortEntryRows(list, LISTSTRUCT_FILENAME, false);
+    std::string order;
+    for (int row = 0; row < 11; ++row) order += ListCell(list, row, 0) + ",";
+    EXPECT_EQ(order, "Äpfel,apple,banana,file2,file10,mango,Überblick,Zebra,zoo,Документ,Привет,");
+  }
   SortEntryRows(list_, LISTSTRUCT_PATH, false);
   EXPECT_EQ(ListCell(list_, 0, 0), "c.txt");
 
