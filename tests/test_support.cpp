@@ -3,6 +3,7 @@
 
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
+#include "services/prompts.h"
 #include "ui/entry_list.h"
 #include "ui/listing_view.h"
 
@@ -71,6 +72,25 @@ bool OnDialog(const char* title, const std::function<void(HWND)>& act) {
   if (!dialog) return false;
   act(dialog);
   return true;
+}
+
+namespace {
+RecordedBoxes* g_recorded = nullptr;
+}  // namespace
+
+RecordedBoxes::RecordedBoxes() : previous_(GetPrompts().messageBox) {
+  g_recorded = this;
+  GetPrompts().messageBox = [](HWND, const char* text, const char* title, UINT flags) {
+    g_recorded->texts.push_back(text ? text : "");
+    g_recorded->titles.push_back(title ? title : "");
+    g_recorded->flags.push_back(flags);
+    return g_recorded->answer;
+  };
+}
+
+RecordedBoxes::~RecordedBoxes() {
+  GetPrompts().messageBox = previous_;
+  g_recorded = nullptr;
 }
 
 std::vector<std::string> ReadLines(const std::string& path) {

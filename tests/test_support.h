@@ -25,6 +25,21 @@ bool PumpUntil(const std::function<bool()>& done);
 // none came within half a minute.
 bool OnDialog(const char* title, const std::function<void(HWND)>& act);
 
+// While it lives, the program's message boxes are recorded instead of shown, each answered
+// with answer; the box that was in place comes back afterwards.
+struct RecordedBoxes {
+  std::vector<std::string> texts, titles;
+  std::vector<UINT> flags;
+  int answer = IDOK;
+  RecordedBoxes();
+  ~RecordedBoxes();
+  RecordedBoxes(const RecordedBoxes&) = delete;
+  RecordedBoxes& operator=(const RecordedBoxes&) = delete;
+
+ private:
+  int (*previous_)(HWND, const char*, const char*, UINT);
+};
+
 // The text a list view shows in a cell.
 std::string ListCell(HWND list, int row, int column);
 

@@ -23,12 +23,6 @@
 
 namespace {
 
-std::vector<std::string> g_boxes;
-int RecordBox(HWND, const char* text, const char*, UINT) {
-  g_boxes.push_back(text);
-  return IDOK;
-}
-
 struct Entry {
   std::string name;
   uint16_t flag;
@@ -95,8 +89,6 @@ int RunJob(const Job& job) {
 class Create : public ::testing::Test {
  protected:
   void SetUp() override {
-    GetPrompts().messageBox = RecordBox;
-    g_boxes.clear();
     CancelProgress(0);
     SetSkipCRCCheck(0);
     SetSimulationFlag(0);
@@ -106,8 +98,8 @@ class Create : public ::testing::Test {
   void TearDown() override {
     SetSilentProgressReporter(nullptr);
     CancelProgress(0);
-    ResetPrompts();
   }
+  RecordedBoxes boxes;  // none may wait for a person
   std::string dir;
 };
 

@@ -19,13 +19,6 @@
 
 namespace {
 
-std::vector<std::string> g_boxes;
-int g_answer = IDYES;
-int ScriptedBox(HWND, const char* text, const char*, UINT) {
-  g_boxes.push_back(text);
-  return g_answer;
-}
-
 std::set<std::string> ArchiveNames(const std::string& path) {
   std::set<std::string> names;
   unzFile zip = MyWaitunzOpen2_64(path.c_str(), 0);
@@ -48,16 +41,17 @@ struct EditedArchive {
     listed = new ListedArchive("edited.zip");
     SetCurrentArchivePath(path.c_str());
     SetArchiveKind(kind);
-    g_boxes.clear();
-    g_answer = IDYES;
-    GetPrompts().messageBox = ScriptedBox;
+    boxes.answer = IDYES;
   }
   ~EditedArchive() {
     delete listed;
-    ResetPrompts();
     SetCurrentArchivePath("");
   }
+  RecordedBoxes boxes;
   HWND List() const { return listed->window.list; }
+  void Select(std::initializer_list<const char*> rows) {
+    for (const char* row : rows) ListView_SetItemState(List(), Row(row), LVIS_SELECTED, LVIS_SELECTED);
+  }
   int Row(const std::string& fullName) const {
     for (int row = 0; row < listed->window.Rows(); ++row)
       if (listed->FullName(row) == fullName) return row;
@@ -115,14 +109,14 @@ TEST_P(EntryEdits, BecomeOneRewriteOrARefusal) {
   std::set<std::string> after = ArchiveNames(archive.path);
   if (!c.expect) {
     EXPECT_EQ(after, before) << c.title;
-    ASSERT_EQ(g_boxes.size(), 1u) << c.title;
-    EXPECT_EQ(g_boxes[0], GetMessageText(c.messageText)) << c.title;
+    ASSERT_EQ(archive.boxes.texts.size(), 1u) << c.title;
+    EXPECT_EQ(archive.boxes.texts[0], GetMessageText(c.messageText)) << c.title;
     return;
   }
   before.erase(Separated(c.row));
   before.insert(c.expect);
   EXPECT_EQ(after, before) << c.title;
-  EXPECT_TRUE(g_boxes.empty()) << c.title << ": " << (g_boxes.empty() ? "" : g_boxes[0]);
+  EXPECT_EQ(archive.boxes.texts, std::vector<std::string>{}) << c.title;
   EXPECT_GE(archive.Row(Separated(c.expect, '/', '\\')), 0) << c.title << ": the row follows";
 }
 
@@ -130,14 +124,13 @@ INSTANTIATE_TEST_SUITE_P(Table, EntryEdits, ::testing::ValuesIn(kEdits));
 
 TEST(EntryEdits, DeletingTheSelectionAsksFirstAndTheRowsFollow) {
   EditedArchive archive(ARCHIVE_ZIP);
-  ListView_SetItemState(archive.List(), archive.Row("noise.bin"), LVIS_SELECTED, LVIS_SELECTED);
-  ListView_SetItemState(archive.List(), archive.Row("docs\\zero.bin"), LVIS_SELECTED, LVIS_SELECTED);
-  g_answer = IDNO;
+  archive.Select({"noise.bin", "docs\\zero.bin"});
+  archive.boxes.answer = IDNO;
   DeleteSelectedEntries(archive.List());
   archive.WaitForWorker();
   EXPECT_EQ(ArchiveNames(archive.path).size(), 6u);
 
-  g_answer = IDYES;
+  archive.boxes.answer = IDYES;
   DeleteSelectedEntries(archive.List());
   archive.WaitForWorker();
   std::set<std::string> names = ArchiveNames(archive.path);
@@ -145,7 +138,7 @@ TEST(EntryEdits, DeletingTheSelectionAsksFirstAndTheRowsFollow) {
   EXPECT_EQ(names.count("noise.bin") + names.count("docs/zero.bin"), 0u);
   EXPECT_EQ(archive.listed->window.Rows(), 4);
   EXPECT_EQ(archive.Row("noise.bin"), -1);
-  EXPECT_EQ(g_boxes.size(), 2u);  // the two questions, no error
+  EXPECT_EQ(archive.boxes.texts.size(), 2u);  // the two questions, no error
 }
 
 struct FolderCase {
@@ -179,11 +172,11 @@ TEST_P(FolderRenames, ChangeEveryEntryBelowTheFolder) {
   archive.WaitForWorker();
   EXPECT_EQ(ArchiveNames(archive.path), expected) << c.title;
   if (!c.renamed) {
-    ASSERT_EQ(g_boxes.size(), 1u) << c.title;
-    EXPECT_EQ(g_boxes[0], GetMessageText(c.messageText)) << c.title;
+    ASSERT_EQ(archive.boxes.texts.size(), 1u) << c.title;
+    EXPECT_EQ(archive.boxes.texts[0], GetMessageText(c.messageText)) << c.title;
     return;
   }
-  EXPECT_TRUE(g_boxes.empty()) << c.title;
+  EXPECT_TRUE(archive.boxes.texts.empty()) << c.title;
   for (const std::string& name : expected)
     EXPECT_GE(archive.Row(Separated(name, '/', '\\')), 0) << c.title << ": the rows follow, " << name;
 }
@@ -193,21 +186,19 @@ INSTANTIATE_TEST_SUITE_P(Table, FolderRenames, ::testing::ValuesIn(kFolders));
 TEST(EntryEdits, DraggedRowsMoveIntoTheFolderAndRowsAlreadyThereStay) {
   EditedArchive archive(ARCHIVE_ZIP);
   std::set<std::string> expected = ArchiveNames(archive.path);
-  ListView_SetItemState(archive.List(), archive.Row("readme.txt"), LVIS_SELECTED, LVIS_SELECTED);
-  ListView_SetItemState(archive.List(), archive.Row("docs\\deep\\er\\note.md"), LVIS_SELECTED, LVIS_SELECTED);
+  archive.Select({"readme.txt", "docs\\deep\\er\\note.md"});
   MoveSelectedEntries(archive.List(), "docs\\deep\\er\\");
   archive.WaitForWorker();
   expected.erase("readme.txt");
   expected.insert("docs/deep/er/readme.txt");
   EXPECT_EQ(ArchiveNames(archive.path), expected);
   EXPECT_GE(archive.Row("docs\\deep\\er\\readme.txt"), 0);
-  EXPECT_TRUE(g_boxes.empty());
+  EXPECT_TRUE(archive.boxes.texts.empty());
 }
 
 TEST(EntryEdits, CutEntriesGoOnceTheyWerePastedElsewhere) {
   EditedArchive archive(ARCHIVE_ZIP);
-  ListView_SetItemState(archive.List(), archive.Row("readme.txt"), LVIS_SELECTED, LVIS_SELECTED);
-  ListView_SetItemState(archive.List(), archive.Row("docs\\zero.bin"), LVIS_SELECTED, LVIS_SELECTED);
+  archive.Select({"readme.txt", "docs\\zero.bin"});
   ASSERT_TRUE(CutSelectedEntries(archive.List()));
   EXPECT_EQ(GetCutEntryCount(), 2u);
   ListView_SetItemState(archive.List(), -1, 0, LVIS_SELECTED);  // the selection moves on

@@ -11,7 +11,6 @@
 #include "model/folder_tree.h"
 #include "model/liststruct.h"
 #include "model/rbtree.h"
-#include "services/prompts.h"
 #include "test_support.h"
 #include "tree_support.h"
 #include "ui/entry_list.h"
@@ -24,12 +23,6 @@
 
 namespace {
 
-std::string g_shown;
-int CaptureBox(HWND, const char* text, const char*, UINT) {
-  g_shown = text;
-  return IDOK;
-}
-
 class FolderTreeView : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -40,7 +33,6 @@ class FolderTreeView : public ::testing::Test {
   void TearDown() override {
     WaitForFill();
     DestroyFolderTreeIndexes();
-    ResetPrompts();
   }
   void Add(const char* name, uint64_t size) {
     const char* slash = strrchr(name, '\\');
@@ -199,30 +191,28 @@ TEST_F(FolderTreeView, BurstOfSelectionsEndsInOneFillForTheLast) {
   EXPECT_EQ(FolderRows(), (std::vector<std::string>{"3.txt"}));
 }
 
+// Entries and folders below the folder, its name (the root's: the archive's path), its size.
 TEST_F(FolderTreeView, PropertiesShowTotalsBelowTheFolder) {
   Add("docs\\a.txt", 999);
   Add("docs\\img\\b.png", 1000);
   Add("docs\\img\\c.png", 24);
+  Add("top.txt", 999);
   Derive();
-  GetPrompts().messageBox = CaptureBox;
+  RecordedBoxes boxes;
   char decimal[8] = ".";
   GetLocaleInfoA(LOCALE_SYSTEM_DEFAULT, LOCALE_SDECIMAL, decimal, sizeof decimal);
-
-  DisplayTreeItemProperties(FindTreeItemString(tree_, "docs\\img"));
-  EXPECT_NE(g_shown.find("\"img\""), std::string::npos) << g_shown;
-  EXPECT_NE(g_shown.find("\t\t 2\n"), std::string::npos) << g_shown;  // entries
-  EXPECT_NE(g_shown.find("\t\t 0\n"), std::string::npos) << g_shown;  // folders
-  EXPECT_NE(g_shown.find("1" + std::string(decimal) + "00 KB"), std::string::npos) << g_shown;  // 1024 bytes
-
-  DisplayTreeItemProperties(FindTreeItemString(tree_, "docs"));
-  EXPECT_NE(g_shown.find("\t\t 3\n"), std::string::npos) << g_shown;
-  EXPECT_NE(g_shown.find("\t\t 1\n"), std::string::npos) << g_shown;
-
-  g_shown.clear();
-  Add("top.txt", 999);
-  SetTreeInStep(0);
-  Derive();
-  DisplayTreeItemProperties(TreeView_GetRoot(tree_));
-  EXPECT_NE(g_shown.find("C:\\archives\\test.zip"), std::string::npos) << g_shown;
-  EXPECT_NE(g_shown.find("\t\t 4\n"), std::string::npos) << g_shown;
+  const struct {
+    const char* folder;
+    std::vector<std::string> shown;
+  } cases[] = {
+      {"docs\\img", {"\"img\"", "\t\t 2\n", "\t\t 0\n", "1" + std::string(decimal) + "00 KB"}},  // 1024 bytes
+      {"docs", {"\t\t 3\n", "\t\t 1\n"}},
+      {nullptr, {"C:\\archives\\test.zip", "\t\t 4\n"}},
+  };
+  for (const auto& c : cases) {
+    DisplayTreeItemProperties(c.folder ? FindTreeItemString(tree_, c.folder) : TreeView_GetRoot(tree_));
+    ASSERT_FALSE(boxes.texts.empty());
+    for (const std::string& text : c.shown)
+      EXPECT_NE(boxes.texts.back().find(text), std::string::npos) << boxes.texts.back();
+  }
 }

@@ -20,16 +20,11 @@
 
 namespace {
 
-std::vector<std::string> g_boxes;
-int RecordBox(HWND, const char* text, const char*, UINT) {
-  g_boxes.push_back(text);
-  return IDOK;
-}
-
 class Search : public ::testing::Test {
  protected:
   ListedArchive archive{"search.zip"};
   HiddenEntryList folder;
+  RecordedBoxes boxes;
 
   void SetUp() override {
     AllocateControlBlocks();
@@ -41,14 +36,11 @@ class Search : public ::testing::Test {
     SetArchiveKind(ARCHIVE_ZIP);
     SetMainWindowHandle(archive.window.parent);
     SetShowProgressDialog(false);
-    GetPrompts().messageBox = RecordBox;
-    g_boxes.clear();
     InitializeSearchValues(nullptr, 0);
     InitializeTreeListSearchValues(nullptr, 0);
   }
   void TearDown() override {
     if (HWND d = GetFindDialog()) DestroyWindow(d);
-    ResetPrompts();
     SetMainWindowHandle(nullptr);
   }
 
@@ -73,9 +65,9 @@ class Search : public ::testing::Test {
   // Every hit F3 reaches from the first find on, as full names, up to the no-hit message.
   std::vector<std::string> WalkHits(HWND view, DWORD flags) {
     std::vector<std::string> hits;
-    g_boxes.clear();
+    boxes.texts.clear();
     FindNext("kestrelneedle", flags);
-    for (int i = 0; i < 20 && g_boxes.empty(); ++i) {
+    for (int i = 0; i < 20 && boxes.texts.empty(); ++i) {
       int row = ListView_GetNextItem(view, -1, LVNI_SELECTED);
       const liststruct* r = row >= 0 ? GetRowRecord(view, row) : nullptr;
       hits.push_back(r ? std::string(r->path) + r->filename : "?");
@@ -103,9 +95,9 @@ TEST_F(Search, StepsForwardThenBackOverHitsWithoutInflatingAgain) {
   }
   EXPECT_EQ(hits, (std::vector<std::string>{"e.txt", "f.txt", "g.txt"}));
   EXPECT_EQ(GetContentEntriesSearched() - before, 6);  // each entry once
-  EXPECT_TRUE(g_boxes.empty());
+  EXPECT_TRUE(boxes.texts.empty());
   Step(1);  // past the last entry
-  EXPECT_EQ(g_boxes, std::vector<std::string>{std::string("\"kestrelneedle\" ") + GetGenericText(45)});
+  EXPECT_EQ(boxes.texts, std::vector<std::string>{std::string("\"kestrelneedle\" ") + GetGenericText(45)});
 
   // Hits name entries, not rows: sorted the other way round, stepping back still finds them.
   SortEntryRows(archive.window.list, LISTSTRUCT_FILENAME, true);
@@ -117,7 +109,7 @@ TEST_F(Search, StepsForwardThenBackOverHitsWithoutInflatingAgain) {
   }
   EXPECT_EQ(hits, (std::vector<std::string>{"f.txt", "e.txt", "b.txt"}));
   Step(0);  // nothing before the first hit
-  EXPECT_EQ(g_boxes.size(), 2u);
+  EXPECT_EQ(boxes.texts.size(), 2u);
   Step(1);
   EXPECT_EQ(Selected(archive.window.list), "e.txt");
   EXPECT_EQ(GetContentEntriesSearched(), inflated);
@@ -157,7 +149,7 @@ TEST_F(Search, ACancelledStepLeavesTheLastHitAndSearchesOnNextTime) {
   Step(1);
   EXPECT_EQ(GetContentEntriesSearched(), before);
   EXPECT_EQ(Selected(archive.window.list), "b.txt");
-  EXPECT_TRUE(g_boxes.empty());
+  EXPECT_TRUE(boxes.texts.empty());
   Step(1);
   EXPECT_EQ(Selected(archive.window.list), "e.txt");
   EXPECT_EQ(GetFoundListCount(0), 2u);
@@ -178,7 +170,7 @@ TEST_F(Search, ChangingAnOptionStartsAgainWithAnEmptyFoundList) {
   EXPECT_EQ(GetFoundListCount(0), 1u);
   FindNext("no such text anywhere");
   EXPECT_EQ(GetFoundListCount(0), 0u);
-  EXPECT_EQ(g_boxes.size(), 1u);
+  EXPECT_EQ(boxes.texts.size(), 1u);
   EXPECT_EQ(ListView_GetSelectedCount(archive.window.list), 0u);
 }
 
@@ -195,16 +187,16 @@ TEST_F(Search, NameSearchAndRefusals) {
   } refusals[] = {{ARCHIVE_TAR, 67}, {ARCHIVE_ISO, 68}, {ARCHIVE_RAR, 81}, {ARCHIVE_ZIP64, 101}};
   for (const auto& r : refusals) {
     SetArchiveKind(r.kind);
-    g_boxes.clear();
+    boxes.texts.clear();
     FindReplace(nullptr, 1);
-    EXPECT_EQ(g_boxes, std::vector<std::string>{GetMessageText(r.text)});
+    EXPECT_EQ(boxes.texts, std::vector<std::string>{GetMessageText(r.text)});
     EXPECT_EQ(GetFindDialog(), nullptr);
   }
   SetArchiveKind(ARCHIVE_ZIP);
   GetCurrentControlBlock()->viewComponent = folder.list;  // empty
-  g_boxes.clear();
+  boxes.texts.clear();
   FindReplace(nullptr, 1);
-  EXPECT_EQ(g_boxes, std::vector<std::string>{GetMessageText(48)});
+  EXPECT_EQ(boxes.texts, std::vector<std::string>{GetMessageText(48)});
 }
 
 }  // namespace

@@ -23,12 +23,6 @@
 
 namespace {
 
-std::vector<std::string> g_boxes;
-int RecordBox(HWND, const char* text, const char* title, UINT) {
-  g_boxes.push_back(std::string(title) + "|" + text);
-  return IDOK;
-}
-
 struct TarListed {
   HiddenEntryList window;
   ArchiveControlBlock block = {};
@@ -53,11 +47,7 @@ struct TarListed {
 
 class TarFormat : public ::testing::Test {
  protected:
-  void SetUp() override {
-    g_boxes.clear();
-    GetPrompts().messageBox = RecordBox;
-  }
-  void TearDown() override { ResetPrompts(); }
+  RecordedBoxes boxes;
 };
 
 TEST_F(TarFormat, ListsFilesWithSlashPathsAndFolderSizesInTheTotals) {
@@ -78,7 +68,7 @@ TEST_F(TarFormat, ListsFilesWithSlashPathsAndFolderSizesInTheTotals) {
   int top = listed.Row("readme.txt");
   ASSERT_GE(top, 0);
   EXPECT_STREQ(GetRowRecord(listed.window.list, top)->path, "");
-  EXPECT_TRUE(g_boxes.empty());
+  EXPECT_TRUE(boxes.texts.empty());
 }
 
 TEST_F(TarFormat, ExtractsTheSelectionOrEverything) {
@@ -102,7 +92,7 @@ TEST_F(TarFormat, ExtractsTheSelectionOrEverything) {
   job.extractAll = 1;
   EXPECT_EQ(ExtractTarFilesFromList(&job), 0);
   EXPECT_EQ(FileNames(all), FileNames(TestData("ref_gnu_pax.tar.gz")));
-  EXPECT_TRUE(g_boxes.empty());
+  EXPECT_TRUE(boxes.texts.empty());
 }
 
 TEST_F(TarFormat, HostileEntriesAreReportedOnce) {
@@ -113,9 +103,9 @@ TEST_F(TarFormat, HostileEntriesAreReportedOnce) {
   std::string out = ScratchDir("tar_adapter_hostile");
   snprintf(job.destination, sizeof job.destination, "%s", out.c_str());
   ExtractTarFilesFromList(&job);
-  ASSERT_EQ(g_boxes.size(), 1u);
-  EXPECT_NE(g_boxes[0].find(GetMessageText(72)), std::string::npos);
-  EXPECT_NE(g_boxes[0].find("../escaped-dotdot.txt"), std::string::npos);
+  ASSERT_EQ(boxes.texts.size(), 1u);
+  EXPECT_NE(boxes.texts[0].find(GetMessageText(72)), std::string::npos);
+  EXPECT_NE(boxes.texts[0].find("../escaped-dotdot.txt"), std::string::npos);
 }
 
 TEST_F(TarFormat, ViewWritesTheEntryBelowTheTemporaryFolder) {
@@ -124,14 +114,11 @@ TEST_F(TarFormat, ViewWritesTheEntryBelowTheTemporaryFolder) {
   std::string written = std::string(temp) + "bin\\tool.exe";
   DeleteFileA(written.c_str());
   // A program entry asks before it starts; the answer is no, so nothing outlives the test.
-  GetPrompts().messageBox = [](HWND, const char* text, const char*, UINT) {
-    g_boxes.push_back(text);
-    return IDCANCEL;
-  };
+  boxes.answer = IDCANCEL;
   EXPECT_EQ(ViewTarFile(TestData("view.tar").c_str(), "bin/tool.exe", 0), 1);
   EXPECT_EQ(ReadFileBytes(written), std::string("MZ\0\0", 4));
-  ASSERT_EQ(g_boxes.size(), 1u);
-  EXPECT_NE(g_boxes[0].find(GetMessageText(75)), std::string::npos);
+  ASSERT_EQ(boxes.texts.size(), 1u);
+  EXPECT_NE(boxes.texts[0].find(GetMessageText(75)), std::string::npos);
   EXPECT_EQ(ViewTarFile(TestData("view.tar").c_str(), "", 0), 1);
   DeleteFileA(written.c_str());
 }
@@ -183,8 +170,8 @@ TEST_F(TarFormat, ADamagedArchiveListsWhatCameBeforeTheDamage) {
   SetMainWindowHandle(nullptr);
   EXPECT_GT(listed.window.Rows(), 0);
   EXPECT_LT(listed.window.Rows(), 7);
-  ASSERT_EQ(g_boxes.size(), 1u);
-  EXPECT_EQ(g_boxes[0].rfind("tar.dll|", 0), 0u) << g_boxes[0];
+  ASSERT_EQ(boxes.texts.size(), 1u);
+  EXPECT_EQ(boxes.titles[0], "tar.dll");
 }
 
 }  // namespace

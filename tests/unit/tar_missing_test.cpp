@@ -16,16 +16,8 @@
 
 namespace {
 
-std::vector<std::string> g_boxes;
-int RecordBox(HWND, const char* text, const char* title, UINT flags) {
-  EXPECT_TRUE(flags & MB_ICONERROR);
-  g_boxes.push_back(std::string(title) + "|" + text);
-  return IDOK;
-}
-
 TEST(TarMissing, EveryOperationTellsTheUserTheLibraryIsMissing) {
-  GetPrompts().messageBox = RecordBox;
-  const std::string expected = std::string(GetMessageText(94)) + "|" + GetGenericText(12);
+  RecordedBoxes boxes;
   EXPECT_FALSE(IsTarLibraryPresent());
 
   HiddenEntryList window;
@@ -39,9 +31,10 @@ TEST(TarMissing, EveryOperationTellsTheUserTheLibraryIsMissing) {
   ExtractTarFilesFromList(&job);
   TarCreateRequest request = {};
   EXPECT_EQ(CreateTarArchive(request, {"Z:\\nowhere\\file.txt"}), -1);
-  EXPECT_EQ(g_boxes, std::vector<std::string>(3, expected));
+  EXPECT_EQ(boxes.titles, std::vector<std::string>(3, GetMessageText(94)));
+  EXPECT_EQ(boxes.texts, std::vector<std::string>(3, GetGenericText(12)));
+  for (UINT flags : boxes.flags) EXPECT_TRUE(flags & MB_ICONERROR);
   EXPECT_EQ(window.Rows(), 0);
-  ResetPrompts();
 }
 
 }  // namespace

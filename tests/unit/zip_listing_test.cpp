@@ -54,26 +54,6 @@ std::multiset<std::string> Expected(const std::string& listFile) {
   return std::multiset<std::string>(lines.begin(), lines.end());
 }
 
-struct MessageCapture {
-  static std::string text, title;
-  static int calls;
-  static int Box(HWND, const char* t, const char* c, UINT) {
-    text = t;
-    title = c;
-    ++calls;
-    return IDOK;
-  }
-  MessageCapture() {
-    text.clear();
-    title.clear();
-    calls = 0;
-    GetPrompts().messageBox = Box;
-  }
-  ~MessageCapture() { ResetPrompts(); }
-};
-std::string MessageCapture::text, MessageCapture::title;
-int MessageCapture::calls = 0;
-
 }  // namespace
 
 TEST(ZipListing, EveryPeerArchiveListsAsThePeersSeeIt) {
@@ -100,21 +80,20 @@ TEST(ZipListing, EncryptionOfTheFirstEntrySetsTheArchiveFlag) {
 }
 
 TEST(ZipOpen, RefusalsAndFailuresTellTheUser) {
-  MessageCapture box;
+  RecordedBoxes boxes;
   EXPECT_EQ(OpenCompressedFile(TestData("does_not_exist.zip").c_str(), nullptr), OPEN_REFUSED);
-  EXPECT_EQ(box.calls, 1);
-  EXPECT_EQ(box.title, "Kestrelia");
-  EXPECT_NE(box.text.find("does_not_exist.zip"), std::string::npos);
-  EXPECT_NE(box.text.find(GetMessageText(35)), std::string::npos);
+  ASSERT_EQ(boxes.texts.size(), 1u);
+  EXPECT_EQ(boxes.titles[0], "Kestrelia");
+  EXPECT_NE(boxes.texts[0].find("does_not_exist.zip"), std::string::npos);
+  EXPECT_NE(boxes.texts[0].find(GetMessageText(35)), std::string::npos);
 
   EXPECT_EQ(OpenCompressedFile(TestData("plain.txt").c_str(), nullptr), OPEN_REFUSED);
-  EXPECT_EQ(box.text, GetMessageText(71));
+  EXPECT_EQ(boxes.texts.back(), GetMessageText(71));
   EXPECT_EQ(IsOpenInProgress(), 0);
 
   ASSERT_EQ(ClaimOperation(OPERATION_JOB), OPERATION_NONE);
-  int calls = box.calls;
   EXPECT_EQ(OpenCompressedFile(TestData("zip_deflated.zip").c_str(), nullptr), OPEN_REFUSED);
-  EXPECT_EQ(box.calls, calls) << "a busy refusal is only printed";
+  EXPECT_EQ(boxes.texts.size(), 2u) << "a busy refusal is only printed";
   EXPECT_EQ(IsOpenInProgress(), 0);
   ReleaseOperation(OPERATION_OPEN);
   EXPECT_EQ(IsBusy(), 1) << "the end of an open never frees a run's claim";
@@ -127,7 +106,7 @@ TEST(ZipOpen, DamagedArchiveFailsWithTheProgramsMessage) {
   EXPECT_STREQ(GetUnzipErrorText(GetUnzipErrorIndex()), "unzip bad zip file");
 
   // The whole open road: the listing thread shows the error box and clears the open mark.
-  MessageCapture box;
+  RecordedBoxes boxes;
   HiddenEntryList window;
   RegisterZipFormat();
   ArchiveControlBlock* block = GetCurrentControlBlock();
@@ -137,8 +116,9 @@ TEST(ZipOpen, DamagedArchiveFailsWithTheProgramsMessage) {
   ASSERT_EQ(OpenCompressedFile(TestData("damaged.zip").c_str(), nullptr), OPEN_STARTED);
   for (int i = 0; i < 6000 && IsOpenInProgress(); ++i) Sleep(10);  // generous: a loaded machine
   EXPECT_EQ(IsOpenInProgress(), 0);
-  EXPECT_EQ(box.title, GetMessageText(94));
-  EXPECT_NE(box.text.find("damaged.zip"), std::string::npos);
+  ASSERT_EQ(boxes.titles.size(), 1u);
+  EXPECT_EQ(boxes.titles[0], GetMessageText(94));
+  EXPECT_NE(boxes.texts[0].find("damaged.zip"), std::string::npos);
   EXPECT_EQ(window.Rows(), 0);
   block->list = nullptr;
 }
