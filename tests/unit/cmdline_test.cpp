@@ -82,11 +82,3 @@ TEST(CommandLine, Roads) {
     EXPECT_EQ(p.simulation, c.simulation) << c.line;
   }
 }
-
-TEST(CommandLine, PictureNames) {
-  EXPECT_TRUE(IsPictureFile("holiday.JPG"));
-  EXPECT_TRUE(IsPictureFile("a.jpeg"));
-  EXPECT_TRUE(IsPictureFile("sheet.ods"));
-  EXPECT_FALSE(IsPictureFile("notes.txt"));
-  EXPECT_FALSE(IsPictureFile("png"));
-}

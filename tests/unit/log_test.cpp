@@ -6,25 +6,7 @@
 #include "test_support.h"
 
 #include <cstdio>
-#include <ctime>
 #include <string>
-
-TEST(Log, FileNameComesFromProgramPathAndStartTime) {
-  struct tm when = {};
-  when.tm_year = 2024 - 1900;
-  when.tm_mon = 0;
-  when.tm_mday = 2;
-  when.tm_hour = 3;
-  when.tm_min = 4;
-  when.tm_sec = 5;
-  when.tm_isdst = -1;
-  time_t t = mktime(&when);
-  char name[kPathBuf];
-  MakeLogFileName("C:\\Programs\\Kestrelia.exe", t, name, sizeof name);
-  EXPECT_STREQ(name, "C:\\Programs\\Kestrelia_log_20240102_030405.txt");
-  MakeLogFileName("C:\\Programs\\noext", t, name, sizeof name);
-  EXPECT_STREQ(name, "C:\\Programs\\noext_log_20240102_030405.txt");
-}
 
 TEST(Log, LevelFilterAndFileContents) {
   SetVerbose(3);
