@@ -11,7 +11,6 @@
 #include "settings/save.h"
 #include "settings/values.h"
 #include "ui/entry_list.h"
-#include "ui/listing_status.h"
 
 namespace {
 
@@ -44,7 +43,8 @@ void RefreshTexts() {
   SetEntryListColumnTitles(m.treeList);
   SetStatusTips(m.status);
   RefreshToolbarTexts();
-  if (GetEntryRowCount(m.list) > 0) WriteListingStatusBar();
+  // Every pane in the new language, the selection's mark included.
+  if (GetEntryRowCount(m.list) > 0) WriteSelectionStatus();
   // The type column's fallback text comes from the library too.
   InvalidateRect(m.list, nullptr, TRUE);
   InvalidateRect(m.treeList, nullptr, TRUE);

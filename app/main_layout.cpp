@@ -105,6 +105,11 @@ void SetPresentation(int presentation) {
   ShowFolderPresentation();
 }
 
+void CheckPresentationItems(HMENU menu) {
+  bool tree = Main().presentation == PRESENT_FOLDER_TREE;
+  CheckMenuRadioItem(menu, IDM_FULL_LIST, IDM_FOLDER_TREE, tree ? IDM_FOLDER_TREE : IDM_FULL_LIST, MF_BYCOMMAND);
+}
+
 void LayoutMainControls() {
   MainWindowState& m = Main();
   if (!m.hwnd) return;

@@ -36,6 +36,9 @@ MainWindowState& Main();
 void CreateMainControls(HWND hwnd);
 void LayoutMainControls();
 void SetPresentation(int presentation);
+// Puts the radio mark of the View menu (or of any menu holding both items) on the current
+// presentation.
+void CheckPresentationItems(HMENU menu);
 HWND CurrentView();
 
 // The status bar parts' tips in the current language.

@@ -268,6 +268,7 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
       return MsgDpiChanged(hwnd, wParam, reinterpret_cast<const RECT*>(lParam));
     case WM_INITMENUPOPUP:
       EnableMenuCommands(reinterpret_cast<HMENU>(wParam));
+      CheckPresentationItems(reinterpret_cast<HMENU>(wParam));
       RefreshRecentMenu(reinterpret_cast<HMENU>(wParam));
       return 0;
     case WM_CONTEXTMENU:

@@ -174,11 +174,19 @@ void InitEntryListColumns(HWND list) {
   const char* titles[LISTSTRUCT_COLUMNS];
   GetColumnTitles(titles);
   const int widths[LISTSTRUCT_COLUMNS] = {200, 30, 90, 90, 50, 120, 140, 220};
+  HDC screen = GetDC(list);
+  int dpi = screen ? GetDeviceCaps(screen, LOGPIXELSX) : 96;
+  if (screen) ReleaseDC(list, screen);
   for (int i = 0; i < LISTSTRUCT_COLUMNS; ++i) {
     LVCOLUMNA column = {};
     column.mask = LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM | LVCF_FMT;
     column.fmt = ColumnFormat(i);
-    column.cx = widths[i];
+    // Every title is read whole at the start, in either language, with room for the sort
+    // mark beside it.
+    int title = static_cast<int>(SendMessageA(list, LVM_GETSTRINGWIDTHA, 0, reinterpret_cast<LPARAM>(titles[i])));
+    int wanted = MulDiv(widths[i], dpi, 96);
+    int fits = title + MulDiv(32, dpi, 96);
+    column.cx = wanted > fits ? wanted : fits;
     column.pszText = const_cast<char*>(titles[i]);
     column.iSubItem = i;
     SendMessageA(list, LVM_INSERTCOLUMNA, i, reinterpret_cast<LPARAM>(&column));
