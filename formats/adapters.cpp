@@ -1,6 +1,7 @@
 #include "services/base.h"
 #include "formats/formats.h"
 
+#include "formats/rar_format.h"
 #include "formats/tar_format.h"
 #include "zip/zip_format.h"
 
@@ -9,4 +10,5 @@
 void RegisterArchiveFormats() {
   RegisterZipFormat();
   RegisterTarFormat();
+  RegisterRarFormat();
 }

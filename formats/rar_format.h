@@ -1,0 +1,33 @@
+// RAR archives through the UnRAR library (unrar.dll), loaded by name when first needed and
+// never unloaded: listing, extraction of all or chosen entries, viewing one entry. RAR is
+// read only. The library keeps to one operation at a time through the RAR busy flag.
+#pragma once
+#include "services/base.h"
+
+#include "plugins/include/kestrelia_unrar.h"
+
+struct ExtractJob;
+struct EntryStamp;
+
+// Hands the kind's operations to the table of archive kinds.
+void RegisterRarFormat();
+
+// LoadLibraryA("unrar.dll"); true when the library is loaded (now or before).
+bool LoadRarLibrary();
+
+// The listing thread of a RAR archive (an ArchiveControlBlock).
+DWORD WINAPI ListRarArchive(LPVOID block);
+// The extraction worker of a run: every entry, or the chosen rows (a chosen name ending in
+// "\" takes everything below that folder). 0, or 100 when the user cancelled.
+int ExtractRarFilesFromList(ExtractJob* job);
+// Writes one entry to the temporary folder and opens it; 0 when handed on.
+int ViewRarFile(const char* archive, const char* entryName, int openWith);
+
+// The callback the library calls for volumes, passwords and data.
+int __stdcall RarCallback(unsigned int message, intptr_t userData, intptr_t p1, intptr_t p2);
+// Tells the console and the user what a library result means; entry names the entry it
+// happened on (may be null).
+void OutProcessFileError(int code, const char* entry = nullptr);
+
+// The entry date of the library's 32-bit MS-DOS date and time (date in the high word).
+EntryStamp RarDosStamp(uint32_t fileTime);
