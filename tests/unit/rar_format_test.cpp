@@ -1,0 +1,244 @@
+// The RAR adapter with the real unrar.dll on archives `rar` made during the run (and RAR4
+// ones written by the generator): listing against `unrar lt`, extraction byte for byte
+// against the tree they were made of, passwords, volumes, hostile names, a damaged header.
+#include "services/base.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "archive_fixtures.h"
+#include "formats/rar_format.h"
+#include "kestrelia_lang.h"
+#include "model/archive_kind.h"
+#include "model/entry_rows.h"
+#include "model/listing_totals.h"
+#include "services/current_password.h"
+#include "services/prompts.h"
+#include "test_support.h"
+#include "zip/extract.h"
+
+namespace {
+
+std::vector<std::string> g_boxes;
+int RecordBox(HWND, const char* text, const char* title, UINT) {
+  g_boxes.push_back(std::string(title) + "|" + text);
+  return IDOK;
+}
+// The password the scripted dialog types; empty: the user cancels.
+std::string g_typed;
+int g_passwordAsked;
+bool TypePassword(HWND, char* password) {
+  ++g_passwordAsked;
+  snprintf(password, kPathBuf, "%s", g_typed.c_str());
+  return !g_typed.empty();
+}
+int g_volumeAsked;
+bool CancelVolume(HWND, const char*, const char*, char*) {
+  ++g_volumeAsked;
+  return false;
+}
+
+struct RarListed {
+  HiddenEntryList window;
+  ArchiveControlBlock block = {};
+  explicit RarListed(const std::string& archive) {
+    SetArchiveKind(ARCHIVE_RAR);
+    block.list = window.list;
+    NameListRecreate(&block.folders);
+    snprintf(block.path, sizeof block.path, "%s", TestData(archive).c_str());
+    ListRarArchive(&block);
+  }
+  ~RarListed() { NameListDestroy(&block.folders); }
+  std::string FullName(int row) const {
+    liststruct* record = GetRowRecord(window.list, row);
+    return std::string(record->path) + record->filename;
+  }
+  // "size<TAB>full name" per row, sorted as the generator's .expect.
+  std::vector<std::string> Rows() const {
+    std::vector<std::pair<uint64_t, std::string>> rows;
+    for (int row = 0; row < window.Rows(); ++row) {
+      rows.emplace_back(GetRowRecord(window.list, row)->uncompressed, FullName(row));
+    }
+    std::sort(rows.begin(), rows.end());
+    std::vector<std::string> lines;
+    for (const auto& row : rows) lines.push_back(std::to_string(row.first) + "\t" + row.second);
+    return lines;
+  }
+};
+
+int Extract(const std::string& archive, const std::string& destination, const char* password,
+            const EntrySelection* chosen = nullptr) {
+  ExtractJob job = {};
+  snprintf(job.archive, sizeof job.archive, "%s", TestData(archive).c_str());
+  snprintf(job.destination, sizeof job.destination, "%s", destination.c_str());
+  snprintf(job.password, sizeof job.password, "%s", password ? password : "");
+  job.silent = 1;
+  job.overwriteMode = OVERWRITE_ALWAYS;
+  job.chosen = chosen;
+  return ExtractRarFilesFromList(&job);
+}
+
+class RarFormat : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    g_boxes.clear();
+    g_typed.clear();
+    g_passwordAsked = g_volumeAsked = 0;
+    SetCurrentPassword("");
+    GetPrompts().messageBox = RecordBox;
+    GetPrompts().password = TypePassword;
+    GetPrompts().openFile = CancelVolume;
+  }
+  void TearDown() override {
+    ResetPrompts();
+    SetCurrentPassword("");
+  }
+};
+
+struct ArchiveCase {
+  const char* archive;
+  const char* typed;  // what the password dialog is given, if it is asked
+  int asked;          // how often it is asked
+};
+const ArchiveCase kArchives[] = {
+    {"plain.rar", "", 0},        {"solid.rar", "", 0},   {"rar4.rar", "", 0},
+    {"volumes.part1.rar", "", 0}, {"password.rar", "secret", 1}, {"headers.rar", "secret", 1},
+};
+
+TEST_F(RarFormat, ListsWhatUnrarListsAndExtractsTheTreeByteForByte) {
+  FolderContents source = Contents(TestData("src"));
+  for (const ArchiveCase& c : kArchives) {
+    SCOPED_TRACE(c.archive);
+    g_typed = c.typed;
+    g_passwordAsked = 0;
+    SetCurrentPassword("");
+    std::string expect = std::string(c.archive) + ".expect";
+    {
+      RarListed listed(c.archive);
+      EXPECT_EQ(listed.Rows(), ReadLines(TestData(expect)));
+    }
+    // Listing encrypted data needs no password; headers ask once, and the extraction
+    // reuses the password of the session.
+    std::string destination = ScratchDir(std::string("rar_all_") + c.archive);
+    EXPECT_EQ(Extract(c.archive, destination, nullptr), 0);
+    EXPECT_EQ(g_passwordAsked, c.asked);
+    FolderContents got = Contents(destination);
+    EXPECT_EQ(FileNames(got), FileNames(source));
+    for (const auto& file : source.files) EXPECT_EQ(got.files[file.first].bytes, file.second.bytes) << file.first;
+    EXPECT_TRUE(got.folders.count("empty/inner")) << "empty folders are kept";
+    EXPECT_TRUE(g_boxes.empty()) << g_boxes.front();
+  }
+}
+
+TEST_F(RarFormat, ListingKeepsTheEntryDateToTheMinute) {
+  struct Case {
+    const char* archive;
+    const char* entry;
+    int year, month, day, hour, minute;
+  } cases[] = {{"plain.rar", "docs\\numbers.txt", 2023, 7, 15, 9, 4}, {"rar4.rar", "readme.txt", 2020, 1, 2, 3, 4}};
+  for (const Case& c : cases) {
+    RarListed listed(c.archive);
+    int row = 0;
+    while (row < listed.window.Rows() && listed.FullName(row) != c.entry) ++row;
+    ASSERT_LT(row, listed.window.Rows()) << c.archive;
+    const SYSTEMTIME& date = GetRowRecord(listed.window.list, row)->date;
+    EXPECT_EQ(std::vector<int>({date.wYear, date.wMonth, date.wDay, date.wHour, date.wMinute}),
+              std::vector<int>({c.year, c.month, c.day, c.hour, c.minute}))
+        << c.archive;
+  }
+}
+
+TEST_F(RarFormat, ExtractsTheChosenRowsAndFoldersOnly) {
+  EntrySelection chosen;
+  chosen.names = {"日本語\\テキスト.txt", "docs\\deep\\", "readme.txt"};
+  for (const char* archive : {"plain.rar", "solid.rar"}) {
+    std::string destination = ScratchDir(std::string("rar_some_") + archive);
+    EXPECT_EQ(Extract(archive, destination, nullptr, &chosen), 0) << archive;
+    EXPECT_EQ(FileNames(destination),
+              (std::set<std::string>{"日本語/テキスト.txt", "docs/deep/note.md", "readme.txt"}))
+        << archive;
+    EXPECT_EQ(ReadFileBytes(destination + "\\readme.txt"), "rar test\n");
+  }
+}
+
+TEST_F(RarFormat, AWrongPasswordWritesNothingAndIsForgotten) {
+  struct Case {
+    const char* archive;
+    const char* given;  // the run's password; null: the dialog is asked
+    const char* typed;
+  } cases[] = {{"password.rar", "wrong", ""}, {"headers.rar", nullptr, "wrong"}, {"password.rar", nullptr, ""}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.archive) + " " + (c.given ? c.given : "(dialog)") + " " + c.typed);
+    g_boxes.clear();
+    g_typed = c.typed;
+    SetCurrentPassword("");
+    std::string destination = ScratchDir("rar_wrong");
+    Extract(c.archive, destination, c.given);
+    for (const auto& file : Contents(destination).files) EXPECT_EQ(file.second.bytes, "") << file.first;
+    EXPECT_STREQ(GetCurrentPassword(), "");
+    EXPECT_FALSE(g_boxes.empty()) << "the user is told";
+  }
+}
+
+TEST_F(RarFormat, AMissingVolumeAsksForItAndStopsWhenRefused) {
+  RarListed listed("missing.part1.rar");
+  EXPECT_GE(g_volumeAsked, 1);
+  EXPECT_GT(listed.window.Rows(), 0) << "the entries before the gap are listed";
+  ASSERT_FALSE(g_boxes.empty());
+  EXPECT_NE(g_boxes[0].find(GetPluginText(3)), std::string::npos);
+  std::string destination = ScratchDir("rar_missing");
+  g_volumeAsked = 0;
+  Extract("missing.part1.rar", destination, nullptr);
+  EXPECT_GE(g_volumeAsked, 1);
+  EXPECT_EQ(ReadFileBytes(destination + "\\readme.txt"), "rar test\n");
+}
+
+TEST_F(RarFormat, HostileNamesLandNowhereAndAreReported) {
+  std::string outer = ScratchDir("rar_hostile");
+  std::string destination = outer + "\\inner";
+  CreateDirectoryA(destination.c_str(), nullptr);
+  ExtractJob job = {};
+  snprintf(job.archive, sizeof job.archive, "%s", TestData("hostile.rar").c_str());
+  snprintf(job.destination, sizeof job.destination, "%s", destination.c_str());
+  job.overwriteMode = OVERWRITE_ALWAYS;
+  EXPECT_EQ(ExtractRarFilesFromList(&job), 0);
+  // The library itself turns a drive's or a stream's colon into "_"; what climbs or starts
+  // at the root is refused here.
+  std::set<std::string> landed = FileNames(outer);
+  EXPECT_TRUE(landed.count("inner/fine.txt"));
+  for (const std::string& name : landed) EXPECT_EQ(name.rfind("inner/", 0), 0u) << name;
+  ASSERT_EQ(g_boxes.size(), 1u);
+  for (const char* name : {"climbed.txt", "rooted.txt", "twice.txt"})
+    EXPECT_NE(g_boxes[0].find(name), std::string::npos) << name;
+  EXPECT_FALSE(Exists("c:\\drive.txt"));
+  EXPECT_FALSE(Exists("\\rooted.txt"));
+}
+
+TEST_F(RarFormat, ADamagedHeaderKeepsWhatWasReadAndSaysSo) {
+  RarListed listed("damaged.rar");
+  ASSERT_GE(listed.window.Rows(), 1);
+  EXPECT_EQ(listed.Rows()[0], "4\tfirst.txt");
+  ASSERT_EQ(g_boxes.size(), 1u);
+  EXPECT_NE(g_boxes[0].find(GetPluginText(10)), std::string::npos);
+}
+
+TEST_F(RarFormat, ViewWritesTheEntryToTheTemporaryFolderBeforeOpeningIt) {
+  char written[kPathBuf], folder[kPathBuf];
+  ASSERT_TRUE(TempTarget("tool.exe", written, folder));
+  DeleteFileA(written);
+  // A program asks before it runs: answered no, so nothing starts.
+  GetPrompts().messageBox = [](HWND, const char* text, const char*, UINT) {
+    g_boxes.push_back(text);
+    return IDCANCEL;
+  };
+  EXPECT_EQ(ViewRarFile(TestData("solid.rar").c_str(), "bin\\tool.exe", 0), 1);
+  EXPECT_EQ(ReadFileBytes(written), std::string("MZ\0\0", 4));
+  ASSERT_EQ(g_boxes.size(), 1u);
+  EXPECT_NE(g_boxes[0].find(GetMessageText(75)), std::string::npos);
+  DeleteFileA(written);
+}
+
+}  // namespace
