@@ -48,13 +48,6 @@ const Library kLibraries[] = {
     {"mingw-w64 runtime", [] { return std::string(); }, "ZPL 2.1 and public domain"},
 };
 
-int Scale(HWND hwnd, int pixels) {
-  HDC dc = GetDC(hwnd);
-  int dpi = dc ? GetDeviceCaps(dc, LOGPIXELSY) : 96;
-  if (dc) ReleaseDC(hwnd, dc);
-  return MulDiv(pixels, dpi, 96);
-}
-
 // "&About Kestrelia..." -> "About Kestrelia".
 std::string Caption(const char* menuText) {
   std::string out;
@@ -64,21 +57,13 @@ std::string Caption(const char* menuText) {
   return out;
 }
 
-HWND AddControl(HWND hwnd, const char* className, const char* text, DWORD style, int id, int x, int y, int cx,
-                int cy, DWORD exStyle = 0) {
-  HWND control = CreateWindowExA(exStyle, className, text, WS_CHILD | WS_VISIBLE | style, Scale(hwnd, x),
-                                 Scale(hwnd, y), Scale(hwnd, cx), Scale(hwnd, cy), hwnd,
-                                 reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)),
-                                 reinterpret_cast<HINSTANCE>(GetWindowLongPtrA(hwnd, GWLP_HINSTANCE)), nullptr);
-  SendMessageA(control, WM_SETFONT, SendMessageA(hwnd, WM_GETFONT, 0, 0), FALSE);
-  return control;
-}
-
 void CreateAboutControls(HWND hwnd) {
-  HWND icon = AddControl(hwnd, "STATIC", "", SS_ICON, IDC_ABOUT_ICON, 16, 16, 32, 32);
+  DialogLayout layout(hwnd);
+  layout.SizeClient(472, 252, DialogPlace::kOwnerCentre);
+  HWND icon = layout.Add("STATIC", "", SS_ICON, IDC_ABOUT_ICON, 16, 16, 32, 32);
   SendMessageA(icon, STM_SETICON,
                reinterpret_cast<WPARAM>(LoadIconA(GetModuleHandleA(nullptr), MAKEINTRESOURCEA(IDI_KESTRELIA))), 0);
-  HWND name = AddControl(hwnd, "STATIC", "Kestrelia", SS_LEFT, IDC_ABOUT_NAME, 64, 16, 300, 24);
+  HWND name = layout.Add("STATIC", "Kestrelia", SS_LEFT, IDC_ABOUT_NAME, 64, 16, 300, 24);
   LOGFONTA big = {};
   GetObjectA(reinterpret_cast<HFONT>(SendMessageA(hwnd, WM_GETFONT, 0, 0)), sizeof big, &big);
   big.lfHeight = big.lfHeight * 2;
@@ -88,28 +73,19 @@ void CreateAboutControls(HWND hwnd) {
   SetPropA(hwnd, "KestreliaAboutFont", nameFont);
   char version[64];
   snprintf(version, sizeof version, "%s %s", GetMessageText(138), kProductVersion);
-  AddControl(hwnd, "STATIC", version, SS_LEFT, IDC_ABOUT_VERSION, 64, 44, 300, 18);
-  AddControl(hwnd, "STATIC", GetMessageText(139), SS_LEFT, IDC_ABOUT_LIBRARIES_LABEL, 16, 72, 440, 18);
-  AddControl(hwnd, "EDIT", GetLibrariesText().c_str(),
-             ES_MULTILINE | ES_READONLY | ES_AUTOVSCROLL | WS_VSCROLL | WS_TABSTOP, IDC_ABOUT_LIBRARIES, 16, 92,
-             440, 110, WS_EX_CLIENTEDGE);
-  HWND ok = AddControl(hwnd, "BUTTON", GetGenericText(0), BS_DEFPUSHBUTTON | WS_TABSTOP, IDOK, 381, 214, 75, 23);
+  layout.Add("STATIC", version, SS_LEFT, IDC_ABOUT_VERSION, 64, 44, 300, 18);
+  layout.Add("STATIC", GetMessageText(139), SS_LEFT, IDC_ABOUT_LIBRARIES_LABEL, 16, 72, 440, 18);
+  layout.Add("EDIT", GetLibrariesText().c_str(), ES_MULTILINE | ES_READONLY | ES_AUTOVSCROLL | WS_VSCROLL | WS_TABSTOP,
+             IDC_ABOUT_LIBRARIES, 16, 92, 440, 110, WS_EX_CLIENTEDGE);
+  HWND ok = layout.Add("BUTTON", GetGenericText(0), BS_DEFPUSHBUTTON | WS_TABSTOP, IDOK, 381, 214, 75, 23);
   SetFocus(ok);
 }
 
 INT_PTR CALLBACK AboutDialogProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM) {
   switch (message) {
-    case WM_INITDIALOG: {
-      RECT frame = {0, 0, Scale(hwnd, 472), Scale(hwnd, 252)};
-      AdjustWindowRectEx(&frame, GetWindowLongA(hwnd, GWL_STYLE), FALSE, GetWindowLongA(hwnd, GWL_EXSTYLE));
-      RECT owner;
-      GetWindowRect(GetParent(hwnd) ? GetParent(hwnd) : GetDesktopWindow(), &owner);
-      int width = frame.right - frame.left, height = frame.bottom - frame.top;
-      SetWindowPos(hwnd, nullptr, owner.left + (owner.right - owner.left - width) / 2,
-                   owner.top + (owner.bottom - owner.top - height) / 2, width, height, SWP_NOZORDER);
+    case WM_INITDIALOG:
       CreateAboutControls(hwnd);
       return FALSE;
-    }
     case WM_COMMAND:
       if (LOWORD(wParam) == IDOK || LOWORD(wParam) == IDCANCEL) {
         EndDialog(hwnd, IDOK);

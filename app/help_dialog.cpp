@@ -20,47 +20,16 @@ struct HelpDialogData {
   HFONT font;           // the font the user picked, owned by the dialog
 };
 
-// The dialog's geometry is given in pixels at 96 dots per inch.
-int Scale(HWND hwnd, int pixels) {
-  HDC dc = GetDC(hwnd);
-  int dpi = dc ? GetDeviceCaps(dc, LOGPIXELSY) : 96;
-  if (dc) ReleaseDC(hwnd, dc);
-  return MulDiv(pixels, dpi, 96);
-}
-
 void CreateHelpControls(HWND hwnd, const HelpDialogData* data) {
-  HINSTANCE instance = reinterpret_cast<HINSTANCE>(GetWindowLongPtrA(hwnd, GWLP_HINSTANCE));
-  HFONT dialogFont = reinterpret_cast<HFONT>(SendMessageA(hwnd, WM_GETFONT, 0, 0));
+  DialogLayout layout(hwnd);
+  layout.SizeClient(790, 373, DialogPlace::kScreenCentre);
   const char* editClass = data->richEditVersion >= 2 ? "RichEdit20A" : "RICHEDIT";
-  HWND text = CreateWindowExA(WS_EX_CLIENTEDGE, editClass, "",
-                              WS_CHILD | WS_VISIBLE | WS_VSCROLL | WS_TABSTOP | ES_MULTILINE | ES_READONLY |
-                                  ES_AUTOVSCROLL,
-                              Scale(hwnd, 5), Scale(hwnd, 10), Scale(hwnd, 780), Scale(hwnd, 320), hwnd,
-                              reinterpret_cast<HMENU>(IDC_HELP_TEXT), instance, nullptr);
-  if (!text) Log(-1, GetVerbose(), "ShowConsoleHelp: cannot create %s %lu", editClass, GetLastError());
-  struct Button {
-    int id;
-    const char* caption;
-    int x;
-    DWORD style;
-  } buttons[] = {{IDOK, GetGenericText(0), 320, BS_DEFPUSHBUTTON}, {IDC_HELP_FONT, GetGenericText(26), 405, 0}};
-  for (const Button& b : buttons) {
-    HWND button = CreateWindowExA(0, "BUTTON", b.caption, WS_CHILD | WS_VISIBLE | WS_TABSTOP | b.style,
-                                  Scale(hwnd, b.x), Scale(hwnd, 340), Scale(hwnd, 75), Scale(hwnd, 23), hwnd,
-                                  reinterpret_cast<HMENU>(static_cast<INT_PTR>(b.id)), instance, nullptr);
-    SendMessageA(button, WM_SETFONT, reinterpret_cast<WPARAM>(dialogFont), FALSE);
-  }
-  if (text) {
-    SendMessageA(text, WM_SETFONT, reinterpret_cast<WPARAM>(dialogFont), FALSE);
-    SetWindowTextA(text, GetConsoleHelpText());
-  }
-}
-
-void CentreOnDesktop(HWND hwnd, int width, int height) {
-  RECT desktop;
-  GetWindowRect(GetDesktopWindow(), &desktop);
-  SetWindowPos(hwnd, nullptr, (desktop.right - width) / 2, (desktop.bottom - height) / 2, width, height,
-               SWP_NOZORDER);
+  HWND text = layout.Add(editClass, "", WS_VSCROLL | WS_TABSTOP | ES_MULTILINE | ES_READONLY | ES_AUTOVSCROLL,
+                         IDC_HELP_TEXT, 5, 10, 780, 320, WS_EX_CLIENTEDGE);
+  if (text) SetWindowTextA(text, GetConsoleHelpText());
+  else Log(-1, GetVerbose(), "ShowConsoleHelp: cannot create %s %lu", editClass, GetLastError());
+  layout.Add("BUTTON", GetGenericText(0), WS_TABSTOP | BS_DEFPUSHBUTTON, IDOK, 320, 340, 75, 23);
+  layout.Add("BUTTON", GetGenericText(26), WS_TABSTOP, IDC_HELP_FONT, 405, 340, 75, 23);
 }
 
 // The font chooser starts from the text's current font and applies the choice to all text.
@@ -88,7 +57,6 @@ INT_PTR CALLBACK HelpDialogProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM l
   switch (message) {
     case WM_INITDIALOG:
       SetWindowLongPtrA(hwnd, DWLP_USER, lParam);
-      CentreOnDesktop(hwnd, Scale(hwnd, 800), Scale(hwnd, 400));
       CreateHelpControls(hwnd, reinterpret_cast<HelpDialogData*>(lParam));
       SetFocus(GetDlgItem(hwnd, IDOK));
       return FALSE;

@@ -5,6 +5,7 @@
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
+#include "services/dpi.h"
 #include "ui/entry_list.h"
 
 #include <commctrl.h>
@@ -15,8 +16,6 @@ namespace {
 
 constexpr int kStatusParts = 6;
 constexpr int kSplitterWidth = 5;
-
-int Scale(int value) { return MulDiv(value, Main().dpi ? Main().dpi : 96, 96); }
 
 HWND MakeEntryList(HWND parent, int id) {
   HWND list = CreateWindowExA(WS_EX_CLIENTEDGE, WC_LISTVIEWA, "",
@@ -34,7 +33,7 @@ HWND MakeEntryList(HWND parent, int id) {
 void LayoutStatusParts(int width) {
   // count, sizes, then the operation text; the last parts are narrow indicators.
   int edges[kStatusParts];
-  int fixed[kStatusParts] = {Scale(110), Scale(150), Scale(300), Scale(90), Scale(90), -1};
+  int fixed[kStatusParts] = {ScaleMain(110), ScaleMain(150), ScaleMain(300), ScaleMain(90), ScaleMain(90), -1};
   int x = 0;
   for (int i = 0; i < kStatusParts - 1; ++i) {
     x += fixed[i];
@@ -68,7 +67,7 @@ void CreateMainControls(HWND hwnd) {
 
   m.toolbar = CreateMainToolbar(hwnd);
   m.address = CreateWindowExA(0, WC_COMBOBOXEXA, "", WS_CHILD | WS_VISIBLE | WS_TABSTOP | CBS_DROPDOWN,
-                              0, 0, 0, Scale(200), hwnd, nullptr, GetAppInstance(), nullptr);
+                              0, 0, 0, ScaleMain(200), hwnd, nullptr, GetAppInstance(), nullptr);
   m.list = MakeEntryList(hwnd, IDC_MAIN_LIST);
   m.treeList = MakeEntryList(hwnd, IDC_MAIN_TREE_LIST);
   m.tree = CreateWindowExA(WS_EX_CLIENTEDGE, WC_TREEVIEWA, "",
@@ -80,7 +79,7 @@ void CreateMainControls(HWND hwnd) {
   for (HWND c : {m.address, m.list, m.treeList, m.tree, m.status}) ApplyFont(c);
   SetStatusTips(m.status);
   SetStatusBarHandle(m.status);
-  m.splitX = Scale(220);
+  m.splitX = ScaleMain(220);
   m.sortColumn[0] = m.sortColumn[1] = -1;
 
   ArchiveControlBlock* block = GetCurrentControlBlock();
@@ -125,9 +124,9 @@ void LayoutMainControls() {
     top += r.bottom - r.top;
   }
   RECT comboRect;
-  MoveWindow(m.address, Scale(2), top + Scale(2), width - Scale(4), Scale(200), TRUE);
+  MoveWindow(m.address, ScaleMain(2), top + ScaleMain(2), width - ScaleMain(4), ScaleMain(200), TRUE);
   GetWindowRect(m.address, &comboRect);
-  top += (comboRect.bottom - comboRect.top) + Scale(4);
+  top += (comboRect.bottom - comboRect.top) + ScaleMain(4);
 
   SendMessageA(m.status, WM_SIZE, 0, 0);
   RECT statusRect;
@@ -137,10 +136,12 @@ void LayoutMainControls() {
 
   int paneHeight = bottom > top ? bottom - top : 0;
   if (m.presentation == PRESENT_FOLDER_TREE) {
-    int split = m.splitX < width - Scale(60) ? m.splitX : width / 3;
+    int split = m.splitX < width - ScaleMain(60) ? m.splitX : width / 3;
     MoveWindow(m.tree, 0, top, split, paneHeight, TRUE);
     MoveWindow(m.treeList, split + kSplitterWidth, top, width - split - kSplitterWidth, paneHeight, TRUE);
   } else {
     MoveWindow(m.list, 0, top, width, paneHeight, TRUE);
   }
 }
+
+int ScaleMain(int pixels) { return ScaleForDpi(pixels, static_cast<int>(Main().dpi)); }

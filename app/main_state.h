@@ -33,6 +33,8 @@ struct MainWindowState {
 MainWindowState& Main();
 
 // Child controls and their layout (main_layout.cpp).
+// Pixels at 96 dots per inch, at the window's resolution.
+int ScaleMain(int pixels);
 void CreateMainControls(HWND hwnd);
 void LayoutMainControls();
 void SetPresentation(int presentation);

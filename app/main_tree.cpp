@@ -37,8 +37,6 @@ void AfterFolderFill() {
   }
 }
 
-int Scale(int value) { return MulDiv(value, Main().dpi ? Main().dpi : 96, 96); }
-
 HTREEITEM SelectedFolder() {
   HWND tree = Main().tree;
   HTREEITEM item = TreeView_GetSelection(tree);
@@ -228,8 +226,8 @@ bool HandleSplitterMouse(UINT message, LPARAM lParam) {
       {
         RECT client;
         GetClientRect(m.hwnd, &client);
-        int most = client.right - Scale(kMinPane);
-        m.splitX = x < Scale(kMinPane) ? Scale(kMinPane) : (x > most ? most : x);
+        int most = client.right - ScaleMain(kMinPane);
+        m.splitX = x < ScaleMain(kMinPane) ? ScaleMain(kMinPane) : (x > most ? most : x);
         LayoutMainControls();
       }
       return true;

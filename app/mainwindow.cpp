@@ -10,6 +10,7 @@
 #include "model/liststruct.h"
 #include "res/resource.h"
 #include "kestrelia_lang.h"
+#include "services/dpi.h"
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
@@ -52,11 +53,7 @@ void OnFilesDropped(char (*files)[kPathBuf], int count) {
 
 LRESULT MsgCreate(HWND hwnd) {
   SetMainWindowHandle(hwnd);
-  g_main.dpi = 96;
-  if (HDC dc = GetDC(hwnd)) {
-    g_main.dpi = static_cast<UINT>(GetDeviceCaps(dc, LOGPIXELSY));
-    ReleaseDC(hwnd, dc);
-  }
+  g_main.dpi = static_cast<UINT>(WindowDpi(hwnd));
   CreateMainControls(hwnd);
   SetMenu(hwnd, BuildMainMenu());
   g_main.accelerators = BuildAccelerators();

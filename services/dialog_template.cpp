@@ -95,3 +95,52 @@ INT_PTR RunOkCancelDialog(const DialogFrame& dialog, HWND owner, const OkCancelR
   OkCancelRun run = {&roles, parameter};
   return RunTemplateDialog(dialog, owner, OkCancelProc, reinterpret_cast<LPARAM>(&run));
 }
+
+HWND DialogLayout::Add(const char* cls, const char* text, DWORD style, int id, int x, int y, int cx, int cy,
+                       DWORD exStyle) const {
+  RECT pixels = {Scale(x), Scale(y), Scale(x) + Scale(cx), Scale(y) + Scale(cy)};
+  return AddAt(cls, text, style, id, pixels, exStyle);
+}
+
+HWND DialogLayout::AddAt(const char* cls, const char* text, DWORD style, int id, const RECT& pixels,
+                         DWORD exStyle) const {
+  HWND control = CreateWindowExA(exStyle, cls, text, WS_CHILD | WS_VISIBLE | style, pixels.left, pixels.top,
+                                 pixels.right - pixels.left, pixels.bottom - pixels.top, dialog_,
+                                 reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)),
+                                 reinterpret_cast<HINSTANCE>(GetWindowLongPtrA(dialog_, GWLP_HINSTANCE)), nullptr);
+  if (control) SendMessageA(control, WM_SETFONT, SendMessageA(dialog_, WM_GETFONT, 0, 0), FALSE);
+  return control;
+}
+
+void DialogLayout::Place(int id, int x, int y, int cx, int cy) const {
+  if (HWND control = GetDlgItem(dialog_, id))
+    SetWindowPos(control, nullptr, Scale(x), Scale(y), Scale(cx), Scale(cy), SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void DialogLayout::SizeClient(int width, int height, DialogPlace place) const {
+  SizeClientPixels(Scale(width), Scale(height), place);
+}
+
+void DialogLayout::SizeClientPixels(int width, int height, DialogPlace place) const {
+  RECT frame = {0, 0, width, height};
+  AdjustWindowRectEx(&frame, static_cast<DWORD>(GetWindowLongPtrA(dialog_, GWL_STYLE)), FALSE,
+                     static_cast<DWORD>(GetWindowLongPtrA(dialog_, GWL_EXSTYLE)));
+  int cx = frame.right - frame.left, cy = frame.bottom - frame.top;
+  RECT over = {0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
+  HWND owner = GetWindow(dialog_, GW_OWNER);
+  if (place == DialogPlace::kOwnerCentre && owner) GetWindowRect(owner, &over);
+  UINT flags = SWP_NOZORDER | SWP_NOACTIVATE | (place == DialogPlace::kStay ? SWP_NOMOVE : 0);
+  SetWindowPos(dialog_, nullptr, over.left + (over.right - over.left - cx) / 2,
+               over.top + (over.bottom - over.top - cy) / 2, cx, cy, flags);
+}
+
+SIZE DialogLayout::MeasureText(const char* text, int maxWidth) const {
+  RECT r = {0, 0, maxWidth, 0};
+  HDC dc = GetDC(dialog_);
+  HGDIOBJ old = SelectObject(dc, reinterpret_cast<HGDIOBJ>(SendMessageA(dialog_, WM_GETFONT, 0, 0)));
+  UINT flags = DT_CALCRECT | DT_NOPREFIX | (maxWidth > 0 ? DT_WORDBREAK | DT_EDITCONTROL : DT_SINGLELINE);
+  DrawTextA(dc, text, -1, &r, flags);
+  SelectObject(dc, old);
+  ReleaseDC(dialog_, dc);
+  return SIZE{r.right - r.left, r.bottom - r.top};
+}

@@ -1,8 +1,11 @@
 // In-memory dialog templates: every dialog of the program is built from these, so no
 // dialog needs a resource and the captions come from the language library at run time.
-// The dialogs create their controls themselves, in pixels, when they initialise.
+// The dialogs create their controls themselves when they initialise, through a DialogLayout:
+// positions in pixels at 96 dots per inch, scaled to the dialog's resolution.
 #pragma once
 #include "services/base.h"
+
+#include "services/dpi.h"
 
 #include <vector>
 
@@ -37,3 +40,42 @@ struct OkCancelRoles {
 };
 // RunTemplateDialog with a procedure that follows the roles.
 INT_PTR RunOkCancelDialog(const DialogFrame& dialog, HWND owner, const OkCancelRoles& roles, LPARAM parameter);
+
+// Where SizeClient puts the dialog.
+enum class DialogPlace {
+  kScreenCentre,  // centred on the screen
+  kOwnerCentre,   // centred over its owner (the screen when it has none)
+  kStay,          // where it is: only the size changes
+};
+
+// The controls of one dialog, laid out in pixels at 96 dots per inch. The dialog's font is
+// given in points, so the system has already scaled it; everything placed here is scaled to
+// match, and every control gets the dialog's font.
+class DialogLayout {
+ public:
+  explicit DialogLayout(HWND dialog) : DialogLayout(dialog, WindowDpi(dialog)) {}
+  DialogLayout(HWND dialog, int dpi) : dialog_(dialog), dpi_(dpi > 0 ? dpi : 96) {}
+
+  HWND dialog() const { return dialog_; }
+  int dpi() const { return dpi_; }
+  int Scale(int pixels) const { return ScaleForDpi(pixels, dpi_); }
+
+  // A visible child control with the dialog's font.
+  HWND Add(const char* cls, const char* text, DWORD style, int id, int x, int y, int cx, int cy,
+           DWORD exStyle = 0) const;
+  // Add at a rectangle already in the dialog's own pixels (measured text, for one).
+  HWND AddAt(const char* cls, const char* text, DWORD style, int id, const RECT& pixels, DWORD exStyle = 0) const;
+  void Place(int id, int x, int y, int cx, int cy) const;
+
+  // The client area made width by height (96-dpi pixels; ...Pixels: the dialog's own).
+  void SizeClient(int width, int height, DialogPlace place) const;
+  void SizeClientPixels(int width, int height, DialogPlace place) const;
+
+  // The text's extent in the dialog's font and pixels, wrapped at maxWidth pixels when one is
+  // given (0: one line).
+  SIZE MeasureText(const char* text, int maxWidth = 0) const;
+
+ private:
+  HWND dialog_;
+  int dpi_;
+};

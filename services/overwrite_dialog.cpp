@@ -4,6 +4,7 @@
 #include "services/dialog_template.h"
 #include "services/log.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -17,49 +18,34 @@ struct OverwriteDialogData {
   std::string labels[kButtons];
 };
 
-// Pixels.
-constexpr int kMargin = 12, kButtonWidth = 90, kButtonHeight = 23, kGap = 8;
-
-HWND AddControl(HWND dialog, const char* cls, const char* text, DWORD style, const RECT& r, int id) {
-  HWND control = CreateWindowExA(0, cls, text, WS_CHILD | WS_VISIBLE | style, r.left, r.top, r.right - r.left,
-                                 r.bottom - r.top, dialog, reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)),
-                                 GetModuleHandleA(nullptr), nullptr);
-  SendMessageA(control, WM_SETFONT, SendMessageA(dialog, WM_GETFONT, 0, 0), FALSE);
-  return control;
-}
+// Pixels at 96 dots per inch; a button is wider where its label needs it.
+constexpr int kMargin = 12, kButtonWidth = 90, kButtonHeight = 23, kGap = 8, kButtonPadding = 16;
 
 // The text may be a long path: the dialog grows to fit it, up to most of the screen, and
 // wraps what is still longer.
 void InitOverwriteDialog(HWND dialog, const OverwriteDialogData* data) {
+  DialogLayout layout(dialog);
   SetWindowTextA(dialog, data->title);
-  int buttonsWidth = kButtons * kButtonWidth + (kButtons - 1) * kGap;
-  int maxText = GetSystemMetrics(SM_CXSCREEN) * 3 / 4;
-  RECT textRect = {0, 0, maxText, 0};
-  HDC dc = GetDC(dialog);
-  HGDIOBJ old = SelectObject(dc, reinterpret_cast<HGDIOBJ>(SendMessageA(dialog, WM_GETFONT, 0, 0)));
-  DrawTextA(dc, data->text, -1, &textRect, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX | DT_EDITCONTROL);
-  SelectObject(dc, old);
-  ReleaseDC(dialog, dc);
-  int clientWidth = 2 * kMargin + (textRect.right > buttonsWidth ? textRect.right : buttonsWidth);
-  int clientHeight = 3 * kMargin + textRect.bottom + kButtonHeight;
+  int margin = layout.Scale(kMargin), gap = layout.Scale(kGap), buttonHeight = layout.Scale(kButtonHeight);
+  int buttonWidth = layout.Scale(kButtonWidth);
+  for (const std::string& label : data->labels)
+    buttonWidth = std::max<int>(buttonWidth, layout.MeasureText(label.c_str()).cx + layout.Scale(kButtonPadding));
+  int buttonsWidth = kButtons * buttonWidth + (kButtons - 1) * gap;
+  SIZE textSize = layout.MeasureText(data->text, GetSystemMetrics(SM_CXSCREEN) * 3 / 4);
+  int clientWidth = 2 * margin + std::max<int>(textSize.cx, buttonsWidth);
+  int clientHeight = 3 * margin + textSize.cy + buttonHeight;
 
-  RECT text = {kMargin, kMargin, clientWidth - kMargin, kMargin + textRect.bottom};
-  AddControl(dialog, "STATIC", data->text, SS_LEFT | SS_NOPREFIX, text, IDC_OVERWRITE_TEXT);
-  int x = (clientWidth - buttonsWidth) / 2, y = text.bottom + kMargin;
+  RECT text = {margin, margin, clientWidth - margin, margin + textSize.cy};
+  layout.AddAt("STATIC", data->text, SS_LEFT | SS_NOPREFIX, IDC_OVERWRITE_TEXT, text);
+  int x = (clientWidth - buttonsWidth) / 2, y = text.bottom + margin;
   for (int i = 0; i < kButtons; ++i) {
-    RECT r = {x, y, x + kButtonWidth, y + kButtonHeight};
-    AddControl(dialog, "BUTTON", data->labels[i].c_str(), WS_TABSTOP | (i == 0 ? BS_DEFPUSHBUTTON : BS_PUSHBUTTON), r,
-               IDC_OVERWRITE_FIRST + i);
-    x += kButtonWidth + kGap;
+    RECT r = {x, y, x + buttonWidth, y + buttonHeight};
+    layout.AddAt("BUTTON", data->labels[i].c_str(), WS_TABSTOP | (i == 0 ? BS_DEFPUSHBUTTON : BS_PUSHBUTTON),
+                 IDC_OVERWRITE_FIRST + i, r);
+    x += buttonWidth + gap;
   }
   SendMessageA(dialog, DM_SETDEFID, IDC_OVERWRITE_FIRST, 0);
-
-  RECT frame = {0, 0, clientWidth, clientHeight};
-  AdjustWindowRectEx(&frame, static_cast<DWORD>(GetWindowLongPtrA(dialog, GWL_STYLE)), FALSE,
-                     static_cast<DWORD>(GetWindowLongPtrA(dialog, GWL_EXSTYLE)));
-  int width = frame.right - frame.left, height = frame.bottom - frame.top;
-  SetWindowPos(dialog, HWND_TOP, (GetSystemMetrics(SM_CXSCREEN) - width) / 2,
-               (GetSystemMetrics(SM_CYSCREEN) - height) / 2, width, height, 0);
+  layout.SizeClientPixels(clientWidth, clientHeight, DialogPlace::kScreenCentre);
   SetFocus(GetDlgItem(dialog, IDC_OVERWRITE_FIRST));
 }
 

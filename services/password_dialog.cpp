@@ -13,32 +13,19 @@ struct PasswordDialogData {
   char* typed;  // the caller's kPathBuf buffer: what was typed, when OK ended the dialog
 };
 
-// Pixel layout: the dialog is laid out in pixels, not dialog units, so the controls are
-// created here rather than taken from the template.
-constexpr int kWidth = 300, kHeight = 170;
-
-HWND AddControl(HWND dialog, const char* cls, const char* text, DWORD style, DWORD exStyle, int x, int y, int cx,
-                int cy, int id) {
-  HWND control = CreateWindowExA(exStyle, cls, text, WS_CHILD | WS_VISIBLE | style, x, y, cx, cy, dialog,
-                                 reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), GetModuleHandleA(nullptr),
-                                 nullptr);
-  SendMessageA(control, WM_SETFONT, SendMessageA(dialog, WM_GETFONT, 0, 0), FALSE);
-  return control;
-}
+// The client area, in pixels at 96 dots per inch.
+constexpr int kWidth = 290, kHeight = 110;
 
 void InitPasswordDialog(HWND dialog) {
-  int left = (GetSystemMetrics(SM_CXSCREEN) - kWidth) / 2;
-  int top = (GetSystemMetrics(SM_CYSCREEN) - kHeight) / 2;
-  SetWindowPos(dialog, HWND_TOP, left, top, kWidth, kHeight, 0);
+  DialogLayout layout(dialog);
+  layout.SizeClient(kWidth, kHeight, DialogPlace::kScreenCentre);
   SetWindowTextA(dialog, "Kestrelia");
-  AddControl(dialog, "STATIC", GetGenericText(17), 0, 0, 30, 63, 100, 20, -1);
-  HWND edit = AddControl(dialog, "EDIT", "", WS_TABSTOP | WS_BORDER | ES_PASSWORD | ES_AUTOHSCROLL, 0, 150, 60, 100,
-                         20, IDC_PASSWORD_EDIT);
+  layout.Add("STATIC", GetGenericText(17), 0, -1, 30, 28, 100, 20);
+  HWND edit = layout.Add("EDIT", "", WS_TABSTOP | WS_BORDER | ES_PASSWORD | ES_AUTOHSCROLL, IDC_PASSWORD_EDIT, 150,
+                         25, 100, 20);
   SendMessageA(edit, EM_LIMITTEXT, kPathBuf - 1, 0);
-  AddControl(dialog, "BUTTON", GetGenericText(0), WS_TABSTOP | BS_DEFPUSHBUTTON, 0, 70, 100, 75, 23,
-             IDC_PASSWORD_OK);
-  AddControl(dialog, "BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, 0, 155, 100, 75, 23,
-             IDC_PASSWORD_CANCEL);
+  layout.Add("BUTTON", GetGenericText(0), WS_TABSTOP | BS_DEFPUSHBUTTON, IDC_PASSWORD_OK, 70, 67, 75, 23);
+  layout.Add("BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, IDC_PASSWORD_CANCEL, 155, 67, 75, 23);
   SendMessageA(dialog, DM_SETDEFID, IDC_PASSWORD_OK, 0);
   SetFocus(edit);
 }

@@ -5,7 +5,6 @@
 #include "services/dialog_template.h"
 #include "services/log.h"
 #include "services/progress_internal.h"
-#include "services/system_libraries.h"
 #include "services/worker.h"
 
 #include <commctrl.h>
@@ -41,16 +40,7 @@ ProgressDialogWindow* Window(HWND dialog) {
   return reinterpret_cast<ProgressDialogWindow*>(GetWindowLongPtrA(dialog, GWLP_USERDATA));
 }
 
-int Scale(const ProgressDialogWindow* w, int pixels) { return MulDiv(pixels, w->dpi, 96); }
-
-int DpiOf(HWND window) {
-  if (User32::GetDpiForWindowFn getDpi = User32::GetDpiForWindow())
-    if (UINT dpi = getDpi(window)) return static_cast<int>(dpi);
-  HDC dc = GetDC(window);
-  int dpi = GetDeviceCaps(dc, LOGPIXELSY);
-  ReleaseDC(window, dc);
-  return dpi > 0 ? dpi : 96;
-}
+int Scale(const ProgressDialogWindow* w, int pixels) { return ScaleForDpi(pixels, w->dpi); }
 
 HFONT DetailFont(const ProgressDialogWindow* w) {
   if (!g_detailFont)
@@ -59,44 +49,24 @@ HFONT DetailFont(const ProgressDialogWindow* w) {
   return g_detailFont;
 }
 
-void Place(const ProgressDialogWindow* w, HWND dialog, int id, int x, int y, int cx, int cy) {
-  if (HWND control = GetDlgItem(dialog, id))
-    SetWindowPos(control, nullptr, Scale(w, x), Scale(w, y), Scale(w, cx), Scale(w, cy),
-                 SWP_NOZORDER | SWP_NOACTIVATE);
-}
-
-// Sizes the client area in pixels; the template's dialog units would depend on the font.
-void SizeClient(const ProgressDialogWindow* w, HWND dialog, int height, const POINT* topLeft) {
-  RECT rect = {0, 0, Scale(w, kWidth), Scale(w, height)};
-  AdjustWindowRectEx(&rect, static_cast<DWORD>(GetWindowLongPtrA(dialog, GWL_STYLE)), FALSE,
-                     static_cast<DWORD>(GetWindowLongPtrA(dialog, GWL_EXSTYLE)));
-  UINT flags = SWP_NOZORDER | SWP_NOACTIVATE | (topLeft ? 0 : SWP_NOMOVE);
-  SetWindowPos(dialog, nullptr, topLeft ? topLeft->x : 0, topLeft ? topLeft->y : 0, rect.right - rect.left,
-               rect.bottom - rect.top, flags);
-}
-
 // Places every control for the collapsed or expanded state; laid out again after a toggle,
 // the bar keeps a wider right margin.
 void LayoutProgressDialog(HWND dialog, bool again) {
   ProgressDialogWindow* w = Window(dialog);
+  DialogLayout layout(dialog, w->dpi);
   bool x = w->expanded;
   int height = x ? kExpandedHeight : kHeight;
-  if (again) SizeClient(w, dialog, height, nullptr);
-  Place(w, dialog, IDC_PROGRESS_BAR, 20, height / 2 + (x ? 11 : 0), kWidth - (again ? 60 : 40),
-        MulDiv(GetSystemMetrics(SM_CYHSCROLL), 96, w->dpi));
-  Place(w, dialog, IDC_PROGRESS_TITLE, 0, 0, kTitleWidth, kHeaderHeight);
-  Place(w, dialog, IDC_PROGRESS_SECOND_LINE, 0, kHeaderHeight, kWidth, kSecondLineHeight);
-  Place(w, dialog, IDC_PROGRESS_EXPAND_ICON, kTitleWidth, 0, kWidth - kTitleWidth, kHeaderHeight);
-  Place(w, dialog, IDC_PROGRESS_TOP_LINE, 0, x ? 83 : 61, kWidth, 2);
-  Place(w, dialog, IDC_PROGRESS_CANCEL, 210, x ? 152 : 130, 80, x ? 23 : 22);
-  Place(w, dialog, IDC_PROGRESS_BUTTON_LINE, 0, x ? 142 : 120, kWidth, x ? 3 : 2);
+  if (again) layout.SizeClient(kWidth, height, DialogPlace::kStay);
+  layout.Place(IDC_PROGRESS_BAR, 20, height / 2 + (x ? 11 : 0), kWidth - (again ? 60 : 40),
+               MulDiv(GetSystemMetrics(SM_CYHSCROLL), 96, w->dpi));
+  layout.Place(IDC_PROGRESS_TITLE, 0, 0, kTitleWidth, kHeaderHeight);
+  layout.Place(IDC_PROGRESS_SECOND_LINE, 0, kHeaderHeight, kWidth, kSecondLineHeight);
+  layout.Place(IDC_PROGRESS_EXPAND_ICON, kTitleWidth, 0, kWidth - kTitleWidth, kHeaderHeight);
+  layout.Place(IDC_PROGRESS_TOP_LINE, 0, x ? 83 : 61, kWidth, 2);
+  layout.Place(IDC_PROGRESS_CANCEL, 210, x ? 152 : 130, 80, x ? 23 : 22);
+  layout.Place(IDC_PROGRESS_BUTTON_LINE, 0, x ? 142 : 120, kWidth, x ? 3 : 2);
   if (HWND second = GetDlgItem(dialog, IDC_PROGRESS_SECOND_LINE)) ShowWindow(second, x ? SW_SHOWNA : SW_HIDE);
   InvalidateRect(dialog, nullptr, TRUE);
-}
-
-HWND AddControl(HWND dialog, const char* className, const char* text, int id, DWORD style) {
-  return CreateWindowExA(0, className, text, WS_CHILD | style, 0, 0, 0, 0, dialog,
-                         reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), GetModuleHandleA(nullptr), nullptr);
 }
 
 void OnExpandIconMouse(HWND dialog, bool down, POINT pt) {
@@ -130,32 +100,31 @@ LRESULT CALLBACK ExpandIconProc(HWND icon, UINT msg, WPARAM wp, LPARAM lp, UINT_
   return DefSubclassProc(icon, msg, wp, lp);
 }
 
+// Created without a place: the layout places them for the collapsed or expanded state.
 void CreateProgressControls(HWND dialog, ProgressDialogWindow* w) {
-  HWND bar = AddControl(dialog, PROGRESS_CLASSA, "", IDC_PROGRESS_BAR, WS_VISIBLE);
+  DialogLayout layout(dialog, w->dpi);
+  HWND bar = layout.Add(PROGRESS_CLASSA, "", 0, IDC_PROGRESS_BAR, 0, 0, 0, 0);
   SendMessageA(bar, PBM_SETRANGE32, 0, 100);
-  AddControl(dialog, "STATIC", "", IDC_PROGRESS_TITLE, WS_VISIBLE | SS_OWNERDRAW);
-  AddControl(dialog, "STATIC", "", IDC_PROGRESS_DETAIL, 0);
-  AddControl(dialog, "STATIC", "", IDC_PROGRESS_SECOND_LINE, SS_OWNERDRAW);
-  HWND icon = AddControl(dialog, "STATIC", "", IDC_PROGRESS_EXPAND_ICON, WS_VISIBLE | SS_OWNERDRAW | SS_NOTIFY);
+  layout.Add("STATIC", "", SS_OWNERDRAW, IDC_PROGRESS_TITLE, 0, 0, 0, 0);
+  // The detail is only a store of text that the title line draws.
+  ShowWindow(layout.Add("STATIC", "", 0, IDC_PROGRESS_DETAIL, 0, 0, 0, 0), SW_HIDE);
+  layout.Add("STATIC", "", SS_OWNERDRAW, IDC_PROGRESS_SECOND_LINE, 0, 0, 0, 0);
+  HWND icon = layout.Add("STATIC", "", SS_OWNERDRAW | SS_NOTIFY, IDC_PROGRESS_EXPAND_ICON, 0, 0, 0, 0);
   SetWindowSubclass(icon, ExpandIconProc, 0, 0);
-  AddControl(dialog, "STATIC", "", IDC_PROGRESS_TOP_LINE, WS_VISIBLE | SS_ETCHEDHORZ);
+  layout.Add("STATIC", "", SS_ETCHEDHORZ, IDC_PROGRESS_TOP_LINE, 0, 0, 0, 0);
   DetailFont(w);
   if (w->withCancel) {
-    HWND button = AddControl(dialog, "BUTTON", GetGenericText(1), IDC_PROGRESS_CANCEL,
-                             WS_VISIBLE | WS_TABSTOP | BS_PUSHBUTTON);
-    SendMessageA(button, WM_SETFONT, SendMessageA(dialog, WM_GETFONT, 0, 0), FALSE);
-    AddControl(dialog, "STATIC", "", IDC_PROGRESS_BUTTON_LINE, WS_VISIBLE | SS_ETCHEDHORZ);
+    layout.Add("BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, IDC_PROGRESS_CANCEL, 0, 0, 0, 0);
+    layout.Add("STATIC", "", SS_ETCHEDHORZ, IDC_PROGRESS_BUTTON_LINE, 0, 0, 0, 0);
   }
 }
 
 void ExecuteProgressDialogProc(HWND dialog, bool withCancel) {
-  ProgressDialogWindow* w = new ProgressDialogWindow{withCancel, false, false, false, DpiOf(dialog)};
+  ProgressDialogWindow* w = new ProgressDialogWindow{withCancel, false, false, false, WindowDpi(dialog)};
   SetWindowLongPtrA(dialog, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(w));
   BeginProgressDialogInit(dialog);
 
-  POINT topLeft = {(GetSystemMetrics(SM_CXSCREEN) - Scale(w, kWidth)) / 2,
-                   (GetSystemMetrics(SM_CYSCREEN) - Scale(w, kHeight)) / 2};
-  SizeClient(w, dialog, kHeight, &topLeft);
+  DialogLayout(dialog, w->dpi).SizeClient(kWidth, kHeight, DialogPlace::kScreenCentre);
   CreateProgressControls(dialog, w);
   LayoutProgressDialog(dialog, false);
   SetWindowTextA(dialog, GetGenericText(30));

@@ -20,48 +20,41 @@ namespace {
 CreationOptionsPrompt g_optionsPrompt;
 ChooseFilesPrompt g_chooseFilesPrompt;
 
-constexpr int kWidth = 380, kHeight = 290;
+// The client area, in pixels at 96 dots per inch.
+constexpr int kWidth = 370, kHeight = 258;
 
-HWND AddControl(HWND dialog, const char* cls, const char* text, DWORD style, int x, int y, int cx, int cy, int id) {
-  HWND control = CreateWindowExA(0, cls, text, WS_CHILD | WS_VISIBLE | style, x, y, cx, cy, dialog,
-                                 reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), GetModuleHandleA(nullptr),
-                                 nullptr);
-  SendMessageA(control, WM_SETFONT, SendMessageA(dialog, WM_GETFONT, 0, 0), FALSE);
-  return control;
-}
-
-HWND AddLabelled(HWND dialog, int text, int y, int id, DWORD style) {
-  AddControl(dialog, "STATIC", GetGenericText(text), 0, 15, y + 3, 150, 20, -1);
-  HWND edit = AddControl(dialog, "EDIT", "", WS_TABSTOP | WS_BORDER | ES_AUTOHSCROLL | style, 170, y, 180, 22, id);
+HWND AddLabelled(const DialogLayout& layout, int text, int y, int id, DWORD style) {
+  layout.Add("STATIC", GetGenericText(text), 0, -1, 15, y + 3, 150, 20);
+  HWND edit = layout.Add("EDIT", "", WS_TABSTOP | WS_BORDER | ES_AUTOHSCROLL | style, id, 170, y, 180, 22);
   SendMessageA(edit, EM_LIMITTEXT, kPathBuf - 1, 0);
   return edit;
 }
 
-void AddCheck(HWND dialog, int text, int y, int id, int checked) {
-  AddControl(dialog, "BUTTON", GetGenericText(text), WS_TABSTOP | BS_AUTOCHECKBOX, 15, y, 335, 20, id);
-  CheckDlgButton(dialog, id, checked ? BST_CHECKED : BST_UNCHECKED);
+void AddCheck(const DialogLayout& layout, int text, int y, int id, int checked) {
+  layout.Add("BUTTON", GetGenericText(text), WS_TABSTOP | BS_AUTOCHECKBOX, id, 15, y, 335, 20);
+  CheckDlgButton(layout.dialog(), id, checked ? BST_CHECKED : BST_UNCHECKED);
 }
 
 void InitDialog(HWND dialog, const CreationChoice* choice) {
-  SetWindowPos(dialog, HWND_TOP, (GetSystemMetrics(SM_CXSCREEN) - kWidth) / 2,
-               (GetSystemMetrics(SM_CYSCREEN) - kHeight) / 2, kWidth, kHeight, 0);
+  DialogLayout layout(dialog);
+  layout.SizeClient(kWidth, kHeight, DialogPlace::kScreenCentre);
   SetWindowTextA(dialog, GetGenericText(34));
-  AddControl(dialog, "STATIC", GetGenericText(38), 0, 15, 18, 150, 20, -1);
-  HWND level = AddControl(dialog, "COMBOBOX", "", WS_TABSTOP | WS_VSCROLL | CBS_DROPDOWNLIST, 170, 15, 80, 200,
-                          IDC_CREATION_LEVEL);
+  layout.Add("STATIC", GetGenericText(38), 0, -1, 15, 18, 150, 20);
+  HWND level =
+      layout.Add("COMBOBOX", "", WS_TABSTOP | WS_VSCROLL | CBS_DROPDOWNLIST, IDC_CREATION_LEVEL, 170, 15, 80, 200);
   for (int i = 0; i <= 9; ++i) {
     char text[4];
     snprintf(text, sizeof text, "%d", i);
     SendMessageA(level, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text));
   }
   SendMessageA(level, CB_SETCURSEL, choice->level, 0);
-  SetWindowTextA(AddLabelled(dialog, 39, 50, IDC_CREATION_PREFIX, 0), choice->prefix);
-  AddLabelled(dialog, 17, 85, IDC_CREATION_PASSWORD, ES_PASSWORD);
-  AddLabelled(dialog, 88, 115, IDC_CREATION_CONFIRM, ES_PASSWORD);
-  AddCheck(dialog, 40, 155, IDC_CREATION_PLAIN, choice->plain);
-  AddCheck(dialog, 37, 180, IDC_CREATION_RECURSE, choice->recurse);
-  AddControl(dialog, "BUTTON", GetGenericText(0), WS_TABSTOP | BS_DEFPUSHBUTTON, 105, 220, 75, 23, IDC_CREATION_OK);
-  AddControl(dialog, "BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, 195, 220, 75, 23, IDC_CREATION_CANCEL);
+  SetWindowTextA(AddLabelled(layout, 39, 50, IDC_CREATION_PREFIX, 0), choice->prefix);
+  AddLabelled(layout, 17, 85, IDC_CREATION_PASSWORD, ES_PASSWORD);
+  AddLabelled(layout, 88, 115, IDC_CREATION_CONFIRM, ES_PASSWORD);
+  AddCheck(layout, 40, 155, IDC_CREATION_PLAIN, choice->plain);
+  AddCheck(layout, 37, 180, IDC_CREATION_RECURSE, choice->recurse);
+  layout.Add("BUTTON", GetGenericText(0), WS_TABSTOP | BS_DEFPUSHBUTTON, IDC_CREATION_OK, 105, 220, 75, 23);
+  layout.Add("BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, IDC_CREATION_CANCEL, 195, 220, 75, 23);
   SendMessageA(dialog, DM_SETDEFID, IDC_CREATION_OK, 0);
   SetFocus(level);
 }
