@@ -126,11 +126,16 @@ HiddenEntryList::HiddenEntryList() {
   wc.lpszClassName = "KestreliaTestParent";
   RegisterClassA(&wc);  // fails harmlessly when already registered
   parent = CreateWindowExA(0, wc.lpszClassName, "", WS_POPUP, 0, 0, 400, 300, nullptr, nullptr, nullptr, nullptr);
-  list = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | LVS_REPORT | LVS_OWNERDATA, 0, 0, 400, 300, parent, nullptr,
-                         nullptr, nullptr);
+  list = MakeEntryList(parent, 0);
+}
+
+HWND MakeEntryList(HWND parent, DWORD style) {
+  HWND list = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | LVS_REPORT | LVS_OWNERDATA | style, 0, 0, 600, 400, parent,
+                              nullptr, nullptr, nullptr);
   AttachEntryRows(list);
   InstallListingViews(nullptr);
   InitEntryListColumns(list);
+  return list;
 }
 
 HiddenEntryList::~HiddenEntryList() {

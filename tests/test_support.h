@@ -43,6 +43,8 @@ struct RecordedBoxes {
 // The text a list view shows in a cell.
 std::string ListCell(HWND list, int row, int column);
 
+// An owner-data entry list with its row store and columns, a child of parent.
+HWND MakeEntryList(HWND parent, DWORD style);
 // A hidden top-level window whose child is an owner-data entry list with its row store.
 struct HiddenEntryList {
   HWND parent = nullptr;

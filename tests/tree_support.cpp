@@ -2,9 +2,8 @@
 #include "tree_support.h"
 
 #include "model/entry_rows.h"
-#include "model/liststruct.h"
+#include "test_support.h"
 #include "ui/entry_list.h"
-#include "ui/listing_view.h"
 #include "ui/folder_tree_view.h"
 
 #include <commctrl.h>
@@ -18,15 +17,6 @@ LRESULT CALLBACK FolderTreeParentProc(HWND hwnd, UINT message, WPARAM wParam, LP
   return DefWindowProcA(hwnd, message, wParam, lParam);
 }
 
-HWND MakeEntryList(HWND parent) {
-  HWND list = CreateWindowExA(0, WC_LISTVIEWA, "", WS_CHILD | WS_VISIBLE | LVS_REPORT | LVS_OWNERDATA, 0, 0, 600, 400,
-                              parent, nullptr, nullptr, nullptr);
-  AttachEntryRows(list);
-  InstallListingViews(nullptr);
-  InitEntryListColumns(list);
-  return list;
-}
-
 }  // namespace
 
 HiddenFolderTree::HiddenFolderTree() {
@@ -37,8 +27,8 @@ HiddenFolderTree::HiddenFolderTree() {
   wc.lpszClassName = "KestreliaFolderTreeParent";
   RegisterClassA(&wc);  // fails harmlessly when already registered
   parent = CreateWindowExA(0, wc.lpszClassName, "", WS_POPUP, 0, 0, 800, 600, nullptr, nullptr, nullptr, nullptr);
-  all = MakeEntryList(parent);
-  folderList = MakeEntryList(parent);
+  all = MakeEntryList(parent, WS_VISIBLE);
+  folderList = MakeEntryList(parent, WS_VISIBLE);
   tree = CreateWindowExA(0, WC_TREEVIEWA, "", WS_CHILD | WS_VISIBLE | TVS_HASBUTTONS, 0, 0, 200, 600, parent, nullptr,
                          nullptr, nullptr);
   combo = CreateWindowExA(0, WC_COMBOBOXEXA, "", WS_CHILD | WS_VISIBLE | CBS_DROPDOWN, 0, 0, 200, 200, parent, nullptr,

@@ -17,27 +17,14 @@
 
 namespace {
 
-int g_questions;
-int g_answer;
-
-int CountingBox(HWND, const char*, const char*, UINT) {
-  ++g_questions;
-  return g_answer;
-}
-
 class EntryRead : public ::testing::Test {
  protected:
   void SetUp() override {
-    ResetPrompts();
-    GetPrompts().messageBox = CountingBox;
-    g_questions = 0;
-    g_answer = IDOK;
     SetArchiveEncrypted(0);
     SetCurrentPassword("");
   }
   void TearDown() override {
     if (zip_) unzClose(zip_);
-    ResetPrompts();
   }
   // Opens the archive at the named entry; the entry's information comes back.
   unz_file_info64 At(const char* archive, const char* entry) {
@@ -50,6 +37,7 @@ class EntryRead : public ::testing::Test {
     EXPECT_EQ(OpenCurrentEntry(zip_), UNZ_OK);
     return info;
   }
+  RecordedBoxes boxes_;
   unzFile zip_ = nullptr;
   char buffer_[65536];
 };
@@ -59,7 +47,7 @@ TEST_F(EntryRead, ReadErrorAsksOnce) {
   unz_file_info64 info = At("damaged_entry.zip", "invalid.bin");
   std::string path = ScratchDir("read_damaged") + "\\invalid.bin";
   for (int answer : {IDOK, IDCANCEL}) {
-    g_answer = answer;
+    boxes_.answer = answer;
     FILE* file = fopen(path.c_str(), "wb");
     EXPECT_EQ(ReadEntryToFile(zip_, &info, sizeof buffer_, buffer_, file, path.c_str(), 0), 0);
     fclose(file);
@@ -67,7 +55,7 @@ TEST_F(EntryRead, ReadErrorAsksOnce) {
     EXPECT_EQ(unzLocateFile(zip_, "invalid.bin", 1), UNZ_OK);
     ASSERT_EQ(OpenCurrentEntry(zip_), UNZ_OK);
   }
-  EXPECT_EQ(g_questions, 2);
+  EXPECT_EQ(boxes_.texts.size(), 2u);
 }
 
 TEST_F(EntryRead, EncryptedArchiveWithoutPasswordReadsNothingToFile) {
@@ -84,9 +72,7 @@ TEST_F(EntryRead, EncryptedArchiveWithoutPasswordReadsNothingToFile) {
 }
 
 TEST(ExtractFolders, MakeDirectoryPathIsRelativeToTheWorkingDirectory) {
-  ResetPrompts();
-  GetPrompts().messageBox = CountingBox;
-  g_questions = 0;
+  RecordedBoxes boxes;
   std::string root = ScratchDir("dirs_relative");
   char previous[kPathBuf];
   GetCurrentDirectoryA(sizeof previous, previous);
@@ -95,9 +81,8 @@ TEST(ExtractFolders, MakeDirectoryPathIsRelativeToTheWorkingDirectory) {
   EXPECT_NE(GetFileAttributesA("x\\y\\z"), INVALID_FILE_ATTRIBUTES);
   EXPECT_EQ(MakeDirectoryPath("x/y", 0, 1), 0) << "existing is fine unless reported";
   EXPECT_EQ(MakeDirectoryPath("x/y", 1, 1), -1);
-  EXPECT_EQ(g_questions, 1);
+  EXPECT_EQ(boxes.texts.size(), 1u);
   SetCurrentDirectoryA(previous);
-  ResetPrompts();
 }
 
 }  // namespace

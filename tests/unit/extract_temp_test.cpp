@@ -26,12 +26,8 @@
 
 namespace {
 
-int g_questions;
+int g_questions;  // besides the boxes
 
-int CountedBox(HWND, const char*, const char*, UINT) {
-  ++g_questions;
-  return IDOK;
-}
 int CountedOverwrite(HWND, const char*, const char*, const char*) {
   ++g_questions;
   return 3;  // Cancel: a question that should not have come ends the run visibly
@@ -50,8 +46,6 @@ std::string TempFolder() {
 class TempExtract : public ::testing::Test {
  protected:
   void SetUp() override {
-    ResetPrompts();
-    GetPrompts().messageBox = CountedBox;
     GetPrompts().overwriteQuestion = CountedOverwrite;
     GetPrompts().password = CountedPassword;
     g_questions = 0;
@@ -68,6 +62,9 @@ class TempExtract : public ::testing::Test {
     SetCurrentArchivePath("");
     ResetPrompts();
   }
+  // No question is asked on these roads: every test ends with none.
+  int Questions() const { return g_questions + static_cast<int>(boxes_.texts.size()); }
+  RecordedBoxes boxes_;
   char before_[kPathBuf];
 };
 
@@ -89,7 +86,7 @@ TEST_F(TempExtract, ExtractToTempWritesTheEntryAndRecordsIt) {
   char note[kPathBuf] = "";
   ASSERT_EQ(ExtractToTemp("docs\\deep\\er\\note.md", note), 0);
   EXPECT_EQ(ReadFileBytes(note), ReadFileBytes(TestData("ref_encrypted\\docs\\deep\\er\\note.md")));
-  EXPECT_EQ(g_questions, 0);
+  EXPECT_EQ(Questions(), 0);
 
   // Recorded: the exit's clean-up removes them.
   DeleteTempFiles();
@@ -201,7 +198,7 @@ TEST_F(TempExtract, ExtractMultipleFilesKeepsFoldersBelowAFreshFolder) {
     }
   }
   EXPECT_FALSE(Exists(climbed));
-  EXPECT_EQ(g_questions, 0);
+  EXPECT_EQ(Questions(), 0);
 
   // Nothing selected: nothing to drag.
   ListedArchive listed("deflated.zip");
@@ -271,32 +268,22 @@ TEST_F(TempExtract, TreeItemTakesExactlyTheEntriesBelowTheFolder) {
   EXPECT_NE(refused.find("a/b/../../../tree_evil.txt"), std::string::npos) << refused;
   EXPECT_NE(refused.find("a/b/nul.txt"), std::string::npos) << refused;
   EXPECT_EQ(GetLastRefusedCount(), 2u);
-  EXPECT_EQ(g_questions, 0);
-}
-
-}  // namespace
-
-namespace {
-
-int g_refusals;
-int RefusingBox(HWND, const char*, const char*, UINT) {
-  ++g_refusals;
-  return IDCANCEL;
+  EXPECT_EQ(Questions(), 0);
 }
 
 // Viewing writes the entry under its last name to the temporary folder and hands it on; a
 // program file goes on only after the user agreed (here: not), and the copy is deleted at exit
 // either way. An entry that inflates past its declared size is not handed on half-checked.
 TEST_F(TempExtract, ViewingWritesTheEntryAndAsksBeforeStartingAProgram) {
-  GetPrompts().messageBox = RefusingBox;
+  boxes_.answer = IDCANCEL;
   std::string expected;
   for (int i = 0; i < 40; ++i) expected += "MZ not really a program\n";
   struct Case {
     const char *archive, *entry, *copy;
-    int refusals;
+    size_t refusals;
   } cases[] = {{"view.zip", "bin/view_tool.exe", expected.c_str(), 1}, {"overrun.zip", "long.txt", nullptr, 0}};
   for (const Case& c : cases) {
-    g_refusals = 0;
+    size_t before = boxes_.texts.size();
     unzFile zip = MyWaitunzOpen2_64(TestData(c.archive).c_str(), 3000);
     ASSERT_TRUE(zip);
     unz_file_info64 info = {};
@@ -304,7 +291,7 @@ TEST_F(TempExtract, ViewingWritesTheEntryAndAsksBeforeStartingAProgram) {
     unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
     EXPECT_NE(do_view_currentfile(zip, c.entry, 0, info), 0) << c.entry << ": started without the user's yes";
     unzClose(zip);
-    EXPECT_EQ(g_refusals, c.refusals) << c.entry;
+    EXPECT_EQ(boxes_.texts.size() - before, c.refusals) << c.entry;
     std::string copy = TempFolder() + LastNamePart(c.entry);
     if (c.copy) {
       EXPECT_EQ(ReadFileBytes(copy), c.copy);
