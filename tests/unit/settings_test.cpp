@@ -20,8 +20,6 @@
 namespace {
 
 const char* Key() { return GetSettingsKeyPath(); }
-const std::string kTooLongText(300, 'r');
-const char* const kTooLong = kTooLongText.c_str();
 
 void PutDword(HKEY hive, const char* name, DWORD value) {
   ASSERT_EQ(CreateAndWriteDword(value, hive, Key(), name), 0) << name;
@@ -103,7 +101,6 @@ TEST_F(Settings, EachValueIsTakenOnlyWhereAndWhenItCounts) {
       {{{HKEY_LOCAL_MACHINE, kValueVerbose, 10}}, [] { return std::to_string(GetVerbose()); }, "10"},
       {{{HKEY_LOCAL_MACHINE, kValueDebugConsole, 2}}, [] { return std::to_string(IsDebugConsole()); }, "0"},
       {{{HKEY_LOCAL_MACHINE, kValuePrintToLogFile, 2}}, [] { return std::to_string(IsPrintToLogFile()); }, "0"},
-      {{{HKEY_LOCAL_MACHINE, kValueDeleteSimulation, 2}}, [] { return std::to_string(IsDeleteSimulation()); }, "0"},
       {{{HKEY_LOCAL_MACHINE, kValueLanguage, KLANG_LANGUAGE_GERMAN}},
        [] { return std::to_string(GetLanguage()); }, std::to_string(KLANG_LANGUAGE_GERMAN)},
       {{{HKEY_LOCAL_MACHINE, kValueLanguage, KLANG_LANGUAGE_GERMAN}, {HKEY_CURRENT_USER, kValueLanguage, KLANG_LANGUAGE_ENGLISH}},
@@ -115,7 +112,6 @@ TEST_F(Settings, EachValueIsTakenOnlyWhereAndWhenItCounts) {
       {{{HKEY_CURRENT_USER, kValueSkipCRCCheck, 1}}, [] { return std::to_string(GetSkipCRCCheck()); }, "1"},
       {{{HKEY_CURRENT_USER, kValueFontConfiguration, 0, ""}}, [] { return std::string(GetFontConfiguration()); },
        "Tahoma"},
-      {{{HKEY_CURRENT_USER, kValueRichEdit, 0, kTooLong}}, [] { return std::string(GetRichEditString()); }, ""},
   };
   for (const auto& c : cases) {
     Clean();
