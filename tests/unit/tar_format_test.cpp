@@ -1,5 +1,5 @@
 // The TAR adapter with the real tar.dll: rows and totals of a listing, extraction of the
-// list's selection or of all rows, viewing one entry, creating and extending.
+// list's selection or of all rows, viewing one entry, adding to an archive.
 #include "services/base.h"
 
 #include <gtest/gtest.h>
@@ -123,24 +123,8 @@ TEST_F(TarFormat, ViewWritesTheEntryBelowTheTemporaryFolder) {
   DeleteFileA(written.c_str());
 }
 
-TEST_F(TarFormat, CreatesAndExtendsThroughTheLibrary) {
-  std::string folder = ScratchDir("tar_adapter_create");
-  TarCreateRequest request = {};
-  snprintf(request.archive, sizeof request.archive, "%s\\made.tgz", folder.c_str());
-  snprintf(request.baseFolder, sizeof request.baseFolder, "%s", TestData("src").c_str());
-  EXPECT_EQ(CreateTarArchive(request, {TestData("src/readme.txt"), TestData("src/docs/zero.bin")}), 0);
-  request.addMode = TAR_ADD_APPEND;
-  snprintf(request.baseFolder, sizeof request.baseFolder, "%s", TestData("add").c_str());
-  EXPECT_EQ(CreateTarArchive(request, {TestData("add/extra/new.txt"), TestData("add/missing.txt")}), 1);
-  EXPECT_EQ(CreateTarArchive(request, {}), -1);
-
-  TarListed listed(request.archive);
-  std::vector<std::string> names;
-  for (int row = 0; row < listed.window.Rows(); ++row) names.push_back(listed.FullName(row));
-  EXPECT_EQ(names, (std::vector<std::string>{"readme.txt", "docs/zero.bin", "extra/new.txt"}));
-}
-
 // The window's add run: a folder goes in with what lies below it, names from its parent.
+// (A new archive through the adapter is the end-to-end test's File > New archive.)
 TEST_F(TarFormat, TheAddRunAppendsFoldersWithTheirContents) {
   std::string archive = ScratchDir("tar_adapter_add_run") + "\\copy.tar";
   ASSERT_TRUE(CopyFileA(TestData("gnu_ustar.tar").c_str(), archive.c_str(), FALSE));
