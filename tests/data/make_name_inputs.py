@@ -19,7 +19,7 @@ import sys
 import zipfile
 import zlib
 
-from make_extract_inputs import write_files
+from make_extract_inputs import run, write_files
 from raw_zip import deflate, raw_zip
 
 PASSWORD = "kestrel"
@@ -34,10 +34,6 @@ NAMES = {
     "long/" + "ж" * 120 + ".txt": b"long\n",
     "deep/" + ("папка_" + "x" * 90 + "/") * 2 + "ж" * 100 + ".txt": b"deep\n",
 }
-
-
-def run(*args, cwd=None):
-    subprocess.run(args, cwd=cwd, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
 def seven_reference(out, archive):

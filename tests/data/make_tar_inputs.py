@@ -15,11 +15,7 @@ import subprocess
 import sys
 import tarfile
 
-from make_extract_inputs import local_epoch as stamp, write_files
-
-
-def run(*args, cwd=None, env=None):
-    subprocess.run(args, cwd=cwd, env=env, check=True, stdout=subprocess.DEVNULL)
+from make_extract_inputs import local_epoch as stamp, run, write_files
 
 
 LONG = "a-rather-long-folder-name-to-pass-the-ustar-limit/" * 2 + "and-a-file-name-that-is-long-too.txt"

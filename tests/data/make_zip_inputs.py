@@ -13,9 +13,7 @@ import sys
 import zipfile
 import zlib
 
-
-def run(*args, cwd=None):
-    subprocess.run(args, cwd=cwd, check=True, stdout=subprocess.DEVNULL)
+from make_extract_inputs import run
 
 
 def tree(root):
