@@ -86,16 +86,7 @@ focus() {
 
 # wait_dialog TITLE: waits until a dialog of that title is shown; its text on stdout.
 wait_dialog() {
-  local i
-  for i in $(seq 120); do
-    if out=$(inspect --class '#32770' 2>/dev/null) && grep -qF "window \"$1" <<<"$out"; then
-      echo "$out"
-      return 0
-    fi
-    sleep 0.5
-  done
-  echo "no dialog \"$1\"" >&2
-  return 1
+  eventually 60 shows "window \"$1" --class '#32770' && inspect --class '#32770'
 }
 
 # until_shown TEXT: waits until the window shows TEXT; what it shows (rows, tree items) on stdout.
@@ -136,11 +127,7 @@ wait_gone() {
 # expect_exit LABEL: the program ends by itself (a minute at most, else it is killed) with 0.
 expect_exit() {
   local code=0
-  for _ in $(seq 120); do
-    kill -0 "$app" 2>/dev/null || break
-    sleep 0.5
-  done
-  kill -0 "$app" 2>/dev/null && { screenshot still_running; kill "$app"; }
+  eventually 60 ended || { screenshot still_running; kill "$app"; }
   wait "$app" || code=$?
   expect_eq "$1" 0 "$code"
 }
@@ -164,8 +151,9 @@ close_after_run() {
   wait "$app" || code=$?
   expect_eq "exit code" 0 "$code"
 }
+ended() { ! kill -0 "$app" 2>/dev/null; }
 answered_and_gone() {
-  kill -0 "$app" 2>/dev/null || return 0
+  ended && return 0
   inspect --class '#32770' --yes >/dev/null
   return 1
 }

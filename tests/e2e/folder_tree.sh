@@ -16,8 +16,7 @@ echo top > "$work/project/top.txt"
 
 start_program "$(winpath "$work/nested.zip")"
 inspect --wait 60 --until-rows 5 --rows 0 >/dev/null
-id=$(xdotool search --name "^Kestrelia: " 2>/dev/null | head -1)
-[ -n "$id" ] && xdotool windowfocus --sync "$id" 2>/dev/null
+focus "Kestrelia: .*"
 xdotool key alt+v t  # View > Folder tree
 eventually 30 shows "tree item docs\\img" --rows 0
 out=$(inspect --rows 10)

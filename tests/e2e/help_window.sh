@@ -17,19 +17,14 @@ from_menu() {
 # help_window TITLE SHOT COMMAND...: the command in the main window brings up a help window
 # of that title.
 help_window() {
-  local win id="" title=$1 shot=$2
+  local opened=no title=$1 shot=$2
   shift 2
   inspect --wait 60 --rows 0 >/dev/null
-  win=$(xdotool search --name '^Kestrelia$' | head -1)
-  xdotool windowfocus --sync "$win" 2>/dev/null
+  focus Kestrelia
   "$@"
-  for _ in $(seq 40); do
-    id=$(xdotool search --name "^$title\$" 2>/dev/null | head -1)
-    [ -n "$id" ] && break
-    sleep 0.5
-  done
+  eventually 20 window_titled "$title" && opened=yes
   screenshot "$shot"
-  expect_eq "${*: -1} opens \"$title\"" "yes" "$([ -n "$id" ] && echo yes || echo no)"
+  expect_eq "${*: -1} opens \"$title\"" yes "$opened"
   # Closed as its close box does: the viewer runs in the program's process, and a window
   # destroyed on the display's side under it ends that process with an X error.
   inspect --class "HH Parent" --title "$title" --close >/dev/null

@@ -229,53 +229,35 @@ BOOL CALLBACK DumpChild(HWND child, LPARAM) {
 struct TopSearch {
   const char* cls;
   const char* title;  // only a window of this title, when given
-  HWND found;
+  HWND found;         // the first
+  int shown;
 };
 
 // Dialogs share one class and Wine keeps hidden ones of its own, so only a shown window of
 // the class counts.
 BOOL CALLBACK FindShownTopWindow(HWND hwnd, LPARAM data) {
   TopSearch* search = reinterpret_cast<TopSearch*>(data);
-  char cls[64] = "";
+  char cls[64] = "", title[256] = "";
   GetClassNameA(hwnd, cls, sizeof cls);
-  if (_stricmp(cls, search->cls) || !IsWindowVisible(hwnd)) return TRUE;
-  char title[256] = "";
   GetWindowTextA(hwnd, title, sizeof title);
-  if (search->title && strcmp(title, search->title)) return TRUE;
-  search->found = hwnd;
-  return FALSE;
+  if (_stricmp(cls, search->cls) || !IsWindowVisible(hwnd) || (search->title && strcmp(title, search->title)))
+    return TRUE;
+  if (!search->shown++) search->found = hwnd;
+  return TRUE;
 }
+
+TopSearch FindShown(const char* cls, const char* title) {
+  TopSearch search = {cls, title, nullptr, 0};
+  EnumWindows(FindShownTopWindow, reinterpret_cast<LPARAM>(&search));
+  return search;
+}
+
+HWND FindShownWindow(const char* cls, const char* title) { return FindShown(cls, title).found; }
 
 bool TitleContains(HWND hwnd, const char* text) {
   char title[512] = "";
   GetWindowTextA(hwnd, title, sizeof title);
   return strstr(title, text) != nullptr;
-}
-
-struct TopCount {
-  const char* cls;
-  int shown;
-};
-
-BOOL CALLBACK CountShownTopWindow(HWND hwnd, LPARAM data) {
-  TopCount* count = reinterpret_cast<TopCount*>(data);
-  char cls[64] = "";
-  GetClassNameA(hwnd, cls, sizeof cls);
-  if (!_stricmp(cls, count->cls) && IsWindowVisible(hwnd)) ++count->shown;
-  return TRUE;
-}
-
-// How many shown top-level windows of a class there are: "#32768" counts the open menus.
-int CountShownWindows(const char* cls) {
-  TopCount count = {cls, 0};
-  EnumWindows(CountShownTopWindow, reinterpret_cast<LPARAM>(&count));
-  return count.shown;
-}
-
-HWND FindShownWindow(const char* cls, const char* title) {
-  TopSearch search = {cls, title, nullptr};
-  EnumWindows(FindShownTopWindow, reinterpret_cast<LPARAM>(&search));
-  return search.found;
 }
 
 }  // namespace
@@ -307,7 +289,8 @@ int main(int argc, char** argv) {
     else if (!strcmp(argv[i], "--until-selected") && i + 1 < argc) untilSelected = atoi(argv[++i]);
     else if (!strcmp(argv[i], "--until-gone")) untilGone = true;
     else if (!strcmp(argv[i], "--count") && i + 1 < argc) {
-      printf("shown %s: %d\n", argv[i + 1], CountShownWindows(argv[i + 1]));
+      // "#32768" counts the open menus.
+      printf("shown %s: %d\n", argv[i + 1], FindShown(argv[i + 1], nullptr).shown);
       return 0;
     }
   }
