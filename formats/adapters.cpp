@@ -1,6 +1,7 @@
 #include "services/base.h"
 #include "formats/formats.h"
 
+#include "formats/iso_format.h"
 #include "formats/rar_format.h"
 #include "formats/tar_format.h"
 #include "zip/zip_format.h"
@@ -11,4 +12,5 @@ void RegisterArchiveFormats() {
   RegisterZipFormat();
   RegisterTarFormat();
   RegisterRarFormat();
+  RegisterIsoFormat();
 }

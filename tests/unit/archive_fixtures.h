@@ -4,6 +4,7 @@
 #include "services/base.h"
 
 #include "model/app_state.h"
+#include "model/archive_kind.h"
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
 #include "model/namelist.h"
@@ -19,6 +20,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 // An archive of the test data listed into a hidden entry list.
 struct ListedArchive {
@@ -56,6 +58,31 @@ struct ListedArchive {
     ADD_FAILURE() << "no row " << fullName;
   }
   void SelectAll() { ListView_SetItemState(window.list, -1, LVIS_SELECTED, LVIS_SELECTED); }
+};
+
+// An archive listed by its kind's own listing thread (an adapter's) into a hidden entry list.
+struct KindListed {
+  HiddenEntryList window;
+  ArchiveControlBlock block = {};
+  KindListed(int kind, DWORD(WINAPI* listing)(LPVOID), const std::string& path) {
+    SetArchiveKind(kind);
+    block.list = window.list;
+    NameListRecreate(&block.folders);
+    snprintf(block.path, sizeof block.path, "%s", path.c_str());
+    listing(&block);
+  }
+  ~KindListed() { NameListDestroy(&block.folders); }
+  KindListed(const KindListed&) = delete;
+  KindListed& operator=(const KindListed&) = delete;
+  std::string FullName(int row) const {
+    liststruct* record = GetRowRecord(window.list, row);
+    return std::string(record->path) + record->filename;
+  }
+  int Row(const std::string& name) const {
+    for (int row = 0; row < window.Rows(); ++row)
+      if (FullName(row) == name) return row;
+    return -1;
+  }
 };
 
 struct FoundFile {

@@ -23,26 +23,8 @@
 
 namespace {
 
-struct TarListed {
-  HiddenEntryList window;
-  ArchiveControlBlock block = {};
-  explicit TarListed(const std::string& path) {
-    SetArchiveKind(ARCHIVE_TAR);
-    block.list = window.list;
-    NameListRecreate(&block.folders);
-    snprintf(block.path, sizeof block.path, "%s", path.c_str());
-    ListTarFilesThread(&block);
-  }
-  ~TarListed() { NameListDestroy(&block.folders); }
-  std::string FullName(int row) const {
-    liststruct* record = GetRowRecord(window.list, row);
-    return std::string(record->path) + record->filename;
-  }
-  int Row(const std::string& name) const {
-    for (int row = 0; row < window.Rows(); ++row)
-      if (FullName(row) == name) return row;
-    return -1;
-  }
+struct TarListed : KindListed {
+  explicit TarListed(const std::string& path) : KindListed(ARCHIVE_TAR, ListTarFilesThread, path) {}
 };
 
 class TarFormat : public ::testing::Test {

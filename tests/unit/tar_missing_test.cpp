@@ -1,5 +1,5 @@
-// Without tar.dll beside the program (this executable runs from a folder without it), every
-// TAR operation ends with the library's message box and nothing else.
+// Without tar.dll and iso.dll beside the program (this executable runs from a folder without
+// them), every TAR and ISO operation ends with the library's message box and nothing else.
 #include "services/base.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/iso_format.h"
 #include "formats/tar_format.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
@@ -34,6 +35,23 @@ TEST(TarMissing, EveryOperationTellsTheUserTheLibraryIsMissing) {
   EXPECT_EQ(boxes.titles, std::vector<std::string>(3, GetMessageText(94)));
   EXPECT_EQ(boxes.texts, std::vector<std::string>(3, GetGenericText(12)));
   for (UINT flags : boxes.flags) EXPECT_TRUE(flags & MB_ICONERROR);
+  EXPECT_EQ(window.Rows(), 0);
+}
+
+TEST(IsoMissing, EveryOperationTellsTheUserTheLibraryIsMissing) {
+  RecordedBoxes boxes;
+  HiddenEntryList window;
+  ArchiveControlBlock block = {};
+  block.list = window.list;
+  snprintf(block.path, sizeof block.path, "%s", "Z:\\nowhere\\a.iso");
+  ListIsoFilesThread(&block);
+  ExtractJob job = {};
+  job.silent = 1;
+  snprintf(job.archive, sizeof job.archive, "%s", block.path);
+  ExtractIsoFilesFromList(&job);
+  ViewIsoFile(block.path, "a.txt", 0);
+  EXPECT_EQ(boxes.titles, std::vector<std::string>(3, GetMessageText(94)));
+  EXPECT_EQ(boxes.texts, std::vector<std::string>(3, GetGenericText(42)));
   EXPECT_EQ(window.Rows(), 0);
 }
 

@@ -1,0 +1,65 @@
+// The walk shared by the kinds whose libraries have the UnRAR shape (iso.dll, unrar.dll): the
+// library hands out one header at a time, and each entry is then skipped, tested or written
+// before the next header is read. The kind's adapter turns its library's records into
+// HeaderEntry values and its operation codes from HeaderOperation; listing, extraction and
+// viewing are the same walk for every such kind.
+#pragma once
+#include "services/base.h"
+
+#include "model/liststruct.h"
+#include "zip/entry_failures.h"
+
+#include <string>
+#include <vector>
+
+struct ArchiveControlBlock;
+struct EntrySelection;
+
+enum HeaderOperation { HEADER_SKIP, HEADER_TEST, HEADER_EXTRACT };
+
+struct HeaderEntry {
+  std::string name;     // the whole path inside the archive, "\"-separated
+  uint64_t size;
+  uint32_t attributes;  // Win32 file-attribute bits
+  EntryStamp stamp;
+};
+
+constexpr uint32_t kHeaderFolder = FILE_ATTRIBUTE_DIRECTORY;
+constexpr uint32_t kHeaderHidden = FILE_ATTRIBUTE_HIDDEN;
+
+// How a walk ended (0 is an entry delivered).
+enum HeaderWalkEnd { HEADER_WALK_END = 1, HEADER_WALK_DAMAGED = 2 };
+
+struct HeaderSource {
+  void* context;
+  // 0 while an entry was delivered; HEADER_WALK_END at the end, HEADER_WALK_DAMAGED when the
+  // archive cannot be read further.
+  int (*next)(void* context, HeaderEntry* entry);
+  // Does the operation to the entry of the last header: writes it to folder joined with name
+  // for HEADER_EXTRACT. 0 when done, else the EntryFailureReason of why not.
+  int (*process)(void* context, HeaderOperation operation, const char* folder, const char* name);
+};
+
+// Lists every entry into the block's list and totals (folders add nothing, every entry is
+// skipped after its header); the walk's end.
+int ListHeaderEntries(ArchiveControlBlock* block, const HeaderSource& source);
+
+// One extraction, test or view over the walk.
+struct HeaderRun {
+  const char* caller;              // the first word of log lines
+  HeaderOperation operation;       // HEADER_EXTRACT or HEADER_TEST
+  const char* destination;         // the folder written below; empty: the current directory
+  const EntrySelection* chosen;    // the entries to take ("\" names); null: every entry
+  std::string folder;              // when set (ending in "\"), only the entries below it
+  uint64_t entries;                // how many the run will take, for the progress dialog
+  uint64_t bytes;                  // and their bytes; 0 when unknown
+  bool progress;                   // drives the progress dialog and heeds its cancel button
+  // Filled by the run:
+  EntryFailures failures;
+  std::vector<std::string> taken;  // the names written or tested, in order
+  bool damaged;
+};
+
+// Walks the whole archive: hidden entries are passed over, the wanted ones processed, the
+// others skipped; the user's cancel is honoured between entries. 0, or 100 when cancelled.
+int RunHeaderEntries(const HeaderSource& source, HeaderRun* run);

@@ -1,0 +1,29 @@
+// CD and DVD images through the program's own read-only iso.dll: listing, extraction and
+// viewing, all one walk of the image's headers (formats/header_loop). The library is loaded
+// by name when first needed and never unloaded; every call looks its entry point up again.
+#pragma once
+#include "services/base.h"
+
+#include "plugins/include/kestrelia_iso.h"
+
+struct ExtractJob;
+
+// Hands the kind's operations to the table of archive kinds.
+void RegisterIsoFormat();
+
+// Loads iso.dll when it is not loaded; true when it is.
+bool LoadIsoLibrary();
+
+DWORD WINAPI ListIsoFilesThread(LPVOID block);
+// The extraction worker of a run (ExtractIsoFilesFromListThread's body): 0, or 100 when the
+// user cancelled. Entries that failed are told in one message at the end.
+int ExtractIsoFilesFromList(ExtractJob* job);
+// Extracts the entries below a folder of the image ("a\\b\\"); as ExtractIsoFilesFromList.
+int ExtractIsoFolder(ExtractJob* job, const char* folder);
+// Writes one entry (its full "\" name) to the temporary folder and opens it; 0 when handed on.
+int ViewIsoFile(const char* archive, const char* entryName, int openWith);
+
+// The entry record's date from the library's date record: seconds 0, day 0 taken as 1,
+// months from 0, the year 1900 (a record without a date) taken as 1970.
+struct EntryStamp;
+EntryStamp IsoEntryStamp(const IsoDate& date);
