@@ -31,6 +31,9 @@ typedef int (*ExtractionProc)(ExtractJob* job);
 typedef int (*ViewEntryProc)(const char* archive, const char* entryName, int openWith);
 // The body of a creation or add run, given its parameter block.
 typedef DWORD(WINAPI* CreationThreadProc)(LPVOID block);
+// Runs an extraction job over the entries below a folder of the archive (its path as the tree
+// gives it); as ExtractionProc.
+typedef int (*FolderExtractionProc)(ExtractJob* job, const char* folder);
 
 // A null operation means the kind cannot do it (its plug-in is missing or it has none).
 struct ArchiveOperations {
@@ -38,6 +41,8 @@ struct ArchiveOperations {
   ExtractionProc extract;
   ViewEntryProc view;
   CreationThreadProc create;
+  // Null for the ZIP engine, which extracts a folder by its own road.
+  FolderExtractionProc extractFolder;
 };
 
 struct ArchiveFormat {

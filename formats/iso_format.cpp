@@ -158,7 +158,7 @@ int ExtractIsoRun(ExtractJob* job, const char* folder) {
     run.entries = job->chosen->names.size();
     run.bytes = job->chosen->bytes;
   } else {
-    Log(2, GetVerbose(), "ExtractIsoFilesFromListThread: extract all");
+    if (!folder) Log(2, GetVerbose(), "ExtractIsoFilesFromListThread: extract all");
     if (LoadIsoLibrary())
       if (auto count = IsoDll::IsoFileCount()) run.entries = static_cast<uint64_t>(count(job->archive, &run.bytes));
   }
@@ -223,7 +223,14 @@ DWORD WINAPI ListIsoFilesThread(LPVOID parameter) {
 
 int ExtractIsoFilesFromList(ExtractJob* job) { return ExtractIsoRun(job, nullptr); }
 
-int ExtractIsoFolder(ExtractJob* job, const char* folder) { return ExtractIsoRun(job, folder); }
+int ExtractIsoFolder(ExtractJob* job, const char* folder) {
+  // The tree may give the folder with either separator, and with or without its last one.
+  std::string below = folder ? folder : "";
+  for (char& c : below)
+    if (c == '/') c = '\\';
+  if (!below.empty() && below.back() != '\\') below += '\\';
+  return ExtractIsoRun(job, below.c_str());
+}
 
 int ViewIsoFile(const char* archive, const char* entryName, int openWith) {
   if (!entryName || !*entryName) {
@@ -258,5 +265,6 @@ int ViewIsoFile(const char* archive, const char* entryName, int openWith) {
 }
 
 void RegisterIsoFormat() {
-  RegisterArchiveOperations(ARCHIVE_ISO, {ListIsoFilesThread, ExtractIsoFilesFromList, ViewIsoFile, nullptr});
+  RegisterArchiveOperations(ARCHIVE_ISO,
+                            {ListIsoFilesThread, ExtractIsoFilesFromList, ViewIsoFile, nullptr, ExtractIsoFolder});
 }

@@ -136,6 +136,7 @@ struct ExtractRun {
   ExtractJob job;
   const ArchiveFormat* format;
   EntrySelection chosen;  // the job's rows, when it was given some
+  std::string folder;     // when set, the folder of the tree whose entries the run takes
 };
 
 constexpr int kExtractingText = 42;
@@ -155,7 +156,8 @@ void EndRun() {
 }
 
 int RunBody(ExtractRun* run) {
-  int result = run->format->ops.extract(&run->job);
+  int result = run->folder.empty() ? run->format->ops.extract(&run->job)
+                                    : run->format->ops.extractFolder(&run->job, run->folder.c_str());
   // A worker that gave up before its end may have left the dialog up.
   if (!run->job.silent && IsProgressDialogStarted()) CloseProgressDialog();
   if (run->format->zipEngine) {
@@ -335,7 +337,15 @@ void ExtractTreeFolder(const char* folder) {
   const char* archive = GetCurrentArchivePath();
   if (!*archive || !folder) return;
   if (RefuseWhenBusy()) return;
-  if (!CheckKind(GetArchiveKind())) return Abandon();
+  const ArchiveFormat* format = CheckKind(GetArchiveKind());
+  if (!format) return Abandon();
+  if (format->ops.extractFolder) {
+    ExtractRun* run = NewRun(format, archive, 0);
+    run->folder = folder;
+    if (!AskForRun(run)) return;
+    StartRun(run, 1);
+    return;
+  }
   TreeExtractBlock* block = static_cast<TreeExtractBlock*>(calloc(1, sizeof(TreeExtractBlock)));
   if (!block) return Abandon();
   snprintf(block->folder, sizeof block->folder, "%s", folder);

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # A CD image as a person meets it: the real program opens an image of Rock Ridge and Joliet
 # names (German, Cyrillic, Japanese) named on its command line, lists its files with "\"
-# paths, shows its folder tree, extracts the file of a folder chosen in the tree; "-x"
-# extracts a whole image into a folder named after it. The bytes on disk are bsdtar's.
+# paths, shows its folder tree, extracts a file chosen in a folder of the tree and a whole
+# folder of the tree; "-x" extracts a whole image into a folder named after it. The bytes on disk are bsdtar's.
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 data=${KESTRELIA_TESTDATA:?}
 fresh_work kestrelia_e2e_iso
-mkdir -p "$work/sel" "$work/x" "$work/ref"
+mkdir -p "$work/sel" "$work/x" "$work/ref" "$work/tree"
 cp "$data/rrjoliet.iso" "$work/sel/"
 cp "$data/rockridge.iso" "$work/x/"
 
@@ -40,6 +40,18 @@ screenshot iso_selection_extracted
 expect_eq "bsdtar's bytes" "$(bsdtar -xOf "$data/rrjoliet.iso" "Привет/мир.txt")" "$(cat "$work/sel/rrjoliet/Привет/мир.txt")"
 expect_eq "only the selection" "Привет/мир.txt" \
   "$(cd "$work/sel/rrjoliet" && find . -type f | sed 's|^\./||' | sort | tr '\n' ' ' | sed 's/ $//')"
+
+# A folder chosen in the tree extracts everything below it.
+out=$(until_shown "tree item Größe und Maße at")
+read -r x y < <(grep "^tree item Größe und Maße at" <<<"$out" | awk '{print $(NF-1), $NF}')
+xdotool mousemove "$x" "$y" click 1
+until_shown "| Übersicht.txt |" >/dev/null
+xdotool key ctrl+shift+e
+choose_folder 'C:\kestrelia_e2e_iso\tree'
+eventually 60 test -f "$work/tree/rrjoliet/Größe und Maße/Übersicht.txt"
+inspect --class '#32770' --until-gone --wait 60 >/dev/null
+expect_eq "the tree folder's files only" "Größe und Maße/Übersicht.txt" \
+  "$(cd "$work/tree/rrjoliet" && find . -type f | sed 's|^\./||' | sort | tr '\n' ' ' | sed 's/ $//')"
 close_after_run
 
 # "-x": the notice, the chooser, then a folder named after the image ("rockridge").
