@@ -1,11 +1,14 @@
 #include "services/base.h"
 #include "formats/header_loop.h"
 
+#include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "model/listing_totals.h"
 #include "services/log.h"
 #include "services/progress.h"
+#include "services/prompts.h"
+#include "zip/extract.h"
 
 #include <unordered_set>
 
@@ -41,6 +44,24 @@ struct RunProgress {
     if (now != percent) ExecuteProgressPos(dialog, percent = now);
   }
 };
+
+enum OverwriteAnswer { WRITE_IT, SKIP_IT, STOP_RUN };
+
+// Asks before an existing file is replaced; "yes to all" turns the question off for the run.
+OverwriteAnswer AskOverwrite(const HeaderRun& run, const std::string& name) {
+  if (!run.overwriteMode || *run.overwriteMode != OVERWRITE_ASK) return WRITE_IT;
+  std::string target = run.destination && *run.destination ? run.destination : ".";
+  if (target.back() != '\\' && target.back() != '/') target += '\\';
+  target += name;
+  if (GetFileAttributesA(target.c_str()) == INVALID_FILE_ATTRIBUTES) return WRITE_IT;
+  std::string text = std::string(GetMessageText(14)) + " " + target + " " + GetMessageText(15) + " ?";
+  switch (PromptOverwrite(GetForegroundWindow(), text.c_str(), GetMessageText(16), GetConfirmationDialogText())) {
+    case 0: return WRITE_IT;
+    case 1: *run.overwriteMode = OVERWRITE_ALL; return WRITE_IT;
+    case 2: return SKIP_IT;
+    default: return STOP_RUN;
+  }
+}
 
 }  // namespace
 
@@ -82,6 +103,16 @@ int RunHeaderEntries(const HeaderSource& source, HeaderRun* run) {
     bool take = inScope && !(entry.attributes & kHeaderHidden) &&
                 (!folder || (!run->chosen && run->operation == HEADER_EXTRACT));
     if (!take) {
+      source.process(source.context, HEADER_SKIP, nullptr, nullptr);
+      continue;
+    }
+    OverwriteAnswer answer = folder || run->operation != HEADER_EXTRACT ? WRITE_IT : AskOverwrite(*run, entry.name);
+    if (answer == STOP_RUN) {
+      Log(1, GetVerbose(), "%s: user stopped extraction", run->caller);
+      result = 100;
+      break;
+    }
+    if (answer == SKIP_IT) {
       source.process(source.context, HEADER_SKIP, nullptr, nullptr);
       continue;
     }

@@ -54,6 +54,7 @@ struct HeaderRun {
   uint64_t entries;                // how many the run will take, for the progress dialog
   uint64_t bytes;                  // and their bytes; 0 when unknown
   bool progress;                   // drives the progress dialog and heeds its cancel button
+  int* overwriteMode;              // an OverwriteMode asked before a file is replaced; null: replace
   // Filled by the run:
   EntryFailures failures;
   std::vector<std::string> taken;  // the names written or tested, in order
@@ -61,5 +62,6 @@ struct HeaderRun {
 };
 
 // Walks the whole archive: hidden entries are passed over, the wanted ones processed, the
-// others skipped; the user's cancel is honoured between entries. 0, or 100 when cancelled.
+// others skipped; the user's cancel, and a cancel of the overwrite question, end the run
+// between entries. 0, or 100 when cancelled.
 int RunHeaderEntries(const HeaderSource& source, HeaderRun* run);

@@ -154,6 +154,7 @@ int ExtractIsoRun(ExtractJob* job, const char* folder) {
   run.chosen = job->chosen;
   if (folder) run.folder = folder;
   run.progress = !job->silent;
+  run.overwriteMode = &job->overwriteMode;
   if (job->chosen) {
     run.entries = job->chosen->names.size();
     run.bytes = job->chosen->bytes;

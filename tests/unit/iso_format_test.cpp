@@ -126,6 +126,28 @@ TEST_F(IsoFormat, HiddenEntriesAreListedButNeverWritten) {
   EXPECT_TRUE(boxes.texts.empty());
 }
 
+int g_answer;
+
+TEST_F(IsoFormat, AnExistingFileIsReplacedOnlyWhenTheUserSaysSo) {
+  GetPrompts().overwriteQuestion = [](HWND, const char*, const char*, const char*) { return g_answer; };
+  const struct {
+    int answer;  // yes, yes to all, no, cancel
+    const char* left;
+    int result;
+  } cases[] = {{0, "for everyone\n", 0}, {1, "for everyone\n", 0}, {2, "old", 0}, {3, "old", 100}};
+  for (const auto& c : cases) {
+    std::string out = ScratchDir("iso_adapter_overwrite");
+    FILE* f = fopen((out + "\\VISIBLE.TXT").c_str(), "wb");
+    fputs("old", f);
+    fclose(f);
+    Job job(TestData("hidden.iso"), out);
+    job.job.overwriteMode = OVERWRITE_ASK;
+    g_answer = c.answer;
+    EXPECT_EQ(ExtractIsoFilesFromList(&job.job), c.result) << c.answer;
+    EXPECT_EQ(ReadFileBytes(out + "\\VISIBLE.TXT"), c.left) << c.answer;
+  }
+}
+
 TEST_F(IsoFormat, RefusedAndFailedEntriesAreNamedOnce) {
   std::string out = ScratchDir("iso_adapter_hostile");
   Job hostile(TestData("hostile.iso"), out);
