@@ -39,6 +39,7 @@ struct IsoImage {
                                    // name, or for a hard link the last entry before it that is none
   std::wstring dataWritten;        // a file this handle wrote with that data, if any
   int64_t dataSize = 0;            // of that entry
+  std::wstring madeFolder;         // the folder the last file went to, known to exist
 };
 
 // Text of a code page (CP_UTF8 for the program's names) as UTF-16, and back to UTF-8.

@@ -154,7 +154,12 @@ int ProcessCurrentEntry(IsoImage* image, int operation, const char* folder, cons
     DWORD attributes = GetFileAttributesW(target.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) ? ISO_OK : ISO_ECREATE;
   }
-  CreateFolderChain(ParentOf(target));
+  // Files come folder by folder: the folders above one that exists are not made again.
+  std::wstring parent = ParentOf(target);
+  if (parent != image->madeFolder) {
+    CreateFolderChain(parent);
+    image->madeFolder = parent;
+  }
   int result;
   if (link) {
     result = WriteHardlink(image, target, progress);
