@@ -16,14 +16,10 @@
 
 namespace {
 
-// libarchive is linked into tar.dll, which exports its version beside the plug-in's entry
-// points: the version shown is the one the library shipped beside the program was built with.
+// libarchive is linked into tar.dll: the version shown is the one the library shipped beside
+// the program was built with.
 std::string LibarchiveVersion() {
-  if (!LoadTarLibrary()) return "";
-  typedef const char* (*VersionFn)();
-  VersionFn version = reinterpret_cast<VersionFn>(
-      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA(TAR_DLL_NAME), "archive_version_string")));
-  std::string text = version ? version() : "";
+  std::string text = TarLibraryVersion();
   const char prefix[] = "libarchive ";
   if (text.rfind(prefix, 0) == 0) text.erase(0, sizeof prefix - 1);
   return text;

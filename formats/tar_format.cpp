@@ -108,10 +108,14 @@ bool LoadTarLibrary() {
   }
   g_tarLoaded = 1;
   // The library's boxes go through the program's prompts, as every other box does.
-  TarSetMessageBoxFn setBox = reinterpret_cast<TarSetMessageBoxFn>(
-      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA(TAR_DLL_NAME), "TarSetMessageBox")));
-  if (setBox) setBox(TarPromptBox);
+  if (auto setBox = TarDll::TarSetMessageBox()) setBox(TarPromptBox);
   return true;
+}
+
+const char* TarLibraryVersion() {
+  auto version = LoadTarLibrary() ? TarDll::archive_version_string() : nullptr;
+  const char* text = version ? version() : nullptr;
+  return text ? text : "";
 }
 
 bool IsTarLibraryPresent() {

@@ -18,6 +18,9 @@ void RegisterTarFormat();
 bool LoadTarLibrary();
 // Whether tar.dll can be loaded: tried once, remembered from then on.
 bool IsTarLibraryPresent();
+// The version of libarchive that tar.dll was built with ("libarchive 3.6.2"); empty without
+// the library.
+const char* TarLibraryVersion();
 
 DWORD WINAPI ListTarFilesThread(LPVOID block);
 // The extraction worker of a run (ExtractTarFilesFromListThread's body): 0, or 100 when the

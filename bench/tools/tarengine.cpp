@@ -5,39 +5,33 @@
 #include "services/base.h"
 
 #include "plugins/include/kestrelia_tar.h"
-
-#define TAR_ENTRY_TYPE(name, result, parameters) typedef result(__cdecl* name##Fn) parameters;
-KESTRELIA_TAR_API_LIST(TAR_ENTRY_TYPE)
+#include "services/runtime_library.h"
 
 #include <cstdio>
 #include <cstring>
 
-template <typename Fn>
-Fn Entry(HMODULE library, const char* name) {
-  return reinterpret_cast<Fn>(reinterpret_cast<void*>(GetProcAddress(library, name)));
-}
+KESTRELIA_RUNTIME_LIBRARY(TarDll, KESTRELIA_TAR_FILE, KESTRELIA_TAR_API_LIST)
 
 int main(int argc, char** argv) {
   if (argc < 3) return 2;
-  HMODULE library = LoadLibraryA(TAR_DLL_NAME);
-  if (!library) return 3;
+  if (!LoadRuntimeLibrary(&TarDll::Library())) return 3;
   LARGE_INTEGER frequency, t0, t1;
   QueryPerformanceFrequency(&frequency);
   QueryPerformanceCounter(&t0);
   unsigned long long count = 0, bytes = 0;
   char result[TAR_RESULT_TEXT_SIZE] = "";
   if (strcmp(argv[1], "list") == 0) {
-    TarHandle archive = Entry<TarOpenArchiveFn>(library, "TarOpenArchive")(nullptr, argv[2], 0);
+    TarHandle archive = TarDll::TarOpenArchive()(nullptr, argv[2], 0);
     TarFindRecord record;
-    auto next = Entry<TarFindNextFn>(library, "TarFindNext");
-    for (int more = Entry<TarFindFirstFn>(library, "TarFindFirst")(archive, "", &record); more == 0;
+    auto next = TarDll::TarFindNext();
+    for (int more = TarDll::TarFindFirst()(archive, "", &record); more == 0;
          more = next(archive, &record)) {
       ++count;
       bytes += record.size;
     }
-    Entry<TarCloseArchiveFn>(library, "TarCloseArchive")(archive);
+    TarDll::TarCloseArchive()(archive);
   } else if (argc > 3) {
-    Entry<TarExtractFn>(library, "TarExtract")(argv[2], nullptr, nullptr, result, argv[3], 0, 0, 0);
+    TarDll::TarExtract()(argv[2], nullptr, nullptr, result, argv[3], 0, 0, 0);
   }
   QueryPerformanceCounter(&t1);
   printf("%s %.1f ms, %llu entries, %llu bytes %s\n", argv[1], 1000.0 * (t1.QuadPart - t0.QuadPart) / frequency.QuadPart,

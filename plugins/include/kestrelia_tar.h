@@ -76,12 +76,10 @@ typedef void* TarHandle;
  * list. TarFindFirst and TarFindNext answer 0 while a record was delivered, non-zero at the
  * end (or at a damaged record). TarExtract takes the selection's total size in two halves,
  * low first, and a quiet flag (1 when one entry is written for viewing). */
-/* Beside these the library exports libarchive's own archive_version_string (const char*
- * (void)), for the program's About box, and TarSetMessageBox, through which the program hands
- * in the function that shows the library's message boxes (MessageBoxA's contract; null puts
- * MessageBoxA back). */
+/* TarSetMessageBox hands in the function that shows the library's message boxes
+ * (MessageBoxA's contract; null puts MessageBoxA back). archive_version_string is
+ * libarchive's own, exported for the program's About box. */
 typedef int (*TarMessageBoxFn)(void* owner, const char* text, const char* title, unsigned flags);
-typedef void (*TarSetMessageBoxFn)(TarMessageBoxFn box);
 #define KESTRELIA_TAR_FILE TAR_DLL_NAME
 #define KESTRELIA_TAR_API_LIST(X)                                                                      \
   X(TarOpenArchive, TarHandle, (void* owner, const char* path, int mode))                              \
@@ -96,7 +94,9 @@ typedef void (*TarSetMessageBoxFn)(TarMessageBoxFn box);
      TarNameNode* files))                                                                              \
   X(TarCreateAdd, int,                                                                                 \
     (const char* archive, const char* baseFolder, TarNameNode* files, TarNameNode* results,            \
-     void* progress, int addMode, char* result))
+     void* progress, int addMode, char* result))                                                       \
+  X(TarSetMessageBox, void, (TarMessageBoxFn box))                                                     \
+  X(archive_version_string, const char*, (void))
 
 #ifdef __cplusplus
 }

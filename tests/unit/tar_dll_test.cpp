@@ -14,21 +14,12 @@
 #include "archive_fixtures.h"
 #include "plugins/include/kestrelia_tar.h"
 
-#define TAR_ENTRY_TYPE(name, result, parameters) typedef result(__cdecl* name##Fn) parameters;
-KESTRELIA_TAR_API_LIST(TAR_ENTRY_TYPE)
+#include "services/runtime_library.h"
 #include "test_support.h"
 
+KESTRELIA_RUNTIME_LIBRARY(TarDll, KESTRELIA_TAR_FILE, KESTRELIA_TAR_API_LIST)
+
 namespace {
-
-HMODULE Library() {
-  static HMODULE module = LoadLibraryA(TAR_DLL_NAME);
-  return module;
-}
-
-template <typename Fn>
-Fn Entry(const char* name) {
-  return reinterpret_cast<Fn>(reinterpret_cast<void*>(GetProcAddress(Library(), name)));
-}
 
 const char* const kArchives[] = {"gnu_ustar.tar", "gnu_pax.tar.gz", "gnu_gnu.tar.bz2", "gnu_gnu.tgz",
                                  "folders.tar",   "bsd_ustar.tar",  "bsd_pax.tar.bz2", "bsd_gnu.tar.gz",
@@ -42,12 +33,12 @@ struct Listed {
 
 std::vector<Listed> List(const std::string& archive, void* owner = nullptr) {
   std::vector<Listed> out;
-  TarHandle handle = Entry<TarOpenArchiveFn>("TarOpenArchive")(owner, archive.c_str(), 0);
+  TarHandle handle = TarDll::TarOpenArchive()(owner, archive.c_str(), 0);
   TarFindRecord record;
-  for (int more = Entry<TarFindFirstFn>("TarFindFirst")(handle, "", &record); more == 0 && out.size() < 100000;
-       more = Entry<TarFindNextFn>("TarFindNext")(handle, &record))
+  for (int more = TarDll::TarFindFirst()(handle, "", &record); more == 0 && out.size() < 100000;
+       more = TarDll::TarFindNext()(handle, &record))
     out.push_back({record.size, record.dosDate, record.dosTime, record.name});
-  Entry<TarCloseArchiveFn>("TarCloseArchive")(handle);
+  TarDll::TarCloseArchive()(handle);
   return out;
 }
 
@@ -68,7 +59,7 @@ struct NameList {
 
 std::string Extract(const std::string& archive, const std::string& destination, TarNameList* names) {
   char result[TAR_RESULT_TEXT_SIZE] = {};
-  Entry<TarExtractFn>("TarExtract")(archive.c_str(), names, nullptr, result, destination.c_str(), 0, 0, 0);
+  TarDll::TarExtract()(archive.c_str(), names, nullptr, result, destination.c_str(), 0, 0, 0);
   return result;
 }
 
@@ -185,7 +176,7 @@ TEST(TarDll, CreatesAndExtendsArchives) {
                   TestData("src/no-such-file.txt")});
   for (const char* name : {"new.tar", "new.tar.gz", "new.tar.bz2"}) {
     char result[TAR_RESULT_TEXT_SIZE] = {};
-    Entry<TarCreateFn>("TarCreate")((created + "\\" + name).c_str(), base.c_str(), nullptr, result, 4,
+    TarDll::TarCreate()((created + "\\" + name).c_str(), base.c_str(), nullptr, result, 4,
                                     files.list.first);
     EXPECT_EQ(std::string(result, 2), "01") << result;  // the missing file could not be added
   }
@@ -201,7 +192,7 @@ TEST(TarDll, CreatesAndExtendsArchives) {
     TarNameNode resultNodes[2] = {{reinterpret_cast<char*>(&records[0]), &resultNodes[1]},
                                   {reinterpret_cast<char*>(&records[1]), nullptr}};
     char result[TAR_RESULT_TEXT_SIZE] = {};
-    Entry<TarCreateAddFn>("TarCreateAdd")((created + "\\" + name).c_str(), addBase.c_str(), adds.list.first,
+    TarDll::TarCreateAdd()((created + "\\" + name).c_str(), addBase.c_str(), adds.list.first,
                                           resultNodes, nullptr, mode, result);
     EXPECT_EQ(std::string(result, 2), "00") << result;
     EXPECT_STREQ(records[1].entry, "extra/new.txt");
@@ -212,7 +203,7 @@ TEST(TarDll, CreatesAndExtendsArchives) {
   CopyFileA(TestData("truncated.tar.gz").c_str(), broken.c_str(), FALSE);
   std::string before = ReadFileBytes(broken);
   char result[TAR_RESULT_TEXT_SIZE] = {};
-  Entry<TarCreateAddFn>("TarCreateAdd")(broken.c_str(), addBase.c_str(), adds.list.first, nullptr, nullptr,
+  TarDll::TarCreateAdd()(broken.c_str(), addBase.c_str(), adds.list.first, nullptr, nullptr,
                                         TAR_ADD_APPEND, result);
   EXPECT_EQ(result[0], '1') << result;
   EXPECT_EQ(ReadFileBytes(broken), before);
