@@ -14,6 +14,7 @@ import zipfile
 import zlib
 
 from make_extract_inputs import run
+from raw_zip import raw_zip
 
 
 def tree(root):
@@ -118,6 +119,10 @@ def main(out):
         data = f.read()
     with open(os.path.join(out, "damaged.zip"), "wb") as f:
         f.write(data[: len(data) - 30])
+
+    # Names that reach outside the destination beside one that does not, each holding its name.
+    raw_zip(os.path.join(out, "hostile.zip"), [dict(name=n.encode(), data=n.encode()) for n in
+                                               ["good.txt", "../escaped.txt", "sub/../../escaped2.txt", "CON", "a:stream.txt"]])
 
     # Enough small entries that extracting them outlasts a close request.
     with zipfile.ZipFile(os.path.join(out, "many_small.zip"), "w", zipfile.ZIP_STORED) as z:

@@ -124,7 +124,11 @@ class Extract : public ::testing::Test {
 TEST_F(Extract, WholeArchivesMatchUnzip) {
   for (const char* name : {"deflated", "stored", "zip64", "sevenzip", "many", "backslash"}) {
     std::string destination = ScratchDir(std::string("all_") + name);
-    EXPECT_EQ(All(std::string(name) + ".zip", destination), 0) << name;
+    // More than 99 entries: the progress dialog takes one step per entry, and the run closes it.
+    bool dialog = std::string(name) == "many";
+    if (dialog) StartProgressDialog(true, nullptr);
+    EXPECT_EQ(All(std::string(name) + ".zip", destination, OVERWRITE_ALWAYS, !dialog), 0) << name;
+    EXPECT_EQ(GetProgressDialog(), nullptr);
     ExpectSameAsUnzip(destination, name);
     EXPECT_EQ(GetLastRefusedCount(), 0u);
   }
@@ -380,19 +384,12 @@ TEST_F(Extract, ArchiveThatCannotBeOpened) {
   EXPECT_TRUE(Contents(destination).files.empty());
 }
 
+// A few selected rows: the progress bar shows bytes in percent.
 TEST_F(Extract, WithTheProgressDialog) {
-  // More than 99 entries: one step per entry.
-  std::string destination = ScratchDir("progress_entries");
-  StartProgressDialog(true, nullptr);
-  EXPECT_EQ(All("many.zip", destination, OVERWRITE_ALWAYS, 0), 0);
-  EXPECT_EQ(GetProgressDialog(), nullptr) << "the run closes its dialog";
-  ExpectSameAsUnzip(destination, "many");
-
-  // A few selected rows: the bar shows bytes in percent.
   ListedArchive listed("deflated.zip");
   listed.Select("data\\mixed.bin");
   listed.Select("docs\\numbers.txt");
-  destination = ScratchDir("progress_bytes");
+  std::string destination = ScratchDir("progress_bytes");
   StartProgressDialog(true, nullptr);
   int mode = OVERWRITE_ASK;
   EXPECT_EQ(Run(listed.window.list, "deflated.zip", destination, 0, 0, &mode, 0), 0);
