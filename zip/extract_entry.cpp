@@ -314,19 +314,22 @@ int OpenEntry(unzFile zip, int raw) {
   return unzOpenCurrentFile3(zip, &method, &level, password ? 0 : raw, password);
 }
 
-}  // namespace
+// Where an entry's bytes count in the run's progress (nowhere in a silent run).
+struct ByteCount {
+  bool silent;
+  int byBytes;
+  uint64_t total;
+  uint64_t* counter;
+  void Add(uint64_t bytes) const {
+    if (silent) return;
+    *counter += bytes;
+    if (byBytes) AdvanceByteProgress(*counter, total);
+  }
+};
 
-int OpenCurrentEntry(unzFile zip) { return OpenEntry(zip, 0); }
-
-int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, const char* password, HWND owner,
-                         unz_file_info64 info, const char* nameInArchive, const char* nameWithoutPath,
-                         int progressByBytes, uint64_t totalBytes, uint64_t* byteCounter, int silent) {
-  (void)password;  // the run's password is the current one, asked for when missing
-  (void)owner;     // questions are owned by the foreground window
-  const char* target = *withoutPath ? nameWithoutPath : nameInArchive;
-  // A test takes the same road to the last byte and the CRC; only the file is left out.
-  const bool testing = RunWritesNothing();
-  bool whole = InflatesWhole(info);
+// Opens the entry and claims its bytes, which no other entry may share; the reason for a
+// refusal goes into the run's report.
+int OpenForWrite(unzFile zip, const unz_file_info64& info, const char* nameInArchive, bool whole) {
   int result = OpenEntry(zip, whole);
   if (result != UNZ_OK) {
     const char* detail = nullptr;
@@ -343,6 +346,138 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     AddRunFailure(nameInArchive, FAILURE_OVERLAP);
     return UNZ_BADZIPFILE;
   }
+  return UNZ_OK;
+}
+
+enum class Existing { kWrite, kSkip, kCancel };
+
+// Made only when new, the file answers whether it was there in the same call: a look first
+// and a create after would cost every new file a second call. A file that was there is
+// overwritten (opened later) only when the user says so.
+Existing CreateOrAsk(const char* target, int* overwriteMode, HANDLE* file) {
+  *file = CreateTarget(target, CREATE_NEW);
+  if (*file != INVALID_HANDLE_VALUE || GetLastError() != ERROR_FILE_EXISTS) return Existing::kWrite;
+  switch (AskOverwrite(target)) {
+    case 0:
+      return Existing::kWrite;
+    case 1:
+      *overwriteMode = OVERWRITE_ALL;
+      return Existing::kWrite;
+    case 2:
+      return Existing::kSkip;
+    default:
+      return Existing::kCancel;
+  }
+}
+
+// Inflated and checked already: one write, its times, done.
+int WriteWholeEntry(HANDLE file, const char* buffer, const unz_file_info64& info, const char* nameInArchive) {
+  if (file == INVALID_HANDLE_VALUE) return 0;
+  int written = 0;
+  if (!WriteAll(file, buffer + info.compressed_size, static_cast<size_t>(info.uncompressed_size))) {
+    Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
+    AddRunFailure(nameInArchive, FAILURE_WRITE);
+    written = EXTRACT_WRITE_ERROR;
+  } else {
+    SetHandleTimesFromDos(file, info.dosDate);
+  }
+  CloseHandle(file);
+  return written;
+}
+
+struct StreamEnd {
+  int last = 0;  // the last read's result: 0 at the end, < 0 an error, > 0 stopped early
+  bool endedShort = false;
+  bool overrun = false;
+  bool writeFailed = false;
+};
+
+// Inflates the entry chunk by chunk into the file (nowhere in a test). A large entry inflates
+// here while the run's writer thread writes what came before.
+StreamEnd StreamEntry(unzFile zip, HANDLE file, char* buffer, const unz_file_info64& info, const char* target,
+                      bool testing, const ByteCount& count) {
+  StreamEnd end;
+  ChunkWriter* writer = !testing && info.uncompressed_size > kWriterThreshold ? RunChunkWriter() : nullptr;
+  if (writer) ChunkWriterBegin(writer, file);
+  unsigned chunkSize = writer ? kWriterChunk : kChunk;
+  uint64_t sum = 0;
+  for (;;) {
+    char* chunk = writer ? ChunkWriterBuffer(writer) : buffer;
+    end.last = ReadOpenEntry(zip, chunk, chunkSize);
+    if (end.last == Z_DATA_ERROR) {
+      Log(0, GetVerbose(), "do_write_currentfile Z_DATA_ERROR occured at file %s", target);
+      break;
+    }
+    if (end.last < 1) break;
+    sum += static_cast<uint64_t>(end.last);
+    if (sum > info.uncompressed_size) {  // it inflates past what it declared
+      end.overrun = true;
+      break;
+    }
+    size_t length = static_cast<size_t>(end.last);
+    if (writer)
+      end.writeFailed = !ChunkWriterSubmit(writer, length);
+    else if (!testing)
+      end.writeFailed = !WriteAll(file, chunk, length);
+    if (end.writeFailed) break;
+    if (!count.silent) {
+      count.Add(static_cast<uint64_t>(end.last));
+      // A long entry's name shows while it is written, not after.
+      ShowEntryProgress(nullptr, false);
+    }
+    if (IsCancelledByUser()) break;
+  }
+  end.endedShort = end.last == 0 && sum < info.uncompressed_size;
+  // Nothing may reach the file after its times are set or it is closed.
+  if (writer && ChunkWriterFinish(writer) != 0) end.writeFailed = true;
+  return end;
+}
+
+// Closes the file of a streamed entry. True when that ends the entry, with *result its
+// answer: a failed write, a cancel or damage found on the way; false when the entry is
+// closed as usual.
+bool EndStreamedFile(unzFile zip, HANDLE file, const StreamEnd& end, const unz_file_info64& info,
+                     const char* nameInArchive, const char* target, bool testing, int* result) {
+  if (end.writeFailed) {
+    Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
+    AddRunFailure(nameInArchive, FAILURE_WRITE);
+    CloseHandle(file);
+    CloseOpenEntry(zip);
+    *result = EXTRACT_WRITE_ERROR;
+    return true;
+  }
+  // The times go on through the open handle; opening each file again costs as much as
+  // writing a small one.
+  if (!testing) {
+    if (end.last == 0) SetHandleTimesFromDos(file, info.dosDate);
+    CloseHandle(file);
+  }
+  if (end.last == 0 && !end.overrun) return false;
+  int closed = CloseOpenEntry(zip);
+  // A cancel in the middle of an entry is the user's doing, not damage.
+  if (!(end.last > 0 && !end.overrun))
+    ReportReadFailure(ReadFailure(info, end.last, closed, false, end.overrun), nameInArchive,
+                      testing ? nullptr : target);
+  *result = end.last;
+  return true;
+}
+
+}  // namespace
+
+int OpenCurrentEntry(unzFile zip) { return OpenEntry(zip, 0); }
+
+int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, const char* password, HWND owner,
+                         unz_file_info64 info, const char* nameInArchive, const char* nameWithoutPath,
+                         int progressByBytes, uint64_t totalBytes, uint64_t* byteCounter, int silent) {
+  (void)password;  // the run's password is the current one, asked for when missing
+  (void)owner;     // questions are owned by the foreground window
+  const char* target = *withoutPath ? nameWithoutPath : nameInArchive;
+  // A test takes the same road to the last byte and the CRC; only the file is left out.
+  const bool testing = RunWritesNothing();
+  const bool folder = EndsWithSeparator(target);
+  bool whole = InflatesWhole(info);
+  int result = OpenForWrite(zip, info, nameInArchive, whole);
+  if (result != UNZ_OK) return result;
   size_t wholeSize = whole ? static_cast<size_t>(info.compressed_size + info.uncompressed_size) : 0;
   char* buffer = AcquireEntryBuffer(wholeSize > kChunk ? wholeSize : kChunk);
   if (!buffer) {
@@ -352,32 +487,13 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
   }
 
   HANDLE file = INVALID_HANDLE_VALUE;
-  // Made only when new, the file answers whether it was there in the same call: a look first
-  // and a create after would cost every new file a second call.
-  if (!testing && *overwriteMode == OVERWRITE_ASK && !EndsWithSeparator(target)) {
-    file = CreateTarget(target, CREATE_NEW);
-    if (file == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_EXISTS) {
-      switch (AskOverwrite(target)) {
-        case 0:
-          break;
-        case 1:
-          *overwriteMode = OVERWRITE_ALL;
-          break;
-        case 2:
-          ReleaseEntryBuffer(buffer);
-          return CloseOpenEntry(zip);
-        default:
-          CloseOpenEntry(zip);
-          ReleaseEntryBuffer(buffer);
-          return EXTRACT_CANCELLED;
-      }
-    }
-  }
-
-  if (EndsWithSeparator(target)) {
-    if (!testing) CreateFolderEntry(target);
+  Existing existing = Existing::kWrite;
+  if (!testing && *overwriteMode == OVERWRITE_ASK && !folder) existing = CreateOrAsk(target, overwriteMode, &file);
+  if (existing != Existing::kWrite || folder) {
+    if (folder && !testing) CreateFolderEntry(target);
+    result = CloseOpenEntry(zip);
     ReleaseEntryBuffer(buffer);
-    return CloseOpenEntry(zip);
+    return existing == Existing::kCancel ? EXTRACT_CANCELLED : result;
   }
 
   if (whole && !InflateOpenRawEntry(zip, info, buffer)) {
@@ -392,94 +508,28 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
 
   if (!testing && file == INVALID_HANDLE_VALUE) file = OpenTargetRepairing(target, *withoutPath);
   bool opened = testing || file != INVALID_HANDLE_VALUE;
-  int last = 0;
-  bool endedShort = false, overrun = false;
   if (!opened) AddRunFailure(nameInArchive, FAILURE_WRITE);
+  const ByteCount count = {silent != 0, progressByBytes, totalBytes, byteCounter};
   if (whole) {
-    // Inflated and checked already: one write, its times, done.
-    int written = 0;
-    if (file != INVALID_HANDLE_VALUE) {
-      if (!WriteAll(file, buffer + info.compressed_size, static_cast<size_t>(info.uncompressed_size))) {
-        Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
-        AddRunFailure(nameInArchive, FAILURE_WRITE);
-        written = EXTRACT_WRITE_ERROR;
-      } else {
-        SetHandleTimesFromDos(file, info.dosDate);
-      }
-      CloseHandle(file);
-    }
-    if (!silent) {
-      *byteCounter += info.uncompressed_size;
-      if (progressByBytes) AdvanceByteProgress(*byteCounter, totalBytes);
-    }
+    int written = WriteWholeEntry(file, buffer, info, nameInArchive);
+    count.Add(info.uncompressed_size);
     ReleaseEntryBuffer(buffer);
     return written;
   }
+  StreamEnd end;
   if (opened) {
-    // A large entry inflates here while the run's writer thread writes what came before.
-    ChunkWriter* writer = !testing && info.uncompressed_size > kWriterThreshold ? RunChunkWriter() : nullptr;
-    if (writer) ChunkWriterBegin(writer, file);
-    unsigned chunkSize = writer ? kWriterChunk : kChunk;
-    uint64_t sum = 0;
-    bool writeFailed = false;
-    for (;;) {
-      char* chunk = writer ? ChunkWriterBuffer(writer) : buffer;
-      last = ReadOpenEntry(zip, chunk, chunkSize);
-      if (last == Z_DATA_ERROR) {
-        Log(0, GetVerbose(), "do_write_currentfile Z_DATA_ERROR occured at file %s", target);
-        break;
-      }
-      if (last < 1) break;
-      sum += static_cast<uint64_t>(last);
-      if (sum > info.uncompressed_size) {  // it inflates past what it declared
-        overrun = true;
-        break;
-      }
-      size_t length = static_cast<size_t>(last);
-      if (writer)
-        writeFailed = !ChunkWriterSubmit(writer, length);
-      else if (!testing)
-        writeFailed = !WriteAll(file, chunk, length);
-      if (writeFailed) break;
-      if (!silent) {
-        *byteCounter += static_cast<uint64_t>(last);
-        if (progressByBytes) AdvanceByteProgress(*byteCounter, totalBytes);
-        // A long entry's name shows while it is written, not after.
-        ShowEntryProgress(nullptr, false);
-      }
-      if (IsCancelledByUser()) break;
-    }
-    endedShort = last == 0 && sum < info.uncompressed_size;
-    // Nothing may reach the file after its times are set or it is closed.
-    if (writer && ChunkWriterFinish(writer) != 0) writeFailed = true;
-    if (writeFailed) {
-      Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
-      AddRunFailure(nameInArchive, FAILURE_WRITE);
-      CloseHandle(file);
-      CloseOpenEntry(zip);
+    end = StreamEntry(zip, file, buffer, info, target, testing, count);
+    if (EndStreamedFile(zip, file, end, info, nameInArchive, target, testing, &result)) {
       ReleaseEntryBuffer(buffer);
-      return EXTRACT_WRITE_ERROR;
-    }
-    // The times go on through the open handle; opening each file again costs as much as
-    // writing a small one.
-    if (!testing) {
-      if (last == 0) SetHandleTimesFromDos(file, info.dosDate);
-      CloseHandle(file);
-    }
-    if (last != 0 || overrun) {
-      int closed = CloseOpenEntry(zip);
-      // A cancel in the middle of an entry is the user's doing, not damage.
-      if (!(last > 0 && !overrun))
-        ReportReadFailure(ReadFailure(info, last, closed, false, overrun), nameInArchive, testing ? nullptr : target);
-      ReleaseEntryBuffer(buffer);
-      return last;
+      return result;
     }
   }
 
   result = CloseOpenEntry(zip);
   if (result != UNZ_OK) Log(0, GetVerbose(), "do_write_currentfile: error %d with zipfile in unzCloseCurrentFile", result);
   if (opened)
-    ReportReadFailure(ReadFailure(info, last, result, endedShort, false), nameInArchive, testing ? nullptr : target);
+    ReportReadFailure(ReadFailure(info, end.last, result, end.endedShort, false), nameInArchive,
+                      testing ? nullptr : target);
   ReleaseEntryBuffer(buffer);
   return result;
 }
