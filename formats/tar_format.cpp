@@ -81,8 +81,10 @@ struct TarNames {
 
 void AddListedEntry(ArchiveControlBlock* block, const TarFindRecord& record) {
   ListingTotals& totals = GetListingTotals();
-  uint64_t size = record.size;
-  uint64_t packed = record.packedSize ? record.packedSize : record.size;
+  uint64_t size = (static_cast<uint64_t>(record.sizeHigh) << 32) | record.size;
+  uint64_t packed = record.packedSize || record.packedHigh
+                        ? (static_cast<uint64_t>(record.packedHigh) << 32) | record.packedSize
+                        : size;
   totals.uncompressed += size;
   totals.compressed += packed;
   size_t length = strnlen(record.name, sizeof record.name);

@@ -311,8 +311,9 @@ void ReadTreeRecord(const char* dataReadyKey, char separator, TreeRecordFields* 
   const char* last = strrchr(out->fullName, separator);
   out->displayName = last ? last + 1 : out->fullName;
   out->hasSizes = n > 3;
-  out->compressed = n > 2 ? atoi(fields[2]) : 0;
-  out->uncompressed = n > 3 ? atoi(fields[3]) : 0;
+  // The record holds the sizes in full; a 32-bit read turned one of 2 GiB or more negative.
+  out->compressed = n > 2 ? strtoull(fields[2], nullptr, 10) : 0;
+  out->uncompressed = n > 3 ? strtoull(fields[3], nullptr, 10) : 0;
   const char* date = n > 5 ? fields[5] : "";
   if (strlen(date) >= 16) {
     out->stamp.second = 0;

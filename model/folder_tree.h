@@ -74,8 +74,8 @@ size_t WalkPrefixRun(RBTree* index, const char* prefix, const std::function<void
 struct TreeRecordFields {
   char fullName[kPathBuf];
   const char* displayName;  // behind the last separator of fullName; "" for a folder record
-  int compressed;           // atoi: sizes past 2 GB are not represented
-  int uncompressed;
+  uint64_t compressed;
+  uint64_t uncompressed;
   EntryStamp stamp;         // by position from "dd.mm.yyyy hh:mm", month from 0
   bool hasSizes;            // both size fields were there
 };
@@ -90,8 +90,8 @@ void FormatTreeSizeText(double value, char* out, size_t outSize);
 struct FolderTotals {
   int entries;
   int folders;
-  long long compressed;
-  long long uncompressed;
+  uint64_t compressed;
+  uint64_t uncompressed;
   bool found;  // the data index held anything below the folder
 };
 // -1 when the data index is empty or missing.

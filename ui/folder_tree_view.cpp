@@ -369,13 +369,11 @@ void InsertIntoTreeList(const char* dataReadyKey) {
   TreeRecordFields fields;
   ReadTreeRecord(dataReadyKey, TreeSeparator("InsertIntoTreeList"), &fields);
   ListingTotals& totals = GetFolderListTotals();
-  // Sizes as read (atoi): a negative one from an entry past 2 GB stays as it is.
-  totals.compressed += static_cast<uint64_t>(static_cast<int64_t>(fields.compressed));
-  totals.uncompressed += static_cast<uint64_t>(static_cast<int64_t>(fields.uncompressed));
+  totals.compressed += fields.compressed;
+  totals.uncompressed += fields.uncompressed;
   if (!*fields.displayName || !g_views.folderList) return;
-  InsertEntryRow(g_views.folderList, fields.stamp, fields.displayName, fields.fullName, nullptr,
-                 static_cast<uint64_t>(static_cast<int64_t>(fields.compressed)),
-                 static_cast<uint64_t>(static_cast<int64_t>(fields.uncompressed)));
+  InsertEntryRow(g_views.folderList, fields.stamp, fields.displayName, fields.fullName, nullptr, fields.compressed,
+                 fields.uncompressed);
   ++totals.entries;
 }
 
@@ -460,7 +458,9 @@ void OnTreeSelectionChanged(HWND tree) {
   char key[kPathBuf + 8];
   if (IsRootItem(tree, item)) {
     snprintf(key, sizeof key, "%3d%s", 0, "*");
-    if (g_views.folderList) DeleteAllEntryRows(g_views.folderList);
+    // While a fill runs, the request waits for the timer, whose call empties the list; emptied
+    // now, the running fill's rows would be lost under it.
+    if (g_views.folderList && !GetTVNSem()) DeleteAllEntryRows(g_views.folderList);
     if (g_views.combo) SetWindowTextA(g_views.combo, GetCurrentArchivePath());
     RequestFill(key);
     return;
@@ -469,7 +469,7 @@ void OnTreeSelectionChanged(HWND tree) {
   int count = ItemPath(tree, item, path, "TVN_SELCHANGED: string %s \n");
   MakeDepthKey(count, path.c_str(), key, sizeof key);
   SetTreeListRefilling(1);
-  if (g_views.folderList) DeleteAllEntryRows(g_views.folderList);
+  if (g_views.folderList && !GetTVNSem()) DeleteAllEntryRows(g_views.folderList);
   if (g_views.combo && !path.empty()) SetWindowTextA(g_views.combo, path.substr(0, path.size() - 1).c_str());
   RequestFill(key);
 }

@@ -121,7 +121,7 @@ struct RunRequest {
   int extractAll;
   int silent;
   int countEntries;
-  bool wholeArchive;   // no selection index, one progress step per entry
+  bool wholeArchive;   // no selection index; past 99 entries, one progress step per entry
   RBTree* selection;   // chosen by the caller (the run frees it); none: the source's rows
   const EntrySelection* chosen;  // what the selection was copied from, for its sizes
   int testOnly;        // read and check every entry, write nothing
@@ -237,11 +237,13 @@ int RunExtraction(RunRequest request) {
   job->zip = zip;
   job->selection = index;
   job->extractAll = request.wholeArchive ? 1 : request.extractAll;
-  job->progressPerEntry = request.wholeArchive ? 1 : 0;
   job->total = (!request.wholeArchive && selected > 0) ? static_cast<uint64_t>(selected) : global.number_entry;
+  // A few entries are counted in bytes even for the whole archive: one large entry would
+  // otherwise leave the bar empty until it is whole.
+  job->progressPerEntry = request.wholeArchive && job->total > 99 ? 1 : 0;
   job->testOnly = request.testOnly;
   if (!request.silent) {
-    bool counting = request.wholeArchive || job->total > 99 || request.countEntries;
+    bool counting = job->progressPerEntry || job->total > 99 || request.countEntries;
     int maximum = counting ? static_cast<int>(job->total > INT_MAX ? INT_MAX : job->total) : 100;
     SetProgressMinimum(0);
     SetProgressMaximum(maximum);

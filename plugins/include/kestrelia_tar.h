@@ -21,7 +21,9 @@ extern "C" {
 typedef struct TarFindRecord {
   uint32_t size;          /* uncompressed size in bytes (low 32 bits) */
   uint32_t packedSize;    /* 0: the same as size (TAR members are stored) */
-  uint8_t unused[14];
+  uint32_t sizeHigh;      /* the high 32 bits of both sizes; a library that leaves them 0 */
+  uint32_t packedHigh;    /* still lists every member under 4 GiB right */
+  uint8_t unused[6];
   uint16_t dosDate;       /* years since 1980 << 9 | month << 5 | day */
   uint16_t dosTime;       /* hour << 11 | minute << 5 | seconds / 2 */
   char name[260];         /* "/"-separated, zero-terminated; a folder ends with "/" */

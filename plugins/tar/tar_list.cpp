@@ -36,7 +36,9 @@ int Deliver(TarListing* listing, TarFindRecord* record) {
   }
   memset(record, 0, sizeof *record);
   la_int64_t size = archive_entry_size(entry);
-  record->size = size < 0 ? 0 : size > 0xFFFFFFFFLL ? 0xFFFFFFFFu : static_cast<uint32_t>(size);
+  uint64_t whole = size < 0 ? 0 : static_cast<uint64_t>(size);
+  record->size = static_cast<uint32_t>(whole);
+  record->sizeHigh = static_cast<uint32_t>(whole >> 32);
   DosDateTimeFromUnix(archive_entry_mtime(entry), &record->dosDate, &record->dosTime);
   std::string name = EntryNameUtf8(listing->reader, entry);
   if (archive_entry_filetype(entry) == AE_IFDIR && (name.empty() || name.back() != '/')) name += '/';

@@ -108,7 +108,8 @@ TEST_F(FolderTreeView, TopLevelOnlyShowsTheRootAlone) {
 }
 
 TEST_F(FolderTreeView, NestedFoldersAndTheirEntries) {
-  Add("a\\b\\d\\x.txt", 100);
+  // Past 2 GiB, where a size read through 32 signed bits turns negative.
+  Add("a\\b\\d\\x.txt", 3163595310ull);
   Add("B\\y.txt", 7);
   Add("top.txt", 1);
   Derive();
@@ -117,7 +118,9 @@ TEST_F(FolderTreeView, NestedFoldersAndTheirEntries) {
   Select("a\\b\\d");
   WaitForFill();
   EXPECT_EQ(FolderRows(), (std::vector<std::string>{"x.txt"}));
-  EXPECT_EQ(GetFolderListTotals().uncompressed, 100u);
+  EXPECT_EQ(GetRowRecord(folder_, 0)->uncompressed, 3163595310ull);
+  EXPECT_EQ(GetRowRecord(folder_, 0)->compressed, 3163595310ull / 2);
+  EXPECT_EQ(GetFolderListTotals().uncompressed, 3163595310ull);
   Select("a");
   WaitForFill();
   EXPECT_TRUE(FolderRows().empty()) << "a holds only the folder b";
@@ -197,6 +200,7 @@ TEST_F(FolderTreeView, PropertiesShowTotalsBelowTheFolder) {
   Add("docs\\img\\b.png", 1000);
   Add("docs\\img\\c.png", 24);
   Add("top.txt", 999);
+  Add("docs\\disk.img", 3221225472ull);
   Derive();
   RecordedBoxes boxes;
   char decimal[8] = ".";
@@ -206,8 +210,8 @@ TEST_F(FolderTreeView, PropertiesShowTotalsBelowTheFolder) {
     std::vector<std::string> shown;
   } cases[] = {
       {"docs\\img", {"\"img\"", "\t\t 2\n", "\t\t 0\n", "1" + std::string(decimal) + "00 KB"}},  // 1024 bytes
-      {"docs", {"\t\t 3\n", "\t\t 1\n"}},
-      {nullptr, {"C:\\archives\\test.zip", "\t\t 4\n"}},
+      {"docs", {"\t\t 4\n", "\t\t 1\n", "3" + std::string(decimal) + "00 GB"}},  // past 2 GiB
+      {nullptr, {"C:\\archives\\test.zip", "\t\t 5\n"}},
   };
   for (const auto& c : cases) {
     DisplayTreeItemProperties(c.folder ? FindTreeItemString(tree_, c.folder) : TreeView_GetRoot(tree_));
