@@ -304,11 +304,16 @@ struct RarChoice {
   }
 };
 
-// Creates every folder of path from offset on (the destination itself exists).
-void MakeFolders(const std::wstring& path, size_t from) {
-  for (size_t i = from; i < path.size(); ++i)
-    if (path[i] == L'\\') CreateDirectoryW(path.substr(0, i).c_str(), nullptr);
-  CreateDirectoryW(path.c_str(), nullptr);
+// Creates every folder of path from offset on (the destination itself exists). The folders
+// made are remembered: entries come folder by folder, and every creation that finds its
+// folder there already is a round trip to the file system for nothing.
+void MakeFolders(const std::wstring& path, size_t from, std::unordered_set<std::wstring>* made) {
+  if (made->count(path)) return;
+  for (size_t i = from; i <= path.size(); ++i) {
+    if (i < path.size() && path[i] != L'\\') continue;
+    std::wstring folder = path.substr(0, i);
+    if (made->insert(folder).second) CreateDirectoryW(folder.c_str(), nullptr);
+  }
 }
 
 // 0 write, 1 skip this one, 2 stop the run; the answer "all" turns the question off.
@@ -328,6 +333,7 @@ struct RarExtraction {
   RarApi api;
   RarHandle archive = nullptr;
   EntryFailures failures;
+  std::unordered_set<std::wstring> folders;  // made (or found) by this run
   size_t wrongPasswords = 0;
   uint64_t written = 0;
 };
@@ -347,13 +353,14 @@ int ExtractOneEntry(RarExtraction& run, const RarHeader& header, ExtractJob* job
   std::wstring relative = Wide(job->withoutPath && last ? last + 1 : name);
   std::wstring target = destination + relative;
   if (header.IsFolder()) {
-    if (!job->withoutPath) MakeFolders(target, destination.size());
+    if (!job->withoutPath) MakeFolders(target, destination.size(), &run.folders);
     return run.api.RARProcessFileW(run.archive, RAR_SKIP, nullptr, nullptr);
   }
   size_t folderEnd = target.rfind(L'\\');
   if (folderEnd != std::wstring::npos && folderEnd >= destination.size())
-    MakeFolders(target.substr(0, folderEnd), destination.size());
-  if (GetFileAttributesW(target.c_str()) != INVALID_FILE_ATTRIBUTES) {
+    MakeFolders(target.substr(0, folderEnd), destination.size(), &run.folders);
+  // Only a run that asks needs to know what is there already: the library replaces.
+  if (job->overwriteMode == OVERWRITE_ASK && GetFileAttributesW(target.c_str()) != INVALID_FILE_ATTRIBUTES) {
     int answer = AskOverwrite(name, &job->overwriteMode);
     if (answer == 1) return run.api.RARProcessFileW(run.archive, RAR_SKIP, nullptr, nullptr);
     if (answer == 2) return 2;
