@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
 # RAR as a person meets it: the real program opens a RAR5 archive named on its command line
 # (files with "\" paths, non-Latin names, the status bar counting them), shows its folder
-# tree, extracts two entries of a folder chosen in the tree byte for byte; an archive with
-# encrypted headers asks for the password in the program's dialog before it lists.
+# tree, extracts two entries of a folder chosen in the tree byte for byte; "-x" extracts a
+# whole RAR into a folder named after it; an archive with encrypted headers asks for the
+# password in the program's dialog before it lists.
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 data=${KESTRELIA_TESTDATA:?}
 fresh_work kestrelia_e2e_rar
-mkdir -p "$work/sel"
+mkdir -p "$work/sel" "$work/x"
 cp "$data/plain.rar" "$data/headers.rar" "$work/sel/"
+cp "$data/solid.rar" "$work/x/"
 
 start_program "$(winpath "$work/sel/plain.rar")"
 out=$(inspect --wait 60 --until-rows 8 --until-title "plain.rar" --rows 10)
@@ -41,6 +43,15 @@ done
 expect_eq "only the selection" "docs/numbers.txt docs/zero.bin" \
   "$(cd "$work/sel/plain" && find . -type f | sed 's|^\./||' | sort | tr '\n' ' ' | sed 's/ $//')"
 close_after_run
+
+# "-x": the notice, the chooser, then a folder named after the archive ("solid").
+start_program -x "$(winpath "$work/x/solid.rar")"
+expect_contains "the notice names the archive" "solid.rar" "$(wait_dialog Kestrelia)"
+focus Kestrelia
+xdotool key Return
+choose_folder 'C:\kestrelia_e2e_rar\x'
+expect_exit "-x exit code"
+expect_same_tree "-x extracted the tree rar was given" "$data/src" "$work/x/solid"
 
 # Encrypted headers: the password dialog comes before any row.
 start_program "$(winpath "$work/sel/headers.rar")"
