@@ -36,6 +36,15 @@ function(kestrelia_dep_dir package out)
   set(${out} ${dir} PARENT_SCOPE)
 endfunction()
 
+# The cache folder of a library built once per source version and recipe (the script in
+# cmake/ that builds it): ${KESTRELIA_DEPS}/built/<source folder>-<recipe hash>.
+function(kestrelia_built_dir source script out)
+  file(SHA256 ${CMAKE_SOURCE_DIR}/cmake/${script} recipe)
+  string(SUBSTRING ${recipe} 0 8 recipe)
+  get_filename_component(version ${source} NAME)
+  set(${out} ${KESTRELIA_DEPS}/built/${version}-${recipe} PARENT_SCOPE)
+endfunction()
+
 # zlib itself comes from the mingw zlib package.
 find_library(ZLIB_STATIC NAMES libz.a z REQUIRED)
 find_path(ZLIB_INCLUDE zlib.h REQUIRED)
@@ -66,10 +75,7 @@ target_link_libraries(minizip PUBLIC bzip2)
 # libarchive takes minutes to build, so it is built once per source version and build recipe
 # into a cache beside the unpacked sources and every build tree links that copy.
 kestrelia_dep_dir(libarchive LIBARCHIVE_SRC)
-file(SHA256 ${CMAKE_SOURCE_DIR}/cmake/build-libarchive.sh LIBARCHIVE_RECIPE)
-string(SUBSTRING ${LIBARCHIVE_RECIPE} 0 8 LIBARCHIVE_RECIPE)
-get_filename_component(LIBARCHIVE_VERSION ${LIBARCHIVE_SRC} NAME)
-set(LIBARCHIVE_BUILT ${KESTRELIA_DEPS}/built/${LIBARCHIVE_VERSION}-${LIBARCHIVE_RECIPE})
+kestrelia_built_dir(${LIBARCHIVE_SRC} build-libarchive.sh LIBARCHIVE_BUILT)
 add_custom_command(OUTPUT ${LIBARCHIVE_BUILT}/.built
   COMMAND bash ${CMAKE_SOURCE_DIR}/cmake/build-libarchive.sh ${LIBARCHIVE_SRC} ${LIBARCHIVE_BUILT}
           ${CMAKE_TOOLCHAIN_FILE} ${ZLIB_STATIC} ${ZLIB_INCLUDE} $<TARGET_FILE:bzip2> ${BZIP2_SRC}
@@ -100,10 +106,7 @@ target_compile_options(libdeflate PRIVATE -O2 -w)
 # unrar.dll, the UnRAR library the RAR adapter loads by name, built once per source version
 # and recipe like libarchive and copied beside the program as it ships.
 kestrelia_dep_dir(unrar-nonfree UNRAR_SRC)
-file(SHA256 ${CMAKE_SOURCE_DIR}/cmake/build-unrar.sh UNRAR_RECIPE)
-string(SUBSTRING ${UNRAR_RECIPE} 0 8 UNRAR_RECIPE)
-get_filename_component(UNRAR_VERSION ${UNRAR_SRC} NAME)
-set(UNRAR_BUILT ${KESTRELIA_DEPS}/built/${UNRAR_VERSION}-${UNRAR_RECIPE})
+kestrelia_built_dir(${UNRAR_SRC} build-unrar.sh UNRAR_BUILT)
 add_custom_command(OUTPUT ${UNRAR_BUILT}/.built
   COMMAND bash ${CMAKE_SOURCE_DIR}/cmake/build-unrar.sh ${UNRAR_SRC} ${UNRAR_BUILT}
   DEPENDS ${CMAKE_SOURCE_DIR}/cmake/build-unrar.sh
@@ -113,6 +116,21 @@ add_custom_command(OUTPUT ${CMAKE_BINARY_DIR}/bin/unrar.dll
   DEPENDS ${UNRAR_BUILT}/.built
   VERBATIM)
 add_custom_target(unrar_dll ALL DEPENDS ${CMAKE_BINARY_DIR}/bin/unrar.dll)
+
+# expat for xml.dll, built once per source version and recipe like libarchive.
+kestrelia_dep_dir(expat EXPAT_SRC)
+kestrelia_built_dir(${EXPAT_SRC} build-expat.sh EXPAT_BUILT)
+add_custom_command(OUTPUT ${EXPAT_BUILT}/.built
+  COMMAND bash ${CMAKE_SOURCE_DIR}/cmake/build-expat.sh ${EXPAT_SRC} ${EXPAT_BUILT} ${CMAKE_TOOLCHAIN_FILE}
+  DEPENDS ${CMAKE_SOURCE_DIR}/cmake/build-expat.sh
+  VERBATIM)
+add_custom_target(expat_built DEPENDS ${EXPAT_BUILT}/.built)
+file(MAKE_DIRECTORY ${EXPAT_BUILT}/include)
+add_library(expat STATIC IMPORTED GLOBAL)
+set_target_properties(expat PROPERTIES IMPORTED_LOCATION ${EXPAT_BUILT}/lib/libexpat.a
+  INTERFACE_INCLUDE_DIRECTORIES ${EXPAT_BUILT}/include
+  INTERFACE_COMPILE_DEFINITIONS XML_STATIC)
+add_dependencies(expat expat_built)
 
 # The peer tools scripts/deps.sh unpacked (rar, unrar) for the tests and benches.
 set(KESTRELIA_TOOLS_BIN ${KESTRELIA_DEPS}/tools/bin)

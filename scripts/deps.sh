@@ -20,7 +20,7 @@ mkdir -p "$apt_dir/lists/partial" "$apt_dir/cache/archives/partial" "$deps/src"
 wanted=("$@")
 tools=()
 if [ ${#wanted[@]} -eq 0 ]; then
-  wanted=(zlib bzip2 libarchive libdeflate unrar-nonfree)
+  wanted=(zlib bzip2 libarchive libdeflate unrar-nonfree expat)
   tools=(rar unrar)
 fi
 
@@ -77,24 +77,38 @@ if [ -z "$(find "$apt_dir/lists" -name '*Sources*' -mtime -1 2>/dev/null | head 
 fi
 
 for pkg in "${wanted[@]}"; do
-  ver=$(apt-cache "${aptopts[@]}" showsrc "$pkg" | awk '/^Version:/ {print $2}' | sort -V | tail -1)
-  [ -n "$ver" ] || { echo "no source package $pkg" >&2; exit 1; }
+  versions=$(apt-cache "${aptopts[@]}" showsrc "$pkg" | awk '/^Version:/ {print $2}' | sort -Vr | uniq)
+  [ -n "$versions" ] || { echo "no source package $pkg" >&2; exit 1; }
   # Our fixes to a library live in cmake/patches/<package>/ and are part of the cache key.
   patches=("$root"/cmake/patches/$pkg/*.patch)
   [ -e "${patches[0]}" ] || patches=()
   key=plain
   [ ${#patches[@]} -eq 0 ] || key=$(cat "${patches[@]}" | sha256sum | cut -c1-8)
-  dir=$deps/src/$pkg-${ver//:/_}-$key
-  if [ ! -f "$dir/.unpacked" ]; then
-    echo "== fetching source $pkg $ver"
-    rm -rf "$dir" "$dir.tmp" && mkdir -p "$dir.tmp"
-    (cd "$dir.tmp" && apt-get "${aptopts[@]}" source -qq "$pkg=$ver" >/dev/null)
-    tree=$(find "$dir.tmp" -mindepth 1 -maxdepth 1 -type d | head -1)
-    for p in "${patches[@]}"; do patch -d "$tree" -p1 -s < "$p"; done
-    mv "$tree" "$dir" && rm -rf "$dir.tmp"
-    touch "$dir/.unpacked"
-  fi
-  echo "$dir" > "$deps/$pkg.dir"
+  # The newest version first; a mirror that lists a version it does not (yet) serve leaves
+  # the next older one, and the failed version is not asked for again until the lists are.
+  found=
+  for ver in $versions; do
+    dir=$deps/src/$pkg-${ver//:/_}-$key
+    [ -n "$(find "$dir.unavailable" -mtime -1 2>/dev/null)" ] && continue
+    if [ ! -f "$dir/.unpacked" ]; then
+      echo "== fetching source $pkg $ver"
+      rm -rf "$dir" "$dir.tmp" && mkdir -p "$dir.tmp"
+      if ! (cd "$dir.tmp" && apt-get "${aptopts[@]}" source -qq "$pkg=$ver" >/dev/null); then
+        echo "== $pkg $ver could not be fetched"
+        rm -rf "$dir.tmp"
+        touch "$dir.unavailable"
+        continue
+      fi
+      tree=$(find "$dir.tmp" -mindepth 1 -maxdepth 1 -type d | head -1)
+      for p in "${patches[@]}"; do patch -d "$tree" -p1 -s < "$p"; done
+      mv "$tree" "$dir" && rm -rf "$dir.tmp"
+      touch "$dir/.unpacked"
+    fi
+    found=$dir
+    break
+  done
+  [ -n "$found" ] || { echo "no version of $pkg could be fetched" >&2; exit 1; }
+  echo "$found" > "$deps/$pkg.dir"
 done
 
 # The peer tools: each package's programs under tools/bin, the newest version unpacked.
