@@ -4,8 +4,7 @@
 
 #include <string>
 
-// The version the program shows and carries in its version resource.
-constexpr char kProductVersion[] = "1.2";
+#include "services/version.h"
 
 void ShowAboutDialog(HWND owner);
 // One line per library: "name version (licence)", lines ending in "\r\n".

@@ -21,6 +21,7 @@
 #include "settings/registry_text.h"
 #include "ui/entry_list.h"
 #include "ui/entry_rewrite.h"
+#include "ui/update_check.h"
 #include "zip/extract_archive.h"
 #include "zip/open_archive.h"
 
@@ -94,6 +95,7 @@ void CmdFullList() { SetPresentation(PRESENT_FULL_LIST); }
 void CmdFolderTree() { SetPresentation(PRESENT_FOLDER_TREE); }
 void CmdHelp() { ShowHelpFile(Main().hwnd); }
 void CmdAbout() { ShowAboutDialog(Main().hwnd); }
+void CmdCheckUpdate() { StartUpdateCheck(Main().hwnd, 1); }
 
 // A command's key, declared once: the accelerator table and the menu caption are both made
 // from it. Keys the system delivers itself (Enter as IDOK, Alt+F4 as a close) are only shown.
@@ -152,7 +154,7 @@ const Command kCommands[] = {
     {IDM_LANGUAGE, CmdLanguage, KEY_NONE, 0, 0, 0},
     {IDM_REGISTRY_VALUES, CmdRegistryValues, KEY_ACCELERATOR, FCONTROL, '9', 0},
     {IDM_HELP, CmdHelp, KEY_ACCELERATOR, 0, VK_F1, 0},
-    {IDM_CHECK_UPDATE, nullptr, KEY_NONE, 0, 0, 0},
+    {IDM_CHECK_UPDATE, CmdCheckUpdate, KEY_NONE, 0, 0, 0},
     {IDM_ABOUT, CmdAbout, KEY_NONE, 0, 0, 0},
     {IDM_PARENT_FOLDER, GoToParentFolder, KEY_ACCELERATOR, FALT, VK_UP, NEED_ARCHIVE},
 };

@@ -14,6 +14,7 @@
 #include "services/prompts.h"
 #include "services/system_libraries.h"
 #include "ui/clipboard_chain.h"
+#include "ui/update_check.h"
 #include "settings/options.h"
 #include "zip/extract.h"
 
@@ -171,6 +172,7 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR line, int showCommand) {
   GetSystemInfo(&system);
   g_processors = system.dwNumberOfProcessors;
   JoinClipboardChain(main);
+  StartUpdateCheck(main, 0);
 
   MessageLoop();
   ShutDown();

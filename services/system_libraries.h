@@ -25,3 +25,12 @@ KESTRELIA_RUNTIME_LIBRARY(User32, "user32.dll", USER32_API_LIST)
 // caller, as older headers lack it.
 #define SHELL32_API_LIST(X) X(SHOpenWithDialog, HRESULT, (HWND, const void*))
 KESTRELIA_RUNTIME_LIBRARY(Shell32, "shell32.dll", SHELL32_API_LIST)
+
+// The update check's download. Handles are HINTERNET; the flags are WinINet's.
+#define WININET_API_LIST(X)                                                                  \
+  X(InternetOpenA, void*, (const char* agent, DWORD access, const char* proxy, const char* bypass, DWORD flags)) \
+  X(InternetOpenUrlA, void*,                                                                 \
+    (void* session, const char* address, const char* headers, DWORD headersLength, DWORD flags, DWORD_PTR context)) \
+  X(InternetReadFile, BOOL, (void* request, void* buffer, DWORD size, DWORD* read))         \
+  X(InternetCloseHandle, BOOL, (void* handle))
+KESTRELIA_RUNTIME_LIBRARY(Wininet, "wininet.dll", WININET_API_LIST)

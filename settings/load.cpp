@@ -91,6 +91,9 @@ void LoadPaths() {
     SetRichEditString(richEdit);
   else
     Log(-1, GetVerbose(), "error getting RichEdit %lu\n", GetLastError());
+  // Set by hand to point the update check at another server.
+  char address[kUpdateAddressBuf];
+  if (ReadText(kValueUpdateAddress, address, sizeof address) == 0) SetUpdateAddress(address);
 }
 
 void LoadGradientFill() {

@@ -18,6 +18,7 @@ constexpr char kValueTestMethod[] = "TestMethod";
 constexpr char kValueFileList[] = "file_list";
 constexpr char kValueJadPath[] = "JadPath";
 constexpr char kValueRichEdit[] = "RichEdit";
+constexpr char kValueUpdateAddress[] = "UpdateAddress";
 constexpr char kValueFontPrint[] = "FontPrint";
 constexpr char kValueFontPrintSize[] = "FontPrintSize";
 constexpr char kValueCurrent[] = "current";

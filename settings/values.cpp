@@ -31,6 +31,7 @@ char g_testMethod[kPathBuf] = "";
 char g_jadPath[kPathBuf] = "";
 char g_richEdit[kRichEditStringSize] = "";
 char g_fontPrint[kPathBuf] = "Arial";
+char g_updateAddress[kUpdateAddressBuf] = "";
 int g_fontPrintSize = kDefaultFontPrintSize;
 int g_noConfiguration = 0;
 GradientFillProc g_gradientFill = nullptr;
@@ -98,6 +99,11 @@ void SetJadPath(const char* path) { Copy(g_jadPath, path); }
 const char* GetRichEditString() { return g_richEdit; }
 void SetRichEditString(const char* text) { Copy(g_richEdit, text); }
 const char* GetFontPrint() { return g_fontPrint; }
+// The product's web server (the name is reserved for it until it is published; until then
+// nothing answers there and the check ends quietly).
+const char kDefaultUpdateAddress[] = "http://www.kestrelia.example/version_info.xml";
+const char* GetUpdateAddress() { return *g_updateAddress ? g_updateAddress : kDefaultUpdateAddress; }
+void SetUpdateAddress(const char* address) { Copy(g_updateAddress, address); }
 void SetFontPrint(const char* face) { Copy(g_fontPrint, face); }
 int GetFontPrintSize() { return g_fontPrintSize; }
 void SetFontPrintSize(int size) { g_fontPrintSize = size; }
@@ -121,6 +127,7 @@ void ResetSettings() {
   Copy(g_jadPath, "");
   Copy(g_richEdit, "");
   Copy(g_fontPrint, kDefaultFontPrint);
+  Copy(g_updateAddress, "");
   g_fontPrintSize = kDefaultFontPrintSize;
   g_noConfiguration = 0;
   ClearRecentSlots();

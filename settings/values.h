@@ -57,6 +57,11 @@ const char* GetJadPath();
 void SetJadPath(const char* path);
 const char* GetRichEditString();
 void SetRichEditString(const char* text);
+// Where the update check fetches the release document; the product's server unless set.
+constexpr int kUpdateAddressBuf = 2048;
+extern const char kDefaultUpdateAddress[];
+const char* GetUpdateAddress();
+void SetUpdateAddress(const char* address);
 const char* GetFontPrint();  // printing font face, "Arial" by default
 void SetFontPrint(const char* face);
 int GetFontPrintSize();
