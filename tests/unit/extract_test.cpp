@@ -37,14 +37,7 @@ struct Script {
   std::deque<std::string> passwords;  // empty: the user cancels
   int overwriteAsked = 0;
   int passwordAsked = 0;
-  std::vector<std::string> boxes;
-  int boxAnswer = IDOK;
 } g_script;
-
-int ScriptedBox(HWND, const char* text, const char*, UINT) {
-  g_script.boxes.push_back(text);
-  return g_script.boxAnswer;
-}
 
 int ScriptedOverwrite(HWND, const char*, const char*, const char*) {
   ++g_script.overwriteAsked;
@@ -92,9 +85,7 @@ std::string CurrentDirectory() {
 class Extract : public ::testing::Test {
  protected:
   void SetUp() override {
-    ResetPrompts();
     g_script = Script();
-    GetPrompts().messageBox = ScriptedBox;
     GetPrompts().overwriteQuestion = ScriptedOverwrite;
     GetPrompts().password = ScriptedPassword;
     SetArchiveEncrypted(0);
@@ -118,6 +109,7 @@ class Extract : public ::testing::Test {
     return Run(nullptr, archive, destination, 1, 0, &mode, silent);
   }
 
+  RecordedBoxes boxes;
   std::string before_;
 };
 
@@ -370,14 +362,14 @@ TEST_F(Extract, DamagedEntriesDoNotStopTheRun) {
   std::string destination = ScratchDir("damaged");
   EXPECT_EQ(All("damaged_entry.zip", destination), 0);
   EXPECT_EQ(ReadFileBytes(destination + "\\good.txt"), ReadFileBytes(TestData("damaged_entry.good")));
-  EXPECT_TRUE(g_script.boxes.empty());
+  EXPECT_TRUE(boxes.texts.empty());
 }
 
 TEST_F(Extract, ArchiveThatCannotBeOpened) {
   std::string destination = ScratchDir("no_archive");
   EXPECT_EQ(Run(nullptr, "missing.zip", destination, 1), -1);
-  ASSERT_EQ(g_script.boxes.size(), 1u);
-  EXPECT_EQ(g_script.boxes[0], "ExtractZipFilesFromList: (5) " + TestData("missing.zip") + " cannot be opened");
+  ASSERT_EQ(boxes.texts.size(), 1u);
+  EXPECT_EQ(boxes.texts[0], "ExtractZipFilesFromList: (5) " + TestData("missing.zip") + " cannot be opened");
 
   // A selection without a list to take it from.
   EXPECT_EQ(Run(nullptr, "deflated.zip", destination, 0), -1);
@@ -462,5 +454,5 @@ TEST_F(Extract, TestChecksEveryEntryAndWritesNothing) {
   EXPECT_EQ(FileNames(left), (std::set<std::string>{"readme.txt"}));
   EXPECT_TRUE(left.folders.empty());
   EXPECT_EQ(left.files["readme.txt"].bytes, "mine");
-  EXPECT_TRUE(g_script.boxes.empty());
+  EXPECT_TRUE(boxes.texts.empty());
 }

@@ -110,7 +110,6 @@ struct Script {
   int namedFolder = -1;  // the chooser's check box: -1 not shown, else its answer
   std::string password;  // the password dialog's answer; empty cancels
   int passwordQuestions = 0;
-  std::vector<std::string> boxes;
   std::function<void()> whileAsked;  // run once inside the folder question, as a modal loop would
 };
 Script* g_script = nullptr;
@@ -133,19 +132,15 @@ bool ScriptedPassword(HWND, char* password) {
   snprintf(password, kPathBuf, "%s", g_script->password.c_str());
   return !g_script->password.empty();
 }
-int ScriptedBox(HWND, const char* text, const char*, UINT) {
-  g_script->boxes.push_back(text);
-  return IDOK;
-}
 
 struct ExtractRunTest : ::testing::Test {
   Script script;
+  RecordedBoxes boxes;
   void SetUp() override {
     g_script = &script;
     Prompts& prompts = GetPrompts();
     prompts.browseFolder = ScriptedFolder;
     prompts.password = ScriptedPassword;
-    prompts.messageBox = ScriptedBox;
     RegisterZipFormat();
     SetArchiveKind(ARCHIVE_ZIP);
     SetArchiveEncrypted(0);
@@ -179,7 +174,7 @@ TEST_F(ExtractRunTest, WholeArchiveLandsInTheChosenFolder) {
   for (const std::string& name : ListedNames("zip_deflated.zip"))
     EXPECT_EQ(ReadFileBytes(OnDisk(script.folder, name)), ReadFileBytes(OnDisk(TestData("src"), name))) << name;
   EXPECT_TRUE(Exists(script.folder + "\\empty_dir"));
-  EXPECT_TRUE(script.boxes.empty());
+  EXPECT_TRUE(boxes.texts.empty());
   EXPECT_EQ(IsBusy(), 0);
 
   // The next question offers the folder chosen last; cancelling it writes nothing, not even
@@ -262,8 +257,8 @@ TEST_F(ExtractRunTest, RefusedNamesAreToldOnceAtTheEnd) {
   EXPECT_EQ(ReadFileBytes(script.folder + "\\good.txt"), "good.txt");
   EXPECT_FALSE(Exists(root + "\\escaped.txt"));
   EXPECT_FALSE(Exists(root + "\\escaped2.txt"));
-  ASSERT_EQ(script.boxes.size(), 1u);
-  const std::string& box = script.boxes[0];
+  ASSERT_EQ(boxes.texts.size(), 1u);
+  const std::string& box = boxes.texts[0];
   EXPECT_EQ(box.rfind(GetMessageText(kEntryFailuresHeading), 0), 0u) << box;
   for (const char* name : {"../escaped.txt", "sub/../../escaped2.txt", "CON", "a:stream.txt"})
     EXPECT_NE(box.find(name), std::string::npos) << name << " in " << box;
@@ -298,8 +293,8 @@ TEST_F(ExtractRunTest, RefusalsComeBeforeAnyQuestion) {
   SetArchiveKind(0);
   ExtractArchive("Z:\\nowhere\\a.bin", 1, 0);
   EXPECT_EQ(script.folderQuestions, 0);
-  ASSERT_EQ(script.boxes.size(), 3u);
-  EXPECT_EQ(script.boxes[2], "ExtractArchive GCompressionMethod not specified");
+  ASSERT_EQ(boxes.texts.size(), 3u);
+  EXPECT_EQ(boxes.texts[2], "ExtractArchive GCompressionMethod not specified");
   EXPECT_EQ(IsBusy(), 0) << "a refused run gives its claim back";
 }
 
@@ -315,12 +310,13 @@ TEST_F(ExtractRunTest, ASecondRunWhileTheFirstAsksIsRefused) {
   };
   for (auto& second : seconds) {
     script = Script();
+    boxes.texts.clear();
     script.folder = ScratchDir("extract_second");
     script.whileAsked = second;
     ExtractArchive(archive.c_str(), 1, 1);
     ASSERT_TRUE(PumpUntil([] { return !IsBusy(); }));
     EXPECT_EQ(script.folderQuestions, 1);
-    EXPECT_EQ(script.boxes, std::vector<std::string>{GetMessageText(40)});
+    EXPECT_EQ(boxes.texts, std::vector<std::string>{GetMessageText(40)});
     EXPECT_TRUE(Exists(script.folder + "\\readme.txt"));
   }
   SetCurrentArchivePath("");
