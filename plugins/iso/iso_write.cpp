@@ -1,7 +1,8 @@
 // Writing or testing the current entry. Every name passes the program's name judge before
 // anything is written; links are never written (a Rock Ridge link may point anywhere); a file
-// is written under a working name beside its target and takes its name only when whole, so a
-// failed entry leaves no short file and an older file of that name untouched.
+// that replaces another is written under a working name beside it and takes its name only
+// when whole, and a failed entry is removed, so no short file is left and an older file of
+// that name stays untouched.
 #include "services/base.h"
 #include "iso_image.h"
 
@@ -25,13 +26,18 @@ std::wstring ParentOf(const std::wstring& path) {
   return slash == std::wstring::npos ? std::wstring() : path.substr(0, slash);
 }
 
-// A name in the target's folder that no file has, created empty and open for writing.
+// The file to write into: the target itself when no file has its name yet (removed again if
+// the entry fails), else a name beside it that no file has, which replaces the old file only
+// once the entry is whole. Created empty and open for writing.
 HANDLE CreateWorkingFile(const std::wstring& target, std::wstring* working) {
+  *working = target;
+  HANDLE file = CreateFileW(target.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file != INVALID_HANDLE_VALUE || GetLastError() != ERROR_FILE_EXISTS) return file;
   for (unsigned n = 0; n < 100; ++n) {
     wchar_t suffix[40];
     swprintf(suffix, 40, L".~%lx%u.part", GetCurrentThreadId(), n);
     *working = target + suffix;
-    HANDLE file = CreateFileW(working->c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    file = CreateFileW(working->c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file != INVALID_HANDLE_VALUE || GetLastError() != ERROR_FILE_EXISTS) return file;
   }
   return INVALID_HANDLE_VALUE;
@@ -74,7 +80,7 @@ int CopyData(archive* reader, HANDLE file, uint64_t* progress) {
 // Ends a working file: under the target's name when the copy was whole, else gone.
 int Finish(HANDLE file, const std::wstring& working, const std::wstring& target, int result) {
   CloseHandle(file);
-  if (result == ISO_OK && !MoveFileExW(working.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING))
+  if (result == ISO_OK && working != target && !MoveFileExW(working.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING))
     result = ISO_ECREATE;
   if (result != ISO_OK) DeleteFileW(working.c_str());
   return result;
@@ -113,7 +119,7 @@ int WriteHardlink(IsoImage* image, const std::wstring& target, uint64_t* progres
     if (file == INVALID_HANDLE_VALUE) return ISO_ECREATE;
     CloseHandle(file);
     if (CopyFileW(image->dataWritten.c_str(), working.c_str(), FALSE) &&
-        MoveFileExW(working.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING)) {
+        (working == target || MoveFileExW(working.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING))) {
       if (progress) *progress += static_cast<uint64_t>(image->dataSize);
       return ISO_OK;
     }
