@@ -272,7 +272,8 @@ void AddListedEntry(ArchiveControlBlock* block, const RarHeader& header) {
   const char* slash = strrchr(header.name.c_str(), '\\');
   const char* part = slash && slash[1] ? slash + 1 : header.name.c_str();
   if (block->list)
-    InsertEntryRow(block->list, RarDosStamp(d.FileTime), part, header.name.c_str(), block->folders, packed, size);
+    InsertEntryRow(block->list, RarDosStamp(d.FileTime), part, header.name.c_str(), block->folders, packed, size,
+                   (d.Flags & RHDF_ENCRYPTED) != 0);
 }
 
 // The damaged-header end of a loop: the console line, and the user is told the list or the

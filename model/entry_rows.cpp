@@ -236,8 +236,9 @@ void SortEntryRecords(HWND list, int column, bool descending) {
 }
 
 int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, const char* fullName,
-                   NameList* folderList, uint64_t compressed, uint64_t uncompressed) {
+                   NameList* folderList, uint64_t compressed, uint64_t uncompressed, bool encrypted) {
   liststruct* record = MakeEntryRecord(stamp, fileName, fullName, folderList, compressed, uncompressed);
+  if (encrypted) SetEntryEncryptedText(record, kEncryptedMark);
   int row = AppendEntryRecord(list, record);
   if (row < 0) {
     char text[kPathBuf];

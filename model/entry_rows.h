@@ -44,9 +44,10 @@ void SortEntryRecords(HWND list, int column, bool descending);
 
 // Appends a row for an entry to the list's row store and extends the folder list with its
 // path. Returns the new row's index, or -1 when the list has no store. The control shows the
-// new rows once they are published (ui/entry_list).
+// new rows once they are published (ui/entry_list). An encrypted entry is marked in its
+// "Encrypted" column.
 int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, const char* fullName,
-                   NameList* folderList, uint64_t compressed, uint64_t uncompressed);
+                   NameList* folderList, uint64_t compressed, uint64_t uncompressed, bool encrypted = false);
 
 // What a run takes of a list, copied on the window's thread before the run starts, so that
 // no worker reads the list.

@@ -306,7 +306,13 @@ void ReadTreeRecord(const char* dataReadyKey, char separator, TreeRecordFields* 
   snprintf(copy, sizeof copy, "%s", dataReadyKey);
   char* fields[8] = {};
   int n = SplitFields(copy, '*', fields, 8);
-  // fields: depth, full name, compressed, uncompressed, rate, date, type
+  // fields: depth, full name, [encrypted,] compressed, uncompressed, rate, date, type. An
+  // empty encrypted field joins the stars around it; rate, date and type are never empty.
+  out->encrypted = n == 8;
+  if (out->encrypted) {
+    for (int i = 2; i < 7; ++i) fields[i] = fields[i + 1];
+    --n;
+  }
   snprintf(out->fullName, sizeof out->fullName, "%s", n > 1 ? fields[1] : "");
   const char* last = strrchr(out->fullName, separator);
   out->displayName = last ? last + 1 : out->fullName;

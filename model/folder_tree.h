@@ -78,6 +78,7 @@ struct TreeRecordFields {
   uint64_t uncompressed;
   EntryStamp stamp;         // by position from "dd.mm.yyyy hh:mm", month from 0
   bool hasSizes;            // both size fields were there
+  bool encrypted;           // the record carries the encrypted mark
 };
 void ReadTreeRecord(const char* dataReadyKey, char separator, TreeRecordFields* out);
 

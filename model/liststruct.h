@@ -47,6 +47,8 @@ void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconInde
 // A new record for an entry (the caller owns it) whose folder part joins the folder list.
 liststruct* MakeEntryRecord(const EntryStamp& stamp, const char* fileName, const char* fullName,
                             NameList* folderList, uint64_t compressed, uint64_t uncompressed);
-// The "Encrypted" column's text, empty at insertion.
+// The "Encrypted" column's text: empty at insertion, the mark for an entry that needs a
+// password. A mark, not a word, so it reads alike in every language.
+constexpr char kEncryptedMark[] = "+";
 void SetEntryEncryptedText(liststruct* record, const char* text);
 const char* GetEntryEncryptedText(const liststruct* record);

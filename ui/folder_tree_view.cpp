@@ -373,7 +373,7 @@ void InsertIntoTreeList(const char* dataReadyKey) {
   totals.uncompressed += fields.uncompressed;
   if (!*fields.displayName || !g_views.folderList) return;
   InsertEntryRow(g_views.folderList, fields.stamp, fields.displayName, fields.fullName, nullptr, fields.compressed,
-                 fields.uncompressed);
+                 fields.uncompressed, fields.encrypted);
   ++totals.entries;
 }
 

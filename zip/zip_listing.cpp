@@ -59,7 +59,8 @@ void ListCurrentEntry(unzFile archive, ArchiveControlBlock* block) {
     EntryStamp stamp = {static_cast<int>(info.tmu_date.tm_sec), static_cast<int>(info.tmu_date.tm_min),
                         static_cast<int>(info.tmu_date.tm_hour), static_cast<int>(info.tmu_date.tm_mday),
                         static_cast<int>(info.tmu_date.tm_mon), static_cast<int>(info.tmu_date.tm_year)};
-    InsertEntryRow(block->list, stamp, part, name, block->folders, info.compressed_size, info.uncompressed_size);
+    InsertEntryRow(block->list, stamp, part, name, block->folders, info.compressed_size, info.uncompressed_size,
+                   (info.flag & 1) != 0);
   } else {
     printf("list is null yet!!! %s %s\n", part, name);
   }

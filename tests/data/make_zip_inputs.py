@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Makes the ZIP archives the engine tests read, with the real peer tools (zip, 7zz) and
 python's zipfile, and writes beside each archive NAME.list: one line per file entry,
-"name<TAB>compressed<TAB>uncompressed", as the peers report it (directory entries left out).
+"name<TAB>compressed<TAB>uncompressed<TAB>encrypted", as the peers report it (directory
+entries left out; encrypted is "+" where 7zz says so, else empty).
 
     make_zip_inputs.py OUTDIR
 """
@@ -34,9 +35,22 @@ def tree(root):
         os.utime(os.path.join(root, name), (1709649000, 1709649000))  # 2024-03-05 14:30 UTC
 
 
+def encrypted_by_7zz(path):
+    """The names 7zz reports "Encrypted = +" for."""
+    out = subprocess.run(["7zz", "l", "-slt", path], capture_output=True, text=True).stdout
+    names, name = set(), None
+    for line in out.splitlines():
+        if line.startswith("Path = "):
+            name = line[7:]
+        elif line == "Encrypted = +":
+            names.add(name)
+    return names
+
+
 def expected(path):
     """Entries as unzip names them, sizes as python's zipfile reads them (zip64 aware)."""
     names = subprocess.run(["unzip", "-Z1", path], capture_output=True, text=True).stdout.splitlines()
+    encrypted = encrypted_by_7zz(path)
     with zipfile.ZipFile(path) as z:
         infos = {i.filename: i for i in z.infolist()}
     if not infos:
@@ -47,7 +61,7 @@ def expected(path):
         if n.endswith("/"):
             continue
         i = infos[n]
-        rows.append("%s\t%d\t%d" % (n, i.compress_size, i.file_size))
+        rows.append("%s\t%d\t%d\t%s" % (n, i.compress_size, i.file_size, "+" if n in encrypted else ""))
     with open(path[:-4] + ".list", "w") as f:
         f.write("\n".join(rows) + ("\n" if rows else ""))
     # Directory entries add their sizes to the totals too.
@@ -71,7 +85,7 @@ def crafted_zip64(path):
     with open(path, "wb") as f:
         f.write(local + central + end)
     with open(path[:-4] + ".list", "w") as f:
-        f.write("huge/disk.img\t5000000000\t6000000000\n")
+        f.write("huge/disk.img\t5000000000\t6000000000\t\n")
     with open(path[:-4] + ".sums", "w") as f:
         f.write("5000000000 6000000000\n")
 
@@ -91,6 +105,11 @@ def main(out):
     zipped("zip_deflated.zip")
     zipped("zip_stored.zip", "-0")
     zipped("zip_encrypted.zip", "-P", "secret")
+    # Only some entries need the password: the plain archive and one file added encrypted.
+    path = os.path.join(out, "zip_partly_encrypted.zip")
+    shutil.copy(os.path.join(out, "zip_deflated.zip"), path)
+    run("zip", "-q", "-P", "secret", path, "readme.txt", cwd=src)
+    made.append(path)
     run("7zz", "a", "-tzip", "-bd", "-bso0", os.path.join(out, "sevenzip.zip"), ".", cwd=src)
     made.append(os.path.join(out, "sevenzip.zip"))
 

@@ -34,9 +34,10 @@ class FolderTreeView : public ::testing::Test {
     WaitForFill();
     DestroyFolderTreeIndexes();
   }
-  void Add(const char* name, uint64_t size) {
+  void Add(const char* name, uint64_t size, bool encrypted = false) {
     const char* slash = strrchr(name, '\\');
-    InsertEntryRow(all_, EntryStamp{0, 5, 14, 7, 1, 2024}, slash ? slash + 1 : name, name, nullptr, size / 2, size);
+    InsertEntryRow(all_, EntryStamp{0, 5, 14, 7, 1, 2024}, slash ? slash + 1 : name, name, nullptr, size / 2, size,
+                   encrypted);
   }
   void Derive() {
     PublishEntryRows(all_);
@@ -108,8 +109,9 @@ TEST_F(FolderTreeView, TopLevelOnlyShowsTheRootAlone) {
 }
 
 TEST_F(FolderTreeView, NestedFoldersAndTheirEntries) {
-  // Past 2 GiB, where a size read through 32 signed bits turns negative.
-  Add("a\\b\\d\\x.txt", 3163595310ull);
+  // Past 2 GiB, where a size read through 32 signed bits turns negative; encrypted, which
+  // adds a field to the tree's record of it.
+  Add("a\\b\\d\\x.txt", 3163595310ull, true);
   Add("B\\y.txt", 7);
   Add("top.txt", 1);
   Derive();
@@ -120,6 +122,8 @@ TEST_F(FolderTreeView, NestedFoldersAndTheirEntries) {
   EXPECT_EQ(FolderRows(), (std::vector<std::string>{"x.txt"}));
   EXPECT_EQ(GetRowRecord(folder_, 0)->uncompressed, 3163595310ull);
   EXPECT_EQ(GetRowRecord(folder_, 0)->compressed, 3163595310ull / 2);
+  EXPECT_STREQ(GetEntryEncryptedText(GetRowRecord(folder_, 0)), kEncryptedMark);
+  EXPECT_EQ(GetRowRecord(folder_, 0)->date.wYear, 2024);
   EXPECT_EQ(GetFolderListTotals().uncompressed, 3163595310ull);
   Select("a");
   WaitForFill();
@@ -129,6 +133,7 @@ TEST_F(FolderTreeView, NestedFoldersAndTheirEntries) {
   SelectTreeFolderFromCombo("B");  // typed into the address box
   WaitForFill();
   EXPECT_EQ(FolderRows(), (std::vector<std::string>{"y.txt"}));
+  EXPECT_STREQ(GetEntryEncryptedText(GetRowRecord(folder_, 0)), "");
   EXPECT_TRUE(SelectParentTreeFolder());
   WaitForFill();
   EXPECT_EQ(TreeView_GetSelection(tree_), TreeView_GetRoot(tree_));
