@@ -5,8 +5,8 @@
 #include "model/archive_kind.h"
 #include "services/log.h"
 #include "services/prompts.h"
+#include "jobs/extract_archive.h"
 #include "services/worker.h"
-#include "zip/extract_archive.h"
 #include "zip/open_archive.h"
 
 #include <cstdio>

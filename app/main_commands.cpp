@@ -22,7 +22,7 @@
 #include "ui/entry_list.h"
 #include "ui/entry_rewrite.h"
 #include "ui/update_check.h"
-#include "zip/extract_archive.h"
+#include "jobs/extract_archive.h"
 #include "zip/open_archive.h"
 
 #include <commctrl.h>

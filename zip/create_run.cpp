@@ -8,7 +8,7 @@
 #include "services/prompts.h"
 #include "services/worker.h"
 #include "settings/options.h"
-#include "zip/safe_replace.h"
+#include "jobs/safe_replace.h"
 #include "zip/zip_write_io.h"
 
 #include <cstdio>

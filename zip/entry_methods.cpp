@@ -2,7 +2,7 @@
 #include "zip/entry_methods.h"
 
 #include "zip/aes_entry.h"
-#include "zip/entry_failures.h"
+#include "jobs/entry_failures.h"
 
 #include <cstdio>
 

@@ -7,10 +7,10 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "zip/aes_entry.h"
-#include "zip/chunk_writer.h"
-#include "zip/entry_failures.h"
+#include "jobs/chunk_writer.h"
+#include "jobs/entry_failures.h"
 #include "zip/entry_methods.h"
-#include "zip/extract_run.h"
+#include "jobs/extract_run.h"
 #include "zip/whole_deflate.h"
 
 #include <io.h>

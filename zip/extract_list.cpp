@@ -10,9 +10,9 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "ui/entry_list.h"
-#include "zip/entry_name_safety.h"
+#include "jobs/entry_name_safety.h"
 #include "zip/entry_names.h"
-#include "zip/extract_run.h"
+#include "jobs/extract_run.h"
 #include "zip/zip_open.h"
 
 #include <algorithm>

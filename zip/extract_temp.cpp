@@ -10,7 +10,7 @@
 #include "services/progress.h"
 #include "services/worker.h"
 #include "ui/entry_list.h"
-#include "zip/entry_name_safety.h"
+#include "jobs/entry_name_safety.h"
 #include "zip/zip_open.h"
 
 #include <cstdio>

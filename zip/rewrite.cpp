@@ -10,7 +10,7 @@
 #include "services/progress.h"
 #include "zip/entry_names.h"
 #include "zip/rewrite_output.h"
-#include "zip/safe_replace.h"
+#include "jobs/safe_replace.h"
 #include "zip/zip_io.h"
 #include "zip/zip_open.h"
 

@@ -1,5 +1,5 @@
 #include "services/base.h"
-#include "zip/extract_archive.h"
+#include "jobs/extract_archive.h"
 
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
@@ -11,7 +11,7 @@
 #include "services/prompts.h"
 #include "services/worker.h"
 #include "ui/entry_list.h"
-#include "zip/entry_name_safety.h"
+#include "jobs/entry_name_safety.h"
 #include "zip/entry_names.h"
 #include "zip/zip_format.h"
 #include "zip/zip_open.h"

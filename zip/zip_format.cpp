@@ -3,7 +3,7 @@
 
 #include "formats/formats.h"
 #include "zip/create.h"
-#include "zip/extract_archive.h"
+#include "jobs/extract_archive.h"
 #include "zip/zip_listing.h"
 
 void RegisterZipFormat() {

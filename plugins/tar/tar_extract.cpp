@@ -10,7 +10,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "zip/entry_name_safety.h"
+#include "jobs/entry_name_safety.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "test_support.h"
-#include "zip/chunk_writer.h"
+#include "jobs/chunk_writer.h"
 #include "zip/extract.h"
 
 #include <cstring>

@@ -12,7 +12,7 @@
 #include "test_support.h"
 #include "unzip.h"
 #include "zip/create.h"
-#include "zip/safe_replace.h"
+#include "jobs/safe_replace.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "zip/entry_name_safety.h"
+#include "jobs/entry_name_safety.h"
 
 #include <cstring>
 #include <vector>

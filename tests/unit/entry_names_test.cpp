@@ -10,7 +10,7 @@
 #include "model/app_state.h"
 #include "services/prompts.h"
 #include "test_support.h"
-#include "zip/entry_failures.h"
+#include "jobs/entry_failures.h"
 #include "zip/entry_names.h"
 #include "zip/extract.h"
 

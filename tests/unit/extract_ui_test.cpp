@@ -14,8 +14,8 @@
 #include "archive_fixtures.h"
 #include "test_support.h"
 #include "ui/entry_list.h"
-#include "zip/entry_failures.h"
-#include "zip/extract_archive.h"
+#include "jobs/entry_failures.h"
+#include "jobs/extract_archive.h"
 #include "zip/zip_format.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "services/base.h"
-#include "zip/safe_replace.h"
+#include "jobs/safe_replace.h"
 
 #include "services/log.h"
 

@@ -1,5 +1,5 @@
 #include "services/base.h"
-#include "zip/chunk_writer.h"
+#include "jobs/chunk_writer.h"
 
 #include "services/log.h"
 #include "zip/extract.h"

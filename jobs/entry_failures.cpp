@@ -1,5 +1,5 @@
 #include "services/base.h"
-#include "zip/entry_failures.h"
+#include "jobs/entry_failures.h"
 
 #include "kestrelia_lang.h"
 #include "services/log.h"

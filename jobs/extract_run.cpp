@@ -1,11 +1,11 @@
 #include "services/base.h"
-#include "zip/extract_run.h"
+#include "jobs/extract_run.h"
 #include "zip/whole_deflate.h"
 
 #include "services/progress.h"
 #include "services/prompts.h"
-#include "zip/chunk_writer.h"
-#include "zip/entry_failures.h"
+#include "jobs/chunk_writer.h"
+#include "jobs/entry_failures.h"
 #include "zip/extract.h"
 
 #include <cmath>

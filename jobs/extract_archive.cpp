@@ -1,5 +1,5 @@
 #include "services/base.h"
-#include "zip/extract_archive.h"
+#include "jobs/extract_archive.h"
 
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
@@ -11,7 +11,7 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "services/worker.h"
-#include "zip/entry_failures.h"
+#include "jobs/entry_failures.h"
 #include "zip/extract.h"
 #include "zip/zip_open.h"
 

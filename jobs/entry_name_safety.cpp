@@ -1,5 +1,5 @@
 #include "services/base.h"
-#include "zip/entry_name_safety.h"
+#include "jobs/entry_name_safety.h"
 
 #include <cstdio>
 #include <cstring>
