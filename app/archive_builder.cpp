@@ -12,7 +12,7 @@
 #include "services/prompts.h"
 #include "services/worker.h"
 #include "ui/creation_options.h"
-#include "zip/create.h"
+#include "jobs/create_job.h"
 
 #include <commctrl.h>
 

@@ -5,7 +5,8 @@
 #include "model/archive_kind.h"
 #include "services/log.h"
 #include "services/prompts.h"
-#include "jobs/extract_archive.h"
+#include "formats/archive_runs.h"
+#include "formats/formats.h"
 #include "services/worker.h"
 #include "zip/open_archive.h"
 
@@ -30,7 +31,7 @@ int RunExtractRoad(char (*args)[kPathBuf], int count) {
   PromptMessageBox(nullptr, args[1], "Kestrelia", MB_OK);
   // The window would have learnt this while listing; without one the archive is read here.
   const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind());
-  if (format && format->zipEngine) DetectArchiveEncryption(args[1]);
+  if (format && format->ops.detectEncryption) format->ops.detectEncryption(args[1]);
   Log(5, GetVerbose(), "RunExtractRoad: %s (%d arguments)", args[1], count);
   // The run goes on a thread of its own while this one keeps pumping: the progress dialog,
   // owned by whatever window of ours was in front, talks to this thread as it appears, and

@@ -22,7 +22,9 @@
 #include "ui/entry_list.h"
 #include "ui/entry_rewrite.h"
 #include "ui/update_check.h"
+#include "formats/archive_runs.h"
 #include "jobs/extract_archive.h"
+#include "ui/entry_view.h"
 #include "zip/open_archive.h"
 
 #include <commctrl.h>

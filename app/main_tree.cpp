@@ -10,7 +10,7 @@
 #include "ui/entry_list.h"
 #include "ui/entry_rewrite.h"
 #include "ui/folder_tree_view.h"
-#include "jobs/extract_archive.h"
+#include "formats/archive_runs.h"
 #include "ui/search.h"
 
 #include <commctrl.h>

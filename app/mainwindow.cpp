@@ -24,6 +24,7 @@
 #include "ui/entry_rewrite.h"
 #include "ui/listing_view.h"
 #include "ui/search.h"
+#include "formats/archive_runs.h"
 #include "jobs/extract_archive.h"
 #include "zip/open_archive.h"
 

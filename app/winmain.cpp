@@ -16,7 +16,7 @@
 #include "ui/clipboard_chain.h"
 #include "ui/update_check.h"
 #include "settings/options.h"
-#include "zip/extract.h"
+#include "jobs/extract_job.h"
 
 #include <commctrl.h>
 #include <ole2.h>

@@ -8,6 +8,8 @@
 #pragma once
 #include "services/base.h"
 
+#include "jobs/extract_job.h"
+
 #include <string>
 
 // The kind numbers are stored in the control blocks and the process-wide current kind.
@@ -19,30 +21,26 @@ enum ArchiveKind {
   ARCHIVE_ZIP64 = 5,
 };
 
-struct ExtractJob;
-
 // The listing thread walks the archive of the control block it is given and fills its views.
 typedef DWORD(WINAPI* ListingThreadProc)(LPVOID block);
-// Runs an extraction job (destination, password and flags filled in): 0, or 100 when the
-// user cancelled.
-typedef int (*ExtractionProc)(ExtractJob* job);
 // Writes one entry (its full name as the list shows it) to the temporary folder and opens it
 // with its program, or with the user's choice when openWith is set; 0 when handed on.
 typedef int (*ViewEntryProc)(const char* archive, const char* entryName, int openWith);
 // The body of a creation or add run, given its parameter block.
 typedef DWORD(WINAPI* CreationThreadProc)(LPVOID block);
-// Runs an extraction job over the entries below a folder of the archive (its path as the tree
-// gives it); as ExtractionProc.
-typedef int (*FolderExtractionProc)(ExtractJob* job, const char* folder);
+// Sets the process-wide encryption flag from the archive's entries: 0, -1 when unreadable.
+typedef int (*EncryptionProc)(const char* archive);
 
 // A null operation means the kind cannot do it (its plug-in is missing or it has none).
+// The extraction, folder and test workers are defined with the runs in jobs/extract_job.h.
 struct ArchiveOperations {
   ListingThreadProc listing;
-  ExtractionProc extract;
-  ViewEntryProc view;
+  ExtractionProc extract;          // the whole archive or a copied selection
+  FolderExtractionProc extractFolder;  // every entry below a folder of the tree
+  ViewEntryProc view;              // one entry to the temporary folder, then opened
+  TestProc test;
   CreationThreadProc create;
-  // Null for the ZIP engine, which extracts a folder by its own road.
-  FolderExtractionProc extractFolder;
+  EncryptionProc detectEncryption;
 };
 
 struct ArchiveFormat {

@@ -8,7 +8,7 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
-#include "zip/extract.h"
+#include "jobs/extract_job.h"
 
 #include <unordered_set>
 

@@ -7,7 +7,7 @@
 #include "services/base.h"
 
 #include "model/liststruct.h"
-#include "zip/entry_failures.h"
+#include "jobs/entry_failures.h"
 
 #include <string>
 #include <vector>

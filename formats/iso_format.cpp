@@ -15,7 +15,7 @@
 #include "services/prompts.h"
 #include "services/runtime_library.h"
 #include "services/worker.h"
-#include "zip/extract.h"
+#include "jobs/extract_job.h"
 
 #include <objbase.h>
 
@@ -266,6 +266,11 @@ int ViewIsoFile(const char* archive, const char* entryName, int openWith) {
 }
 
 void RegisterIsoFormat() {
-  RegisterArchiveOperations(ARCHIVE_ISO,
-                            {ListIsoFilesThread, ExtractIsoFilesFromList, ViewIsoFile, nullptr, ExtractIsoFolder});
+  // Images are read only: no creation.
+  ArchiveOperations ops = {};
+  ops.listing = ListIsoFilesThread;
+  ops.extract = ExtractIsoFilesFromList;
+  ops.extractFolder = ExtractIsoFolder;
+  ops.view = ViewIsoFile;
+  RegisterArchiveOperations(ARCHIVE_ISO, ops);
 }

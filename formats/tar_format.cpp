@@ -14,8 +14,8 @@
 #include "services/prompts.h"
 #include "services/runtime_library.h"
 #include "services/worker.h"
-#include "zip/create.h"
-#include "zip/extract.h"
+#include "jobs/create_job.h"
+#include "jobs/extract_job.h"
 
 #include <commctrl.h>
 #include <objbase.h>
@@ -328,5 +328,10 @@ DWORD WINAPI TarWorkThread(LPVOID parameter) {
 }
 
 void RegisterTarFormat() {
-  RegisterArchiveOperations(ARCHIVE_TAR, {ListTarFilesThread, ExtractTarFilesFromList, ViewTarFile, TarWorkThread});
+  ArchiveOperations ops = {};
+  ops.listing = ListTarFilesThread;
+  ops.extract = ExtractTarFilesFromList;
+  ops.view = ViewTarFile;
+  ops.create = TarWorkThread;
+  RegisterArchiveOperations(ARCHIVE_TAR, ops);
 }

@@ -1,7 +1,6 @@
 #include "services/base.h"
-#include "zip/rewrite.h"
+#include "jobs/change_set.h"
 
-#include "model/archive_kind.h"
 #include "model/compare.h"
 #include "model/rbtree.h"
 #include "services/log.h"
@@ -53,11 +52,8 @@ void DestroyChangeSet(RBTree** changes) { RBTreeDestroy(changes); }
 
 int FindEntryInZipEntryRBTree(RBTree* changes, const char* name, char* newPath) {
   if (!changes || !changes->count || !name) return 0;
-  char probe[kPathBuf];
-  snprintf(probe, sizeof probe, "%s", name);
-  char separator = ArchiveSeparator(GetArchiveKind());
-  for (char* p = probe; *p; ++p)
-    if (*p == '/') *p = separator;
+  // The keys' compare takes "/" and "\\" alike: a stored name finds the record a view made.
+  const char* probe = name;
   RBNode* node = RBTreeSearch(changes, probe);
   const ChangeRecord* record = node ? static_cast<const ChangeRecord*>(node->info) : nullptr;
   if (record) snprintf(newPath, kPathBuf, "%s", record->newPath);

@@ -2,7 +2,7 @@
 #include "jobs/chunk_writer.h"
 
 #include "services/log.h"
-#include "zip/extract.h"
+#include "jobs/extract_job.h"
 
 #include <cstdlib>
 

@@ -3,7 +3,6 @@
 
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
-#include "model/archive_kind.h"
 #include "model/entry_rows.h"
 #include "model/view_hooks.h"
 #include "services/folder_picker.h"
@@ -12,8 +11,6 @@
 #include "services/prompts.h"
 #include "services/worker.h"
 #include "jobs/entry_failures.h"
-#include "zip/extract.h"
-#include "zip/zip_open.h"
 
 #include <commctrl.h>
 
@@ -33,21 +30,13 @@ constexpr int kNamedFolderText = 130;
 
 HWND Owner() { return GetMainWindowHandle(); }
 
-// Whether this kind can be extracted at all; tells the user when not.
-const ArchiveFormat* CheckKind(int kind) {
-  const ArchiveFormat* format = FindArchiveFormat(kind);
-  if (format && format->ops.extract) return format;
-  if (!format) {
-    Log(1, GetVerbose(), "ExtractArchive GCompressionMethod not specified");
-    PromptMessageBox(Owner(), "ExtractArchive GCompressionMethod not specified", GetMessageText(94),
-                     MB_OK | MB_ICONERROR);
-    return nullptr;
-  }
-  char text[128];
-  snprintf(text, sizeof text, "ExtractArchive: archives of kind %d cannot be extracted yet", kind);
+// Whether the archive's kind can do this at all; tells the user when not.
+bool CheckWorker(const void* worker) {
+  if (worker) return true;
+  const char* text = "ExtractArchive: archives of this kind cannot be extracted yet";
   Log(1, GetVerbose(), "%s", text);
   PromptMessageBox(Owner(), text, GetMessageText(94), MB_OK | MB_ICONERROR);
-  return nullptr;
+  return false;
 }
 
 // Taken before the first question to the user: a second command dispatched while the folder
@@ -134,7 +123,8 @@ void ReportRunFailures() {
 
 struct ExtractRun {
   ExtractJob job;
-  const ArchiveFormat* format;
+  ExtractionProc worker;
+  FolderExtractionProc folderWorker;  // the worker when the run takes a folder
   EntrySelection chosen;  // the job's rows, when it was given some
   std::string folder;     // when set, the folder of the tree whose entries the run takes
 };
@@ -156,25 +146,15 @@ void EndRun() {
 }
 
 int RunBody(ExtractRun* run) {
-  int result = run->folder.empty() ? run->format->ops.extract(&run->job)
-                                    : run->format->ops.extractFolder(&run->job, run->folder.c_str());
+  // A worker that keeps no run report must not show the last run's.
+  ClearLastRunReport();
+  int result = run->folder.empty() ? run->worker(&run->job) : run->folderWorker(&run->job, run->folder.c_str());
   // A worker that gave up before its end may have left the dialog up.
   if (!run->job.silent && IsProgressDialogStarted()) CloseProgressDialog();
-  if (run->format->zipEngine) {
-    ReportRunFailures();
-  }
+  ReportRunFailures();
   Log(5, GetVerbose(), "ExtractArchive: %s finished with %d", run->job.archive, result);
   EndRun();
   return result;
-}
-
-// The tree's folder run: ExtractTreeItemThread frees its block; the window's state is put
-// back here.
-DWORD WINAPI ExtractTreeFolderThread(LPVOID parameter) {
-  ExtractTreeItemThread(parameter);
-  ReportRunFailures();
-  EndRun();
-  return 0;
 }
 
 DWORD WINAPI ExtractArchiveThread(LPVOID parameter) {
@@ -199,10 +179,10 @@ void StartRun(ExtractRun* run, int inThread) {
     ExtractArchiveThread(run);
 }
 
-ExtractRun* NewRun(const ArchiveFormat* format, const char* archive, int silent) {
+ExtractRun* NewRun(ExtractionProc worker, const char* archive, int silent) {
   ExtractRun* run = new ExtractRun();
   memset(&run->job, 0, sizeof run->job);
-  run->format = format;
+  run->worker = worker;
   run->job.silent = silent;
   run->job.mainWindow = Owner();
   run->job.overwriteMode = silent ? OVERWRITE_ALWAYS : OVERWRITE_ASK;
@@ -220,6 +200,7 @@ bool AskForRun(ExtractRun* run) {
 }
 
 struct TestRun {
+  TestProc worker;
   char archive[kPathBuf];
   EntrySelection chosen;
   bool selectionOnly;
@@ -230,7 +211,7 @@ struct TestRun {
 DWORD WINAPI TestArchiveThread(LPVOID parameter) {
   TestRun* run = static_cast<TestRun*>(parameter);
   uint64_t tested = 0;
-  int result = TestZipFiles(run->archive, run->selectionOnly ? &run->chosen : nullptr, 0, &tested);
+  int result = run->worker(run->archive, run->selectionOnly ? &run->chosen : nullptr, 0, &tested);
   if (IsProgressDialogStarted()) CloseProgressDialog();
   // A wrong password is forgotten, so the next run asks again.
   if (GetLastWrongPasswordCount()) SetCurrentPassword("");
@@ -283,40 +264,21 @@ void SetExtractIntoNamedFolder(int on) { g_intoNamedFolder = on ? 1 : 0; }
 const char* GetLastExtractFolder() { return g_lastFolder; }
 void SetLastExtractFolder(const char* folder) { snprintf(g_lastFolder, sizeof g_lastFolder, "%s", folder ? folder : ""); }
 
-int ExtractArchiveZipWorker(ExtractJob* job) {
-  const char* password = job->password[0] ? job->password : nullptr;
-  int result;
-  if (job->done) {
-    result = ExtractZipFilesFromListMF(nullptr, job->archive, &job->withoutPath, &job->overwriteMode, password,
-                                       job->destination, 0, job->silent);
-  } else if (job->chosen) {
-    result = ExtractZipFilesFromSelection(*job->chosen, job->archive, &job->withoutPath, &job->overwriteMode,
-                                          password, job->destination, job->silent, job->countEntries);
-  } else {
-    result = ExtractZipFilesFromList(nullptr, job->archive, &job->withoutPath, &job->overwriteMode, password,
-                                     job->destination, job->extractAll, job->silent, job->countEntries);
-  }
-  if (result == EXTRACT_CANCELLED && job->cancelled) *job->cancelled = 1;
-  if (job->done) SetEvent(job->done);
-  return result;
-}
-
-void ExtractArchive(const char* archive, int silent, int inThread) {
+void StartArchiveExtraction(ExtractionProc worker, const char* archive, int silent, int inThread) {
   if (!archive || !*archive) {
     Log(2, GetVerbose(), "ZipFilename is NULL");
     return;
   }
   if (RefuseWhenBusy()) return;
-  const ArchiveFormat* format = CheckKind(GetArchiveKind());
-  if (!format) return Abandon();
-  ExtractRun* run = NewRun(format, archive, silent);
+  if (!CheckWorker(reinterpret_cast<const void*>(worker))) return Abandon();
+  ExtractRun* run = NewRun(worker, archive, silent);
   run->job.extractAll = 1;
   run->job.countEntries = 1;
   if (!AskForRun(run)) return;
   StartRun(run, inThread);
 }
 
-void ExtractSelected(const EntrySelection& chosen) {
+void StartSelectionExtraction(ExtractionProc worker, const EntrySelection& chosen) {
   const char* archive = GetCurrentArchivePath();
   if (!*archive) return;
   if (chosen.names.empty()) {
@@ -324,39 +286,24 @@ void ExtractSelected(const EntrySelection& chosen) {
     return;
   }
   if (RefuseWhenBusy()) return;
-  const ArchiveFormat* format = CheckKind(GetArchiveKind());
-  if (!format) return Abandon();
-  ExtractRun* run = NewRun(format, archive, 0);
+  if (!CheckWorker(reinterpret_cast<const void*>(worker))) return Abandon();
+  ExtractRun* run = NewRun(worker, archive, 0);
   run->chosen = chosen;
   run->job.chosen = &run->chosen;
   if (!AskForRun(run)) return;
   StartRun(run, 1);
 }
 
-void ExtractTreeFolder(const char* folder) {
+void StartTreeFolderExtraction(FolderExtractionProc worker, const char* folder) {
   const char* archive = GetCurrentArchivePath();
   if (!*archive || !folder) return;
   if (RefuseWhenBusy()) return;
-  const ArchiveFormat* format = CheckKind(GetArchiveKind());
-  if (!format) return Abandon();
-  if (format->ops.extractFolder) {
-    ExtractRun* run = NewRun(format, archive, 0);
-    run->folder = folder;
-    if (!AskForRun(run)) return;
-    StartRun(run, 1);
-    return;
-  }
-  TreeExtractBlock* block = static_cast<TreeExtractBlock*>(calloc(1, sizeof(TreeExtractBlock)));
-  if (!block) return Abandon();
-  snprintf(block->folder, sizeof block->folder, "%s", folder);
-  snprintf(block->archive, sizeof block->archive, "%s", archive);
-  block->overwriteMode = OVERWRITE_ASK;
-  if (!AskDestination(archive, block->destination) || !EnsurePassword(block->password)) {
-    free(block);
-    return Abandon();
-  }
-  BeginRun(true);
-  RunOnThread(ExtractTreeFolderThread, block);
+  if (!CheckWorker(reinterpret_cast<const void*>(worker))) return Abandon();
+  ExtractRun* run = NewRun(nullptr, archive, 0);
+  run->folderWorker = worker;
+  run->folder = folder;
+  if (!AskForRun(run)) return;
+  StartRun(run, 1);
 }
 
 std::string TestReportText(uint64_t tested, const EntryFailures& failures, bool cancelled) {
@@ -373,32 +320,20 @@ std::string TestReportText(uint64_t tested, const EntryFailures& failures, bool 
   return text;
 }
 
-void TestArchive(const EntrySelection* chosen) {
+void StartArchiveTest(TestProc worker, const EntrySelection* chosen) {
   const char* archive = GetCurrentArchivePath();
   if (!*archive || RefuseWhenBusy()) return;
+  if (!CheckWorker(reinterpret_cast<const void*>(worker))) return Abandon();
   char password[kPathBuf];
   if (!EnsurePassword(password)) return Abandon();
   SecureZeroMemory(password, sizeof password);
   TestRun* run = new TestRun();
+  run->worker = worker;
   snprintf(run->archive, sizeof run->archive, "%s", archive);
   run->selectionOnly = chosen != nullptr;
   if (chosen) run->chosen = *chosen;
   BeginRun(true, kTestingText);
   RunOnThread(TestArchiveThread, run);
-}
-
-int DetectArchiveEncryption(const char* archive) {
-  unzFile zip = MyWaitunzOpen2_64(archive, 3000);
-  if (!zip) {
-    Log(1, GetVerbose(), "DetectArchiveEncryption: %s cannot be opened", archive);
-    return -1;
-  }
-  unz_file_info64 info = {};
-  int encrypted = unzGoToFirstFile(zip) == UNZ_OK &&
-                  unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) == UNZ_OK && (info.flag & 1);
-  SetArchiveEncrypted(encrypted ? 1 : 0);
-  unzClose(zip);
-  return 0;
 }
 
 void FormatExtractionTimer(char* out, size_t outSize, DWORD elapsedMs, uint64_t bytes) {

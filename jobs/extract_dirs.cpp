@@ -1,5 +1,5 @@
 #include "services/base.h"
-#include "zip/extract.h"
+#include "jobs/extract_job.h"
 
 #include "kestrelia_lang.h"
 #include "services/log.h"

@@ -1,12 +1,12 @@
 #include "services/base.h"
 #include "jobs/extract_run.h"
-#include "zip/whole_deflate.h"
 
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "jobs/chunk_writer.h"
 #include "jobs/entry_failures.h"
-#include "zip/extract.h"
+#include "jobs/extract_job.h"
+#include "res/resource.h"
 
 #include <cmath>
 #include <cstdio>
@@ -62,14 +62,18 @@ const char* GetLastRefusedNames() { return g_refused.c_str(); }
 size_t GetLastRefusedCount() { return g_refusedCount; }
 size_t GetLastWrongPasswordCount() { return g_wrongPasswords; }
 
-void BeginExtractionRun(HWND mainWindow, bool testOnly) {
-  t_runTestOnly = testOnly;
-  g_byteCounter = 0;
-  g_lastPercent = -1;
+void ClearLastRunReport() {
   g_refused.clear();
   g_refusedCount = 0;
   g_wrongPasswords = 0;
   g_failures.items.clear();
+}
+
+void BeginExtractionRun(HWND mainWindow, bool testOnly) {
+  t_runTestOnly = testOnly;
+  g_byteCounter = 0;
+  g_lastPercent = -1;
+  ClearLastRunReport();
   g_dataRanges.clear();
   g_pendingSteps = 0;
   g_pendingNameSet = false;
@@ -89,7 +93,6 @@ void EndExtractionRun(HWND mainWindow) {
   free(t_runBuffer);
   t_runBuffer = nullptr;
   t_runBufferSize = 0;
-  ReleaseWholeCoders();
 }
 
 bool RunWritesNothing() { return t_runActive && t_runTestOnly; }

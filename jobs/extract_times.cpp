@@ -1,5 +1,5 @@
 #include "services/base.h"
-#include "zip/extract.h"
+#include "jobs/extract_job.h"
 
 #include "services/log.h"
 
@@ -22,7 +22,7 @@ const TIME_ZONE_INFORMATION* ZoneRules() {
 
 }  // namespace
 
-bool DosDateToUtcFileTime(uLong dosDate, FILETIME* utc) {
+bool DosDateToUtcFileTime(unsigned long dosDate, FILETIME* utc) {
   FILETIME local;
   SYSTEMTIME localParts, utcParts;
   if (!DosDateTimeToFileTime(HIWORD(dosDate), LOWORD(dosDate), &local)) return false;
@@ -35,14 +35,14 @@ bool DosDateToUtcFileTime(uLong dosDate, FILETIME* utc) {
   return LocalFileTimeToFileTime(&local, utc) != 0;
 }
 
-bool SetHandleTimesFromDos(HANDLE file, uLong dosDate) {
+bool SetHandleTimesFromDos(HANDLE file, unsigned long dosDate) {
   FILETIME utc;
   if (!DosDateToUtcFileTime(dosDate, &utc)) return false;
   // No last-access time: the file keeps the one it has.
   return SetFileTime(file, &utc, nullptr, &utc) != 0;
 }
 
-bool SetFileTimesFromDos(const char* path, uLong dosDate) {
+bool SetFileTimesFromDos(const char* path, unsigned long dosDate) {
   HANDLE file = CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
     Log(3, GetVerbose(), "SetFileTimesFromDos: cannot open %s - # %lu", path, GetLastError());

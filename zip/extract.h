@@ -3,79 +3,13 @@
 #pragma once
 #include "services/base.h"
 
-#include "res/resource.h"
+#include "jobs/extract_job.h"
 
 #include "unzip.h"
 
 struct RBTree;
 struct EntrySelection;
 
-// Overwrite modes of a run.
-enum OverwriteMode {
-  OVERWRITE_ALWAYS = 0,  // replace existing files without asking
-  OVERWRITE_ASK = 1,     // ask per existing file
-  OVERWRITE_ALL = 2,     // the user answered "yes to all": no more questions this run
-};
-
-// Results of the per-entry writer beyond minizip's own codes.
-enum ExtractResult {
-  EXTRACT_OK = 0,
-  EXTRACT_WRITE_ERROR = 2,
-  EXTRACT_NO_MEMORY = 6,
-  EXTRACT_NO_PASSWORD = 21,
-  EXTRACT_WRONG_PASSWORD = 22,  // the password fails the entry's check byte; nothing written
-  EXTRACT_UNDECODABLE = 23,     // a method or encryption the engine cannot decode; nothing read
-  EXTRACT_CANCELLED = 100,
-};
-
-// The one-second timer on the main window while a run goes on, for the elapsed time and the
-// transfer rate. A timer belongs to the window's own thread, so the worker posts
-// WM_APP_EXTRACTION_TIMER (wParam 1 start, 0 stop) and the main window sets or kills timer
-// IDT_EXTRACTION itself (both in res/resource.h); on its own thread the worker sets it
-// directly.
-// The tick count when the running (or last) extraction started, and its bytes written so far.
-DWORD GetExtractionStartTick();
-uint64_t GetExtractionByteCounter();
-
-// What the last run of ExtractZipFilesFromList(MF) refused to write for safety: the names,
-// '\n'-separated ("" when none), and their number. Read after the run returned.
-const char* GetLastRefusedNames();
-size_t GetLastRefusedCount();
-// Entries of the last run that a wrong password kept from being written.
-size_t GetLastWrongPasswordCount();
-struct EntryFailures;
-// Every entry of the last run that was refused, not written or found damaged, with why.
-const EntryFailures& GetLastRunFailures();
-
-// The parameter block of one extraction, zero-filled by whoever starts the run.
-struct ExtractJob {
-  char destination[kPathBuf];  // the working directory for the run; empty keeps the current one
-  int overwriteMode;           // OverwriteMode; may change from ASK to ALL during the run
-  int withoutPath;             // 1: every file lands in the destination under its last name
-  int countEntries;            // 1: progress counts entries, never bytes
-  const EntrySelection* chosen; // the rows a run takes, copied before it started; none: see extractAll
-  HWND mainWindow;
-  int silent;                  // no progress dialog; names only logged
-  char archive[kPathBuf];
-  char password[kPathBuf];     // empty: none
-  unzFile zip;
-  RBTree* selection;           // entry paths to extract (both separators looked up), or none
-  int extractAll;              // 1: every entry; 0: only those in the selection
-  uint64_t total;              // entries to extract
-  int progressPerEntry;        // set by the whole-archive run
-  HANDLE done;                 // signalled when the run ends, when the starter waits
-  int* cancelled;              // set to 1 when the run ended by the user's cancel
-  // Names the safety check refused, '\n'-separated; the starter tells the user once.
-  char* refused;
-  size_t refusedCount;
-  int testOnly;                // 1: every entry is read and checked, nothing is written
-  uint64_t tested;             // entries read by a testing run (folders not counted)
-};
-
-// Whole-archive extraction started from the window or "-x": asks for the destination (and the
-// password when the archive needs one), then runs the archive kind's worker, on a new thread
-// when inThread is set.
-void ExtractArchive(const char* archive, int silent, int inThread);
 // The selection index of a run: the full paths ("\\" separators) of a list view's selected
 // rows, or of every row. 0 on success, -1 when the list has no rows behind it.
 int FillZipTreeWithSelectedFromList(HWND list, RBTree* tree);
@@ -131,25 +65,6 @@ const char* LastNamePart(const char* name);
 // function in the messages.
 int CopyOpenEntry(const char* caller, unzFile zip, const unz_file_info64& info, const char* target);
 
-// Creates a folder with its parents; non-zero when the last creation succeeded.
-BOOL CreateDirectoryPath(const char* path);
-// Creates each prefix of a relative path; 0 on success.
-int MakeDirectoryPath(const char* path, int reportExisting, int showErrors);
-
-// Sets a written file's creation and modification times from an entry's DOS date and time,
-// read as local time.
-bool SetFileTimesFromDos(const char* path, uLong dosDate);
-// The same on a file still open for writing (saves opening each file a second time).
-bool SetHandleTimesFromDos(HANDLE file, uLong dosDate);
-bool DosDateToUtcFileTime(uLong dosDate, FILETIME* utc);
-
-// The names of temporary files written for viewing; deleted at exit.
-void AddTempFile(const char* path);
-void DeleteTempFiles();
-
-// The temporary folder joined with a plain name (the folder, with its trailing separator,
-// in folder); "c:" stands in for a machine without one. False when the whole name does not fit.
-bool TempTarget(const char* part, char (&target)[kPathBuf], char (&folder)[kPathBuf]);
 // Makes the named entry current: as spelt, else with "/" for every "\\".
 int LocateEntry(unzFile zip, const char* name);
 
@@ -194,3 +109,5 @@ struct TreeExtractBlock {
 // Extracts the entries below a folder of the tree; the entries are chosen by a range search
 // of the archive's ordered names, then go through the entry loop of every run.
 DWORD WINAPI ExtractTreeItemThread(LPVOID block);
+// ZIP's folder operation: the job's run over the entries below folder, chosen as above.
+int ExtractZipFolder(ExtractJob* job, const char* folder);

@@ -13,6 +13,7 @@
 #include "jobs/entry_name_safety.h"
 #include "zip/entry_names.h"
 #include "jobs/extract_run.h"
+#include "zip/whole_deflate.h"
 #include "zip/zip_open.h"
 
 #include <algorithm>
@@ -83,7 +84,7 @@ uint64_t ArchiveBytes(unzFile zip) {
 
 uint64_t TotalBytes(const ExtractJob* job) {
   if (job->chosen) return job->chosen->bytes;
-  return ArchiveBytes(job->zip);
+  return ArchiveBytes(static_cast<unzFile>(job->engine));
 }
 
 void StepIfCounting(const ExtractJob* job, bool perEntry) {
@@ -234,7 +235,7 @@ int RunExtraction(RunRequest request) {
   job->silent = request.silent;
   snprintf(job->archive, sizeof job->archive, "%s", request.archive);
   snprintf(job->password, sizeof job->password, "%s", request.password ? request.password : "");
-  job->zip = zip;
+  job->engine = zip;
   job->selection = index;
   job->extractAll = request.wholeArchive ? 1 : request.extractAll;
   job->total = (!request.wholeArchive && selected > 0) ? static_cast<uint64_t>(selected) : global.number_entry;
@@ -291,15 +292,16 @@ int UnZipWorkThread(ExtractJob* job) {
   int byBytes = perEntry ? 0 : 1;
   uint64_t totalBytes = byBytes ? TotalBytes(job) : 0;
   BeginExtractionRun(job->mainWindow, job->testOnly != 0);
+  unzFile zip = static_cast<unzFile>(job->engine);
 
   unz_global_info64 global = {};
-  unzGetGlobalInfo64(job->zip, &global);
+  unzGetGlobalInfo64(zip, &global);
   std::string entryName;
   char reason[kPathBuf];
   int last = 0;
   for (uint64_t i = 0; i < global.number_entry && !IsCancelledByUser(); ++i) {
     if (i > 0) {
-      int error = unzGoToNextFile(job->zip);
+      int error = unzGoToNextFile(zip);
       if (error != UNZ_OK) {
         Log(5, GetVerbose(), "UnZipWorkThread: error %d with zipfile in unzGoToNextFile %llu<=>%llu", error,
             static_cast<unsigned long long>(i), static_cast<unsigned long long>(global.number_entry));
@@ -307,7 +309,7 @@ int UnZipWorkThread(ExtractJob* job) {
       }
     }
     unz_file_info64 info = {};
-    ReadCurrentEntryName(job->zip, &info, &entryName);
+    ReadCurrentEntryName(zip, &info, &entryName);
     const char* name = entryName.c_str();
     const char* withoutPath = job->extractAll ? name : LastComponent(name);
     if (!*withoutPath) {  // a folder entry of a selection: its files bring their folders
@@ -330,7 +332,7 @@ int UnZipWorkThread(ExtractJob* job) {
       Log(6, GetVerbose(), "%s", withoutPath);
 
     if (job->testOnly && !entryName.empty() && entryName.back() != '/' && entryName.back() != '\\') ++job->tested;
-    last = do_write_currentfile(job->zip, &job->withoutPath, &job->overwriteMode, job->password, job->mainWindow,
+    last = do_write_currentfile(zip, &job->withoutPath, &job->overwriteMode, job->password, job->mainWindow,
                                 info, name, withoutPath, byBytes, totalBytes, ExtractionByteCounter(), job->silent);
     if (last == EXTRACT_CANCELLED) {
       Log(5, GetVerbose(), "UnZipWorkThread: user cancelled operation (option dialog)");
@@ -352,6 +354,7 @@ int UnZipWorkThread(ExtractJob* job) {
   }
   if (!job->silent) FlushEntryProgress();
   EndExtractionRun(job->mainWindow);
+  ReleaseWholeCoders();
   CopyRefusedNames(&job->refused, &job->refusedCount);
   Log(8, GetVerbose(), "UnZipWorkThread finished");
   return (IsCancelledByUser() || last == EXTRACT_CANCELLED) ? EXTRACT_CANCELLED : 0;

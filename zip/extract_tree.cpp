@@ -3,7 +3,6 @@
 
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
-#include "model/archive_kind.h"
 #include "model/rbtree.h"
 #include "model/stack.h"
 #include "services/log.h"
@@ -110,23 +109,25 @@ RBTree* ChooseEntriesBelow(const char* archive, const char* folder) {
   return selection;
 }
 
-int ExtractTreeItem(TreeExtractBlock* block) {
-  int kind = GetArchiveKind();
-  if (!ArchiveFormatOrZip(kind, "ExtractTreeItemThread:")->zipEngine) {
-    Log(1, GetVerbose(), "ExtractTreeItemThread: archives of kind %d are extracted by their adapter", kind);
-    return -1;
-  }
-  const char* archive = block->archive[0] ? block->archive : GetCurrentArchivePath();
+// The entries below folder of archive through the entry loop; -1 when there are none.
+int ExtractBelow(const char* archive, const char* folder, const char* password, int* overwriteMode,
+                 const char* destination, int silent) {
   if (!archive || !*archive) {
     Log(1, GetVerbose(), "ExtractTreeItemThread: no archive");
     return -1;
   }
-  RBTree* selection = ChooseEntriesBelow(archive, block->folder);
+  RBTree* selection = ChooseEntriesBelow(archive, folder);
   if (!selection) return -1;
-  const char* password = block->password[0] ? block->password : GetCurrentPassword();
-  int withoutPath = 0, mode = block->overwriteMode;
-  return ExtractZipFilesFromIndex("ExtractTreeItemThread", archive, selection, &withoutPath, &mode,
-                                  password[0] ? password : nullptr, block->destination, block->silent);
+  if (!password || !*password) password = GetCurrentPassword();
+  int withoutPath = 0;
+  return ExtractZipFilesFromIndex("ExtractTreeItemThread", archive, selection, &withoutPath, overwriteMode,
+                                  password[0] ? password : nullptr, destination, silent);
+}
+
+int ExtractTreeItem(TreeExtractBlock* block) {
+  const char* archive = block->archive[0] ? block->archive : GetCurrentArchivePath();
+  int mode = block->overwriteMode;
+  return ExtractBelow(archive, block->folder, block->password, &mode, block->destination, block->silent);
 }
 
 }  // namespace
@@ -144,4 +145,10 @@ DWORD WINAPI ExtractTreeItemThread(LPVOID parameter) {
   Log(5, GetVerbose(), "ExtractTreeItemThread: finished with %d", result);
   if (done) SetEvent(done);
   return 0;
+}
+
+int ExtractZipFolder(ExtractJob* job, const char* folder) {
+  int result = ExtractBelow(job->archive, folder, job->password, &job->overwriteMode, job->destination, job->silent);
+  if (result == EXTRACT_CANCELLED && job->cancelled) *job->cancelled = 1;
+  return result;
 }

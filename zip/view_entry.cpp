@@ -1,16 +1,11 @@
 #include "services/base.h"
-#include "jobs/extract_archive.h"
+#include "zip/extract.h"
 
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
-#include "model/archive_kind.h"
-#include "model/entry_rows.h"
-#include "model/liststruct.h"
 #include "services/external_app.h"
 #include "services/log.h"
 #include "services/prompts.h"
-#include "services/worker.h"
-#include "ui/entry_list.h"
 #include "jobs/entry_name_safety.h"
 #include "zip/entry_names.h"
 #include "zip/zip_format.h"
@@ -23,36 +18,7 @@
 #include <string>
 #include <vector>
 
-namespace {
-
-// Written and deleted on the window's thread only.
-std::vector<std::string> g_tempFiles;
-
-}  // namespace
-
-bool TempTarget(const char* part, char (&target)[kPathBuf], char (&folder)[kPathBuf]) {
-  if (!GetTempPathA(sizeof folder, folder)) snprintf(folder, sizeof folder, "c:");
-  size_t n = strlen(folder);
-  bool separated = n && (folder[n - 1] == '\\' || folder[n - 1] == '/');
-  int length = snprintf(target, sizeof target, "%s%s%s", folder, separated ? "" : "\\", part);
-  // A cut name would be another file's name: the caller refuses instead.
-  return length >= 0 && length < static_cast<int>(sizeof target);
-}
-
 int LocateEntry(unzFile zip, const char* name) { return LocateEntryByDisplayName(zip, name); }
-
-void AddTempFile(const char* path) {
-  // A file written again for the same entry (viewed twice, dragged twice) is one file to delete.
-  if (path && *path && std::find(g_tempFiles.begin(), g_tempFiles.end(), path) == g_tempFiles.end())
-    g_tempFiles.emplace_back(path);
-}
-
-void DeleteTempFiles() {
-  for (const std::string& path : g_tempFiles)
-    if (!DeleteFileA(path.c_str()) && GetLastError() != ERROR_FILE_NOT_FOUND)
-      Log(2, GetVerbose(), "DeleteTempFiles: cannot delete %s (%lu)", path.c_str(), GetLastError());
-  g_tempFiles.clear();
-}
 
 int do_view_currentfile(unzFile zip, const char* name, int openWith, unz_file_info64 info) {
   const char* part = LastNamePart(name);
@@ -78,33 +44,6 @@ int do_view_currentfile(unzFile zip, const char* name, int openWith, unz_file_in
   AddTempFile(target);
   result = copied == 0 ? (openWith ? OpenAs(target) : CallApp(target)) : copied;
   SetCurrentDirectoryA(previous);
-  return result;
-}
-
-int ViewSelectedEntry(int openWith) {
-  ArchiveControlBlock* block = GetCurrentControlBlock();
-  HWND list = block ? block->viewComponent : nullptr;
-  const char* archive = GetCurrentArchivePath();
-  int row = list ? FocusedEntryRow(list) : -1;
-  liststruct* record = row >= 0 ? GetRowRecord(list, row) : nullptr;
-  if (!record || !*archive) {
-    Log(5, GetVerbose(), "ViewSelectedEntry: nothing selected");
-    return 1;
-  }
-  int kind = GetArchiveKind();
-  const ArchiveFormat* format = FindArchiveFormat(kind);
-  if (!format || !format->ops.view) {
-    Log(2, GetVerbose(), "ViewSelectedEntry: archive kind %d is viewed by its adapter", kind);
-    return 1;
-  }
-  // Viewing moves the working directory, which a running extraction writes below.
-  if (ClaimOperation(OPERATION_JOB) != OPERATION_NONE) {
-    PromptMessageBox(GetMainWindowHandle(), GetMessageText(40), "Kestrelia", MB_OK | MB_ICONINFORMATION);
-    return 1;
-  }
-  std::string full = std::string(record->path ? record->path : "") + (record->filename ? record->filename : "");
-  int result = format->ops.view(archive, full.c_str(), openWith);
-  ReleaseOperation(OPERATION_JOB);
   return result;
 }
 

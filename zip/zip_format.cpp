@@ -3,11 +3,18 @@
 
 #include "formats/formats.h"
 #include "zip/create.h"
-#include "jobs/extract_archive.h"
+#include "zip/extract.h"
 #include "zip/zip_listing.h"
 
 void RegisterZipFormat() {
-  const ArchiveOperations ops = {ListZipFilesThread, ExtractArchiveZipWorker, ViewZipEntry, ZipWorkDirectoryThread};
+  ArchiveOperations ops = {};
+  ops.listing = ListZipFilesThread;
+  ops.extract = ExtractArchiveZipWorker;
+  ops.extractFolder = ExtractZipFolder;
+  ops.view = ViewZipEntry;
+  ops.test = TestZipFiles;
+  ops.create = ZipWorkDirectoryThread;
+  ops.detectEncryption = DetectArchiveEncryption;
   RegisterArchiveOperations(ARCHIVE_ZIP, ops);
   RegisterArchiveOperations(ARCHIVE_ZIP64, ops);
 }

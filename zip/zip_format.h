@@ -6,3 +6,12 @@ void RegisterZipFormat();
 
 // ZIP's view operation: the entry written to the temporary folder and opened.
 int ViewZipEntry(const char* archive, const char* entryName, int openWith);
+
+struct ExtractJob;
+// ZIP's extraction worker: the whole archive, a copied selection or a list's rows, as the
+// job says; with job->done set it signals that event at the end.
+int ExtractArchiveZipWorker(ExtractJob* job);
+
+// Opens the archive and sets the encryption flag from its first entry, as opening it in the
+// window would. 0 on success, -1 when it cannot be read.
+int DetectArchiveEncryption(const char* archive);

@@ -169,7 +169,7 @@ TEST_F(Extract, SelectionFindsEntriesWhateverTheSeparator) {
   RBTreeInsert(selection, const_cast<char*>("unix\\named.txt"), nullptr);
   ExtractJob job = {};
   job.silent = 1;
-  job.zip = zip;
+  job.engine = zip;
   job.selection = selection;
   job.total = 2;
   job.countEntries = 1;

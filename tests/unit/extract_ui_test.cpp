@@ -15,6 +15,7 @@
 #include "test_support.h"
 #include "ui/entry_list.h"
 #include "jobs/entry_failures.h"
+#include "formats/archive_runs.h"
 #include "jobs/extract_archive.h"
 #include "zip/zip_format.h"
 

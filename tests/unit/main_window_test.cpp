@@ -14,7 +14,8 @@
 #include "services/worker.h"
 #include "test_support.h"
 #include "ui/clipboard_chain.h"
-#include "zip/extract.h"
+#include "formats/archive_runs.h"
+#include "jobs/extract_job.h"
 
 #include <commctrl.h>
 #include <ole2.h>

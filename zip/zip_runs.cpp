@@ -1,0 +1,39 @@
+#include "services/base.h"
+#include "zip/zip_format.h"
+
+#include "model/app_state.h"
+#include "services/log.h"
+#include "zip/extract.h"
+#include "zip/zip_open.h"
+
+int ExtractArchiveZipWorker(ExtractJob* job) {
+  const char* password = job->password[0] ? job->password : nullptr;
+  int result;
+  if (job->done) {
+    result = ExtractZipFilesFromListMF(nullptr, job->archive, &job->withoutPath, &job->overwriteMode, password,
+                                       job->destination, 0, job->silent);
+  } else if (job->chosen) {
+    result = ExtractZipFilesFromSelection(*job->chosen, job->archive, &job->withoutPath, &job->overwriteMode,
+                                          password, job->destination, job->silent, job->countEntries);
+  } else {
+    result = ExtractZipFilesFromList(nullptr, job->archive, &job->withoutPath, &job->overwriteMode, password,
+                                     job->destination, job->extractAll, job->silent, job->countEntries);
+  }
+  if (result == EXTRACT_CANCELLED && job->cancelled) *job->cancelled = 1;
+  if (job->done) SetEvent(job->done);
+  return result;
+}
+
+int DetectArchiveEncryption(const char* archive) {
+  unzFile zip = MyWaitunzOpen2_64(archive, 3000);
+  if (!zip) {
+    Log(1, GetVerbose(), "DetectArchiveEncryption: %s cannot be opened", archive);
+    return -1;
+  }
+  unz_file_info64 info = {};
+  int encrypted = unzGoToFirstFile(zip) == UNZ_OK &&
+                  unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) == UNZ_OK && (info.flag & 1);
+  SetArchiveEncrypted(encrypted ? 1 : 0);
+  unzClose(zip);
+  return 0;
+}
