@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "zip/entry_name_safety.h"
+#include "jobs/entry_name_safety.h"
 
 namespace {
 
