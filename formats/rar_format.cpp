@@ -14,9 +14,9 @@
 #include "services/prompts.h"
 #include "services/runtime_library.h"
 #include "services/worker.h"
-#include "zip/entry_failures.h"
-#include "zip/entry_name_safety.h"
-#include "zip/extract.h"
+#include "jobs/entry_failures.h"
+#include "jobs/entry_name_safety.h"
+#include "jobs/extract_job.h"
 
 #include <objbase.h>
 
