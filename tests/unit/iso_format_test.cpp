@@ -18,7 +18,7 @@
 #include "services/prompts.h"
 #include "test_support.h"
 #include "ui/entry_list.h"
-#include "zip/entry_failures.h"
+#include "jobs/entry_failures.h"
 #include "zip/extract.h"
 
 namespace {
