@@ -66,15 +66,6 @@ void ApplyChoice(ZipWorkBlock* block, const CreationChoice& choice) {
   block->recurse = choice.recurse;
 }
 
-// The writer of an archive: one that is extended is written by its own kind; a new one from
-// the window by the kind its name asks for ("x.tar.gz" through tar.dll), where that kind
-// writes archives; everything else, the command line's archives included, is a ZIP archive.
-const ArchiveFormat* WriterFor(const char* archive, bool add, bool fromCommandLine) {
-  int kind = add ? DecideArchiveKind(archive) : fromCommandLine ? ARCHIVE_ZIP : GetArchiveKindFromName(archive);
-  const ArchiveFormat* format = FindArchiveFormat(kind);
-  return format && format->ops.create ? format : FindArchiveFormat(ARCHIVE_ZIP);
-}
-
 // A creation's claim on the window: taken before the first question, given back unless a
 // worker took it over (the worker gives it back as it ends).
 struct CreationClaim {
@@ -86,8 +77,9 @@ struct CreationClaim {
 };
 
 bool StartCreation(ZipWorkBlock* block) {
-  const ArchiveFormat* zip = WriterFor(block->archive, block->add, block->fromCommandLine);
-  if (!zip || !zip->ops.create) {
+  const ArchiveFormat* writer = ArchiveWriterFor(block->archive, block->add, block->fromCommandLine);
+  CreationThreadProc run = writer ? (block->add ? writer->ops.add : writer->ops.create) : nullptr;
+  if (!run) {
     Log(-1, GetVerbose(), "StartCreation: no creation for ZIP archives");
     free(block->files);
     free(block);
@@ -95,7 +87,7 @@ bool StartCreation(ZipWorkBlock* block) {
   }
   block->finished = CreationFinished;
   CancelProgress(0);
-  if (StartWorker("StartCreation", zip->ops.create, block)) return true;
+  if (StartWorker("StartCreation", run, block)) return true;
   free(block->files);
   free(block);
   return false;
@@ -124,8 +116,8 @@ bool RunWindowCreation(const char* target, char (*files)[kPathBuf], int count, i
   CreationChoice choice;
   DefaultCreationChoice(&choice);
   // Level, password and the folder inside are the ZIP engine's; a TAR takes the files as they are.
-  const ArchiveFormat* format = WriterFor(target, add, false);
-  bool zipOptions = !format || format->zipEngine;
+  const ArchiveFormat* format = ArchiveWriterFor(target, add, false);
+  bool zipOptions = !format || format->creationOptions;
   if (zipOptions && !AskCreationOptions(Owner(), &choice)) return false;
   ZipWorkBlock* block = NewZipWorkBlock();
   if (!block || !TakeFiles(block, files, count)) {
@@ -136,7 +128,7 @@ bool RunWindowCreation(const char* target, char (*files)[kPathBuf], int count, i
   SecureZeroMemory(&choice, sizeof choice);
   snprintf(block->archive, kPathBuf, "%s", target);
   block->add = add;
-  if (!add) SetArchiveKind(format ? format->kind : ARCHIVE_ZIP);
+  if (!add) SetArchiveKind(format ? format->kind : DefaultArchiveKind());
   return StartCreation(block);
 }
 
@@ -192,7 +184,7 @@ void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add
     GetCurrentDirectoryA(sizeof previous, previous);
     EmptyList();
     if (g_creationDirectory[0]) SetCurrentDirectoryA(g_creationDirectory);
-    SetArchiveKind(ARCHIVE_ZIP);
+    SetArchiveKind(DefaultArchiveKind());
     claim.handedOver = StartCreation(block);
     if (claim.handedOver && !silent) SetMyWindowText(target);
     Log(5, GetVerbose(), "RunArchiveBuilder: %s, started in %s", target, previous);
@@ -234,7 +226,7 @@ void CmdAddFolder() {
 
 bool CanAddToOpenArchive() {
   const ArchiveFormat* format = GetCurrentArchivePath()[0] ? FindArchiveFormat(GetArchiveKind()) : nullptr;
-  return format && format->ops.create;
+  return format && format->ops.add;
 }
 
 bool AddDroppedFiles(char (*files)[kPathBuf], int count) {

@@ -110,8 +110,8 @@ enum CommandNeed {
   NEED_ARCHIVE = 2,    // an archive is open
   NEED_ROWS = 4,       // it lists at least one entry
   NEED_SELECTION = 8,  // a row of the current view, or the focused tree's folder, is selected
-  NEED_ZIP = 16,       // it is read by the program's own ZIP engine
-  NEED_WRITABLE = 32,  // the program writes the open archive's kind
+  NEED_TEST = 16,      // the open archive's kind can test its entries
+  NEED_WRITABLE = 32,  // the open archive's kind takes added files
 };
 
 struct Command {
@@ -135,7 +135,7 @@ const Command kCommands[] = {
     {IDM_ADD_FOLDER, CmdAddFolder, KEY_NONE, 0, 0, kOnArchive | NEED_WRITABLE},
     {IDM_EXTRACT_ALL, CmdExtractAll, KEY_ACCELERATOR, FCONTROL, 'E', kOnRows},
     {IDM_EXTRACT_SELECTED, CmdExtractSelected, KEY_ACCELERATOR, FCONTROL | FSHIFT, 'E', kOnSelection},
-    {IDM_TEST_ARCHIVE, CmdTestArchive, KEY_ACCELERATOR, FCONTROL, 'T', kOnRows | NEED_ZIP},
+    {IDM_TEST_ARCHIVE, CmdTestArchive, KEY_ACCELERATOR, FCONTROL, 'T', kOnRows | NEED_TEST},
     {IDM_CLOSE_ARCHIVE, CmdCloseArchive, KEY_ACCELERATOR, FCONTROL, 'W', kOnArchive},
     {IDM_PROPERTIES, ShowFolderProperties, KEY_ACCELERATOR, FALT, VK_RETURN, NEED_ARCHIVE},
     {IDM_EXIT, CmdExit, KEY_SHOWN_ONLY, FALT, VK_F4, 0},
@@ -151,7 +151,7 @@ const Command kCommands[] = {
     {IDM_FULL_LIST, CmdFullList, KEY_NONE, 0, 0, 0},
     {IDM_FOLDER_TREE, CmdFolderTree, KEY_NONE, 0, 0, 0},
     {IDM_RELOAD, CmdReload, KEY_ACCELERATOR, 0, VK_F5, kOnArchive},
-    {IDM_SELF_EXTRACTING, nullptr, KEY_NONE, 0, 0, kOnRows | NEED_ZIP},
+    {IDM_SELF_EXTRACTING, nullptr, KEY_NONE, 0, 0, kOnRows},
     {IDM_CONFIGURATION, nullptr, KEY_NONE, 0, 0, 0},
     {IDM_LANGUAGE, CmdLanguage, KEY_NONE, 0, 0, 0},
     {IDM_REGISTRY_VALUES, CmdRegistryValues, KEY_ACCELERATOR, FCONTROL, '9', 0},
@@ -285,7 +285,7 @@ bool CanRunCommand(int id) {
   if ((c->needs & NEED_ARCHIVE) && !*GetCurrentArchivePath()) return false;
   if ((c->needs & NEED_ROWS) && GetEntryRowCount(Main().list) == 0) return false;
   if ((c->needs & NEED_SELECTION) && !HasSelection()) return false;
-  if ((c->needs & NEED_ZIP) && !ArchiveFormatOrZip(GetArchiveKind(), "CanRunCommand")->zipEngine) return false;
+  if ((c->needs & NEED_TEST) && !ArchiveFormatOrZip(GetArchiveKind(), "CanRunCommand")->ops.test) return false;
   if ((c->needs & NEED_WRITABLE) && !CanAddToOpenArchive()) return false;
   return true;
 }

@@ -80,6 +80,17 @@ char ArchiveSeparator(int kind) {
   return format ? format->separator : '\\';
 }
 
+int DefaultArchiveKind() { return ARCHIVE_ZIP; }
+
+const ArchiveFormat* ArchiveWriterFor(const char* archive, bool add, bool fromCommandLine) {
+  int kind = add ? DecideArchiveKind(archive) : fromCommandLine ? DefaultArchiveKind() : GetArchiveKindFromName(archive);
+  const ArchiveFormat* format = Row(kind);
+  const ArchiveOperations* ops = format ? &format->ops : nullptr;
+  if (ops && (add ? ops->add : ops->create)) return format;
+  const ArchiveFormat* fallback = Row(DefaultArchiveKind());
+  return fallback->ops.create ? fallback : nullptr;
+}
+
 bool IsZipFile(const char* name) {
   static const char* const kSuffixes[] = {".zip", ".jar", ".war"};
   return EndsWithAny(name, kSuffixes);

@@ -30,6 +30,11 @@ typedef int (*ViewEntryProc)(const char* archive, const char* entryName, int ope
 typedef DWORD(WINAPI* CreationThreadProc)(LPVOID block);
 // Sets the process-wide encryption flag from the archive's entries: 0, -1 when unreadable.
 typedef int (*EncryptionProc)(const char* archive);
+struct RBTree;
+// Rewrites the archive by a change set (jobs/change_set.h): deletes its entries, or renames
+// and moves each to its new path. 0 on success, else negative with the user's sentence for
+// the failure in failure ("" for a plain "nothing found").
+typedef int (*RewriteProc)(const char* archive, RBTree* changes, char* failure, size_t failureSize);
 
 // A null operation means the kind cannot do it (its plug-in is missing or it has none).
 // The extraction, folder and test workers are defined with the runs in jobs/extract_job.h.
@@ -39,7 +44,10 @@ struct ArchiveOperations {
   FolderExtractionProc extractFolder;  // every entry below a folder of the tree
   ViewEntryProc view;              // one entry to the temporary folder, then opened
   TestProc test;
-  CreationThreadProc create;
+  CreationThreadProc create;       // a new archive
+  CreationThreadProc add;          // files added to an existing archive
+  RewriteProc remove;              // entries deleted
+  RewriteProc rename;              // entries renamed or moved
   EncryptionProc detectEncryption;
 };
 
@@ -48,7 +56,7 @@ struct ArchiveFormat {
   const char* name;                           // for log lines
   bool (*matchesName)(const char* fileName);  // null: never chosen by its file name
   char separator;                             // of entry names as the kind keeps them
-  bool zipEngine;                             // read and written by the program's own ZIP engine
+  bool creationOptions;                       // a new archive takes the creation options (level, password, folder inside)
   const char* renameRefusal;                  // printed instead of renaming; null when renaming works
   int searchRefusalText;                      // message text shown instead of a content search; 0 allows it
   const char* patterns;                       // the open dialog's patterns; null: not offered there
@@ -72,6 +80,14 @@ bool IsKnownArchiveKind(int kind);
 std::string ArchiveOpenFilter();
 // The separator entry names carry for the given kind: '/' for TAR, '\\' for all others.
 char ArchiveSeparator(int kind);
+
+// The writer of an archive: one that is extended is written by its own kind; a new one from
+// the window by the kind its name asks for ("x.tar.gz" through tar.dll), where that kind
+// writes archives; everything else, the command line's archives included, by the default
+// kind's. Null only when not even that kind writes.
+const ArchiveFormat* ArchiveWriterFor(const char* archive, bool add, bool fromCommandLine);
+// The kind of a new archive with no kind of its own, and of the program before any is open.
+int DefaultArchiveKind();
 
 // File-name tests. TAR, ISO and RAR are plain suffix tests without a required dot, so a
 // name such as "guitar" counts as TAR; the ZIP test wants the dot.

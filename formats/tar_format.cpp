@@ -333,5 +333,6 @@ void RegisterTarFormat() {
   ops.extract = ExtractTarFilesFromList;
   ops.view = ViewTarFile;
   ops.create = TarWorkThread;
+  ops.add = TarWorkThread;
   RegisterArchiveOperations(ARCHIVE_TAR, ops);
 }

@@ -20,7 +20,7 @@
 #include "ui/entry_list.h"
 #include "ui/folder_tree_view.h"
 #include "ui/listing_status.h"
-#include "zip/rewrite.h"
+#include "jobs/change_set.h"
 
 #include <commctrl.h>
 
@@ -71,11 +71,11 @@ std::string CellText(HWND list, int item, int column) {
   return text;
 }
 
-// Rewriting runs on the ZIP engine only; the other kinds say why not.
-bool RefusedForKind(const char* who, bool tellUser, int refusalText) {
+// The kinds without the rewrite say why not.
+bool RefusedForKind(const char* who, bool tellUser, int refusalText, RewriteProc ArchiveOperations::*rewrite) {
   const ArchiveFormat* format = ArchiveFormatOrZip(GetArchiveKind(), who);
   if (format->renameRefusal) printf("%s\n", format->renameRefusal);
-  if (format->zipEngine && !format->renameRefusal) return false;
+  if (format->ops.*rewrite && !format->renameRefusal) return false;
   if (tellUser) TellError(GetMessageText(refusalText));
   return true;
 }
@@ -113,10 +113,11 @@ DWORD RunJob(EntryRewriteJob* job, const char* who, const char* errorFormat) {
   SetProgressMinimum(0);
   SetProgressMaximum(static_cast<int>(job->changes ? job->changes->count : 0));
   SetProgressTitle(GetMessageText(job->mode == REWRITE_DELETE ? 43 : job->mode == REWRITE_MOVE ? 44 : 85));
-  if (job->mode == REWRITE_DELETE) job->result = DeleteFilesTwoPasses(job->archive, job->changes);
-  else job->result = ChangeFilesTwoPasses(job->archive, job->changes);
+  const ArchiveOperations& ops = ArchiveFormatOrZip(GetArchiveKind(), who)->ops;
+  RewriteProc rewrite = job->mode == REWRITE_DELETE ? ops.remove : ops.rename;
+  job->failure[0] = '\0';
+  job->result = rewrite ? rewrite(job->archive, job->changes, job->failure, sizeof job->failure) : -1;
   if (job->result) Log(-1, GetVerbose(), errorFormat, job->result);
-  snprintf(job->failure, sizeof job->failure, "%s", GetRewriteFailureText());
   CloseProgressDialog();
   if (HWND main = GetMainWindowHandle()) {
     SendMessageA(main, WM_APP_ENTRIES_REWRITTEN, 0, reinterpret_cast<LPARAM>(job));
@@ -330,7 +331,7 @@ void StartEntryRewrite(EntryRewriteJob* job, LPTHREAD_START_ROUTINE body) {
 }
 
 void DeleteSelectedEntries(HWND list) {
-  if (!ReadyForRewrite() || RefusedForKind("DeleteThread", true, 32)) return;
+  if (!ReadyForRewrite() || RefusedForKind("DeleteThread", true, 32, &ArchiveOperations::remove)) return;
   if (!list || ListView_GetSelectedCount(list) == 0) {
     TellError(GetMessageText(9));
     return;
@@ -347,7 +348,7 @@ void DeleteSelectedEntries(HWND list) {
 
 bool CanRenameEntries(bool tellUser) {
   if (IsBusy() || IsOpenInProgress() || !*GetCurrentArchivePath()) return false;
-  return !RefusedForKind("ChangeFileName", tellUser, 31);
+  return !RefusedForKind("ChangeFileName", tellUser, 31, &ArchiveOperations::rename);
 }
 
 void EditSelectedEntryName(HWND list) {
@@ -498,7 +499,7 @@ void DeleteCTRLCutEntries(HWND list, const int* rows, int count) {
 bool CutSelectedEntries(HWND list) {
   g_cut = CutMarks();
   if (!list || !ListView_GetSelectedCount(list) || !*GetCurrentArchivePath()) return false;
-  if (RefusedForKind("DeleteCTRLCutEntries", true, 32)) return false;
+  if (RefusedForKind("DeleteCTRLCutEntries", true, 32, &ArchiveOperations::rename)) return false;
   g_cut.list = list;
   g_cut.archive = GetCurrentArchivePath();
   for (int row : SelectedEntryRows(list))

@@ -2,7 +2,6 @@
 #include "zip/extract.h"
 
 #include "model/app_state.h"
-#include "model/archive_kind.h"
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
 #include "model/namelist.h"
@@ -107,10 +106,6 @@ int ExtractMultipleFiles(HWND list, NameList* written) {
   const char* archive = GetCurrentArchivePath();
   if (!archive || !*archive || !list || !written) {
     Log(1, GetVerbose(), "ExtractMultipleFiles: no archive or no list");
-    return -1;
-  }
-  if (!ArchiveFormatOrZip(GetArchiveKind(), "ExtractMultipleFiles:")->zipEngine) {
-    Log(1, GetVerbose(), "ExtractMultipleFiles: archives of kind %d are extracted by their adapter", GetArchiveKind());
     return -1;
   }
   // The run moves the working directory, below which a running extraction writes.

@@ -14,6 +14,9 @@ void RegisterZipFormat() {
   ops.view = ViewZipEntry;
   ops.test = TestZipFiles;
   ops.create = ZipWorkDirectoryThread;
+  ops.add = ZipWorkDirectoryThread;
+  ops.remove = DeleteZipEntries;
+  ops.rename = RenameZipEntries;
   ops.detectEncryption = DetectArchiveEncryption;
   RegisterArchiveOperations(ARCHIVE_ZIP, ops);
   RegisterArchiveOperations(ARCHIVE_ZIP64, ops);

@@ -8,6 +8,11 @@ void RegisterZipFormat();
 int ViewZipEntry(const char* archive, const char* entryName, int openWith);
 
 struct ExtractJob;
+struct RBTree;
+// ZIP's rewrites of a change set, with the rewrite's own two passes over the names; the
+// user's sentence for a failure lands in failure.
+int DeleteZipEntries(const char* archive, RBTree* changes, char* failure, size_t failureSize);
+int RenameZipEntries(const char* archive, RBTree* changes, char* failure, size_t failureSize);
 // ZIP's extraction worker: the whole archive, a copied selection or a list's rows, as the
 // job says; with job->done set it signals that event at the end.
 int ExtractArchiveZipWorker(ExtractJob* job);

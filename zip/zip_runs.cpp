@@ -4,6 +4,7 @@
 #include "model/app_state.h"
 #include "services/log.h"
 #include "zip/extract.h"
+#include "zip/rewrite.h"
 #include "zip/zip_open.h"
 
 int ExtractArchiveZipWorker(ExtractJob* job) {
@@ -36,4 +37,16 @@ int DetectArchiveEncryption(const char* archive) {
   SetArchiveEncrypted(encrypted ? 1 : 0);
   unzClose(zip);
   return 0;
+}
+
+int DeleteZipEntries(const char* archive, RBTree* changes, char* failure, size_t failureSize) {
+  int result = DeleteFilesTwoPasses(archive, changes);
+  snprintf(failure, failureSize, "%s", GetRewriteFailureText());
+  return result;
+}
+
+int RenameZipEntries(const char* archive, RBTree* changes, char* failure, size_t failureSize) {
+  int result = ChangeFilesTwoPasses(archive, changes);
+  snprintf(failure, failureSize, "%s", GetRewriteFailureText());
+  return result;
 }

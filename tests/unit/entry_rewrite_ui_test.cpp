@@ -12,6 +12,7 @@
 #include "services/worker.h"
 #include "ui/entry_rewrite.h"
 #include "zip/rewrite.h"
+#include "zip/zip_format.h"
 
 #include <set>
 #include <string>
@@ -40,6 +41,7 @@ struct EditedArchive {
     CopyFileA(TestData("nodirs.zip").c_str(), path.c_str(), FALSE);
     listed = new ListedArchive("edited.zip");
     SetCurrentArchivePath(path.c_str());
+    RegisterZipFormat();
     SetArchiveKind(kind);
     boxes.answer = IDYES;
   }
