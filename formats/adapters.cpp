@@ -4,7 +4,7 @@
 #include "formats/iso_format.h"
 #include "formats/rar_format.h"
 #include "formats/tar_format.h"
-#include "zip/zip_format.h"
+#include "formats/zip_format.h"
 
 // One call per kind whose adapter is linked in; a kind without one keeps null operations and
 // is refused with the program's message.

@@ -1,7 +1,8 @@
 #include "services/base.h"
-#include "zip/zip_format.h"
+#include "formats/zip_format.h"
 
 #include "formats/formats.h"
+#include "zip/zip_operations.h"
 #include "zip/create.h"
 #include "zip/extract.h"
 #include "zip/zip_listing.h"

@@ -8,7 +8,7 @@
 #include "services/prompts.h"
 #include "jobs/entry_name_safety.h"
 #include "zip/entry_names.h"
-#include "zip/zip_format.h"
+#include "zip/zip_operations.h"
 #include "zip/zip_open.h"
 
 #include <algorithm>

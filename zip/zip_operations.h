@@ -1,8 +1,6 @@
-// The ZIP engine's row of the archive-kind table (ZIP and ZIP with 64-bit sizes).
+// The ZIP engine's operations as the table of archive kinds takes them (formats/zip_format.cpp).
 #pragma once
 #include "services/base.h"
-
-void RegisterZipFormat();
 
 // ZIP's view operation: the entry written to the temporary folder and opened.
 int ViewZipEntry(const char* archive, const char* entryName, int openWith);

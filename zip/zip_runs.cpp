@@ -1,5 +1,5 @@
 #include "services/base.h"
-#include "zip/zip_format.h"
+#include "zip/zip_operations.h"
 
 #include "model/app_state.h"
 #include "services/log.h"

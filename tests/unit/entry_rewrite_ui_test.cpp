@@ -12,7 +12,7 @@
 #include "services/worker.h"
 #include "ui/entry_rewrite.h"
 #include "zip/rewrite.h"
-#include "zip/zip_format.h"
+#include "formats/zip_format.h"
 
 #include <set>
 #include <string>

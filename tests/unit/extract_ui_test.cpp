@@ -17,7 +17,8 @@
 #include "jobs/entry_failures.h"
 #include "formats/archive_runs.h"
 #include "jobs/extract_archive.h"
-#include "zip/zip_format.h"
+#include "formats/zip_format.h"
+#include "zip/zip_operations.h"
 
 #include <gtest/gtest.h>
 

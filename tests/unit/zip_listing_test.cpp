@@ -16,7 +16,7 @@
 #include "archive_fixtures.h"
 #include "test_support.h"
 #include "zip/open_archive.h"
-#include "zip/zip_format.h"
+#include "formats/zip_format.h"
 #include "zip/zip_listing.h"
 #include "zip/zip_open.h"
 
