@@ -8,7 +8,7 @@
 #include "formats/archive_runs.h"
 #include "formats/formats.h"
 #include "services/worker.h"
-#include "zip/open_archive.h"
+#include "formats/open_archive.h"
 
 #include <cstdio>
 

@@ -25,7 +25,7 @@
 #include "formats/archive_runs.h"
 #include "jobs/extract_archive.h"
 #include "ui/entry_view.h"
-#include "zip/open_archive.h"
+#include "formats/open_archive.h"
 
 #include <commctrl.h>
 

@@ -5,7 +5,7 @@
 #include "app/main_state.h"
 #include "services/log.h"
 #include "settings/recent.h"
-#include "zip/open_archive.h"
+#include "formats/open_archive.h"
 
 #include <cstdio>
 #include <cstring>

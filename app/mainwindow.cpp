@@ -26,7 +26,7 @@
 #include "ui/search.h"
 #include "formats/archive_runs.h"
 #include "jobs/extract_archive.h"
-#include "zip/open_archive.h"
+#include "formats/open_archive.h"
 
 #include <commctrl.h>
 #include <shellapi.h>

@@ -15,7 +15,7 @@
 #include "services/worker.h"
 #include "archive_fixtures.h"
 #include "test_support.h"
-#include "zip/open_archive.h"
+#include "formats/open_archive.h"
 #include "formats/zip_format.h"
 #include "zip/zip_listing.h"
 #include "zip/zip_open.h"

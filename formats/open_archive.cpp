@@ -1,5 +1,5 @@
 #include "services/base.h"
-#include "zip/open_archive.h"
+#include "formats/open_archive.h"
 
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
