@@ -68,12 +68,13 @@ void CreateAboutControls(HWND hwnd) {
   SendMessageA(name, WM_SETFONT, reinterpret_cast<WPARAM>(nameFont), FALSE);
   SetPropA(hwnd, "KestreliaAboutFont", nameFont);
   char version[64];
-  snprintf(version, sizeof version, "%s %s", GetMessageText(138), kProductVersion);
+  snprintf(version, sizeof version, "%s %s", GetMessageText(KLANG_MSG_VERSION), kProductVersion);
   layout.Add("STATIC", version, SS_LEFT, IDC_ABOUT_VERSION, 64, 44, 300, 18);
-  layout.Add("STATIC", GetMessageText(139), SS_LEFT, IDC_ABOUT_LIBRARIES_LABEL, 16, 72, 440, 18);
+  layout.Add("STATIC", GetMessageText(KLANG_MSG_BUILT_ON_LIBRARIES), SS_LEFT, IDC_ABOUT_LIBRARIES_LABEL, 16, 72, 440,
+             18);
   layout.Add("EDIT", GetLibrariesText().c_str(), ES_MULTILINE | ES_READONLY | ES_AUTOVSCROLL | WS_VSCROLL | WS_TABSTOP,
              IDC_ABOUT_LIBRARIES, 16, 92, 440, 110, WS_EX_CLIENTEDGE);
-  HWND ok = layout.Add("BUTTON", GetGenericText(0), BS_DEFPUSHBUTTON | WS_TABSTOP, IDOK, 381, 214, 75, 23);
+  HWND ok = layout.Add("BUTTON", GetGenericText(KLANG_GEN_OK), BS_DEFPUSHBUTTON | WS_TABSTOP, IDOK, 381, 214, 75, 23);
   SetFocus(ok);
 }
 

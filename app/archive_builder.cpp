@@ -95,18 +95,18 @@ bool StartCreation(ZipWorkBlock* block) {
 
 bool RefuseWhenBusy(const CreationClaim& claim) {
   if (claim.held) return false;
-  PromptMessageBox(Owner(), GetMessageText(40), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+  PromptMessageBox(Owner(), GetMessageText(KLANG_MSG_BUSY), "Kestrelia", MB_OK | MB_ICONINFORMATION);
   return true;
 }
 
 // Adding goes to the open archive, which must be one the program writes itself.
 bool OpenArchiveTakesFiles() {
   if (!GetCurrentArchivePath()[0]) {
-    PromptMessageBox(Owner(), GetMessageText(8), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+    PromptMessageBox(Owner(), GetMessageText(KLANG_MSG_NO_ARCHIVE_OPEN), "Kestrelia", MB_OK | MB_ICONINFORMATION);
     return false;
   }
   if (CanAddToOpenArchive()) return true;
-  PromptMessageBox(Owner(), GetMessageText(33), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+  PromptMessageBox(Owner(), GetMessageText(KLANG_MSG_ADD_ONLY_ZIP_TAR), "Kestrelia", MB_OK | MB_ICONINFORMATION);
   return false;
 }
 
@@ -134,10 +134,11 @@ bool RunWindowCreation(const char* target, char (*files)[kPathBuf], int count, i
 
 // What the user picks to go in: files, else (the file chooser cancelled) one folder.
 int ChooseContents(char (*files)[kPathBuf], int capacity) {
-  int count = ChooseFilesToAdd(Owner(), GetMessageText(29), files, capacity);
+  int count = ChooseFilesToAdd(Owner(), GetMessageText(KLANG_MSG_CHOOSE_FILES_TO_ADD), files, capacity);
   if (count) return count;
   char folder[kPathBuf] = "";
-  if (!GetPrompts().browseFolder(Owner(), GetMessageText(30), folder) || !folder[0]) return 0;
+  if (!GetPrompts().browseFolder(Owner(), GetMessageText(KLANG_MSG_CHOOSE_FOLDER_TO_ADD), folder) || !folder[0])
+    return 0;
   snprintf(files[0], kPathBuf, "%s", folder);
   return 1;
 }
@@ -173,7 +174,7 @@ void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add
     claim.handedOver = StartCreation(block);
   } else {
     char target[kPathBuf] = "";
-    if (!GetPrompts().saveFile(Owner(), "zip", GetMessageText(26), !add, target)) {
+    if (!GetPrompts().saveFile(Owner(), "zip", GetMessageText(KLANG_MSG_SAVE_NEW_ARCHIVE_TITLE), !add, target)) {
       Log(5, GetVerbose(), "RunArchiveBuilder: no archive chosen");
       free(block->files);
       free(block);
@@ -197,7 +198,9 @@ void CmdNewArchive() {
   CreationClaim claim;
   if (RefuseWhenBusy(claim)) return;
   char target[kPathBuf] = "";
-  if (!GetPrompts().saveFile(Owner(), "zip", GetMessageText(26), true, target) || !target[0]) return;
+  if (!GetPrompts().saveFile(Owner(), "zip", GetMessageText(KLANG_MSG_SAVE_NEW_ARCHIVE_TITLE), true, target) ||
+      !target[0])
+    return;
   static char files[kMostChosenFiles][kPathBuf];
   int count = ChooseContents(files, kMostChosenFiles);
   if (!count) return;
@@ -210,7 +213,7 @@ void CmdAddFiles() {
   CreationClaim claim;
   if (RefuseWhenBusy(claim) || !OpenArchiveTakesFiles()) return;
   static char files[kMostChosenFiles][kPathBuf];
-  int count = ChooseFilesToAdd(Owner(), GetMessageText(29), files, kMostChosenFiles);
+  int count = ChooseFilesToAdd(Owner(), GetMessageText(KLANG_MSG_CHOOSE_FILES_TO_ADD), files, kMostChosenFiles);
   if (count) claim.handedOver = RunWindowCreation(GetCurrentArchivePath(), files, count, 1);
 }
 
@@ -218,7 +221,7 @@ void CmdAddFolder() {
   CreationClaim claim;
   if (RefuseWhenBusy(claim) || !OpenArchiveTakesFiles()) return;
   char folder[kPathBuf] = "";
-  if (!GetPrompts().browseFolder(Owner(), GetMessageText(30), folder) || !folder[0]) return;
+  if (!GetPrompts().browseFolder(Owner(), GetMessageText(KLANG_MSG_CHOOSE_FOLDER_TO_ADD), folder) || !folder[0]) return;
   char files[1][kPathBuf];
   snprintf(files[0], kPathBuf, "%s", folder);
   claim.handedOver = RunWindowCreation(GetCurrentArchivePath(), files, 1, 1);

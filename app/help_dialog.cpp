@@ -28,8 +28,8 @@ void CreateHelpControls(HWND hwnd, const HelpDialogData* data) {
                          IDC_HELP_TEXT, 5, 10, 780, 320, WS_EX_CLIENTEDGE);
   if (text) SetWindowTextA(text, GetConsoleHelpText());
   else Log(-1, GetVerbose(), "ShowConsoleHelp: cannot create %s %lu", editClass, GetLastError());
-  layout.Add("BUTTON", GetGenericText(0), WS_TABSTOP | BS_DEFPUSHBUTTON, IDOK, 320, 340, 75, 23);
-  layout.Add("BUTTON", GetGenericText(26), WS_TABSTOP, IDC_HELP_FONT, 405, 340, 75, 23);
+  layout.Add("BUTTON", GetGenericText(KLANG_GEN_OK), WS_TABSTOP | BS_DEFPUSHBUTTON, IDOK, 320, 340, 75, 23);
+  layout.Add("BUTTON", GetGenericText(KLANG_GEN_FONT), WS_TABSTOP, IDC_HELP_FONT, 405, 340, 75, 23);
 }
 
 // The font chooser starts from the text's current font and applies the choice to all text.

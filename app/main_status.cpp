@@ -48,7 +48,7 @@ void WriteSelectionStatus() {
   int selected = 0;
   ListingTotals sum = SumSelectedRows(CurrentView(), &selected);
   char mark[64] = "";
-  if (selected) snprintf(mark, sizeof mark, "%d %s", selected, GetMessageText(142));
+  if (selected) snprintf(mark, sizeof mark, "%d %s", selected, GetMessageText(KLANG_MSG_SELECTED));
   // Without a selection the view's own totals come back: the folder's beside the tree.
   if (!selected) sum = CurrentView() == m.treeList ? GetFolderListTotals() : GetListingTotals();
   char count[kPathBuf], sizes[kPathBuf];

@@ -73,7 +73,9 @@ LRESULT MsgClose(HWND hwnd) {
     return 0;
   }
   if (g_main.closeWhenStopped) return 0;
-  if (PromptMessageBox(hwnd, GetMessageText(41), "Kestrelia", MB_YESNO | MB_ICONQUESTION) != IDYES) return 0;
+  if (PromptMessageBox(hwnd, GetMessageText(KLANG_MSG_CANCEL_RUNNING_QUESTION), "Kestrelia",
+                       MB_YESNO | MB_ICONQUESTION) != IDYES)
+    return 0;
   // A run that ended while the question was up lets the first tick close the window.
   Log(2, GetVerbose(), "MainWndProc: cancelling the running operation before closing");
   CancelProgress(1);
@@ -182,7 +184,8 @@ LRESULT MsgTimer(UINT_PTR id) {
 
 // The listing thread starts and ends an opening: the status text and the pointer follow.
 LRESULT MsgOpening(bool started) {
-  SendMessageA(g_main.status, SB_SETTEXTA, 3, reinterpret_cast<LPARAM>(started ? GetMessageText(1) : ""));
+  SendMessageA(g_main.status, SB_SETTEXTA, 3,
+               reinterpret_cast<LPARAM>(started ? GetMessageText(KLANG_MSG_PLEASE_WAIT) : ""));
   POINT at;
   GetCursorPos(&at);
   if (WindowFromPoint(at) && (WindowFromPoint(at) == g_main.hwnd || IsChild(g_main.hwnd, WindowFromPoint(at))))

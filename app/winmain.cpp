@@ -41,7 +41,7 @@ constexpr DWORD kCommonControlClasses = 0x20F;
 bool InitControls() {
   INITCOMMONCONTROLSEX controls = {sizeof controls, kCommonControlClasses};
   if (InitCommonControlsEx(&controls)) return true;
-  PromptMessageBox(nullptr, "cannot init common controls!", GetMessageText(94), MB_ICONERROR);
+  PromptMessageBox(nullptr, "cannot init common controls!", GetMessageText(KLANG_MSG_ERROR_TITLE), MB_ICONERROR);
   return false;
 }
 
@@ -127,7 +127,7 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR line, int showCommand) {
     return 1;
   }
   if (!AllocateControlBlocks()) {
-    PromptMessageBox(nullptr, "memory error (uzfts)", GetMessageText(94), MB_ICONERROR);
+    PromptMessageBox(nullptr, "memory error (uzfts)", GetMessageText(KLANG_MSG_ERROR_TITLE), MB_ICONERROR);
     ExitProcess(1);
   }
   CoInitialize(nullptr);

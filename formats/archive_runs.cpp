@@ -16,7 +16,7 @@ const ArchiveOperations* CurrentOperations() {
   if (const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind())) return &format->ops;
   const char* text = "ExtractArchive GCompressionMethod not specified";
   Log(1, GetVerbose(), "%s", text);
-  PromptMessageBox(GetMainWindowHandle(), text, GetMessageText(94), MB_OK | MB_ICONERROR);
+  PromptMessageBox(GetMainWindowHandle(), text, GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
   return nullptr;
 }
 

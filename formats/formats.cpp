@@ -60,7 +60,8 @@ std::string ArchiveOpenFilter() {
     all += (all.empty() ? "" : ";") + std::string(format.patterns);
     each += std::string(GetMessageText(format.descriptionText)) + " (" + format.patterns + ")|" + format.patterns + "|";
   }
-  return std::string(GetMessageText(140)) + "|" + all + "|" + each + GetMessageText(141) + " (*.*)|*.*|";
+  return std::string(GetMessageText(KLANG_MSG_ALL_ARCHIVES)) + "|" + all + "|" + each +
+         GetMessageText(KLANG_MSG_ALL_FILES) + " (*.*)|*.*|";
 }
 
 const ArchiveFormat* ArchiveFormatOrZip(int kind, const char* who) {

@@ -54,8 +54,10 @@ OverwriteAnswer AskOverwrite(const HeaderRun& run, const std::string& name) {
   if (target.back() != '\\' && target.back() != '/') target += '\\';
   target += name;
   if (GetFileAttributesA(target.c_str()) == INVALID_FILE_ATTRIBUTES) return WRITE_IT;
-  std::string text = std::string(GetMessageText(14)) + " " + target + " " + GetMessageText(15) + " ?";
-  switch (PromptOverwrite(GetForegroundWindow(), text.c_str(), GetMessageText(16), GetConfirmationDialogText())) {
+  std::string text = std::string(GetMessageText(KLANG_MSG_OVERWRITE_THE_FILE)) + " " + target + " " +
+                     GetMessageText(KLANG_MSG_OVERWRITE_EXISTS) + " ?";
+  switch (PromptOverwrite(GetForegroundWindow(), text.c_str(), GetMessageText(KLANG_MSG_OVERWRITE_TITLE),
+                          GetConfirmationDialogText())) {
     case 0: return WRITE_IT;
     case 1: *run.overwriteMode = OVERWRITE_ALL; return WRITE_IT;
     case 2: return SKIP_IT;

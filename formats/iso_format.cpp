@@ -29,13 +29,14 @@ namespace {
 int g_isoLoaded;
 
 void ShowLibraryMessage(int genericText) {
-  PromptMessageBox(GetMainWindowHandle(), GetGenericText(genericText), GetMessageText(94), MB_OK | MB_ICONERROR);
+  PromptMessageBox(GetMainWindowHandle(), GetGenericText(genericText), GetMessageText(KLANG_MSG_ERROR_TITLE),
+                   MB_OK | MB_ICONERROR);
 }
 
 // Told once per operation: the list or the extraction stopped at the damage.
 void ShowDamaged(const char* image) {
-  std::string text = std::string(GetPluginText(10)) + "\n\n" + image;
-  PromptMessageBox(GetMainWindowHandle(), text.c_str(), GetMessageText(94), MB_OK | MB_ICONWARNING);
+  std::string text = std::string(GetPluginText(KLANG_PLUGIN_TAR_DAMAGED)) + "\n\n" + image;
+  PromptMessageBox(GetMainWindowHandle(), text.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONWARNING);
 }
 
 // The five entry points a walk needs, looked up now; null members are missing.
@@ -50,7 +51,7 @@ struct IsoEntries {
 // Loads the library and looks the entry points up; tells the user what is missing.
 bool ResolveIsoEntries(IsoEntries* entries) {
   if (!LoadIsoLibrary()) {
-    ShowLibraryMessage(42);
+    ShowLibraryMessage(KLANG_GEN_ISO_LIBRARY_MISSING);
     return false;
   }
   *entries = {IsoDll::iso_open(), IsoDll::iso_init(), IsoDll::ReadHeader(), IsoDll::ProcessFile(),
@@ -61,7 +62,7 @@ bool ResolveIsoEntries(IsoEntries* entries) {
   if (!entries->processFile) printf("ProcessFile not found\n");
   if (!entries->close) printf("IsoClose not found\n");
   if (entries->open && entries->init && entries->readHeader && entries->processFile && entries->close) return true;
-  ShowLibraryMessage(43);
+  ShowLibraryMessage(KLANG_GEN_ISO_FUNCTION_MISSING);
   return false;
 }
 
@@ -142,8 +143,8 @@ void ReportRun(const HeaderRun& run, const char* image) {
   }
   Log(1, GetVerbose(), "%s: %u entries not extracted", run.caller, static_cast<unsigned>(run.failures.items.size()));
   std::string text = EntryFailuresText(run.failures, GetMessageText(kEntryFailuresHeading));
-  if (run.damaged) text += std::string("\n\n") + GetPluginText(10);
-  PromptMessageBox(GetMainWindowHandle(), text.c_str(), GetMessageText(94), MB_OK | MB_ICONWARNING);
+  if (run.damaged) text += std::string("\n\n") + GetPluginText(KLANG_PLUGIN_TAR_DAMAGED);
+  PromptMessageBox(GetMainWindowHandle(), text.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONWARNING);
 }
 
 int ExtractIsoRun(ExtractJob* job, const char* folder) {
@@ -251,7 +252,9 @@ int ViewIsoFile(const char* archive, const char* entryName, int openWith) {
   if (run.taken.empty()) {
     // A hidden entry, or one that could not be written: the message says which.
     if (!run.failures.items.empty() || run.damaged) ReportRun(run, archive);
-    else PromptMessageBox(GetMainWindowHandle(), GetMessageText(53), GetMessageText(94), MB_OK | MB_ICONERROR);
+    else
+      PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN),
+                       GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
     return 1;
   }
   int result = 1;

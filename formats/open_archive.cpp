@@ -25,10 +25,12 @@ bool CanRead(const char* path) {
 void TellCannotOpen(const char* path, HWND owner) {
   char text[kPathBuf * 3];
   if (IsDebugConsole())
-    snprintf(text, sizeof text, "(DebugConsoleEnabled)\n%d %s \"%s\" %s %s", 17979, GetMessageText(35), path,
-             GetMessageText(36), GetMessageText(99));
+    snprintf(text, sizeof text, "(DebugConsoleEnabled)\n%d %s \"%s\" %s %s", 17979,
+             GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path, GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL),
+             GetMessageText(KLANG_MSG_MISSING_OR_IN_USE));
   else
-    snprintf(text, sizeof text, "%s \"%s\" %s %s", GetMessageText(35), path, GetMessageText(36), GetMessageText(99));
+    snprintf(text, sizeof text, "%s \"%s\" %s %s", GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path,
+             GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL), GetMessageText(KLANG_MSG_MISSING_OR_IN_USE));
   PromptMessageBox(owner ? owner : GetMainWindowHandle(), text, "Kestrelia", MB_ICONERROR);
 }
 
@@ -65,8 +67,8 @@ int OpenCompressedFile(const char* path, HWND owner) {
 
   char chosen[kPathBuf] = "";
   if (!path || !*path) {
-    if (!GetPrompts().openFile(owner ? owner : GetMainWindowHandle(), ArchiveOpenFilter().c_str(), GetMessageText(28),
-                               chosen)) {
+    if (!GetPrompts().openFile(owner ? owner : GetMainWindowHandle(), ArchiveOpenFilter().c_str(),
+                               GetMessageText(KLANG_MSG_OPEN_ARCHIVE_TITLE), chosen)) {
       ReleaseOperation(OPERATION_OPEN);
       GetViewHooks().focusCurrentView();
       return OPEN_CANCELLED;
@@ -76,7 +78,8 @@ int OpenCompressedFile(const char* path, HWND owner) {
 
   int kind = DecideArchiveKind(path);
   if (!kind) {
-    PromptMessageBox(owner ? owner : GetMainWindowHandle(), GetMessageText(71), "Kestrelia", MB_ICONINFORMATION);
+    PromptMessageBox(owner ? owner : GetMainWindowHandle(), GetMessageText(KLANG_MSG_NOT_AN_ARCHIVE), "Kestrelia",
+                     MB_ICONINFORMATION);
     ReleaseOperation(OPERATION_OPEN);
     return OPEN_REFUSED;
   }
@@ -92,7 +95,8 @@ int OpenCompressedFile(const char* path, HWND owner) {
   }
   if (!StartListingThread(kind, block)) {
     // The kind's plug-in is not installed.
-    PromptMessageBox(owner ? owner : GetMainWindowHandle(), GetMessageText(71), GetMessageText(94), MB_ICONERROR);
+    PromptMessageBox(owner ? owner : GetMainWindowHandle(), GetMessageText(KLANG_MSG_NOT_AN_ARCHIVE),
+                     GetMessageText(KLANG_MSG_ERROR_TITLE), MB_ICONERROR);
     ReleaseOperation(OPERATION_OPEN);
     return OPEN_REFUSED;
   }

@@ -61,17 +61,18 @@ bool ResolveRarApi(RarApi* api) {
 }
 
 void ShowLibraryMessage(int genericText) {
-  PromptMessageBox(GetMainWindowHandle(), GetGenericText(genericText), GetMessageText(94), MB_OK | MB_ICONERROR);
+  PromptMessageBox(GetMainWindowHandle(), GetGenericText(genericText), GetMessageText(KLANG_MSG_ERROR_TITLE),
+                   MB_OK | MB_ICONERROR);
 }
 
 // The library, loaded and whole, or a message to the user and false.
 bool EnsureRarApi(RarApi* api) {
   if (!LoadRarLibrary()) {
-    ShowLibraryMessage(49);
+    ShowLibraryMessage(KLANG_GEN_RAR_LIBRARY_MISSING);
     return false;
   }
   if (ResolveRarApi(api)) return true;
-  ShowLibraryMessage(50);
+  ShowLibraryMessage(KLANG_GEN_RAR_FUNCTION_MISSING);
   return false;
 }
 
@@ -148,7 +149,8 @@ int AskVolumeInDialog(wchar_t* volume) {
   char path[kPathBuf];
   snprintf(path, sizeof path, "%s", Narrow(volume).c_str());
   Log(2, GetVerbose(), "RarCallback: volume %s is required", path);
-  if (!GetPrompts().openFile(GetMainWindowHandle(), "rar", GetPluginText(3), path) || !path[0]) {
+  if (!GetPrompts().openFile(GetMainWindowHandle(), "rar", GetPluginText(KLANG_PLUGIN_VOLUME_MISSING), path) ||
+      !path[0]) {
     return -1;
   }
   std::wstring chosen = Wide(path);
@@ -240,7 +242,8 @@ void ReportOpenFailure(const RarOpen& open, const RarRun& run) {
   int code = static_cast<int>(open.data.OpenResult);
   if (code == ERAR_BAD_PASSWORD || (code == ERAR_BAD_DATA && run.password[0])) {
     SetCurrentPassword("");
-    PromptMessageBox(GetMainWindowHandle(), GetMessageText(39), GetMessageText(94), MB_OK | MB_ICONERROR);
+    PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_WRONG_PASSWORD),
+                     GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
     return;
   }
   OutProcessFileError(code ? code : ERAR_UNKNOWN);
@@ -280,7 +283,8 @@ void AddListedEntry(ArchiveControlBlock* block, const RarHeader& header) {
 // run stops there.
 void ReportBrokenHeader(const char* prefix) {
   printf("%s File header broken\n", prefix);
-  PromptMessageBox(GetMainWindowHandle(), GetPluginText(10), kLibraryTitle, MB_OK | MB_ICONWARNING);
+  PromptMessageBox(GetMainWindowHandle(), GetPluginText(KLANG_PLUGIN_TAR_DAMAGED), kLibraryTitle,
+                   MB_OK | MB_ICONWARNING);
 }
 
 // Which entries a run takes: all, or the chosen full names, a name ending in "\" taking
@@ -321,8 +325,10 @@ void MakeFolders(const std::wstring& path, size_t from, std::unordered_set<std::
 int AskOverwrite(const char* target, int* mode) {
   if (*mode != OVERWRITE_ASK) return 0;
   char text[kPathBuf * 2];
-  snprintf(text, sizeof text, "%s %s %s ?", GetMessageText(14), target, GetMessageText(15));
-  switch (PromptOverwrite(GetForegroundWindow(), text, GetMessageText(16), GetConfirmationDialogText())) {
+  snprintf(text, sizeof text, "%s %s %s ?", GetMessageText(KLANG_MSG_OVERWRITE_THE_FILE), target,
+           GetMessageText(KLANG_MSG_OVERWRITE_EXISTS));
+  switch (PromptOverwrite(GetForegroundWindow(), text, GetMessageText(KLANG_MSG_OVERWRITE_TITLE),
+                          GetConfirmationDialogText())) {
     case 0: return 0;
     case 1: *mode = OVERWRITE_ALL; return 0;
     case 2: return 1;

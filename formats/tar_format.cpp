@@ -36,13 +36,14 @@ int TarPromptBox(void* owner, const char* text, const char* title, unsigned flag
 }
 
 void ShowLibraryMessage(int genericText) {
-  PromptMessageBox(GetMainWindowHandle(), GetGenericText(genericText), GetMessageText(94), MB_OK | MB_ICONERROR);
+  PromptMessageBox(GetMainWindowHandle(), GetGenericText(genericText), GetMessageText(KLANG_MSG_ERROR_TITLE),
+                   MB_OK | MB_ICONERROR);
 }
 
 // Loads the library when needed; tells the user when it is missing.
 bool EnsureTarLibrary() {
   if (LoadTarLibrary()) return true;
-  ShowLibraryMessage(12);
+  ShowLibraryMessage(KLANG_GEN_TAR_LIBRARY_MISSING);
   return false;
 }
 
@@ -143,7 +144,7 @@ DWORD WINAPI ListTarFilesThread(LPVOID parameter) {
   if (!next) printf("TarFindNext not found\n");
   if (!close) printf("TarCloseArchive not found\n");
   if (!open || !first || !next || !close) {
-    ShowLibraryMessage(13);
+    ShowLibraryMessage(KLANG_GEN_TAR_FUNCTION_MISSING);
     CoUninitialize();
     ReleaseOperation(OPERATION_OPEN);
     return 0;
@@ -202,12 +203,13 @@ int ExtractTarFilesFromList(ExtractJob* job) {
     // Refused names follow the first line of the result text.
     if (text[1] == '1') {
       const char* list = strchr(text, '\n');
-      std::string message = std::string(GetMessageText(72)) + "\n" + (list ? list : "");
-      PromptMessageBox(GetForegroundWindow(), message.c_str(), GetMessageText(94), MB_OK | MB_ICONWARNING);
+      std::string message = std::string(GetMessageText(KLANG_MSG_UNSAFE_NAMES_SKIPPED)) + "\n" + (list ? list : "");
+      PromptMessageBox(GetForegroundWindow(), message.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE),
+                       MB_OK | MB_ICONWARNING);
     }
   } else {
     printf("Method %s not found within library\n", "TarExtract");
-    ShowLibraryMessage(13);
+    ShowLibraryMessage(KLANG_GEN_TAR_FUNCTION_MISSING);
     result = 1;
   }
   Log(2, GetVerbose(), "ExtractTarFilesFromListThread: Delete list %d", static_cast<int>(names.Clear()));
@@ -232,7 +234,7 @@ int ViewTarFile(const char* archive, const char* entryName, int openWith) {
   auto extract = TarDll::TarExtract();
   if (!extract) {
     Log(6, GetVerbose(), "ViewTarFile: TarExtractArchive not found");
-    ShowLibraryMessage(13);
+    ShowLibraryMessage(KLANG_GEN_TAR_FUNCTION_MISSING);
     return 1;
   }
   char text[TAR_RESULT_TEXT_SIZE] = {};
@@ -248,7 +250,8 @@ int ViewTarFile(const char* archive, const char* entryName, int openWith) {
     snprintf(target, sizeof target, n && folder[n - 1] == '\\' ? "%s%s" : "%s\\%s", folder, name.c_str());
     if (GetFileAttributesA(target) == INVALID_FILE_ATTRIBUTES) {
       Log(1, GetVerbose(), "ViewTarFile: %s was not written", target);
-      PromptMessageBox(GetMainWindowHandle(), GetMessageText(53), GetMessageText(94), MB_OK | MB_ICONERROR);
+      PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN),
+                       GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
       continue;
     }
     AddTempFile(target);
@@ -280,7 +283,9 @@ int CreateTarArchive(const TarCreateRequest& request, const std::vector<std::str
   auto create = loaded ? TarDll::TarCreate() : nullptr;
   if (!add || (!request.addMode && !create)) {
     printf("TarCreateAdd not found\n");
-    PromptMessageBox(GetMainWindowHandle(), GetGenericText(loaded ? 13 : 12), GetMessageText(94), MB_OK | MB_ICONERROR);
+    PromptMessageBox(GetMainWindowHandle(),
+                     GetGenericText(loaded ? KLANG_GEN_TAR_FUNCTION_MISSING : KLANG_GEN_TAR_LIBRARY_MISSING),
+                     GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
     // The records belong to the unique pointers; the nodes only point at them.
     for (TarNameNode* node = results.list.first; node; node = node->next) node->name = nullptr;
     return -1;

@@ -42,5 +42,5 @@ std::string EntryFailuresText(const EntryFailures& failures, const char* heading
 void ReportEntryFailures(const EntryFailures& failures, HWND owner, const char* heading) {
   std::string text = EntryFailuresText(failures, heading);
   if (text.empty()) return;
-  PromptMessageBox(owner, text.c_str(), GetMessageText(94), MB_OK | MB_ICONWARNING);
+  PromptMessageBox(owner, text.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONWARNING);
 }

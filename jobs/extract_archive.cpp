@@ -35,7 +35,7 @@ bool CheckWorker(const void* worker) {
   if (worker) return true;
   const char* text = "ExtractArchive: archives of this kind cannot be extracted yet";
   Log(1, GetVerbose(), "%s", text);
-  PromptMessageBox(Owner(), text, GetMessageText(94), MB_OK | MB_ICONERROR);
+  PromptMessageBox(Owner(), text, GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
   return false;
 }
 
@@ -44,7 +44,7 @@ bool CheckWorker(const void* worker) {
 bool RefuseWhenBusy() {
   if (ClaimOperation(OPERATION_JOB) == OPERATION_NONE) return false;
   Log(2, GetVerbose(), "ExtractArchive: busy, refused");
-  PromptMessageBox(Owner(), GetMessageText(40), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+  PromptMessageBox(Owner(), GetMessageText(KLANG_MSG_BUSY), "Kestrelia", MB_OK | MB_ICONINFORMATION);
   return true;
 }
 
@@ -64,7 +64,8 @@ bool AskDestination(const char* archive, char* destination) {
   }
   FolderPickerOption option = {GetMessageText(kNamedFolderText), g_intoNamedFolder, 0};
   SetFolderPickerOption(&option);
-  bool chosen = GetPrompts().browseFolder(Owner(), GetMessageText(0), folder) && folder[0];
+  bool chosen =
+      GetPrompts().browseFolder(Owner(), GetMessageText(KLANG_MSG_CHOOSE_EXTRACT_FOLDER), folder) && folder[0];
   SetFolderPickerOption(nullptr);
   if (!chosen) {
     Log(5, GetVerbose(), "ExtractArchive: no destination chosen");
@@ -87,8 +88,8 @@ bool AskDestination(const char* archive, char* destination) {
   }
   if (!CreateDirectoryPath(destination) && GetLastError() != ERROR_ALREADY_EXISTS) {
     char text[kPathBuf * 2];
-    snprintf(text, sizeof text, "%s\n%s", GetMessageText(95), destination);
-    PromptMessageBox(Owner(), text, GetMessageText(94), MB_OK | MB_ICONERROR);
+    snprintf(text, sizeof text, "%s\n%s", GetMessageText(KLANG_MSG_CANNOT_CREATE_FOLDER), destination);
+    PromptMessageBox(Owner(), text, GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
     return false;
   }
   return true;
@@ -282,7 +283,7 @@ void StartSelectionExtraction(ExtractionProc worker, const EntrySelection& chose
   const char* archive = GetCurrentArchivePath();
   if (!*archive) return;
   if (chosen.names.empty()) {
-    PromptMessageBox(Owner(), GetMessageText(9), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+    PromptMessageBox(Owner(), GetMessageText(KLANG_MSG_NO_ENTRY_SELECTED), "Kestrelia", MB_OK | MB_ICONINFORMATION);
     return;
   }
   if (RefuseWhenBusy()) return;
@@ -345,6 +346,6 @@ void FormatExtractionTimer(char* out, size_t outSize, DWORD elapsedMs, uint64_t 
     rate /= 1024.0;
     ++unit;
   }
-  snprintf(out, outSize, "%s %lu:%02lu:%02lu  %s %.1f %s", GetMessageText(86), seconds / 3600, seconds / 60 % 60,
-           seconds % 60, GetMessageText(88), rate, kUnits[unit]);
+  snprintf(out, outSize, "%s %lu:%02lu:%02lu  %s %.1f %s", GetMessageText(KLANG_MSG_ELAPSED_TIME), seconds / 3600,
+           seconds / 60 % 60, seconds % 60, GetMessageText(KLANG_MSG_SPEED), rate, kUnits[unit]);
 }

@@ -40,14 +40,16 @@ int MakeDirectoryPath(const char* path, int reportExisting, int showErrors) {
     if (!made && (error == ERROR_PATH_NOT_FOUND || error == ERROR_FILE_NOT_FOUND)) {
       if (showErrors) {
         char text[kPathBuf * 2];
-        snprintf(text, sizeof text, "%s %s", GetMessageText(95), copy);
-        PromptMessageBox(GetForegroundWindow(), text, GetMessageText(94), MB_OK | MB_ICONERROR);
+        snprintf(text, sizeof text, "%s %s", GetMessageText(KLANG_MSG_CANNOT_CREATE_FOLDER), copy);
+        PromptMessageBox(GetForegroundWindow(), text, GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
       }
       Log(2, GetVerbose(), "MakeDirectoryPath: cannot create %s - # %lu", copy, error);
       return 1;
     }
     if (!made && error == ERROR_ALREADY_EXISTS && reportExisting) {
-      if (showErrors) PromptMessageBox(GetForegroundWindow(), GetMessageText(96), GetMessageText(94), MB_OK | MB_ICONERROR);
+      if (showErrors)
+        PromptMessageBox(GetForegroundWindow(), GetMessageText(KLANG_MSG_FOLDER_EXISTS),
+                         GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
       return -1;
     }
     copy[i] = kept;

@@ -97,12 +97,12 @@ void MakeEntryPath(const char* fileName, const char* fullName, char* out, size_t
 void MakeFallbackTypeText(const char* fileName, char* out, size_t outSize) {
   const char* dot = strrchr(fileName, '.');
   if (!dot) {
-    snprintf(out, outSize, "%s", GetGenericText(36));
+    snprintf(out, outSize, "%s", GetGenericText(KLANG_GEN_FILE));
     return;
   }
   std::string ext = dot + 1;
   for (char& c : ext) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
-  snprintf(out, outSize, "%s-%s", ext.c_str(), GetGenericText(36));
+  snprintf(out, outSize, "%s-%s", ext.c_str(), GetGenericText(KLANG_GEN_FILE));
 }
 
 void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconIndex) {

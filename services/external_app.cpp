@@ -187,7 +187,7 @@ int CallApp(const char* path) {
   // much a stranger's program as any other.
   if (IsProgramFile(file)) {
     char question[2 * kPathBuf + 8];
-    snprintf(question, sizeof question, "%s?\n%s", GetMessageText(75), file);
+    snprintf(question, sizeof question, "%s?\n%s", GetMessageText(KLANG_MSG_START_PROGRAM_QUESTION), file);
     if (PromptMessageBox(GetForegroundWindow(), question, "Kestrelia",
                          MB_OKCANCEL | MB_ICONINFORMATION | MB_DEFBUTTON2) != IDOK)
       return 1;

@@ -20,12 +20,13 @@ void InitPasswordDialog(HWND dialog) {
   DialogLayout layout(dialog);
   layout.SizeClient(kWidth, kHeight, DialogPlace::kScreenCentre);
   SetWindowTextA(dialog, "Kestrelia");
-  layout.Add("STATIC", GetGenericText(17), 0, -1, 30, 28, 100, 20);
+  layout.Add("STATIC", GetGenericText(KLANG_GEN_PASSWORD), 0, -1, 30, 28, 100, 20);
   HWND edit = layout.Add("EDIT", "", WS_TABSTOP | WS_BORDER | ES_PASSWORD | ES_AUTOHSCROLL, IDC_PASSWORD_EDIT, 150,
                          25, 100, 20);
   SendMessageA(edit, EM_LIMITTEXT, kPathBuf - 1, 0);
-  layout.Add("BUTTON", GetGenericText(0), WS_TABSTOP | BS_DEFPUSHBUTTON, IDC_PASSWORD_OK, 70, 67, 75, 23);
-  layout.Add("BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, IDC_PASSWORD_CANCEL, 155, 67, 75, 23);
+  layout.Add("BUTTON", GetGenericText(KLANG_GEN_OK), WS_TABSTOP | BS_DEFPUSHBUTTON, IDC_PASSWORD_OK, 70, 67, 75, 23);
+  layout.Add("BUTTON", GetGenericText(KLANG_GEN_CANCEL), WS_TABSTOP | BS_PUSHBUTTON, IDC_PASSWORD_CANCEL, 155, 67, 75,
+             23);
   SendMessageA(dialog, DM_SETDEFID, IDC_PASSWORD_OK, 0);
   SetFocus(edit);
 }

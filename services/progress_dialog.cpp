@@ -114,7 +114,7 @@ void CreateProgressControls(HWND dialog, ProgressDialogWindow* w) {
   layout.Add("STATIC", "", SS_ETCHEDHORZ, IDC_PROGRESS_TOP_LINE, 0, 0, 0, 0);
   DetailFont(w);
   if (w->withCancel) {
-    layout.Add("BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, IDC_PROGRESS_CANCEL, 0, 0, 0, 0);
+    layout.Add("BUTTON", GetGenericText(KLANG_GEN_CANCEL), WS_TABSTOP | BS_PUSHBUTTON, IDC_PROGRESS_CANCEL, 0, 0, 0, 0);
     layout.Add("STATIC", "", SS_ETCHEDHORZ, IDC_PROGRESS_BUTTON_LINE, 0, 0, 0, 0);
   }
 }
@@ -127,7 +127,7 @@ void ExecuteProgressDialogProc(HWND dialog, bool withCancel) {
   DialogLayout(dialog, w->dpi).SizeClient(kWidth, kHeight, DialogPlace::kScreenCentre);
   CreateProgressControls(dialog, w);
   LayoutProgressDialog(dialog, false);
-  SetWindowTextA(dialog, GetGenericText(30));
+  SetWindowTextA(dialog, GetGenericText(KLANG_GEN_PROGRESS_TITLE));
 
   if (!IsShowProgressDialog()) {
     Log(-1, GetVerbose(), "ExecuteProgressDialogProc: Should not show progress dialog");
@@ -269,7 +269,7 @@ void RunProgressDialog(bool withCancel) {
   Sleep(50);
   INITCOMMONCONTROLSEX controls = {sizeof controls, ICC_PROGRESS_CLASS | ICC_STANDARD_CLASSES};
   InitCommonControlsEx(&controls);
-  DialogFrame frame = ModalDialogFrame(GetGenericText(30), 250, 100);
+  DialogFrame frame = ModalDialogFrame(GetGenericText(KLANG_GEN_PROGRESS_TITLE), 250, 100);
   // Without a Cancel button there is no close box either.
   if (!withCancel) frame.style &= ~static_cast<DWORD>(WS_SYSMENU);
   INT_PTR result = RunTemplateDialog(frame, ForegroundOwner(), ProgressDialogProc, withCancel ? 1 : 0);

@@ -67,7 +67,7 @@ bool RealPassword(HWND owner, char* password) {
   if (accepted) {
     SetCurrentPassword(typed);
     if (strcmp(GetCurrentPassword(), typed) != 0)
-      PromptMessageBox(owner, "Password not changed!!", GetMessageText(94), MB_OK | MB_ICONERROR);
+      PromptMessageBox(owner, "Password not changed!!", GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
     snprintf(password, kPathBuf, "%s", GetCurrentPassword());
   }
   SecureZeroMemory(typed, sizeof typed);

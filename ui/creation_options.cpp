@@ -38,8 +38,8 @@ void AddCheck(const DialogLayout& layout, int text, int y, int id, int checked) 
 void InitDialog(HWND dialog, const CreationChoice* choice) {
   DialogLayout layout(dialog);
   layout.SizeClient(kWidth, kHeight, DialogPlace::kScreenCentre);
-  SetWindowTextA(dialog, GetGenericText(34));
-  layout.Add("STATIC", GetGenericText(38), 0, -1, 15, 18, 150, 20);
+  SetWindowTextA(dialog, GetGenericText(KLANG_GEN_ADD_TO_ARCHIVE));
+  layout.Add("STATIC", GetGenericText(KLANG_GEN_COMPRESSION_LEVEL), 0, -1, 15, 18, 150, 20);
   HWND level =
       layout.Add("COMBOBOX", "", WS_TABSTOP | WS_VSCROLL | CBS_DROPDOWNLIST, IDC_CREATION_LEVEL, 170, 15, 80, 200);
   for (int i = 0; i <= 9; ++i) {
@@ -48,13 +48,14 @@ void InitDialog(HWND dialog, const CreationChoice* choice) {
     SendMessageA(level, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text));
   }
   SendMessageA(level, CB_SETCURSEL, choice->level, 0);
-  SetWindowTextA(AddLabelled(layout, 39, 50, IDC_CREATION_PREFIX, 0), choice->prefix);
-  AddLabelled(layout, 17, 85, IDC_CREATION_PASSWORD, ES_PASSWORD);
-  AddLabelled(layout, 88, 115, IDC_CREATION_CONFIRM, ES_PASSWORD);
-  AddCheck(layout, 40, 155, IDC_CREATION_PLAIN, choice->plain);
-  AddCheck(layout, 37, 180, IDC_CREATION_RECURSE, choice->recurse);
-  layout.Add("BUTTON", GetGenericText(0), WS_TABSTOP | BS_DEFPUSHBUTTON, IDC_CREATION_OK, 105, 220, 75, 23);
-  layout.Add("BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, IDC_CREATION_CANCEL, 195, 220, 75, 23);
+  SetWindowTextA(AddLabelled(layout, KLANG_GEN_FOLDER_IN_ARCHIVE, 50, IDC_CREATION_PREFIX, 0), choice->prefix);
+  AddLabelled(layout, KLANG_GEN_PASSWORD, 85, IDC_CREATION_PASSWORD, ES_PASSWORD);
+  AddLabelled(layout, KLANG_GEN_CONFIRM_PASSWORD, 115, IDC_CREATION_CONFIRM, ES_PASSWORD);
+  AddCheck(layout, KLANG_GEN_STORE_NAMES_ONLY, 155, IDC_CREATION_PLAIN, choice->plain);
+  AddCheck(layout, KLANG_GEN_INCLUDE_SUBFOLDERS, 180, IDC_CREATION_RECURSE, choice->recurse);
+  layout.Add("BUTTON", GetGenericText(KLANG_GEN_OK), WS_TABSTOP | BS_DEFPUSHBUTTON, IDC_CREATION_OK, 105, 220, 75, 23);
+  layout.Add("BUTTON", GetGenericText(KLANG_GEN_CANCEL), WS_TABSTOP | BS_PUSHBUTTON, IDC_CREATION_CANCEL, 195, 220, 75,
+             23);
   SendMessageA(dialog, DM_SETDEFID, IDC_CREATION_OK, 0);
   SetFocus(level);
 }
@@ -73,7 +74,8 @@ bool Accept(HWND dialog, CreationChoice* choice) {
     choice->plain = IsDlgButtonChecked(dialog, IDC_CREATION_PLAIN) == BST_CHECKED;
     choice->recurse = IsDlgButtonChecked(dialog, IDC_CREATION_RECURSE) == BST_CHECKED;
   } else {
-    PromptMessageBox(dialog, GetGenericText(89), GetMessageText(94), MB_OK | MB_ICONERROR);
+    PromptMessageBox(dialog, GetGenericText(KLANG_GEN_PASSWORDS_DIFFER), GetMessageText(KLANG_MSG_ERROR_TITLE),
+                     MB_OK | MB_ICONERROR);
     SetDlgItemTextA(dialog, IDC_CREATION_CONFIRM, "");
     SetFocus(GetDlgItem(dialog, IDC_CREATION_CONFIRM));
   }
@@ -98,7 +100,7 @@ bool RealOptions(HWND owner, CreationChoice* choice) {
 int RealChooseFiles(HWND owner, const char* title, char (*files)[kPathBuf], int capacity) {
   std::vector<char> buffer(64 * 1024);
   char filter[128];
-  int n = snprintf(filter, sizeof filter, "%s", GetGenericText(11));
+  int n = snprintf(filter, sizeof filter, "%s", GetGenericText(KLANG_GEN_ALL_FILES));
   snprintf(filter + n + 1, sizeof filter - n - 1, "*.*");
   filter[n + 1 + 3 + 1] = '\0';
   OPENFILENAMEA ofn = {};

@@ -39,7 +39,9 @@ struct CutMarks {
   std::vector<std::string> names;
 } g_cut;
 
-void TellError(const char* text) { PromptMessageBox(GetMainWindowHandle(), text, GetMessageText(94), MB_OK | MB_ICONERROR); }
+void TellError(const char* text) {
+  PromptMessageBox(GetMainWindowHandle(), text, GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
+}
 
 std::string FullName(const liststruct* record) { return std::string(record->path) + record->filename; }
 
@@ -82,11 +84,11 @@ bool RefusedForKind(const char* who, bool tellUser, int refusalText, RewriteProc
 
 bool ReadyForRewrite() {
   if (IsBusy() || IsOpenInProgress()) {
-    TellError(GetMessageText(40));
+    TellError(GetMessageText(KLANG_MSG_BUSY));
     return false;
   }
   if (!*GetCurrentArchivePath()) {
-    TellError(GetMessageText(8));
+    TellError(GetMessageText(KLANG_MSG_NO_ARCHIVE_OPEN));
     return false;
   }
   return true;
@@ -112,7 +114,9 @@ DWORD RunJob(EntryRewriteJob* job, const char* who, const char* errorFormat) {
   StartProgressDialog(false, nullptr);
   SetProgressMinimum(0);
   SetProgressMaximum(static_cast<int>(job->changes ? job->changes->count : 0));
-  SetProgressTitle(GetMessageText(job->mode == REWRITE_DELETE ? 43 : job->mode == REWRITE_MOVE ? 44 : 85));
+  SetProgressTitle(GetMessageText(job->mode == REWRITE_DELETE ? KLANG_MSG_DELETING
+                                  : job->mode == REWRITE_MOVE ? KLANG_MSG_MOVING
+                                                              : KLANG_MSG_RENAMING));
   const ArchiveOperations& ops = ArchiveFormatOrZip(GetArchiveKind(), who)->ops;
   RewriteProc rewrite = job->mode == REWRITE_DELETE ? ops.remove : ops.rename;
   job->failure[0] = '\0';
@@ -327,20 +331,21 @@ void StartEntryRewrite(EntryRewriteJob* job, LPTHREAD_START_ROUTINE body) {
   if (claimed) ReleaseOperation(OPERATION_JOB);
   DestroyChangeSet(&job->changes);
   free(job);
-  TellError(GetMessageText(claimed ? 97 : 40));
+  TellError(GetMessageText(claimed ? KLANG_MSG_NO_MEMORY : KLANG_MSG_BUSY));
 }
 
 void DeleteSelectedEntries(HWND list) {
   if (!ReadyForRewrite() || RefusedForKind("DeleteThread", true, 32, &ArchiveOperations::remove)) return;
   if (!list || ListView_GetSelectedCount(list) == 0) {
-    TellError(GetMessageText(9));
+    TellError(GetMessageText(KLANG_MSG_NO_ENTRY_SELECTED));
     return;
   }
-  if (PromptMessageBox(GetMainWindowHandle(), GetMessageText(10), GetMessageText(11), MB_YESNO | MB_ICONQUESTION) != IDYES)
+  if (PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_DELETE_QUESTION),
+                       GetMessageText(KLANG_MSG_DELETE_TITLE), MB_YESNO | MB_ICONQUESTION) != IDYES)
     return;
   EntryRewriteJob* job = JobForSelection(REWRITE_DELETE, list, nullptr);
   if (!job) {
-    TellError(GetMessageText(97));
+    TellError(GetMessageText(KLANG_MSG_NO_MEMORY));
     return;
   }
   StartEntryRewrite(job);
@@ -368,7 +373,7 @@ void ChangeFileName(HWND list, const char* newText, int action, int item) {
   if (!CanRenameEntries(true)) return;
   if (!newText) return;  // the edit was cancelled
   if (!*newText && action != LISTSTRUCT_PATH) {  // an empty folder means the top
-    TellError(GetMessageText(34));
+    TellError(GetMessageText(KLANG_MSG_EMPTY_NAME));
     return;
   }
   std::string folder = CellText(list, item, pathColumn), name = CellText(list, item, nameColumn);
@@ -378,7 +383,7 @@ void ChangeFileName(HWND list, const char* newText, int action, int item) {
     newPath = JoinPath(newText, name, '\\');
   } else {
     if (strpbrk(newText, "/\\")) {
-      TellError(GetMessageText(34));
+      TellError(GetMessageText(KLANG_MSG_EMPTY_NAME));
       return;
     }
     oldPath = JoinPath(folder, name, '/');
@@ -388,14 +393,14 @@ void ChangeFileName(HWND list, const char* newText, int action, int item) {
   Log(2, GetVerbose(), "ChangeFileName new %s", newPath.c_str());
   if (PathCompareIndependentCaseSense(oldPath.c_str(), newPath.c_str()) == 0) return;
   if (NameTaken(list, newPath)) {
-    TellError(GetMessageText(92));
+    TellError(GetMessageText(KLANG_MSG_NAME_TAKEN));
     return;
   }
   EntryRewriteJob* job = NewEntryRewriteJob(action == LISTSTRUCT_PATH ? REWRITE_MOVE : REWRITE_RENAME, list);
   if (!job || !AddChangeRecord(job->changes, oldPath.c_str(), newPath.c_str(), item)) {
     if (job) DestroyChangeSet(&job->changes);
     free(job);
-    TellError(GetMessageText(97));
+    TellError(GetMessageText(KLANG_MSG_NO_MEMORY));
     return;
   }
   StartEntryRewrite(job);
@@ -421,7 +426,7 @@ void RenameTreeFolder(HWND list, const char* oldFolder, const char* newName) {
   if (!newName || !oldFolder || !*oldFolder) return;
   if (!ReadyForRewrite() || !CanRenameEntries(true)) return;
   if (!*newName || strpbrk(newName, "/\\")) {
-    TellError(GetMessageText(34));
+    TellError(GetMessageText(KLANG_MSG_EMPTY_NAME));
     return;
   }
   std::string old = oldFolder;
@@ -432,7 +437,7 @@ void RenameTreeFolder(HWND list, const char* oldFolder, const char* newName) {
   std::string now = (cut == std::string::npos ? "" : old.substr(0, cut + 1)) + newName;
   if (PathCompareIndependentCaseSense(old.c_str(), now.c_str()) == 0) return;
   if (NameTaken(list, now, true)) {
-    TellError(GetMessageText(92));
+    TellError(GetMessageText(KLANG_MSG_NAME_TAKEN));
     return;
   }
   EntryRewriteJob* job = NewEntryRewriteJob(REWRITE_RENAME, list);
@@ -440,7 +445,7 @@ void RenameTreeFolder(HWND list, const char* oldFolder, const char* newName) {
   if (renamed <= 0) {
     if (job) DestroyChangeSet(&job->changes);
     free(job);
-    if (renamed < 0) TellError(GetMessageText(97));
+    if (renamed < 0) TellError(GetMessageText(KLANG_MSG_NO_MEMORY));
     return;
   }
   snprintf(job->folderAfter, sizeof job->folderAfter, "%s", now.c_str());
@@ -460,14 +465,14 @@ void MoveSelectedEntries(HWND list, const char* folder) {
     if (PathCompareIndependentCaseSense(FullName(record).c_str(), moved.c_str()) == 0) {
       ListView_SetItemState(list, row, 0, LVIS_SELECTED);
     } else if (NameTaken(every, moved)) {
-      TellError(GetMessageText(92));
+      TellError(GetMessageText(KLANG_MSG_NAME_TAKEN));
       return;
     }
   }
   if (ListView_GetSelectedCount(list) == 0) return;
   EntryRewriteJob* job = JobForSelection(REWRITE_MOVE, list, into.c_str());
   if (!job) {
-    TellError(GetMessageText(97));
+    TellError(GetMessageText(KLANG_MSG_NO_MEMORY));
     return;
   }
   // The tree shows the folder the entries went to.
@@ -543,7 +548,7 @@ void ApplyEntryRewrite(EntryRewriteJob* job) {
     SetTreeInStep(0);
     if (GetViewHooks().rebuildTreeList) GetViewHooks().rebuildTreeList();
   } else {
-    TellError(*job->failure ? job->failure : GetMessageText(70));
+    TellError(*job->failure ? job->failure : GetMessageText(KLANG_MSG_ARCHIVE_UNCHANGED));
   }
   DestroyChangeSet(&job->changes);
 }

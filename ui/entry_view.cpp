@@ -32,7 +32,7 @@ int ViewSelectedEntry(int openWith) {
   }
   // Viewing moves the working directory, which a running extraction writes below.
   if (ClaimOperation(OPERATION_JOB) != OPERATION_NONE) {
-    PromptMessageBox(GetMainWindowHandle(), GetMessageText(40), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+    PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_BUSY), "Kestrelia", MB_OK | MB_ICONINFORMATION);
     return 1;
   }
   std::string full = std::string(record->path ? record->path : "") + (record->filename ? record->filename : "");

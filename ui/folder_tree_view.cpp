@@ -553,16 +553,18 @@ void DisplayTreeItemProperties(HTREEITEM item) {
       if (GetVerbose() > 9) RBTreePrint(GetTVRBTreeDataReady());
       return;
     }
-    shownName = GetMessageText(62);
+    shownName = GetMessageText(KLANG_MSG_WHOLE_ARCHIVE);
     totals.folders = GetTVRBTreeFolder() ? static_cast<int>(GetTVRBTreeFolder()->count) : 0;
   }
   char compressed[64], uncompressed[64];
   FormatTreeSizeText(static_cast<double>(totals.compressed), compressed, sizeof compressed);
   FormatTreeSizeText(static_cast<double>(totals.uncompressed), uncompressed, sizeof uncompressed);
   char text[kPathBuf * 3];
-  snprintf(text, sizeof text, "%s\n\"%s\"\n\n%s\t\t %d\n%s\t\t %d\n\n%s\t %s\n%s\t %s", GetMessageText(57), shownName,
-           GetMessageText(58), totals.entries, GetMessageText(59), totals.folders, GetMessageText(60), compressed,
-           GetMessageText(61), uncompressed);
+  snprintf(text, sizeof text, "%s\n\"%s\"\n\n%s\t\t %d\n%s\t\t %d\n\n%s\t %s\n%s\t %s",
+           GetMessageText(KLANG_MSG_FOLDER_PROPERTIES), shownName, GetMessageText(KLANG_MSG_PROPERTIES_ENTRIES),
+           totals.entries, GetMessageText(KLANG_MSG_PROPERTIES_FOLDERS), totals.folders,
+           GetMessageText(KLANG_MSG_PROPERTIES_COMPRESSED), compressed,
+           GetMessageText(KLANG_MSG_PROPERTIES_UNCOMPRESSED), uncompressed);
   PromptMessageBox(g_views.window, text, "Kestrelia", MB_OK | MB_ICONINFORMATION);
 }
 

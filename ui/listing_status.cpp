@@ -13,15 +13,16 @@
 
 void FormatListingSizes(const ListingTotals& t, char* out, size_t outSize) {
   uint64_t ck = t.compressed / 1024, uk = t.uncompressed / 1024;
-  snprintf(out, outSize, "%s %s %" PRIu64 "%s - %s %" PRIu64 "%s", GetMessageText(3), GetMessageText(4),
-           ck ? ck : t.compressed, ck ? "KB" : "B", GetMessageText(5), uk ? uk : t.uncompressed, uk ? "KB" : "B");
+  snprintf(out, outSize, "%s %s %" PRIu64 "%s - %s %" PRIu64 "%s", GetMessageText(KLANG_MSG_SIZES),
+           GetMessageText(KLANG_MSG_SIZES_COMPRESSED), ck ? ck : t.compressed, ck ? "KB" : "B",
+           GetMessageText(KLANG_MSG_SIZES_UNCOMPRESSED), uk ? uk : t.uncompressed, uk ? "KB" : "B");
 }
 
 void FormatListingCount(const ListingTotals& t, char* out, size_t outSize) {
   if (t.entries == 1)
-    snprintf(out, outSize, "1 %s", GetMessageText(6));
+    snprintf(out, outSize, "1 %s", GetMessageText(KLANG_MSG_ENTRY));
   else
-    snprintf(out, outSize, "%" PRIu64 " %s", t.entries, GetMessageText(7));
+    snprintf(out, outSize, "%" PRIu64 " %s", t.entries, GetMessageText(KLANG_MSG_ENTRIES));
 }
 
 void WriteListingStatusBar() {

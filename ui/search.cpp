@@ -212,7 +212,7 @@ void ShowEntry(void* context, const char* name, int ordinal) {
   }
   p->last = now;
   char title[kPathBuf * 2];
-  snprintf(title, sizeof title, "%s %s", GetMessageText(47), name);
+  snprintf(title, sizeof title, "%s %s", GetMessageText(KLANG_MSG_SEARCHING_IN), name);
   SetProgressTitle(title);
   ExecuteProgressPos(GetProgressDialog(), ordinal);
 }
@@ -369,7 +369,7 @@ DWORD WINAPI SearchStep(LPVOID parameter) {
     InsertFound(s, ordinal);
   } else if (!g.cancelled) {
     char message[kPathBuf * 2];
-    snprintf(message, sizeof message, "\"%s\" %s", b->text, GetGenericText(45));
+    snprintf(message, sizeof message, "\"%s\" %s", b->text, GetGenericText(KLANG_GEN_NOT_FOUND));
     ShowInfo(message);
     // The box belonged to this thread: the window gets the keyboard back for the next F3.
     if (HWND main = GetMainWindowHandle()) SetForegroundWindow(main);
@@ -411,7 +411,7 @@ void FindNameFrom(int from, int step) {
   int row = FindEntryRowByPrefix(view, g.text, from, step);
   if (row < 0) {
     char message[kPathBuf * 2];
-    snprintf(message, sizeof message, "\"%s\" %s", g.text, GetGenericText(45));
+    snprintf(message, sizeof message, "\"%s\" %s", g.text, GetGenericText(KLANG_GEN_NOT_FOUND));
     ShowInfo(message);
     return;
   }
@@ -426,7 +426,7 @@ void FindNameFrom(int from, int step) {
 void FindReplace(const char* initialText, int contentMode) {
   if (IsBusy()) return;
   if (!ShownView() || GetEntryRowCount(ShownView()) == 0) {
-    ShowInfo(GetMessageText(48));
+    ShowInfo(GetMessageText(KLANG_MSG_NOTHING_TO_SEARCH));
     return;
   }
   int refusal = ArchiveFormatOrZip(GetArchiveKind(), "FindReplace")->searchRefusalText;

@@ -28,7 +28,7 @@ constexpr int kWidth = 360, kMargin = 16;
 void InitUpdateDialog(HWND dialog, LPARAM parameter) {
   const UpdateDialogData* data = reinterpret_cast<const UpdateDialogData*>(parameter);
   DialogLayout layout(dialog);
-  SetWindowTextA(dialog, GetGenericText(77));
+  SetWindowTextA(dialog, GetGenericText(KLANG_GEN_CHECK_FOR_UPDATES));
   // The texts are measured so that a longer language still fits.
   int textWidth = kWidth - 2 * kMargin;
   SIZE message = layout.MeasureText(data->message, layout.Scale(textWidth));
@@ -38,16 +38,16 @@ void InitUpdateDialog(HWND dialog, LPARAM parameter) {
   layout.AddAt("STATIC", data->message, SS_LEFT, -1, place);
   y += MulDiv(message.cy, 96, layout.dpi()) + 12;
   if (data->fetched) {
-    layout.Add("STATIC", GetGenericText(81), SS_LEFT, -1, kMargin, y, textWidth, 18);
+    layout.Add("STATIC", GetGenericText(KLANG_GEN_DOWNLOAD_QUESTION), SS_LEFT, -1, kMargin, y, textWidth, 18);
     y += 26;
   }
   layout.Add("BUTTON", GetConfigurationText(KLANG_CFG_CHECK_SEARCH_AND_DISPLAY_UPDATES),
                           WS_TABSTOP | BS_AUTOCHECKBOX, IDC_UPDATE_NEVER, kMargin, y, textWidth, 20);
   y += 34;
-  HWND ok = layout.Add("BUTTON", GetGenericText(data->fetched ? 82 : 0), WS_TABSTOP | BS_DEFPUSHBUTTON,
-                       IDC_UPDATE_OK, kWidth - kMargin - 2 * 95 - 10, y, 95, 25);
-  layout.Add("BUTTON", GetGenericText(1), WS_TABSTOP | BS_PUSHBUTTON, IDC_UPDATE_CANCEL, kWidth - kMargin - 95, y,
-             95, 25);
+  HWND ok = layout.Add("BUTTON", GetGenericText(data->fetched ? KLANG_GEN_DOWNLOAD : KLANG_GEN_OK),
+                       WS_TABSTOP | BS_DEFPUSHBUTTON, IDC_UPDATE_OK, kWidth - kMargin - 2 * 95 - 10, y, 95, 25);
+  layout.Add("BUTTON", GetGenericText(KLANG_GEN_CANCEL), WS_TABSTOP | BS_PUSHBUTTON, IDC_UPDATE_CANCEL,
+             kWidth - kMargin - 95, y, 95, 25);
   layout.SizeClient(kWidth, y + 25 + kMargin, DialogPlace::kOwnerCentre);
   SendMessageA(dialog, DM_SETDEFID, IDC_UPDATE_OK, 0);
   SetFocus(ok);
@@ -98,7 +98,7 @@ UpdateOutcome CheckForUpdate(HWND owner, int manual) {
   char message[kUpdateAddressSize];
   if (!DownloadUpdateDocument(GetUpdateAddress(), document)) {
     if (manual) {
-      snprintf(message, sizeof message, "%s", GetGenericText(80));
+      snprintf(message, sizeof message, "%s", GetGenericText(KLANG_GEN_UPDATE_INFO_FAILED));
       g_hooks.dialog(owner, message, false);
     }
     return UPDATE_DOWNLOAD_FAILED;
@@ -107,13 +107,14 @@ UpdateOutcome CheckForUpdate(HWND owner, int manual) {
   UpdateDocumentResult read = ReadUpdateDocument(document, kProgramFileName, kProductVersion, &found);
   if (read == UPDATE_DOCUMENT_NO_LIBRARY) return UPDATE_NO_XML_LIBRARY;
   if (read == UPDATE_DOCUMENT_READ && found.newer && found.dateAccepted) {
-    snprintf(message, sizeof message, "%s: \"%s\"\n%s: \"%s\"", GetGenericText(78), found.version, GetGenericText(79),
-             kProductVersion);
+    snprintf(message, sizeof message, "%s: \"%s\"\n%s: \"%s\"", GetGenericText(KLANG_GEN_NEW_VERSION), found.version,
+             GetGenericText(KLANG_GEN_YOUR_VERSION), kProductVersion);
     if (g_hooks.dialog(owner, message, true) == kUpdateConfirmed) g_hooks.openAddress(owner, found.address);
     return UPDATE_OFFERED;
   }
   if (manual) {
-    snprintf(message, sizeof message, "%s \"%s\" %s", GetGenericText(83), kProductVersion, GetGenericText(84));
+    snprintf(message, sizeof message, "%s \"%s\" %s", GetGenericText(KLANG_GEN_YOUR_VERSION_BEFORE_NEWEST),
+             kProductVersion, GetGenericText(KLANG_GEN_IS_THE_NEWEST));
     PromptMessageBox(GetForegroundWindow(), message, "Kestrelia", MB_OK | MB_ICONINFORMATION);
   }
   return read == UPDATE_DOCUMENT_READ ? UPDATE_NONE : UPDATE_NOT_READ;

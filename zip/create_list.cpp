@@ -139,8 +139,8 @@ void ShowElapsed(Progress& p) {
   p.lastSecond = seconds;
   if (p.silent || !GetProgressDialog()) return;
   char line[128];
-  snprintf(line, sizeof line, "%s %lu:%02lu:%02lu", GetMessageText(86), seconds / 3600, seconds / 60 % 60,
-           seconds % 60);
+  snprintf(line, sizeof line, "%s %lu:%02lu:%02lu", GetMessageText(KLANG_MSG_ELAPSED_TIME), seconds / 3600,
+           seconds / 60 % 60, seconds % 60);
   SetProgressSecondLine(line);
 }
 
@@ -275,10 +275,10 @@ DeflateBlock* NextBlock(Writer& w, DeflatePipeline* pipeline) {
 // before the block is compressed; a larger one is read twice.
 void CrcInAdvance(Writer& w, PendingEntry* e, HANDLE file, uint64_t size) {
   bool notice = size > kCrcNoticeSize && !w.silent && GetProgressDialog();
-  if (notice) SetProgressDetail(GetMessageText(102));
+  if (notice) SetProgressDetail(GetMessageText(KLANG_MSG_COMPUTING_CHECKSUM));
   e->crcInAdvance = getFileCrc(e->path, file, w.buffer, kDeflateBlockSize);
   e->hasCrcInAdvance = true;
-  if (notice) SetProgressDetail(GetMessageText(83));
+  if (notice) SetProgressDetail(GetMessageText(KLANG_MSG_ADDING));
 }
 
 // Cuts an open file into blocks, each with the tail of the one before as its dictionary; a
@@ -345,7 +345,7 @@ int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* optio
     bool folder = IsFolderPath(e->path);
     Log(5, GetVerbose(), "%s: adding file (2) %s", caller, name);
     if (!silent && GetProgressDialog()) {
-      SetProgressDetail(GetMessageText(83));
+      SetProgressDetail(GetMessageText(KLANG_MSG_ADDING));
       SetProgressTitle(name);
     }
     HANDLE file = INVALID_HANDLE_VALUE;

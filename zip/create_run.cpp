@@ -30,7 +30,8 @@ void Tell(bool silent, const char* text, UINT icon) {
   }
   HWND dialog = GetProgressDialog();
   if (dialog) ShowWindow(dialog, SW_HIDE);
-  PromptMessageBox(Owner(), text, icon == MB_ICONINFORMATION ? "Kestrelia" : GetMessageText(94), MB_OK | icon);
+  PromptMessageBox(Owner(), text, icon == MB_ICONINFORMATION ? "Kestrelia" : GetMessageText(KLANG_MSG_ERROR_TITLE),
+                   MB_OK | icon);
   if (dialog) ShowWindow(dialog, SW_SHOW);
 }
 
@@ -44,7 +45,8 @@ void ReportSkipped(bool silent) {
     const char* end = strchr(p, '\n');
     size_t length = end ? static_cast<size_t>(end - p) : strlen(p);
     if (!text.empty()) text += "\n";
-    text += std::string(GetMessageText(35)) + " \"" + std::string(p, length) + "\" " + GetMessageText(36);
+    text += std::string(GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE)) + " \"" + std::string(p, length) + "\" " +
+            GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL);
     p += length + (end ? 1 : 0);
   }
   if (count > listed) text += "\n... (" + std::to_string(count - listed) + ")";
@@ -68,7 +70,7 @@ bool FileExists(const char* path) {
 int Run(ZipWorkBlock* block) {
   DWORD start = GetTickCount();
   bool silent = block->silent != 0;
-  if (!silent) StartProgressDialog(true, GetMessageText(84));
+  if (!silent) StartProgressDialog(true, GetMessageText(KLANG_MSG_COLLECTING_FILES));
 
   ZipListElement* head = nullptr;
   ZipListElement* tail = nullptr;
@@ -83,14 +85,14 @@ int Run(ZipWorkBlock* block) {
   if (!head) {
     Log(1, GetVerbose(), "ZipWorkDirectoryThread(): empty list nothing to compress %d", block->fileCount);
     if (!silent && IsProgressDialogStarted()) CloseProgressDialog();
-    Tell(silent, GetMessageText(64), MB_ICONINFORMATION);
+    Tell(silent, GetMessageText(KLANG_MSG_NOTHING_TO_COMPRESS), MB_ICONINFORMATION);
     return CREATE_NOTHING;
   }
   if (IsCancelledByUser()) {
     Log(1, GetVerbose(), "ZipWorkDirectoryThread(): canceled by user (1)");
     FreeZipList(head);
     if (!silent) CloseProgressDialogAfterCancel();
-    Tell(silent, GetMessageText(63), MB_ICONINFORMATION);
+    Tell(silent, GetMessageText(KLANG_MSG_CREATION_CANCELLED), MB_ICONINFORMATION);
     return CREATE_CANCELLED;
   }
   if (GetSimulationFlag()) {
@@ -118,7 +120,7 @@ int Run(ZipWorkBlock* block) {
     Log(-1, GetVerbose(), "ZipWorkDirectoryThread(): error opening %s", block->archive);
     FreeZipList(head);
     if (!silent) CloseProgressDialog();
-    Tell(silent, GetMessageText(65), MB_ICONERROR);
+    Tell(silent, GetMessageText(KLANG_MSG_CANNOT_CREATE_ARCHIVE), MB_ICONERROR);
     return CREATE_OPEN_FAILED;
   }
 
@@ -150,9 +152,9 @@ int Run(ZipWorkBlock* block) {
     // A new archive that never came to be is no longer the current one.
     if (!append && !FileExists(block->archive) && !strcmp(GetCurrentArchivePath(), block->archive))
       SetCurrentArchivePath("");
-    Tell(silent, GetMessageText(63), MB_ICONINFORMATION);
+    Tell(silent, GetMessageText(KLANG_MSG_CREATION_CANCELLED), MB_ICONINFORMATION);
   } else if (result != CREATE_OK) {
-    Tell(silent, GetMessageText(66), MB_ICONERROR);
+    Tell(silent, GetMessageText(KLANG_MSG_CANNOT_WRITE_ARCHIVE), MB_ICONERROR);
   } else {
     ReportSkipped(silent);
   }

@@ -81,11 +81,13 @@ void ToBackslashes(char* text) {
 
 int AskOverwrite(const char* target) {
   char text[kPathBuf * 2];
-  snprintf(text, sizeof text, "%s %s %s ?", GetMessageText(14), target, GetMessageText(15));
+  snprintf(text, sizeof text, "%s %s %s ?", GetMessageText(KLANG_MSG_OVERWRITE_THE_FILE), target,
+           GetMessageText(KLANG_MSG_OVERWRITE_EXISTS));
   HWND dialog = GetProgressDialog();
   bool hidden = dialog && IsWindowVisible(dialog);
   if (hidden) ShowWindow(dialog, SW_HIDE);
-  int answer = PromptOverwrite(GetForegroundWindow(), text, GetMessageText(16), GetConfirmationDialogText());
+  int answer = PromptOverwrite(GetForegroundWindow(), text, GetMessageText(KLANG_MSG_OVERWRITE_TITLE),
+                               GetConfirmationDialogText());
   if (hidden) ShowWindow(dialog, SW_SHOW);
   return answer;
 }
@@ -94,7 +96,7 @@ void ReportCannotOpen(const char* target, int line) {
   printf("error opening ---%s--- (%s %d)\n", target, "Kestrelia", line);
   char text[kPathBuf * 2];
   snprintf(text, sizeof text, "error opening %s", target);
-  ShowRunMessage(text, GetMessageText(94), MB_OK | MB_ICONERROR | MB_TOPMOST);
+  ShowRunMessage(text, GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR | MB_TOPMOST);
 }
 
 // The system's own handle, not the C library's stream: the fixed chunks go straight to the

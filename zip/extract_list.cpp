@@ -133,7 +133,8 @@ struct RunRequest {
 RBTree* NewNameIndex() {
   RBTree* index = RBTreeCreate();
   if (!index) {
-    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(94), MB_OK | MB_ICONERROR);
+    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(KLANG_MSG_ERROR_TITLE),
+                     MB_OK | MB_ICONERROR);
     return nullptr;
   }
   index->deleteKey = free;
@@ -207,7 +208,8 @@ int RunExtraction(RunRequest request) {
   if (!zip) {
     char text[kPathBuf * 2];
     snprintf(text, sizeof text, "%s: (5) %s cannot be opened", prefix, request.archive);
-    PromptMessageBox(GetForegroundWindow(), text, GetMessageText(94), MB_OK | MB_ICONERROR | MB_TOPMOST);
+    PromptMessageBox(GetForegroundWindow(), text, GetMessageText(KLANG_MSG_ERROR_TITLE),
+                     MB_OK | MB_ICONERROR | MB_TOPMOST);
     SetCurrentDirectoryA(previous);
     RBTreeDestroy(&index);
     CloseDialogUnlessSilent(request.silent);
@@ -219,7 +221,8 @@ int RunExtraction(RunRequest request) {
 
   ExtractJob* job = static_cast<ExtractJob*>(calloc(1, sizeof(ExtractJob)));
   if (!job) {
-    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(94), MB_OK | MB_ICONERROR);
+    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(KLANG_MSG_ERROR_TITLE),
+                     MB_OK | MB_ICONERROR);
     unzClose(zip);
     SetCurrentDirectoryA(previous);
     RBTreeDestroy(&index);

@@ -106,7 +106,8 @@ int ReadEntryToMemory(unzFile zip, const unz_file_info64* info, size_t bufferSiz
   if (info->uncompressed_size > EntryMemoryLimit()) {
     Log(1, GetVerbose(), "ReadEntryToMemory: %llu bytes declared - too large to be read into memory",
         static_cast<unsigned long long>(info->uncompressed_size));
-    PromptMessageBox(GetForegroundWindow(), GetMessageText(114), GetMessageText(94), MB_OK | MB_ICONERROR);
+    PromptMessageBox(GetForegroundWindow(), GetMessageText(KLANG_MSG_TOO_LARGE_FOR_MEMORY),
+                     GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
     return 0;
   }
   ChunkSink sink = {nullptr, nullptr, destination, 0};

@@ -72,7 +72,8 @@ RBTree* ChooseEntriesBelow(const char* archive, const char* folder) {
   if (!zip) {
     char text[kPathBuf * 2];
     snprintf(text, sizeof text, "ExtractTreeItemThread: (5) %s cannot be opened", archive);
-    PromptMessageBox(GetForegroundWindow(), text, GetMessageText(94), MB_OK | MB_ICONERROR | MB_TOPMOST);
+    PromptMessageBox(GetForegroundWindow(), text, GetMessageText(KLANG_MSG_ERROR_TITLE),
+                     MB_OK | MB_ICONERROR | MB_TOPMOST);
     return nullptr;
   }
   RBTree* names = IndexArchiveNames(zip);

@@ -105,8 +105,8 @@ std::string SystemErrorText(DWORD error) {
 
 void SetFailure(const char* archive, DWORD error) {
   std::string system = SystemErrorText(error);
-  snprintf(t_failure, sizeof t_failure, "%s\n\n\"%s\"%s%s", GetMessageText(70), archive, system.empty() ? "" : "\n",
-           system.c_str());
+  snprintf(t_failure, sizeof t_failure, "%s\n\n\"%s\"%s%s", GetMessageText(KLANG_MSG_ARCHIVE_UNCHANGED), archive,
+           system.empty() ? "" : "\n", system.c_str());
   Log(-1, GetVerbose(), "rewrite of %s failed: %s", archive, system.empty() ? "-" : system.c_str());
 }
 
@@ -353,7 +353,8 @@ bool WriteDirectory(Walk* w, const char* comment, size_t commentLength) {
 void ShowProgress(const WalkRequest& request, const char* newPath) {
   char text[kPathBuf * 2];
   if (request.simulation) snprintf(text, sizeof text, "Simulation %s", newPath);
-  else snprintf(text, sizeof text, "%s: %s", GetMessageText(85), newPath);
+  else
+    snprintf(text, sizeof text, "%s: %s", GetMessageText(KLANG_MSG_RENAMING), newPath);
   SetProgressTitle(text);
   ExecuteProgressStep(GetProgressDialog());
   if (request.simulation) Sleep(10);

@@ -26,7 +26,9 @@ int do_view_currentfile(unzFile zip, const char* name, int openWith, unz_file_in
   // The name without its folders lands in the temporary folder: it must stay a plain name there.
   if (!*part || JudgeEntryName(part, reason, sizeof reason) != 0) {
     Log(1, GetVerbose(), "do_view_currentfile: %s not viewed: %s", name, *part ? reason : "a folder");
-    PromptMessageBox(GetForegroundWindow(), GetMessageText(*part ? 53 : 52), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+    PromptMessageBox(GetForegroundWindow(),
+                     GetMessageText(*part ? KLANG_MSG_ENTRY_CANNOT_BE_SHOWN : KLANG_MSG_FOLDER_CANNOT_BE_VIEWED),
+                     "Kestrelia", MB_OK | MB_ICONINFORMATION);
     return 1;
   }
   int result = OpenCurrentEntry(zip);
@@ -35,7 +37,8 @@ int do_view_currentfile(unzFile zip, const char* name, int openWith, unz_file_in
   if (!TempTarget(part, target, folder)) {
     CloseOpenEntry(zip);
     Log(1, GetVerbose(), "do_view_currentfile: %s not viewed: the name is too long for the temporary folder", name);
-    PromptMessageBox(GetForegroundWindow(), GetMessageText(53), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+    PromptMessageBox(GetForegroundWindow(), GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN), "Kestrelia",
+                     MB_OK | MB_ICONINFORMATION);
     return 1;
   }
   GetCurrentDirectoryA(sizeof previous, previous);
@@ -51,7 +54,8 @@ int ViewZipEntry(const char* archive, const char* name, int openWith) {
   unzFile zip = MyWaitunzOpen2_64(archive, 3000);
   if (!zip) {
     Log(1, GetVerbose(), "ViewSelectedEntry: %s cannot be opened", archive);
-    PromptMessageBox(GetMainWindowHandle(), GetMessageText(53), GetMessageText(94), MB_OK | MB_ICONERROR);
+    PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN),
+                     GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
     return 1;
   }
   unz_file_info64 info = {};
@@ -61,7 +65,8 @@ int ViewZipEntry(const char* archive, const char* name, int openWith) {
     result = do_view_currentfile(zip, name, openWith, info);
   } else {
     Log(1, GetVerbose(), "ViewSelectedEntry: %s not found in %s (%d)", name, archive, result);
-    PromptMessageBox(GetMainWindowHandle(), GetMessageText(53), GetMessageText(94), MB_OK | MB_ICONERROR);
+    PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN),
+                     GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
   }
   unzClose(zip);
   return result;

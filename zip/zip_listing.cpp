@@ -146,16 +146,19 @@ void MakeZipOpenErrorText(const char* path, char* out, size_t outSize) {
                    sizeof system, nullptr);
     if (IsDebugConsole())
       snprintf(out, outSize, "(DebugConsole)\nLine: %d ziperror: %s\n%s \"%s\" %s:\n%s", 6001, zipError,
-               GetMessageText(35), path, GetMessageText(36), system);
+               GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path, GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL),
+               system);
     else
-      snprintf(out, outSize, "%s \"%s\" %s:\n%s\n%s", GetMessageText(35), path, GetMessageText(36), system, zipError);
+      snprintf(out, outSize, "%s \"%s\" %s:\n%s\n%s", GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path,
+               GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL), system, zipError);
     SetStoredSystemError(0);
   } else if (IsDebugConsole()) {
     snprintf(out, outSize, "(DebugConsole)\nLine: %d ziperror: %s\n%s \"%s\" %s", 6009, zipError,
-             GetMessageText(35), path, GetMessageText(36));
+             GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path, GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL));
   } else {
     // The container library's reason tells a damaged archive from a file that is no archive.
-    snprintf(out, outSize, "%s \"%s\" %s:\n%s", GetMessageText(35), path, GetMessageText(36), zipError);
+    snprintf(out, outSize, "%s \"%s\" %s:\n%s", GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path,
+             GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL), zipError);
   }
 }
 
@@ -180,7 +183,7 @@ DWORD WINAPI ListZipFilesThread(LPVOID parameter) {
   } else {
     char text[kPathBuf * 3];
     MakeZipOpenErrorText(block->path, text, sizeof text);
-    PromptMessageBox(GetMainWindowHandle(), text, GetMessageText(94), MB_TOPMOST | MB_ICONERROR);
+    PromptMessageBox(GetMainWindowHandle(), text, GetMessageText(KLANG_MSG_ERROR_TITLE), MB_TOPMOST | MB_ICONERROR);
     views.focusCurrentView();
     views.setWindowTitle(nullptr);
   }

@@ -17,7 +17,7 @@ void ShowListingProgress(ListingProgress* progress, int withCancel, uint64_t tot
   StartProgressDialog(withCancel == 1, nullptr);
   SetProgressMinimum(0);
   SetProgressMaximum(static_cast<int>(total / kEntriesPerStep));
-  SetProgressTitle(GetGenericText(85));
+  SetProgressTitle(GetGenericText(KLANG_GEN_READING_ARCHIVE));
   ExecuteProgressPos(GetProgressDialog(), static_cast<int>(done / kEntriesPerStep));
   progress->shown = true;
 }
@@ -32,7 +32,7 @@ void StepListingProgress(ListingProgress* progress, uint64_t done, uint64_t tota
   if (now - progress->lastText < kTextIntervalMs && done + kEntriesPerStep < total) return;
   progress->lastText = now;
   char text[kPathBuf];
-  snprintf(text, sizeof text, "%d %s %llu", static_cast<int>(done), GetGenericText(86),
+  snprintf(text, sizeof text, "%d %s %llu", static_cast<int>(done), GetGenericText(KLANG_GEN_OF),
            static_cast<unsigned long long>(total));
   SetProgressDetail(text);
 }

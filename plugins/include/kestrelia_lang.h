@@ -37,6 +37,8 @@
 #ifndef KESTRELIA_LANG_H
 #define KESTRELIA_LANG_H
 
+#include "kestrelia_texts.h"
+
 #ifdef KESTRELIA_LANG_BUILD
 #define KLANG_API __declspec(dllexport)
 #else

@@ -1,6 +1,8 @@
 // The text tables. Each entry carries its English and German text (UTF-8, the process code page).
 #pragma once
 
+#include "kestrelia_texts.h"
+
 struct LangText {
   int number;
   const char* en;

@@ -1,14 +1,14 @@
 // Pieces every entry point of tar.dll shares: the reader set-up, names between the
 // program's UTF-8 and libarchive, times, the progress bar and the result text.
 #pragma once
-#include "services/base.h"
-
 #include <archive.h>
 #include <archive_entry.h>
 
 #include <string>
 
 #include "kestrelia_tar.h"
+#include "kestrelia_texts.h"
+#include "services/base.h"
 
 // The definitions must match the contract's list.
 #define TAR_EXPORT_DECLARATION(name, result, parameters) extern "C" result __cdecl name parameters;

@@ -20,7 +20,8 @@ void ReportDamage(TarListing* listing, const char* reason) {
   if (!listing->owner || !IsWindow(listing->owner)) return;
   char text[600];
   snprintf(text, sizeof text, "%s\n\n%s\n(%s)",
-           PluginText(10, "The archive is damaged or cut short; the list shows the entries before the damage."),
+           PluginText(KLANG_PLUGIN_TAR_DAMAGED,
+                      "The archive is damaged or cut short; the list shows the entries before the damage."),
            listing->path.c_str(), reason ? reason : "");
   TarMessageBox(listing->owner, text, TAR_DLL_NAME, MB_OK | MB_ICONWARNING);
 }

@@ -318,7 +318,7 @@ TEST_F(ExtractRunTest, ASecondRunWhileTheFirstAsksIsRefused) {
     ExtractArchive(archive.c_str(), 1, 1);
     ASSERT_TRUE(PumpUntil([] { return !IsBusy(); }));
     EXPECT_EQ(script.folderQuestions, 1);
-    EXPECT_EQ(boxes.texts, std::vector<std::string>{GetMessageText(40)});
+    EXPECT_EQ(boxes.texts, std::vector<std::string>{GetMessageText(KLANG_MSG_BUSY)});
     EXPECT_TRUE(Exists(script.folder + "\\readme.txt"));
   }
   SetCurrentArchivePath("");

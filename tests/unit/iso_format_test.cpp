@@ -163,7 +163,7 @@ TEST_F(IsoFormat, RefusedAndFailedEntriesAreNamedOnce) {
   ExtractIsoFilesFromList(&cut.job);
   ASSERT_EQ(boxes.texts.size(), 1u);
   EXPECT_NE(boxes.texts[0].find("data\\random.bin"), std::string::npos);
-  EXPECT_NE(boxes.texts[0].find(GetPluginText(10)), std::string::npos);
+  EXPECT_NE(boxes.texts[0].find(GetPluginText(KLANG_PLUGIN_TAR_DAMAGED)), std::string::npos);
 }
 
 TEST_F(IsoFormat, DamagedImagesAreToldOnce) {
@@ -172,7 +172,7 @@ TEST_F(IsoFormat, DamagedImagesAreToldOnce) {
     IsoListed listed(TestData(image));
     EXPECT_EQ(listed.window.Rows(), 0) << image;
     ASSERT_EQ(boxes.texts.size(), 1u) << image;
-    EXPECT_NE(boxes.texts[0].find(GetPluginText(10)), std::string::npos) << image;
+    EXPECT_NE(boxes.texts[0].find(GetPluginText(KLANG_PLUGIN_TAR_DAMAGED)), std::string::npos) << image;
   }
 }
 
@@ -186,7 +186,7 @@ TEST_F(IsoFormat, ViewWritesTheEntryBelowTheTemporaryFolder) {
   EXPECT_EQ(ViewIsoFile(TestData("hidden.iso").c_str(), "TOOL.EXE", 0), 1);
   EXPECT_EQ(ReadFileBytes(written), std::string("MZ\0\0", 4));
   ASSERT_EQ(boxes.texts.size(), 1u);
-  EXPECT_NE(boxes.texts[0].find(GetMessageText(75)), std::string::npos);
+  EXPECT_NE(boxes.texts[0].find(GetMessageText(KLANG_MSG_START_PROGRAM_QUESTION)), std::string::npos);
   DeleteFileA(written.c_str());
   // A hidden entry is not written, and the user learns that it cannot be shown.
   boxes.texts.clear();

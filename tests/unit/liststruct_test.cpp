@@ -44,9 +44,9 @@ TEST(ListStruct, PathIsTheFullNameWithoutItsName) {
 TEST(ListStruct, TypeFallsBackToExtensionAndGenericText) {
   char type[kPathBuf];
   MakeFallbackTypeText("archive.tar.Gz", type, sizeof type);
-  EXPECT_EQ(std::string(type), std::string("GZ-") + GetGenericText(36));
+  EXPECT_EQ(std::string(type), std::string("GZ-") + GetGenericText(KLANG_GEN_FILE));
   MakeFallbackTypeText("README", type, sizeof type);
-  EXPECT_EQ(std::string(type), GetGenericText(36));
+  EXPECT_EQ(std::string(type), GetGenericText(KLANG_GEN_FILE));
   // The shell is asked first; whatever it says, a row never gets an empty type.
   MakeTypeText("archive.kestrelunknownext", type, sizeof type, nullptr);
   EXPECT_NE(type[0], '\0');

@@ -87,7 +87,7 @@ TEST(ClipboardChain, ChangesReachEveryViewerAndLeavingHandsTheChainOn) {
 std::string g_folder;
 int g_questions;
 int AnswerYes(HWND, const char* text, const char*, UINT) {
-  if (std::string(text) == GetMessageText(41)) ++g_questions;
+  if (std::string(text) == GetMessageText(KLANG_MSG_CANCEL_RUNNING_QUESTION)) ++g_questions;
   return IDYES;
 }
 bool ChooseScratch(HWND, const char*, char* folder) {

@@ -188,7 +188,7 @@ TEST_F(RarFormat, AMissingVolumeAsksForItAndStopsWhenRefused) {
   EXPECT_GE(g_volumeAsked, 1);
   EXPECT_GT(listed.window.Rows(), 0) << "the entries before the gap are listed";
   ASSERT_FALSE(g_boxes.empty());
-  EXPECT_NE(g_boxes[0].find(GetPluginText(3)), std::string::npos);
+  EXPECT_NE(g_boxes[0].find(GetPluginText(KLANG_PLUGIN_VOLUME_MISSING)), std::string::npos);
   std::string destination = ScratchDir("rar_missing");
   g_volumeAsked = 0;
   Extract("missing.part1.rar", destination, nullptr);
@@ -222,7 +222,7 @@ TEST_F(RarFormat, ADamagedHeaderKeepsWhatWasReadAndSaysSo) {
   ASSERT_GE(listed.window.Rows(), 1);
   EXPECT_EQ(listed.Rows()[0], "4\tfirst.txt");
   ASSERT_EQ(g_boxes.size(), 1u);
-  EXPECT_NE(g_boxes[0].find(GetPluginText(10)), std::string::npos);
+  EXPECT_NE(g_boxes[0].find(GetPluginText(KLANG_PLUGIN_TAR_DAMAGED)), std::string::npos);
 }
 
 TEST_F(RarFormat, ViewWritesTheEntryToTheTemporaryFolderBeforeOpeningIt) {
@@ -237,7 +237,7 @@ TEST_F(RarFormat, ViewWritesTheEntryToTheTemporaryFolderBeforeOpeningIt) {
   EXPECT_EQ(ViewRarFile(TestData("solid.rar").c_str(), "bin\\tool.exe", 0), 1);
   EXPECT_EQ(ReadFileBytes(written), std::string("MZ\0\0", 4));
   ASSERT_EQ(g_boxes.size(), 1u);
-  EXPECT_NE(g_boxes[0].find(GetMessageText(75)), std::string::npos);
+  EXPECT_NE(g_boxes[0].find(GetMessageText(KLANG_MSG_START_PROGRAM_QUESTION)), std::string::npos);
   DeleteFileA(written);
 }
 

@@ -97,7 +97,8 @@ TEST_F(Search, StepsForwardThenBackOverHitsWithoutInflatingAgain) {
   EXPECT_EQ(GetContentEntriesSearched() - before, 6);  // each entry once
   EXPECT_TRUE(boxes.texts.empty());
   Step(1);  // past the last entry
-  EXPECT_EQ(boxes.texts, std::vector<std::string>{std::string("\"kestrelneedle\" ") + GetGenericText(45)});
+  EXPECT_EQ(boxes.texts,
+            std::vector<std::string>{std::string("\"kestrelneedle\" ") + GetGenericText(KLANG_GEN_NOT_FOUND)});
 
   // Hits name entries, not rows: sorted the other way round, stepping back still finds them.
   SortEntryRows(archive.window.list, LISTSTRUCT_FILENAME, true);
@@ -196,7 +197,7 @@ TEST_F(Search, NameSearchAndRefusals) {
   GetCurrentControlBlock()->viewComponent = folder.list;  // empty
   boxes.texts.clear();
   FindReplace(nullptr, 1);
-  EXPECT_EQ(boxes.texts, std::vector<std::string>{GetMessageText(48)});
+  EXPECT_EQ(boxes.texts, std::vector<std::string>{GetMessageText(KLANG_MSG_NOTHING_TO_SEARCH)});
 }
 
 }  // namespace

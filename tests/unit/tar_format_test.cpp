@@ -86,7 +86,7 @@ TEST_F(TarFormat, HostileEntriesAreReportedOnce) {
   snprintf(job.destination, sizeof job.destination, "%s", out.c_str());
   ExtractTarFilesFromList(&job);
   ASSERT_EQ(boxes.texts.size(), 1u);
-  EXPECT_NE(boxes.texts[0].find(GetMessageText(72)), std::string::npos);
+  EXPECT_NE(boxes.texts[0].find(GetMessageText(KLANG_MSG_UNSAFE_NAMES_SKIPPED)), std::string::npos);
   EXPECT_NE(boxes.texts[0].find("../escaped-dotdot.txt"), std::string::npos);
 }
 
@@ -100,7 +100,7 @@ TEST_F(TarFormat, ViewWritesTheEntryBelowTheTemporaryFolder) {
   EXPECT_EQ(ViewTarFile(TestData("view.tar").c_str(), "bin/tool.exe", 0), 1);
   EXPECT_EQ(ReadFileBytes(written), std::string("MZ\0\0", 4));
   ASSERT_EQ(boxes.texts.size(), 1u);
-  EXPECT_NE(boxes.texts[0].find(GetMessageText(75)), std::string::npos);
+  EXPECT_NE(boxes.texts[0].find(GetMessageText(KLANG_MSG_START_PROGRAM_QUESTION)), std::string::npos);
   EXPECT_EQ(ViewTarFile(TestData("view.tar").c_str(), "", 0), 1);
   DeleteFileA(written.c_str());
 }

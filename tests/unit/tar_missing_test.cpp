@@ -32,8 +32,8 @@ TEST(TarMissing, EveryOperationTellsTheUserTheLibraryIsMissing) {
   ExtractTarFilesFromList(&job);
   TarCreateRequest request = {};
   EXPECT_EQ(CreateTarArchive(request, {"Z:\\nowhere\\file.txt"}), -1);
-  EXPECT_EQ(boxes.titles, std::vector<std::string>(3, GetMessageText(94)));
-  EXPECT_EQ(boxes.texts, std::vector<std::string>(3, GetGenericText(12)));
+  EXPECT_EQ(boxes.titles, std::vector<std::string>(3, GetMessageText(KLANG_MSG_ERROR_TITLE)));
+  EXPECT_EQ(boxes.texts, std::vector<std::string>(3, GetGenericText(KLANG_GEN_TAR_LIBRARY_MISSING)));
   for (UINT flags : boxes.flags) EXPECT_TRUE(flags & MB_ICONERROR);
   EXPECT_EQ(window.Rows(), 0);
 }
@@ -50,8 +50,8 @@ TEST(IsoMissing, EveryOperationTellsTheUserTheLibraryIsMissing) {
   snprintf(job.archive, sizeof job.archive, "%s", block.path);
   ExtractIsoFilesFromList(&job);
   ViewIsoFile(block.path, "a.txt", 0);
-  EXPECT_EQ(boxes.titles, std::vector<std::string>(3, GetMessageText(94)));
-  EXPECT_EQ(boxes.texts, std::vector<std::string>(3, GetGenericText(42)));
+  EXPECT_EQ(boxes.titles, std::vector<std::string>(3, GetMessageText(KLANG_MSG_ERROR_TITLE)));
+  EXPECT_EQ(boxes.texts, std::vector<std::string>(3, GetGenericText(KLANG_GEN_ISO_LIBRARY_MISSING)));
   EXPECT_EQ(window.Rows(), 0);
 }
 

@@ -48,9 +48,11 @@ TEST(UpdateCheck, EachDocumentGivesItsOutcome) {
   const char* server = getenv("KESTRELIA_UPDATE_SERVER");
   const char* closed = getenv("KESTRELIA_UPDATE_CLOSED");
   ASSERT_TRUE(server && closed) << "run through tests/data/update_server.py";
-  const std::string news = std::string("news: ") + GetGenericText(78) + ": \"1.3\"\n" + GetGenericText(79) + ": \"1.2\"|";
-  const std::string newest = std::string(GetGenericText(83)) + " \"1.2\" " + GetGenericText(84) + "|";
-  const std::string failure = std::string("failure: ") + GetGenericText(80) + "|";
+  const std::string news = std::string("news: ") + GetGenericText(KLANG_GEN_NEW_VERSION) + ": \"1.3\"\n" +
+                           GetGenericText(KLANG_GEN_YOUR_VERSION) + ": \"1.2\"|";
+  const std::string newest = std::string(GetGenericText(KLANG_GEN_YOUR_VERSION_BEFORE_NEWEST)) + " \"1.2\" " +
+                             GetGenericText(KLANG_GEN_IS_THE_NEWEST) + "|";
+  const std::string failure = std::string("failure: ") + GetGenericText(KLANG_GEN_UPDATE_INFO_FAILED) + "|";
   const std::string download = "http://downloads.example/kestrelia.zip|";
   struct Case {
     const char* document;  // on the server; null: the address nothing answers at
@@ -134,7 +136,7 @@ TEST(UpdateCheck, DialogButtons) {
   for (const Case& c : cases) {
     SetSearchAndDisplayUpdatesDisabled(0);
     std::thread press([&] {
-      EXPECT_TRUE(OnDialog(GetGenericText(77), [&](HWND dialog) {
+      EXPECT_TRUE(OnDialog(GetGenericText(KLANG_GEN_CHECK_FOR_UPDATES), [&](HWND dialog) {
         HWND box = FindWindowExA(dialog, nullptr, "Button",
                                  GetConfigurationText(KLANG_CFG_CHECK_SEARCH_AND_DISPLAY_UPDATES));
         if (c.tick) SendMessageA(box, BM_CLICK, 0, 0);

@@ -87,10 +87,10 @@ TEST(ZipOpen, RefusalsAndFailuresTellTheUser) {
   ASSERT_EQ(boxes.texts.size(), 1u);
   EXPECT_EQ(boxes.titles[0], "Kestrelia");
   EXPECT_NE(boxes.texts[0].find("does_not_exist.zip"), std::string::npos);
-  EXPECT_NE(boxes.texts[0].find(GetMessageText(35)), std::string::npos);
+  EXPECT_NE(boxes.texts[0].find(GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE)), std::string::npos);
 
   EXPECT_EQ(OpenCompressedFile(TestData("plain.txt").c_str(), nullptr), OPEN_REFUSED);
-  EXPECT_EQ(boxes.texts.back(), GetMessageText(71));
+  EXPECT_EQ(boxes.texts.back(), GetMessageText(KLANG_MSG_NOT_AN_ARCHIVE));
   EXPECT_EQ(IsOpenInProgress(), 0);
 
   ASSERT_EQ(ClaimOperation(OPERATION_JOB), OPERATION_NONE);
@@ -119,7 +119,7 @@ TEST(ZipOpen, DamagedArchiveFailsWithTheProgramsMessage) {
   for (int i = 0; i < 6000 && IsOpenInProgress(); ++i) Sleep(10);  // generous: a loaded machine
   EXPECT_EQ(IsOpenInProgress(), 0);
   ASSERT_EQ(boxes.titles.size(), 1u);
-  EXPECT_EQ(boxes.titles[0], GetMessageText(94));
+  EXPECT_EQ(boxes.titles[0], GetMessageText(KLANG_MSG_ERROR_TITLE));
   EXPECT_NE(boxes.texts[0].find("damaged.zip"), std::string::npos);
   EXPECT_EQ(window.Rows(), 0);
   block->list = nullptr;
