@@ -170,14 +170,18 @@ void Skip(const char* path) {
 }
 
 // Folders are never encrypted: there is nothing to hide and readers would ask for a password.
-// A raw entry takes bytes the pipeline compressed; the sizes and the CRC come on closing.
-int OpenEntry(zipFile zip, const zfts& options, const char* name, uLong dosDate, uLong crc, int zip64, int raw) {
+// Nor deflated: an empty stream takes two bytes.
+// A raw entry takes bytes the pipeline compressed (or, stored, the file's own); the sizes
+// and the CRC come on closing.
+int OpenEntry(zipFile zip, const zfts& options, const char* name, uLong dosDate, uLong crc, int zip64, int raw,
+              bool store = false) {
   size_t n = strlen(name);
   bool folder = n && name[n - 1] == '/';
   zip_fileinfo info = {};
   info.dosDate = dosDate;
-  return zipOpenNewFileInZip4_64(zip, name, &info, nullptr, 0, nullptr, 0, nullptr, options.level ? Z_DEFLATED : 0,
-                                 options.level, raw, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY,
+  bool deflated = options.level && !store && !folder;
+  return zipOpenNewFileInZip4_64(zip, name, &info, nullptr, 0, nullptr, 0, nullptr, deflated ? Z_DEFLATED : 0,
+                                 deflated ? options.level : 0, raw, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY,
                                  options.password[0] && !folder ? options.password : nullptr, crc,
                                  kMadeByNtfs | (zip64 ? 45 : 20),
                                  NeedsUtf8Flag(name) ? 0x800 : 0, zip64);
@@ -213,6 +217,7 @@ struct PendingEntry {
   bool hasCrcInAdvance;
   int zip64;
   bool opened, failed;
+  bool stored;  // deflate did not shrink its first block: the file goes as it is
   uint64_t size;
   uLong crc;
 };
@@ -237,12 +242,18 @@ void WriteBlock(Writer& w, DeflateBlock* b) {
   }
   if (!e->opened && !e->failed) {
     uLong crc = e->hasCrcInAdvance ? e->crcInAdvance : b->last ? b->crc : 0;
-    int err = OpenEntry(w.zip, *w.options, e->name, e->dosDate, crc, e->zip64, 1);
+    // Data that does not shrink (packed, encrypted, random) would come out larger deflated.
+    // A file of one block is judged whole; a larger one by its first block, as the entry's
+    // method is fixed before the rest is compressed.
+    e->stored = w.options->level && !b->failed && b->outLength >= b->inLength;
+    int err = OpenEntry(w.zip, *w.options, e->name, e->dosDate, crc, e->zip64, 1, e->stored);
     e->opened = err == ZIP_OK;
     e->failed = !e->opened;
     if (e->failed) Log(1, GetVerbose(), "%s: error in opening %s in the zipfile (%d)", w.caller, e->name, err);
   }
-  if (e->opened && (b->failed || zipWriteInFileInZip(w.zip, b->out, static_cast<unsigned>(b->outLength)) < 0))
+  const void* data = e->stored ? static_cast<const void*>(b->in) : b->out;
+  size_t length = e->stored ? b->inLength : b->outLength;
+  if (e->opened && ((b->failed && !e->stored) || zipWriteInFileInZip(w.zip, data, static_cast<unsigned>(length)) < 0))
     Log(2, GetVerbose(), "%s: error in writing %s into the zipfile", w.caller, e->path);
   e->crc = crc32_combine(e->crc, b->crc, static_cast<z_off_t>(b->inLength));
   e->size += b->inLength;

@@ -71,6 +71,14 @@ for line in lines:
     pw_unzip = ["-P", password] if password else []
     pw_7z = ["-p" + password] if password else ["-p"]
     run(archive + " unzip -t", ["unzip", "-tq"] + pw_unzip + [path])
+    # No entry is written deflated into more bytes than it has (an encrypted one carries a
+    # 12-byte header on top).
+    listing = subprocess.run(["unzip", "-v", path], stdout=subprocess.PIPE, env=ENV).stdout.decode(errors="replace")
+    for row in listing.splitlines():
+        cols = row.split(None, 7)
+        if len(cols) == 8 and cols[0].isdigit() and cols[1].startswith("Defl") and \
+                int(cols[2]) - (12 if password else 0) >= int(cols[0]):
+            failures.append("%s: %s deflated from %s into %s bytes" % (archive, cols[7], cols[0], cols[2]))
     run(archive + " 7zz t", ["7zz", "t", "-bd"] + pw_7z + [path])
     for tool in ("unzip", "7zz"):
         dest = tempfile.mkdtemp(prefix="created_")
