@@ -569,6 +569,21 @@ int ExtractRarFilesFromList(ExtractJob* job) {
   return result;
 }
 
+int ExtractRarFolder(ExtractJob* job, const char* folder) {
+  // The tree may give the folder with either separator, and with or without its last one;
+  // a chosen name ending in "\" takes everything below it.
+  std::string below = folder ? folder : "";
+  for (char& c : below)
+    if (c == '/') c = '\\';
+  if (!below.empty() && below.back() != '\\') below += '\\';
+  EntrySelection chosen;
+  chosen.names.push_back(below);
+  job->chosen = &chosen;
+  int result = ExtractRarFilesFromList(job);
+  job->chosen = nullptr;
+  return result;
+}
+
 int ViewRarFile(const char* archive, const char* entryName, int openWith) {
   if (!entryName || !*entryName) {
     Log(2, GetVerbose(), "ViewRarFile: no File selected - cannot view");
@@ -624,6 +639,7 @@ void RegisterRarFormat() {
   ArchiveOperations ops = {};
   ops.listing = ListRarArchive;
   ops.extract = ExtractRarFilesFromList;
+  ops.extractFolder = ExtractRarFolder;
   ops.view = ViewRarFile;
   RegisterArchiveOperations(ARCHIVE_RAR, ops);
 }

@@ -20,6 +20,8 @@ DWORD WINAPI ListRarArchive(LPVOID block);
 // The extraction worker of a run: every entry, or the chosen rows (a chosen name ending in
 // "\" takes everything below that folder). 0, or 100 when the user cancelled.
 int ExtractRarFilesFromList(ExtractJob* job);
+// The run over everything below a folder of the tree ("docs\\deep\\", either separator).
+int ExtractRarFolder(ExtractJob* job, const char* folder);
 // Writes one entry to the temporary folder and opens it; 0 when handed on.
 int ViewRarFile(const char* archive, const char* entryName, int openWith);
 

@@ -164,6 +164,20 @@ TEST_F(RarFormat, ExtractsTheChosenRowsAndFoldersOnly) {
   }
 }
 
+TEST_F(RarFormat, ExtractsEverythingBelowAFolderOfTheTree) {
+  for (const char* folder : {"docs", "docs/deep\\"}) {
+    std::string destination = ScratchDir("rar_folder");
+    ExtractJob job = {};
+    snprintf(job.archive, sizeof job.archive, "%s", TestData("plain.rar").c_str());
+    snprintf(job.destination, sizeof job.destination, "%s", destination.c_str());
+    job.silent = 1;
+    EXPECT_EQ(ExtractRarFolder(&job, folder), 0) << folder;
+    std::set<std::string> expected = {"docs/deep/note.md"};
+    if (std::string(folder) == "docs") expected = {"docs/deep/note.md", "docs/numbers.txt", "docs/zero.bin"};
+    EXPECT_EQ(FileNames(destination), expected) << folder;
+  }
+}
+
 TEST_F(RarFormat, AWrongPasswordWritesNothingAndIsForgotten) {
   struct Case {
     const char* archive;
