@@ -16,6 +16,7 @@
 #include "services/runtime_library.h"
 #include "services/worker.h"
 #include "jobs/extract_job.h"
+#include "jobs/extract_run.h"
 
 #include <objbase.h>
 
@@ -225,6 +226,29 @@ DWORD WINAPI ListIsoFilesThread(LPVOID parameter) {
 
 int ExtractIsoFilesFromList(ExtractJob* job) { return ExtractIsoRun(job, nullptr); }
 
+int TestIsoFiles(const char* archive, const EntrySelection* chosen, int silent, uint64_t* tested) {
+  HeaderRun run = {};
+  run.caller = "TestIsoFiles";
+  run.operation = HEADER_TEST;
+  run.chosen = chosen;
+  run.progress = !silent;
+  if (chosen) {
+    run.entries = chosen->names.size();
+    run.bytes = chosen->bytes;
+  } else if (LoadIsoLibrary()) {
+    if (auto count = IsoDll::IsoFileCount()) run.entries = static_cast<uint64_t>(count(archive, &run.bytes));
+  }
+  BeginExtractionRun(GetMainWindowHandle(), true);
+  int result = RunOverImage(archive, &run);
+  for (const EntryFailure& failure : run.failures.items)
+    AddRunFailure(failure.name.c_str(), failure.reason, failure.detail.empty() ? nullptr : failure.detail.c_str());
+  // The walk stopped at damage: what lay behind it was never tested.
+  if (run.damaged) AddRunFailure(archive, FAILURE_TRUNCATED);
+  EndExtractionRun(GetMainWindowHandle());
+  if (tested) *tested = run.taken.size();
+  return result == 1 ? -1 : result;
+}
+
 int ExtractIsoFolder(ExtractJob* job, const char* folder) {
   // The tree may give the folder with either separator, and with or without its last one.
   std::string below = folder ? folder : "";
@@ -275,5 +299,6 @@ void RegisterIsoFormat() {
   ops.extract = ExtractIsoFilesFromList;
   ops.extractFolder = ExtractIsoFolder;
   ops.view = ViewIsoFile;
+  ops.test = TestIsoFiles;
   RegisterArchiveOperations(ARCHIVE_ISO, ops);
 }

@@ -7,6 +7,7 @@
 #include "plugins/include/kestrelia_iso.h"
 
 struct ExtractJob;
+struct EntrySelection;
 
 // Hands the kind's operations to the table of archive kinds.
 void RegisterIsoFormat();
@@ -20,6 +21,9 @@ DWORD WINAPI ListIsoFilesThread(LPVOID block);
 int ExtractIsoFilesFromList(ExtractJob* job);
 // Extracts the entries below a folder of the image ("a\\b\\"); as ExtractIsoFilesFromList.
 int ExtractIsoFolder(ExtractJob* job, const char* folder);
+// Reads every entry (or only the chosen rows') through, writing nothing; the failures go to
+// the run's report. 0, 100 when the user cancelled, -1 when the image could not be read (told).
+int TestIsoFiles(const char* archive, const EntrySelection* chosen, int silent, uint64_t* tested);
 // Writes one entry (its full "\" name) to the temporary folder and opens it; 0 when handed on.
 int ViewIsoFile(const char* archive, const char* entryName, int openWith);
 

@@ -166,6 +166,21 @@ TEST_F(IsoFormat, RefusedAndFailedEntriesAreNamedOnce) {
   EXPECT_NE(boxes.texts[0].find(GetPluginText(KLANG_PLUGIN_TAR_DAMAGED)), std::string::npos);
 }
 
+TEST_F(IsoFormat, TestReadsEveryEntryAndNamesWhatFails) {
+  const struct {
+    const char* image;
+    int result;
+    uint64_t tested;
+    bool failed;
+  } cases[] = {{"rockridge.iso", 0, 4, false}, {"truncated.iso", 0, 0, true}, {"garbage.iso", -1, 0, false}};
+  for (const auto& c : cases) {
+    uint64_t tested = 99;
+    EXPECT_EQ(TestIsoFiles(TestData(c.image).c_str(), nullptr, 1, &tested), c.result) << c.image;
+    EXPECT_EQ(tested, c.tested) << c.image;
+    EXPECT_EQ(!GetLastRunFailures().items.empty(), c.failed) << c.image;
+  }
+}
+
 TEST_F(IsoFormat, DamagedImagesAreToldOnce) {
   for (const char* image : {"garbage.iso", "huge.iso"}) {
     boxes.texts.clear();
