@@ -11,7 +11,7 @@ SOURCES = (".c", ".cpp", ".h", ".rc")
 
 
 def read_layers():
-    rank, forbidden, plugin, free, debts = {}, set(), [], set(), set()
+    rank, forbidden, plugin, free, debts, only = {}, set(), [], set(), set(), {}
     level = 0
     for raw in open(os.path.join(root, "LAYERS"), encoding="utf-8"):
         line = raw.split("#", 1)[0].strip()
@@ -22,6 +22,8 @@ def read_layers():
             forbidden.add((words[1], words[2]))
         elif words[0] == "plugin":
             plugin = words[1:]
+        elif words[0] == "only":
+            only[words[1]] = words[2:]
         elif words[0] == "free":
             free.update(words[1:])
         elif "->" in line:
@@ -30,7 +32,7 @@ def read_layers():
             for folder in words:
                 rank[folder] = level
             level += 1
-    return rank, forbidden, plugin, free, debts
+    return rank, forbidden, plugin, free, debts, only
 
 
 def program_files():
@@ -50,7 +52,7 @@ def folder_of(rel):
 
 
 def main():
-    rank, forbidden, plugin, free, debts = read_layers()
+    rank, forbidden, plugin, free, debts, only = read_layers()
     offences, used_debts = [], set()
     graph = {}
     for rel in program_files():
@@ -66,6 +68,8 @@ def main():
                 own = rel.split("/")[1]
                 ok = header.startswith(f"plugins/{own}/") or any(
                     header == p or header.startswith(p.rstrip("/") + "/") for p in plugin)
+            elif top in only and target != top:
+                ok = header in only[top]
             elif target == top:
                 ok = True
                 module = lambda p: os.path.splitext(p)[0]
