@@ -374,14 +374,16 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int) {
   g_language = PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_GERMAN ? 1 : 0;
   int argc = 0;
   wchar_t** argv = CommandLineToArgvW(GetCommandLineW(), &argc);
+  // A script's run never waits on a box, wherever its /s stands.
   bool silent = false;
+  for (int i = 1; i < argc; ++i) silent = silent || !_wcsicmp(argv[i], L"/s");
   std::wstring destination;
   std::string password;
   for (int i = 1; i < argc; ++i) {
     std::wstring option = argv[i];
     for (auto& c : option) c = towlower(c);
     if (option == L"/s")
-      silent = true;
+      continue;
     else if (option == L"/d" && i + 1 < argc)
       destination = argv[++i];
     else if (option == L"/p" && i + 1 < argc)
