@@ -3,6 +3,7 @@
 
 #include "res/resource.h"
 #include "app/main_state.h"
+#include "app/self_extracting.h"
 #include "formats/formats.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
@@ -33,6 +34,7 @@ HWND Owner() { return GetMainWindowHandle(); }
 // The worker's last word: a written archive becomes the open one and is listed afresh.
 void CreationFinished(const char* archive, int result) {
   if (result != CREATE_OK || GetFileAttributesA(archive) == INVALID_FILE_ATTRIBUTES) return;
+  SelfExtractingAfterCreation(archive);
   SetCurrentArchivePath(archive);
   if (HWND main = Owner()) PostMessageA(main, WM_COMMAND, MAKEWPARAM(IDM_RELOAD, 0), 0);
 }

@@ -2,6 +2,7 @@
 #include "app/main_state.h"
 
 #include "app/about_dialog.h"
+#include "app/self_extracting.h"
 #include "app/archive_builder.h"
 #include "res/resource.h"
 #include "app/main_recent.h"
@@ -112,6 +113,7 @@ enum CommandNeed {
   NEED_SELECTION = 8,  // a row of the current view, or the focused tree's folder, is selected
   NEED_TEST = 16,      // the open archive's kind can test its entries
   NEED_WRITABLE = 32,  // the open archive's kind takes added files
+  NEED_SELF_EXTRACTING = 64,  // the open archive's kind makes self-extracting programs
 };
 
 struct Command {
@@ -151,7 +153,7 @@ const Command kCommands[] = {
     {IDM_FULL_LIST, CmdFullList, KEY_NONE, 0, 0, 0},
     {IDM_FOLDER_TREE, CmdFolderTree, KEY_NONE, 0, 0, 0},
     {IDM_RELOAD, CmdReload, KEY_ACCELERATOR, 0, VK_F5, kOnArchive},
-    {IDM_SELF_EXTRACTING, nullptr, KEY_NONE, 0, 0, kOnRows},
+    {IDM_SELF_EXTRACTING, CmdSelfExtracting, KEY_NONE, 0, 0, kOnRows | NEED_SELF_EXTRACTING},
     {IDM_CONFIGURATION, nullptr, KEY_NONE, 0, 0, 0},
     {IDM_LANGUAGE, CmdLanguage, KEY_NONE, 0, 0, 0},
     {IDM_REGISTRY_VALUES, CmdRegistryValues, KEY_ACCELERATOR, FCONTROL, '9', 0},
@@ -215,18 +217,18 @@ namespace {
 
 struct MenuLayout {
   int menu;
-  int items[12];  // 0 ends, -1 is a separator
+  int items[14];  // 0 ends, -1 is a separator
 };
 
 const MenuLayout kMenus[] = {
     {IDM_MENU_FILE,
      {IDM_OPEN, IDM_RECENT, IDM_CLOSE_ARCHIVE, -1, IDM_NEW_ARCHIVE, IDM_ADD_FILES, IDM_ADD_FOLDER, -1,
-      IDM_EXTRACT_ALL, IDM_EXTRACT_SELECTED, IDM_TEST_ARCHIVE, 0}},
+      IDM_EXTRACT_ALL, IDM_EXTRACT_SELECTED, IDM_TEST_ARCHIVE, -1, IDM_SELF_EXTRACTING, 0}},
     {IDM_MENU_EDIT,
      {IDM_VIEW_ENTRY, IDM_OPEN_WITH, -1, IDM_DELETE, IDM_RENAME, -1, IDM_SELECT_ALL, IDM_FIND, IDM_FIND_IN_CONTENTS,
       IDM_FIND_NEXT, IDM_FIND_PREVIOUS, 0}},
     {IDM_MENU_VIEW, {IDM_FULL_LIST, IDM_FOLDER_TREE, -1, IDM_RELOAD, -1, IDM_PROPERTIES, 0}},
-    {IDM_MENU_TOOLS, {IDM_SELF_EXTRACTING, -1, IDM_CONFIGURATION, IDM_LANGUAGE, IDM_REGISTRY_VALUES, 0}},
+    {IDM_MENU_TOOLS, {IDM_CONFIGURATION, IDM_LANGUAGE, IDM_REGISTRY_VALUES, 0}},
     {IDM_MENU_HELP, {IDM_HELP, IDM_CHECK_UPDATE, -1, IDM_ABOUT, 0}},
 };
 
@@ -287,6 +289,7 @@ bool CanRunCommand(int id) {
   if ((c->needs & NEED_SELECTION) && !HasSelection()) return false;
   if ((c->needs & NEED_TEST) && !ArchiveFormatOrZip(GetArchiveKind(), "CanRunCommand")->ops.test) return false;
   if ((c->needs & NEED_WRITABLE) && !CanAddToOpenArchive()) return false;
+  if ((c->needs & NEED_SELF_EXTRACTING) && !CanMakeSelfExtracting()) return false;
   return true;
 }
 

@@ -35,6 +35,10 @@ struct RBTree;
 // and moves each to its new path. 0 on success, else negative with the user's sentence for
 // the failure in failure ("" for a plain "nothing found").
 typedef int (*RewriteProc)(const char* archive, RBTree* changes, char* failure, size_t failureSize);
+// Makes a self-extracting program of the archive on the calling worker: asks for the target
+// (and whether to replace one that exists), seals the program with the password when one is
+// given (""; none), shows its progress and its result. 0 when the program was made.
+typedef int (*SelfExtractingProc)(const char* archive, const char* password, HWND owner);
 
 // A null operation means the kind cannot do it (its plug-in is missing or it has none).
 // The extraction, folder and test workers are defined with the runs in jobs/extract_job.h.
@@ -49,6 +53,7 @@ struct ArchiveOperations {
   RewriteProc remove;              // entries deleted
   RewriteProc rename;              // entries renamed or moved
   EncryptionProc detectEncryption;
+  SelfExtractingProc selfExtracting;  // the archive made into a self-extracting program
 };
 
 struct ArchiveFormat {

@@ -5,6 +5,7 @@
 #include "zip/zip_operations.h"
 #include "zip/create.h"
 #include "zip/extract.h"
+#include "zip/sfx_builder.h"
 #include "zip/zip_listing.h"
 
 void RegisterZipFormat() {
@@ -19,6 +20,7 @@ void RegisterZipFormat() {
   ops.remove = DeleteZipEntries;
   ops.rename = RenameZipEntries;
   ops.detectEncryption = DetectArchiveEncryption;
+  ops.selfExtracting = MakeSelfExtractingProgram;
   RegisterArchiveOperations(ARCHIVE_ZIP, ops);
   RegisterArchiveOperations(ARCHIVE_ZIP64, ops);
 }

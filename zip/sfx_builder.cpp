@@ -243,6 +243,24 @@ int BuildSelfExtractingAsk(SfxBuildJob* job) {
   return Build(job, target, false);
 }
 
+int MakeSelfExtractingProgram(const char* archive, const char* password, HWND owner) {
+  SfxBuildJob job = {};
+  char folder[MAX_PATH];
+  if (!GetTempPathA(sizeof folder, folder) || !GetTempFileNameA(folder, "ksx", 0, job.archive) ||
+      !CopyFileA(archive, job.archive, FALSE)) {
+    Box(owner, GetMessageText(94), MB_ICONERROR, "cannot create self extracting file: %s", job.archive);
+    DeleteFileA(job.archive);
+    return SFX_BUILD_FAILED;
+  }
+  snprintf(job.password, sizeof job.password, "%s", password ? password : "");
+  job.encrypt = job.password[0] != 0;
+  job.owner = owner;
+  job.showProgress = 1;
+  int result = BuildSelfExtractingAsk(&job);
+  SecureZeroMemory(job.password, sizeof job.password);
+  return result;
+}
+
 int BuildSelfExtracting(SfxBuildJob* job, const char* target) {
   ShowTarget(job, target);
   return Build(job, target, true);

@@ -23,3 +23,7 @@ constexpr WORD kSfxHeaderId = 111;
 int BuildSelfExtractingAsk(SfxBuildJob* job);
 // The target given by the caller.
 int BuildSelfExtracting(SfxBuildJob* job, const char* target);
+
+// The ZIP kind's operation for the window: the builder with the save dialog and its progress
+// dialog, on a copy of the archive (the builder deletes what it embeds). SFX_BUILD_*.
+int MakeSelfExtractingProgram(const char* archive, const char* password, HWND owner);

@@ -6,12 +6,12 @@
    Every number of a range below answers with a non-empty text in every language; a number
    outside the ranges answers with the empty string, never with a null pointer.
 
-     GetMessageText              0..116, 130..146
+     GetMessageText              0..116, 130..147
      GetGenericText              0..87
      GetMenuText                 5001..5005 (the menus of res/resource.h)
      GetMenuItemText             4001..4031 except 4025 (command identifiers of res/resource.h);
                                  captions carry their & accelerator but no shortcut key
-     GetPopupText                0..26 (KLANG_POPUP_*)
+     GetPopupText                0..27 (KLANG_POPUP_*)
      GetStatusWindowToolTipText  0..5, one per status-bar part
      GetToolBarText, GetToolBarToolTipText
                                  0..11, the main tool bar's buttons in their order
@@ -107,6 +107,7 @@
 #define KLANG_POPUP_SORT_ASCENDING 24
 #define KLANG_POPUP_SORT_DESCENDING 25
 #define KLANG_POPUP_RELOAD 26
+#define KLANG_POPUP_SELF_EXTRACTING 27
 
 /* Configuration dialog (GetConfigurationText): title, groups, one label per option of the
    option word (named after the option) and the dialog's other controls. */

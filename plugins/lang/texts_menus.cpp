@@ -40,7 +40,7 @@ const LangText menuItems[] = {
     {4019, "Folder &tree", "&Ordnerbaum"},
     {4020, "&Reload", "&Neu laden"},
     // Tools
-    {4021, "&Self-extracting archive...", "&Selbstentpackendes Archiv..."},
+    {4021, "&Make self-extracting archive...", "Selbstentpac&kendes Archiv..."},
     {4022, "&Configuration...", "&Konfiguration..."},
     {4023, "&Language...", "S&prache..."},
     {4024, "Registry &values", "&Registrierungswerte"},
@@ -79,6 +79,7 @@ const LangText popup[] = {
     {24, "Sort &ascending", "&Aufsteigend sortieren"},
     {25, "Sort &descending", "Ab&steigend sortieren"},
     {26, "&Reload", "&Neu laden"},
+    {27, "&Make self-extracting archive...", "&Selbstentpackendes Archiv..."},
 };
 }  // namespace
 

@@ -174,6 +174,8 @@ const LangText messages[] = {
     {144, "TAR archives", "TAR-Archive"},
     {145, "ISO images", "ISO-Abbilder"},
     {146, "RAR archives", "RAR-Archive"},
+    {147, "Protect the self-extracting archive with a password?\n\nWithout the password nobody can extract it.",
+     "Das selbstentpackende Archiv mit einem Kennwort schützen?\n\nOhne das Kennwort kann es niemand entpacken."},
 };
 }  // namespace
 
