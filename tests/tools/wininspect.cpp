@@ -12,7 +12,7 @@
 // (exit code 0 once it is gone).
 // --drop PATH drops a file on the window as the shell would (WM_DROPFILES).
 // --move X,Y places the window's top left corner there, as a person's drag would end.
-// --ok and --yes press the window's OK or Yes button (a message box answers only its buttons).
+// --ok, --yes and --no press the window's OK, Yes or No button (a message box answers only its buttons).
 // Exit code 0 when the window was found, 1 otherwise.
 #include "services/base.h"
 
@@ -279,6 +279,7 @@ int main(int argc, char** argv) {
     else if (!strcmp(argv[i], "--close")) close = true;
     else if (!strcmp(argv[i], "--ok")) press = IDOK;
     else if (!strcmp(argv[i], "--yes")) press = IDYES;
+    else if (!strcmp(argv[i], "--no")) press = IDNO;
     else if (!strcmp(argv[i], "--rows") && i + 1 < argc) g_maxRows = atoi(argv[++i]);
     else if (!strcmp(argv[i], "--class") && i + 1 < argc) cls = argv[++i];
     else if (!strcmp(argv[i], "--until-rows") && i + 1 < argc) untilRows = atoi(argv[++i]);
