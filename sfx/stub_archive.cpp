@@ -2,7 +2,7 @@
 #include "sfx/stub_archive.h"
 
 #include "sfx/sfx_cipher.h"
-#include "zip/entry_name_safety.h"
+#include "jobs/entry_name_safety.h"
 #include "zip/entry_names.h"
 
 #include <unzip.h>
