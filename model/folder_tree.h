@@ -72,7 +72,7 @@ size_t WalkPrefixRun(RBTree* index, const char* prefix, const std::function<void
 
 // One record of TVRBTreeDataReady read back, fields split with runs of "*" as one delimiter.
 struct TreeRecordFields {
-  char fullName[kPathBuf];
+  char fullName[kPathBuf * 3];  // as long as the record: a name past 259 characters stays whole
   const char* displayName;  // behind the last separator of fullName; "" for a folder record
   uint64_t compressed;
   uint64_t uncompressed;
