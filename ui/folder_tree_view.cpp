@@ -29,6 +29,9 @@ volatile LONG g_fillCount = 0;
 // Whether the running fill took the operation claim; a fill that a rewrite's end asks for
 // runs beside that rewrite and must leave its claim alone.
 bool g_fillClaimed = false;
+// A selection that came while a fill ran waits for the fill timer; until it fires, the list
+// is not yet the selected folder's.
+bool g_fillDeferred = false;
 // Set while the tree is rebuilt: the selection changes that deleting and inserting items
 // cause must not start fills.
 bool g_synchronizing = false;
@@ -132,7 +135,7 @@ void RequestFill(const char* key) {
     SetTvnCached(key);
     printf("setting tvncached %s\n", key);
     KillTimer(g_views.window, IDT_TREE_FILL);
-    SetTimer(g_views.window, IDT_TREE_FILL, kTreeFillDelayMs, nullptr);
+    g_fillDeferred = SetTimer(g_views.window, IDT_TREE_FILL, kTreeFillDelayMs, nullptr) != 0;
     return;
   }
   SetTVNSem(1);
@@ -235,6 +238,8 @@ int GetTreeFolderIcon() {
 }
 
 long GetTreeListFillCount() { return g_fillCount; }
+
+bool IsTreeFillPending() { return GetTVNSem() || IsTreeListRefilling() || g_fillDeferred; }
 
 int TreeViewGetPath(HWND tree, HTREEITEM item, char* out, size_t outSize, int withDepth, int parentDepth) {
   std::string path;
@@ -476,6 +481,7 @@ void OnTreeSelectionChanged(HWND tree) {
 
 void OnTreeFillTimer() {
   KillTimer(g_views.window, IDT_TREE_FILL);
+  g_fillDeferred = false;
   if (g_views.tree) OnTreeSelectionChanged(g_views.tree);
 }
 

@@ -61,6 +61,9 @@ bool GetComboItemText(HWND combo, int index, char* text, size_t size);
 DWORD WINAPI DoTvnChanged(LPVOID key);
 // Fill threads started since the program began (a burst must start only one more).
 long GetTreeListFillCount();
+// A fill runs, or a selection waits for its turn: the folder list is not yet the selected
+// folder's.
+bool IsTreeFillPending();
 
 // Removes the folders below and after item that hold nothing any more, and then the parents
 // that became empty by it; their address box items too when alsoCombo is set.

@@ -47,7 +47,7 @@ class FolderTreeView : public ::testing::Test {
   // A selection starts its fill at once; the fill talks to the lists, so this thread serves
   // them until it ends.
   void WaitForFill() {
-    EXPECT_TRUE(PumpUntil([] { return !GetTVNSem() && !IsTreeListRefilling(); })) << "the fill did not end";
+    EXPECT_TRUE(PumpUntil([] { return !IsTreeFillPending(); })) << "the fill did not end";
   }
   void Select(const char* folder) {
     HTREEITEM item = FindTreeItemString(tree_, folder);
