@@ -74,6 +74,9 @@ void PublishFinishedListing(ArchiveControlBlock* block) {
   snprintf(title, sizeof title, "%s: %s", "Kestrelia", block->path);
   if (HWND main = GetMainWindowHandle()) SetWindowTextA(main, title);
   GetViewHooks().applyStoredSort();
+  // Recorded with the rows, not when the listing thread lets go: a window closed in between
+  // would otherwise forget an archive the user saw listed.
+  if (GetEntryRowCount(block->list) > 0) GetViewHooks().addRecent(block->path);
   if (HWND status = GetStatusBarHandle()) InvalidateRect(status, nullptr, TRUE);
 }
 
@@ -81,7 +84,6 @@ void ShowListedArchive(ArchiveControlBlock* block) {
   if (block->viewComponent && block->viewComponent == block->treeList) GetViewHooks().rebuildTreeList();
   if (GetEntryRowCount(block->list) > 0) {
     GetViewHooks().setWindowTitle(block->path);
-    GetViewHooks().addRecent(block->path);
     if (!IsWindowEnabled(block->list)) EnableWindow(block->list, TRUE);
     GetViewHooks().refreshToolbar();
   }

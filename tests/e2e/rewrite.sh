@@ -77,10 +77,12 @@ eventually 30 renamed_on_disk
 direct=$(grep -c '^papers/[^/]*$' <<<"$expected")
 entries="$direct entries"
 [ "$direct" = 1 ] && entries="1 entry"
-# The tree is derived again with the renamed folder selected and its entries listed.
+# The tree is derived again with the renamed folder selected and its entries listed; the
+# status pane may count them a moment before the folder's fill has put the rows in.
 papers_listed() {
   out=$(inspect --rows 10)
-  grep -q '^tree item papers at.*(selected)' <<<"$out" && grep -qF "status 1: $entries" <<<"$out"
+  grep -q '^tree item papers at.*(selected)' <<<"$out" && grep -qF "status 1: $entries" <<<"$out" &&
+    [ "$(grep -c '^row ' <<<"$out")" = "$direct" ]
 }
 eventually 30 papers_listed
 expect_eq "every entry below the folder moved with it" "$expected" "$(names)"
