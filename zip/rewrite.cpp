@@ -11,6 +11,7 @@
 #include "zip/entry_names.h"
 #include "zip/rewrite_output.h"
 #include "jobs/safe_replace.h"
+#include "jobs/system_words.h"
 #include "zip/zip_io.h"
 #include "zip/zip_open.h"
 
@@ -90,17 +91,6 @@ bool IsAscii(const char* text) {
   for (const unsigned char* p = reinterpret_cast<const unsigned char*>(text); *p; ++p)
     if (*p >= 0x80) return false;
   return true;
-}
-
-std::string SystemErrorText(DWORD error) {
-  char text[512] = "";
-  if (error) {
-    FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text,
-                   sizeof text, nullptr);
-  }
-  size_t n = strlen(text);
-  while (n && (text[n - 1] == '\n' || text[n - 1] == '\r' || text[n - 1] == ' ')) text[--n] = 0;
-  return text;
 }
 
 void SetFailure(const char* archive, DWORD error) {
