@@ -8,8 +8,13 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "services/external_app.h"
+#include "jobs/entry_name_safety.h"
 #include "jobs/extract_job.h"
+#include "jobs/extract_run.h"
 
+#include <cstdio>
+#include <cstring>
 #include <unordered_set>
 
 namespace {
@@ -17,6 +22,42 @@ namespace {
 bool IsBelow(const std::string& name, const std::string& folder) {
   return name.size() > folder.size() && name.compare(0, folder.size(), folder) == 0;
 }
+
+// The tree and the rows may give a name with either separator; entries carry "\".
+std::string Backslashed(std::string name) {
+  for (char& c : name)
+    if (c == '/') c = '\\';
+  return name;
+}
+
+// The entries a run takes: the chosen files, everything below a chosen folder (a name ending
+// in "\") or below the run's folder, else all.
+struct RunScope {
+  bool all;
+  std::unordered_set<std::string> names;
+  std::vector<std::string> folders;
+
+  explicit RunScope(const HeaderRun& run) : all(!run.chosen && run.folder.empty()) {
+    if (run.chosen) {
+      for (const std::string& chosen : run.chosen->names) {
+        std::string name = Backslashed(chosen);
+        if (!name.empty() && name.back() == '\\') folders.push_back(name);
+        else names.insert(name);
+      }
+    }
+    if (!run.folder.empty()) {
+      std::string folder = Backslashed(run.folder);
+      if (folder.back() != '\\') folder += '\\';
+      folders.push_back(folder);
+    }
+  }
+  bool Takes(const std::string& name) const {
+    if (all || names.count(name)) return true;
+    for (const std::string& folder : folders)
+      if (IsBelow(name, folder)) return true;
+    return false;
+  }
+};
 
 // The progress dialog counts entries when there are many, else the percent of the bytes.
 struct RunProgress {
@@ -75,11 +116,13 @@ int ListHeaderEntries(ArchiveControlBlock* block, const HeaderSource& source) {
     if (!(entry.attributes & kHeaderFolder)) {
       ++totals.entries;
       totals.uncompressed += entry.size;
-      totals.compressed += entry.size;
+      totals.compressed += entry.packed;
+      if (entry.encrypted) SetArchiveEncrypted(1);
       size_t slash = entry.name.rfind('\\');
       const char* part = slash == std::string::npos ? entry.name.c_str() : entry.name.c_str() + slash + 1;
       if (block->list)
-        InsertEntryRow(block->list, entry.stamp, part, entry.name.c_str(), block->folders, entry.size, entry.size);
+        InsertEntryRow(block->list, entry.stamp, part, entry.name.c_str(), block->folders, entry.packed, entry.size,
+                       entry.encrypted);
     }
     source.process(source.context, HEADER_SKIP, nullptr, nullptr);
   }
@@ -87,10 +130,9 @@ int ListHeaderEntries(ArchiveControlBlock* block, const HeaderSource& source) {
 }
 
 int RunHeaderEntries(const HeaderSource& source, HeaderRun* run) {
-  std::unordered_set<std::string> wanted;
-  if (run->chosen)
-    for (const std::string& name : run->chosen->names) wanted.insert(name);
+  RunScope scope(*run);
   RunProgress progress(*run);
+  bool writes = run->operation == HEADER_EXTRACT;
   HeaderEntry entry;
   int end, result = 0;
   while ((end = source.next(source.context, &entry)) == 0) {
@@ -100,15 +142,23 @@ int RunHeaderEntries(const HeaderSource& source, HeaderRun* run) {
       break;
     }
     bool folder = (entry.attributes & kHeaderFolder) != 0;
-    bool inScope = run->chosen ? wanted.count(entry.name) != 0 : run->folder.empty() || IsBelow(entry.name, run->folder);
     // A whole archive or folder brings its empty folders along; a choice of rows names files.
-    bool take = inScope && !(entry.attributes & kHeaderHidden) &&
-                (!folder || (!run->chosen && run->operation == HEADER_EXTRACT));
+    bool take = scope.Takes(entry.name) && !(entry.attributes & kHeaderHidden) &&
+                (!folder || (!run->chosen && writes && !run->withoutPath));
+    char reason[128] = "";
+    if (take && writes && (JudgeEntryName(entry.name.c_str(), reason, sizeof reason) != ENTRY_NAME_OK ||
+                           (entry.attributes & kHeaderLink))) {
+      AddEntryFailure(&run->failures, run->caller, entry.name.c_str(), FAILURE_UNSAFE_NAME,
+                      reason[0] ? reason : "link");
+      take = false;
+    }
     if (!take) {
       source.process(source.context, HEADER_SKIP, nullptr, nullptr);
       continue;
     }
-    OverwriteAnswer answer = folder || run->operation != HEADER_EXTRACT ? WRITE_IT : AskOverwrite(*run, entry.name);
+    size_t slash = run->withoutPath ? entry.name.rfind('\\') : std::string::npos;
+    std::string target = slash == std::string::npos ? entry.name : entry.name.substr(slash + 1);
+    OverwriteAnswer answer = folder || !writes ? WRITE_IT : AskOverwrite(*run, target);
     if (answer == STOP_RUN) {
       Log(1, GetVerbose(), "%s: user stopped extraction", run->caller);
       result = 100;
@@ -118,12 +168,122 @@ int RunHeaderEntries(const HeaderSource& source, HeaderRun* run) {
       source.process(source.context, HEADER_SKIP, nullptr, nullptr);
       continue;
     }
-    int failed = source.process(source.context, run->operation, run->destination, entry.name.c_str());
+    int failed = source.process(source.context, run->operation, run->destination, target.c_str());
     if (failed) AddEntryFailure(&run->failures, run->caller, entry.name.c_str(), failed);
     if (folder) continue;
-    if (!failed) run->taken.push_back(entry.name);
+    if (!failed) run->taken.push_back(target);
     progress.Taken(entry.size);
   }
   run->damaged = end == HEADER_WALK_DAMAGED;
   return result;
+}
+
+namespace {
+
+// The message at the end of a run: the entries that failed, and why the walk ended early.
+void ReportRun(const HeaderRun& run) {
+  std::string damage = run.damage.empty() ? GetPluginText(KLANG_PLUGIN_TAR_DAMAGED) : run.damage;
+  if (run.failures.items.empty()) {
+    if (run.damaged)
+      PromptMessageBox(GetMainWindowHandle(), damage.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE),
+                       MB_OK | MB_ICONWARNING);
+    return;
+  }
+  Log(1, GetVerbose(), "%s: %u entries not extracted", run.caller, static_cast<unsigned>(run.failures.items.size()));
+  std::string text = EntryFailuresText(run.failures, GetMessageText(kEntryFailuresHeading));
+  if (run.damaged) text += "\n\n" + damage;
+  PromptMessageBox(GetMainWindowHandle(), text.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONWARNING);
+}
+
+// A wrong password is forgotten, so that the next run asks again.
+void ForgetWrongPassword(const HeaderRun& run) {
+  for (const EntryFailure& failure : run.failures.items)
+    if (failure.reason == FAILURE_WRONG_PASSWORD) return SetCurrentPassword("");
+}
+
+// The run's size: the chosen rows', else the kind's count of the whole archive.
+void SizeRun(const HeaderKind& kind, const char* archive, const EntrySelection* chosen, HeaderRun* run) {
+  if (chosen) {
+    run->entries = chosen->names.size();
+    run->bytes = chosen->bytes;
+  } else if (kind.count) {
+    kind.count(archive, &run->entries, &run->bytes);
+  }
+}
+
+}  // namespace
+
+int ExtractHeaderEntries(const HeaderKind& kind, ExtractJob* job, const char* folder) {
+  std::string caller = std::string("Extract") + kind.name + "FilesFromList";
+  HeaderRun run = {};
+  run.caller = caller.c_str();
+  run.operation = HEADER_EXTRACT;
+  run.destination = job->destination;
+  run.chosen = job->chosen;
+  if (folder) run.folder = folder;
+  run.withoutPath = job->withoutPath != 0;
+  run.password = job->password;
+  run.progress = !job->silent;
+  run.overwriteMode = &job->overwriteMode;
+  if (!job->chosen && !folder) Log(2, GetVerbose(), "%sThread: extract all", run.caller);
+  SizeRun(kind, job->archive, job->chosen, &run);
+  int result = kind.walk(job->archive, &run);
+  Log(2, GetVerbose(), "%sThread: Delete list %d", run.caller, static_cast<int>(job->chosen ? job->chosen->names.size() : 0));
+  if (result == 100 && job->cancelled) *job->cancelled = 1;
+  CloseRunProgress(job->silent != 0);
+  ForgetWrongPassword(run);
+  if (result != 1) ReportRun(run);
+  if (job->done) SetEvent(job->done);
+  return result;
+}
+
+int TestHeaderEntries(const HeaderKind& kind, const char* archive, const EntrySelection* chosen, int silent,
+                      uint64_t* tested) {
+  std::string caller = std::string("Test") + kind.name + "Files";
+  HeaderRun run = {};
+  run.caller = caller.c_str();
+  run.operation = HEADER_TEST;
+  run.chosen = chosen;
+  run.progress = !silent;
+  SizeRun(kind, archive, chosen, &run);
+  BeginExtractionRun(GetMainWindowHandle(), true);
+  int result = kind.walk(archive, &run);
+  for (const EntryFailure& failure : run.failures.items)
+    AddRunFailure(failure.name.c_str(), failure.reason, failure.detail.empty() ? nullptr : failure.detail.c_str());
+  // The walk stopped early: what lay behind it was never tested.
+  if (run.damaged) AddRunFailure(archive, FAILURE_TRUNCATED, run.damage.empty() ? nullptr : run.damage.c_str());
+  EndExtractionRun(GetMainWindowHandle());
+  if (tested) *tested = run.taken.size();
+  return result == 1 ? -1 : result;
+}
+
+int ViewHeaderEntry(const HeaderKind& kind, const char* archive, const char* entryName, int openWith) {
+  std::string caller = std::string("View") + kind.name + "File";
+  if (!entryName || !*entryName) {
+    Log(2, GetVerbose(), "%s: no File selected - cannot view", caller.c_str());
+    return 1;
+  }
+  const char* last = strrchr(entryName, '\\');
+  char target[kPathBuf], folder[kPathBuf];
+  if (!TempTarget(last ? last + 1 : entryName, target, folder)) return 1;
+  EntrySelection one;
+  one.names.push_back(entryName);
+  HeaderRun run = {};
+  run.caller = caller.c_str();
+  run.operation = HEADER_EXTRACT;
+  run.destination = folder;
+  run.chosen = &one;
+  run.withoutPath = true;
+  if (kind.walk(archive, &run) == 1) return 1;
+  ForgetWrongPassword(run);
+  if (run.taken.empty()) {
+    // A hidden entry, or one that could not be written: the message says which.
+    if (!run.failures.items.empty() || run.damaged) ReportRun(run);
+    else
+      PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN),
+                       GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
+    return 1;
+  }
+  AddTempFile(target);
+  return openWith ? OpenAs(target) : CallApp(target);
 }

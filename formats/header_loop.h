@@ -14,18 +14,24 @@
 
 struct ArchiveControlBlock;
 struct EntrySelection;
+struct ExtractJob;
 
 enum HeaderOperation { HEADER_SKIP, HEADER_TEST, HEADER_EXTRACT };
 
 struct HeaderEntry {
   std::string name;     // the whole path inside the archive, "\"-separated
   uint64_t size;
+  uint64_t packed;      // the bytes it takes in the archive
   uint32_t attributes;  // Win32 file-attribute bits
+  bool encrypted;       // its data needs a password
   EntryStamp stamp;
 };
 
 constexpr uint32_t kHeaderFolder = FILE_ATTRIBUTE_DIRECTORY;
 constexpr uint32_t kHeaderHidden = FILE_ATTRIBUTE_HIDDEN;
+// A link is never written: its target may lie anywhere, and what is written after it through
+// its name would follow it.
+constexpr uint32_t kHeaderLink = FILE_ATTRIBUTE_REPARSE_POINT;
 
 // How a walk ended (0 is an entry delivered).
 enum HeaderWalkEnd { HEADER_WALK_END = 1, HEADER_WALK_DAMAGED = 2 };
@@ -41,7 +47,7 @@ struct HeaderSource {
 };
 
 // Lists every entry into the block's list and totals (folders add nothing, every entry is
-// skipped after its header); the walk's end.
+// skipped after its header); an encrypted entry marks the archive encrypted. The walk's end.
 int ListHeaderEntries(ArchiveControlBlock* block, const HeaderSource& source);
 
 // One extraction, test or view over the walk.
@@ -49,8 +55,11 @@ struct HeaderRun {
   const char* caller;              // the first word of log lines
   HeaderOperation operation;       // HEADER_EXTRACT or HEADER_TEST
   const char* destination;         // the folder written below; empty: the current directory
-  const EntrySelection* chosen;    // the entries to take ("\" names); null: every entry
-  std::string folder;              // when set (ending in "\"), only the entries below it
+  const EntrySelection* chosen;    // the entries to take ("\" names, one ending in "\" takes
+                                   // everything below it); null: every entry
+  std::string folder;              // when set, only the entries below it (either separator)
+  bool withoutPath;                // every file lands in the destination under its last name
+  const char* password;            // given for the run; null or empty: the kind asks when it must
   uint64_t entries;                // how many the run will take, for the progress dialog
   uint64_t bytes;                  // and their bytes; 0 when unknown
   bool progress;                   // drives the progress dialog and heeds its cancel button
@@ -59,9 +68,31 @@ struct HeaderRun {
   EntryFailures failures;
   std::vector<std::string> taken;  // the names written or tested, in order
   bool damaged;
+  std::string damage;              // what the kind tells of the early end; empty: the archive is damaged
 };
 
 // Walks the whole archive: hidden entries are passed over, the wanted ones processed, the
-// others skipped; the user's cancel, and a cancel of the overwrite question, end the run
-// between entries. 0, or 100 when cancelled.
+// others skipped; a name the name judge refuses, and a link, are not written. The user's
+// cancel, and a cancel of the overwrite question, end the run between entries. 0, or 100
+// when cancelled.
 int RunHeaderEntries(const HeaderSource& source, HeaderRun* run);
+
+// What a kind gives the runs below, which are the same for every kind of the walk.
+struct HeaderKind {
+  const char* name;  // in the log lines' first words: "Iso" gives "ExtractIsoFilesFromList"
+  // Opens the archive, walks it with RunHeaderEntries and closes it: 0, 100 when cancelled,
+  // 1 when it could not start (the user was told why).
+  int (*walk)(const char* archive, HeaderRun* run);
+  // The files of the whole archive and their bytes, for the progress dialog; may be null.
+  void (*count)(const char* archive, uint64_t* entries, uint64_t* bytes);
+};
+
+// The kind's extraction worker: every entry, the chosen rows, or everything below folder;
+// what failed, and an early end, are told in one message. 0, or 100 when cancelled.
+int ExtractHeaderEntries(const HeaderKind& kind, ExtractJob* job, const char* folder);
+// The kind's test: failures are the run's (GetLastRunFailures), a walk that stopped early one
+// of them. 0, 100 when cancelled, -1 when it could not start.
+int TestHeaderEntries(const HeaderKind& kind, const char* archive, const EntrySelection* chosen, int silent,
+                      uint64_t* tested);
+// Writes one entry under its last name to the temporary folder and opens it; 0 when handed on.
+int ViewHeaderEntry(const HeaderKind& kind, const char* archive, const char* entryName, int openWith);

@@ -3,20 +3,14 @@
 
 #include "formats/formats.h"
 #include "formats/header_loop.h"
+#include "formats/open_archive.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
-#include "model/entry_rows.h"
-#include "model/listing_totals.h"
 #include "model/liststruct.h"
-#include "model/view_hooks.h"
-#include "services/external_app.h"
 #include "services/log.h"
-#include "services/progress.h"
 #include "services/prompts.h"
 #include "services/runtime_library.h"
-#include "services/worker.h"
 #include "jobs/extract_job.h"
-#include "jobs/extract_run.h"
 
 #include <objbase.h>
 
@@ -85,7 +79,9 @@ int NextIsoHeader(void* context, HeaderEntry* entry) {
   entry->name = walk->fullName[0] ? walk->fullName : header.fileName;
   // The library's 32 bits, taken as signed: an entry above 2 GiB shows a wrapped size.
   entry->size = static_cast<uint64_t>(static_cast<int64_t>(static_cast<int32_t>(header.unpackedSize)));
+  entry->packed = entry->size;
   entry->attributes = header.fileAttributes;
+  entry->encrypted = false;
   entry->stamp = IsoEntryStamp(date);
   return 0;
 }
@@ -136,46 +132,13 @@ int RunOverImage(const char* image, HeaderRun* run) {
   return result;
 }
 
-// One message at the end of a run: the entries that failed, and that the image is damaged.
-void ReportRun(const HeaderRun& run, const char* image) {
-  if (run.failures.items.empty()) {
-    if (run.damaged) ShowDamaged(image);
-    return;
-  }
-  Log(1, GetVerbose(), "%s: %u entries not extracted", run.caller, static_cast<unsigned>(run.failures.items.size()));
-  std::string text = EntryFailuresText(run.failures, GetMessageText(kEntryFailuresHeading));
-  if (run.damaged) text += std::string("\n\n") + GetPluginText(KLANG_PLUGIN_TAR_DAMAGED);
-  PromptMessageBox(GetMainWindowHandle(), text.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONWARNING);
+// The entries of the whole image, for the progress dialog.
+void CountIsoFiles(const char* image, uint64_t* entries, uint64_t* bytes) {
+  if (!LoadIsoLibrary()) return;
+  if (auto count = IsoDll::IsoFileCount()) *entries = static_cast<uint64_t>(count(image, bytes));
 }
 
-int ExtractIsoRun(ExtractJob* job, const char* folder) {
-  HeaderRun run = {};
-  run.caller = "ExtractIsoFilesFromList";
-  run.operation = HEADER_EXTRACT;
-  run.destination = job->destination;
-  run.chosen = job->chosen;
-  if (folder) run.folder = folder;
-  run.progress = !job->silent;
-  run.overwriteMode = &job->overwriteMode;
-  if (job->chosen) {
-    run.entries = job->chosen->names.size();
-    run.bytes = job->chosen->bytes;
-  } else {
-    if (!folder) Log(2, GetVerbose(), "ExtractIsoFilesFromListThread: extract all");
-    if (LoadIsoLibrary())
-      if (auto count = IsoDll::IsoFileCount()) run.entries = static_cast<uint64_t>(count(job->archive, &run.bytes));
-  }
-  int result = RunOverImage(job->archive, &run);
-  Log(2, GetVerbose(), "ExtractIsoFilesFromListThread: Delete list %d",
-      static_cast<int>(job->chosen ? job->chosen->names.size() : 0));
-  if (result == 100 && job->cancelled) *job->cancelled = 1;
-  if (run.progress && IsProgressDialogStarted()) {
-    if (IsCancelledByUser()) CloseProgressDialogAfterCancel();
-    else CloseProgressDialog();
-  }
-  if (result != 1) ReportRun(run, job->archive);
-  return result;
-}
+const HeaderKind kIsoKind = {"Iso", RunOverImage, CountIsoFiles};
 
 }  // namespace
 
@@ -197,99 +160,30 @@ bool LoadIsoLibrary() {
 
 DWORD WINAPI ListIsoFilesThread(LPVOID parameter) {
   ArchiveControlBlock* block = static_cast<ArchiveControlBlock*>(parameter);
-  ViewHooks& views = GetViewHooks();
   CoInitialize(nullptr);
   IsoWalk walk;
-  if (!ResolveIsoEntries(&walk.calls)) {
-    CoUninitialize();
-    ReleaseOperation(OPERATION_OPEN);
-    return 0;
-  }
-  views.beginListing();
-  views.lockUpdates(true);
-  views.resetSortMark();
-  ResetListingTotals();
+  if (!ResolveIsoEntries(&walk.calls)) return EndListingThread();
+  BeginListing();
   bool damaged = true;
   if (OpenIsoImage(&walk, block->path)) {
     damaged = ListHeaderEntries(block, SourceOf(&walk)) == HEADER_WALK_DAMAGED;
     walk.calls.close(&walk.image);
   }
-  views.lockUpdates(false);
-  views.finishListing();
-  views.rows.finished(block);
-  views.rows.released(block);
+  FinishListing(block);
   if (damaged) ShowDamaged(block->path);
-  CoUninitialize();
-  ReleaseOperation(OPERATION_OPEN);
-  return 0;
+  return EndListingThread();
 }
 
-int ExtractIsoFilesFromList(ExtractJob* job) { return ExtractIsoRun(job, nullptr); }
+int ExtractIsoFilesFromList(ExtractJob* job) { return ExtractHeaderEntries(kIsoKind, job, nullptr); }
 
 int TestIsoFiles(const char* archive, const EntrySelection* chosen, int silent, uint64_t* tested) {
-  HeaderRun run = {};
-  run.caller = "TestIsoFiles";
-  run.operation = HEADER_TEST;
-  run.chosen = chosen;
-  run.progress = !silent;
-  if (chosen) {
-    run.entries = chosen->names.size();
-    run.bytes = chosen->bytes;
-  } else if (LoadIsoLibrary()) {
-    if (auto count = IsoDll::IsoFileCount()) run.entries = static_cast<uint64_t>(count(archive, &run.bytes));
-  }
-  BeginExtractionRun(GetMainWindowHandle(), true);
-  int result = RunOverImage(archive, &run);
-  for (const EntryFailure& failure : run.failures.items)
-    AddRunFailure(failure.name.c_str(), failure.reason, failure.detail.empty() ? nullptr : failure.detail.c_str());
-  // The walk stopped at damage: what lay behind it was never tested.
-  if (run.damaged) AddRunFailure(archive, FAILURE_TRUNCATED);
-  EndExtractionRun(GetMainWindowHandle());
-  if (tested) *tested = run.taken.size();
-  return result == 1 ? -1 : result;
+  return TestHeaderEntries(kIsoKind, archive, chosen, silent, tested);
 }
 
-int ExtractIsoFolder(ExtractJob* job, const char* folder) {
-  // The tree may give the folder with either separator, and with or without its last one.
-  std::string below = folder ? folder : "";
-  for (char& c : below)
-    if (c == '/') c = '\\';
-  if (!below.empty() && below.back() != '\\') below += '\\';
-  return ExtractIsoRun(job, below.c_str());
-}
+int ExtractIsoFolder(ExtractJob* job, const char* folder) { return ExtractHeaderEntries(kIsoKind, job, folder); }
 
 int ViewIsoFile(const char* archive, const char* entryName, int openWith) {
-  if (!entryName || !*entryName) {
-    Log(2, GetVerbose(), "ViewIsoFile: no File selected - cannot view");
-    return 1;
-  }
-  char folder[kPathBuf];
-  if (!GetTempPathA(sizeof folder, folder)) snprintf(folder, sizeof folder, "c:");
-  EntrySelection one;
-  one.names.push_back(entryName);
-  HeaderRun run = {};
-  run.caller = "ViewIsoFile";
-  run.operation = HEADER_EXTRACT;
-  run.destination = folder;
-  run.chosen = &one;
-  if (RunOverImage(archive, &run) == 1) return 1;
-  if (run.taken.empty()) {
-    // A hidden entry, or one that could not be written: the message says which.
-    if (!run.failures.items.empty() || run.damaged) ReportRun(run, archive);
-    else
-      PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN),
-                       GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
-    return 1;
-  }
-  int result = 1;
-  for (const std::string& name : run.taken) {
-    size_t n = strlen(folder);
-    char target[kPathBuf * 2];
-    snprintf(target, sizeof target, n && folder[n - 1] == '\\' ? "%s%s" : "%s\\%s", folder, name.c_str());
-    AddTempFile(target);
-    result = openWith ? OpenAs(target) : CallApp(target);
-  }
-  return result;
+  return ViewHeaderEntry(kIsoKind, archive, entryName, openWith);
 }
 
 void RegisterIsoFormat() {

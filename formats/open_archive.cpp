@@ -4,12 +4,15 @@
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/archive_kind.h"
+#include "model/listing_totals.h"
 #include "model/namelist.h"
 #include "model/view_hooks.h"
 #include "formats/formats.h"
 #include "services/log.h"
 #include "services/prompts.h"
 #include "services/worker.h"
+
+#include <objbase.h>
 
 #include <cstdio>
 
@@ -101,4 +104,28 @@ int OpenCompressedFile(const char* path, HWND owner) {
     return OPEN_REFUSED;
   }
   return OPEN_STARTED;
+}
+
+void BeginListing() {
+  ViewHooks& views = GetViewHooks();
+  views.beginListing();
+  views.lockUpdates(true);
+  views.resetSortMark();
+  ResetListingTotals();
+  // The kind's listing marks an archive whose entries need a password.
+  SetArchiveEncrypted(0);
+}
+
+void FinishListing(ArchiveControlBlock* block) {
+  ViewHooks& views = GetViewHooks();
+  views.lockUpdates(false);
+  views.finishListing();
+  views.rows.finished(block);
+  views.rows.released(block);
+}
+
+DWORD EndListingThread() {
+  CoUninitialize();
+  ReleaseOperation(OPERATION_OPEN);
+  return 0;
 }

@@ -14,3 +14,12 @@ int OpenCompressedFile(const char* path, HWND owner);
 // Starts the kind's listing thread for the block and closes its handle; false when the
 // kind has no listing thread.
 bool StartListingThread(int kind, void* block);
+
+struct ArchiveControlBlock;
+// The frame of a kind's listing thread, which has called CoInitialize: BeginListing before the
+// first row (the views locked, the totals, the sort mark and the encryption flag reset), FinishListing after the
+// last (the views shown the list), and EndListingThread last of all, whatever happened: it
+// gives the open operation back, and the thread returns its result.
+void BeginListing();
+void FinishListing(ArchiveControlBlock* block);
+DWORD EndListingThread();

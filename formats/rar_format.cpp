@@ -2,20 +2,17 @@
 #include "formats/rar_format.h"
 
 #include "formats/formats.h"
+#include "formats/header_loop.h"
+#include "formats/open_archive.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "model/listing_totals.h"
 #include "model/liststruct.h"
-#include "model/view_hooks.h"
-#include "services/external_app.h"
 #include "services/log.h"
-#include "services/progress.h"
 #include "services/prompts.h"
 #include "services/runtime_library.h"
-#include "services/worker.h"
 #include "jobs/entry_failures.h"
-#include "jobs/entry_name_safety.h"
 #include "jobs/extract_job.h"
 
 #include <objbase.h>
@@ -36,9 +33,18 @@ constexpr DWORD kDirectoryAttribute = 0x10;
 constexpr char kLibraryTitle[] = "RAR library";
 
 int g_rarLoaded;
-// One library operation at a time: viewing waits on it; a plain word, as every flag between
-// the program's threads is.
-volatile int g_rarBusy;
+// One library operation at a time: every walk waits its turn.
+volatile LONG g_rarBusy;
+
+struct RarBusy {
+  RarBusy() {
+    while (InterlockedCompareExchange(&g_rarBusy, 1, 0) != 0) {
+      printf("RARSem!!");
+      Sleep(10);
+    }
+  }
+  ~RarBusy() { InterlockedExchange(&g_rarBusy, 0); }
+};
 
 // The twelve entry points, resolved together: a library that lacks one is not used at all.
 struct RarApi {
@@ -104,14 +110,15 @@ std::string Narrow(const wchar_t* wide) {
 struct RarRun {
   char password[kPathBuf];   // known for this operation; empty: ask
   bool askedPassword;        // the dialog was shown once in this operation
+  bool silent;               // nobody is asked anything: a request for a password or volume fails
   std::string* sink;         // RAR_TEST's data lands here, when set
   uint64_t sinkLimit;
 };
 thread_local RarRun* t_rarRun;
 
-struct RunScope {
-  explicit RunScope(RarRun* run) { t_rarRun = run; }
-  ~RunScope() {
+struct CallbackScope {
+  explicit CallbackScope(RarRun* run) { t_rarRun = run; }
+  ~CallbackScope() {
     if (t_rarRun) SecureZeroMemory(t_rarRun->password, sizeof t_rarRun->password);
     t_rarRun = nullptr;
   }
@@ -124,7 +131,7 @@ void ReadConsoleLine(char* buffer, size_t size) {
 
 int AskVolumeOnConsole(char* volume) {
   // Nobody can answer a console that is not there: stop instead of waiting for ever.
-  if (!IsDebugConsole()) return -1;
+  if (!IsDebugConsole() || (t_rarRun && t_rarRun->silent)) return -1;
   printf("\n\nVolume %s is required\nPossible options:\n", volume);
   printf("\nEnter - try again");
   printf("\n'R'   - specify a new volume name");
@@ -160,7 +167,7 @@ int AskVolumeInDialog(wchar_t* volume) {
 }
 
 int AskPasswordOnConsole(char* password, size_t size) {
-  if (!IsDebugConsole()) return -1;
+  if (!IsDebugConsole() || (t_rarRun && t_rarRun->silent)) return -1;
   printf("\nPassword required: ");
   fflush(stdout);
   ReadConsoleLine(password, size);
@@ -171,6 +178,7 @@ int AskPasswordOnConsole(char* password, size_t size) {
 // (once per operation) when no console is there to ask. -1 hands the request on to the
 // console's narrow message.
 int GivePassword(RarRun* run, wchar_t* out, size_t size) {
+  if (run && run->silent) return -1;
   const char* known = run && run->password[0] ? run->password : GetCurrentPassword();
   char typed[kPathBuf] = "";
   if (!known[0]) {
@@ -262,52 +270,13 @@ int ReadRarHeader(const RarApi& api, RarHandle archive, RarHeader* header) {
   return result;
 }
 
-void AddListedEntry(ArchiveControlBlock* block, const RarHeader& header) {
-  const RARHeaderDataEx& d = header.data;
-  if (header.IsFolder()) return;
-  uint64_t packed = (static_cast<uint64_t>(d.PackSizeHigh) << 32) | d.PackSize;
-  uint64_t size = (static_cast<uint64_t>(d.UnpSizeHigh) << 32) | d.UnpSize;
-  ListingTotals& totals = GetListingTotals();
-  ++totals.entries;
-  totals.compressed += packed;
-  totals.uncompressed += size;
-  if (d.Flags & RHDF_ENCRYPTED) SetArchiveEncrypted(1);
-  const char* slash = strrchr(header.name.c_str(), '\\');
-  const char* part = slash && slash[1] ? slash + 1 : header.name.c_str();
-  if (block->list)
-    InsertEntryRow(block->list, RarDosStamp(d.FileTime), part, header.name.c_str(), block->folders, packed, size,
-                   (d.Flags & RHDF_ENCRYPTED) != 0);
-}
-
-// The damaged-header end of a loop: the console line, and the user is told the list or the
-// run stops there.
+// The damaged-header end of a listing: the console line, and the user is told the list stops
+// there.
 void ReportBrokenHeader(const char* prefix) {
   printf("%s File header broken\n", prefix);
   PromptMessageBox(GetMainWindowHandle(), GetPluginText(KLANG_PLUGIN_TAR_DAMAGED), kLibraryTitle,
                    MB_OK | MB_ICONWARNING);
 }
-
-// Which entries a run takes: all, or the chosen full names, a name ending in "\" taking
-// everything below it.
-struct RarChoice {
-  bool all = true;
-  std::unordered_set<std::string> names;
-  std::vector<std::string> folders;
-
-  void Add(std::string name) {
-    for (char& c : name)
-      if (c == '/') c = '\\';
-    all = false;
-    if (!name.empty() && name.back() == '\\') folders.push_back(name);
-    else names.insert(name);
-  }
-  bool Takes(const std::string& name) const {
-    if (all || names.count(name)) return true;
-    for (const std::string& folder : folders)
-      if (name.compare(0, folder.size(), folder) == 0) return true;
-    return false;
-  }
-};
 
 // Creates every folder of path from offset on (the destination itself exists). The folders
 // made are remembered: entries come folder by folder, and every creation that finds its
@@ -321,69 +290,127 @@ void MakeFolders(const std::wstring& path, size_t from, std::unordered_set<std::
   }
 }
 
-// 0 write, 1 skip this one, 2 stop the run; the answer "all" turns the question off.
-int AskOverwrite(const char* target, int* mode) {
-  if (*mode != OVERWRITE_ASK) return 0;
-  char text[kPathBuf * 2];
-  snprintf(text, sizeof text, "%s %s %s ?", GetMessageText(KLANG_MSG_OVERWRITE_THE_FILE), target,
-           GetMessageText(KLANG_MSG_OVERWRITE_EXISTS));
-  switch (PromptOverwrite(GetForegroundWindow(), text, GetMessageText(KLANG_MSG_OVERWRITE_TITLE),
-                          GetConfirmationDialogText())) {
-    case 0: return 0;
-    case 1: *mode = OVERWRITE_ALL; return 0;
-    case 2: return 1;
-    default: return 2;
-  }
-}
-
-struct RarExtraction {
+// One open archive as a walk of headers.
+struct RarWalk {
   RarApi api;
   RarHandle archive = nullptr;
-  EntryFailures failures;
-  std::unordered_set<std::wstring> folders;  // made (or found) by this run
-  size_t wrongPasswords = 0;
-  uint64_t written = 0;
+  RarOpen open;
+  RarRun callback = {};
+  std::unique_ptr<RarHeader> header{new RarHeader()};
+  int error = 0;           // the library's code that ended the walk early
+  std::string errorEntry;  // the entry it happened on, when one
+  std::wstring destination;  // with its last "\"; set by the first write
+  std::unordered_set<std::wstring> folders;  // made (or found) by this walk
 };
 
-// One wanted entry: judged, placed, asked about, written. 0 goes on; 2 ends the run; any
-// other value is the library's error, which ends the loop.
-int ExtractOneEntry(RarExtraction& run, const RarHeader& header, ExtractJob* job, const std::wstring& destination) {
-  const char* name = header.name.c_str();
-  char reason[128] = "";
-  if (JudgeEntryName(name, reason, sizeof reason) != ENTRY_NAME_OK || header.data.RedirType != 0) {
-    // A link could point anywhere; what is written after it through its name would follow.
-    AddEntryFailure(&run.failures, "ExtractRarFilesFromList", name, FAILURE_UNSAFE_NAME,
-                    header.data.RedirType ? "link" : reason);
-    return run.api.RARProcessFileW(run.archive, RAR_SKIP, nullptr, nullptr);
+int NextRarHeader(void* context, HeaderEntry* entry) {
+  RarWalk* walk = static_cast<RarWalk*>(context);
+  if (walk->error) return HEADER_WALK_DAMAGED;
+  int result = ReadRarHeader(walk->api, walk->archive, walk->header.get());
+  if (result == ERAR_END_ARCHIVE) return HEADER_WALK_END;
+  if (result) {
+    walk->error = result;
+    walk->errorEntry.clear();
+    return HEADER_WALK_DAMAGED;
   }
-  const char* last = strrchr(name, '\\');
-  std::wstring relative = Wide(job->withoutPath && last ? last + 1 : name);
-  std::wstring target = destination + relative;
-  if (header.IsFolder()) {
-    if (!job->withoutPath) MakeFolders(target, destination.size(), &run.folders);
-    return run.api.RARProcessFileW(run.archive, RAR_SKIP, nullptr, nullptr);
+  const RARHeaderDataEx& d = walk->header->data;
+  entry->name = walk->header->name;
+  entry->size = (static_cast<uint64_t>(d.UnpSizeHigh) << 32) | d.UnpSize;
+  entry->packed = (static_cast<uint64_t>(d.PackSizeHigh) << 32) | d.PackSize;
+  // The other attribute bits are the entry's own: a hidden file of a Windows archive is
+  // written like any other.
+  entry->attributes = (walk->header->IsFolder() ? kHeaderFolder : 0) | (d.RedirType ? kHeaderLink : 0);
+  entry->encrypted = (d.Flags & RHDF_ENCRYPTED) != 0;
+  entry->stamp = RarDosStamp(d.FileTime);
+  return 0;
+}
+
+// Writes the entry of the last header below folder (the current directory when empty).
+int WriteRarEntry(RarWalk* walk, const char* folder, const char* name) {
+  if (walk->destination.empty()) {
+    char here[kPathBuf];
+    if (!folder || !*folder) GetCurrentDirectoryA(sizeof here, here);
+    walk->destination = Wide(folder && *folder ? folder : here);
+    if (walk->destination.empty() || walk->destination.back() != L'\\') walk->destination += L'\\';
+  }
+  std::wstring target = walk->destination + Wide(name);
+  size_t from = walk->destination.size();
+  if (walk->header->IsFolder()) {
+    MakeFolders(target, from, &walk->folders);
+    return walk->api.RARProcessFileW(walk->archive, RAR_SKIP, nullptr, nullptr);
   }
   size_t folderEnd = target.rfind(L'\\');
-  if (folderEnd != std::wstring::npos && folderEnd >= destination.size())
-    MakeFolders(target.substr(0, folderEnd), destination.size(), &run.folders);
-  // Only a run that asks needs to know what is there already: the library replaces.
-  if (job->overwriteMode == OVERWRITE_ASK && GetFileAttributesW(target.c_str()) != INVALID_FILE_ATTRIBUTES) {
-    int answer = AskOverwrite(name, &job->overwriteMode);
-    if (answer == 1) return run.api.RARProcessFileW(run.archive, RAR_SKIP, nullptr, nullptr);
-    if (answer == 2) return 2;
+  if (folderEnd != std::wstring::npos && folderEnd >= from) MakeFolders(target.substr(0, folderEnd), from, &walk->folders);
+  return walk->api.RARProcessFileW(walk->archive, RAR_EXTRACT, nullptr, &target[0]);
+}
+
+int ProcessRarEntry(void* context, HeaderOperation operation, const char* folder, const char* name) {
+  RarWalk* walk = static_cast<RarWalk*>(context);
+  int code = operation == HEADER_EXTRACT ? WriteRarEntry(walk, folder, name)
+                                         : walk->api.RARProcessFileW(walk->archive, operation == HEADER_TEST ? RAR_TEST
+                                                                                                              : RAR_SKIP,
+                                                                     nullptr, nullptr);
+  bool encrypted = (walk->header->data.Flags & RHDF_ENCRYPTED) != 0;
+  switch (code) {
+    case 0: return 0;
+    case ERAR_ECREATE:
+    case ERAR_EWRITE:
+    case ERAR_ECLOSE: return FAILURE_WRITE;
+    case ERAR_BAD_PASSWORD:
+    case ERAR_MISSING_PASSWORD: return FAILURE_WRONG_PASSWORD;
+    case ERAR_BAD_DATA:
+      // RAR4 has no password check: a wrong password shows as a damaged encrypted entry.
+      if (encrypted) return FAILURE_WRONG_PASSWORD;
+      if (operation != HEADER_SKIP) return FAILURE_CRC;
+      break;
+    default: break;
   }
-  if (!job->silent) SetProgressTitle(name);
-  int result = run.api.RARProcessFileW(run.archive, RAR_EXTRACT, nullptr, &target[0]);
-  // RAR4 has no password check: a wrong password shows as a damaged encrypted entry.
-  if (result == ERAR_BAD_PASSWORD || (result == ERAR_BAD_DATA && (header.data.Flags & RHDF_ENCRYPTED))) {
-    // Told once at the end with the other entries; the password is asked again next time.
-    ++run.wrongPasswords;
-    AddEntryFailure(&run.failures, "ExtractRarFilesFromList", name, FAILURE_WRONG_PASSWORD);
-    return 0;
+  // Anything else leaves the library where the next header cannot be trusted: the walk ends,
+  // with the entry named (a missing volume, a read error).
+  walk->error = code;
+  walk->errorEntry = walk->header->name;
+  return operation == HEADER_SKIP ? 0 : code == ERAR_EOPEN ? FAILURE_TRUNCATED : FAILURE_DATA_ERROR;
+}
+
+HeaderSource SourceOf(RarWalk* walk) { return {walk, NextRarHeader, ProcessRarEntry}; }
+
+// The user's text for the code that ended a walk early.
+std::string WalkEndText(int code) {
+  if (code == ERAR_BAD_DATA) return GetPluginText(KLANG_PLUGIN_TAR_DAMAGED);
+  for (const RarErrorText& error : kRarErrors)
+    if (error.code == code) return GetPluginText(error.pluginText);
+  return GetPluginText(KLANG_PLUGIN_TAR_DAMAGED);
+}
+
+// A run over one archive; 0, 100 when cancelled, 1 when it could not start (the user was
+// told why). An early end leaves its text in run->damage.
+int WalkRarArchive(const char* archive, HeaderRun* run) {
+  RarWalk walk;
+  if (!EnsureRarApi(&walk.api)) return 1;
+  RarBusy busy;
+  snprintf(walk.callback.password, sizeof walk.callback.password, "%s", run->password ? run->password : "");
+  CallbackScope scope(&walk.callback);
+  if (!(walk.archive = OpenRarArchive(walk.api, archive, RAR_OM_EXTRACT, &walk.open))) {
+    ReportOpenFailure(walk.open, walk.callback);
+    return 1;
   }
-  if (result == 0) ++run.written;
+  int result = RunHeaderEntries(SourceOf(&walk), run);
+  walk.api.RARCloseArchive(walk.archive);
+  if (walk.error) {
+    run->damage = WalkEndText(walk.error);
+    if (!walk.errorEntry.empty()) run->damage += "\n\n" + walk.errorEntry;
+  }
   return result;
 }
+
+// The whole archive's size, for the progress dialog, when it is the archive listed.
+void CountRarFiles(const char* archive, uint64_t* entries, uint64_t* bytes) {
+  if (_stricmp(archive, GetCurrentArchivePath()) != 0) return;
+  *entries = GetListingTotals().entries;
+  *bytes = GetListingTotals().uncompressed;
+}
+
+const HeaderKind kRarKind = {"Rar", WalkRarArchive, CountRarFiles};
 
 }  // namespace
 
@@ -411,6 +438,7 @@ int __stdcall RarCallback(unsigned int message, intptr_t userData, intptr_t p1, 
   switch (message) {
     case UCM_CHANGEVOLUMEW:
       // The console asks in the narrow message that follows an unchanged name.
+      if (p2 == RAR_VOL_ASK && run && run->silent) return -1;
       if (p2 == RAR_VOL_ASK && !IsDebugConsole()) return AskVolumeInDialog(reinterpret_cast<wchar_t*>(p1));
       return 0;
     case UCM_CHANGEVOLUME:
@@ -450,188 +478,63 @@ void OutProcessFileError(int code, const char* entry) {
 
 DWORD WINAPI ListRarArchive(LPVOID parameter) {
   ArchiveControlBlock* block = static_cast<ArchiveControlBlock*>(parameter);
-  ViewHooks& views = GetViewHooks();
   CoInitialize(nullptr);
-  RarApi api;
-  if (!EnsureRarApi(&api)) {
-    CoUninitialize();
-    ReleaseOperation(OPERATION_OPEN);
-    return 0;
-  }
-  views.beginListing();
-  views.lockUpdates(true);
-  views.resetSortMark();
-  ResetListingTotals();
-  SetArchiveEncrypted(0);
+  RarWalk walk;
+  if (!EnsureRarApi(&walk.api)) return EndListingThread();
+  BeginListing();
   DWORD start = GetTickCount();
-  RarRun run = {};
-  RunScope scope(&run);
-  RarOpen open;
-  if (RarHandle archive = OpenRarArchive(api, block->path, RAR_OM_LIST, &open)) {
-    if (open.data.Flags & ROADF_ENCHEADERS) SetArchiveEncrypted(1);
-    std::unique_ptr<RarHeader> header(new RarHeader());
-    int result;
-    while ((result = ReadRarHeader(api, archive, header.get())) == 0) {
-      AddListedEntry(block, *header);
-      int skipped = api.RARProcessFile(archive, RAR_SKIP, nullptr, nullptr);
-      if (skipped) {
-        OutProcessFileError(skipped, header->name.c_str());
-        break;
-      }
+  {
+    RarBusy busy;
+    CallbackScope scope(&walk.callback);
+    if ((walk.archive = OpenRarArchive(walk.api, block->path, RAR_OM_LIST, &walk.open))) {
+      if (walk.open.data.Flags & ROADF_ENCHEADERS) SetArchiveEncrypted(1);
+      ListHeaderEntries(block, SourceOf(&walk));
+      walk.api.RARCloseArchive(walk.archive);
+      if (walk.error == ERAR_BAD_DATA) ReportBrokenHeader("\nRARReadHeaderEx error:");
+      else if (walk.error) OutProcessFileError(walk.error, walk.errorEntry.c_str());
+    } else {
+      ReportOpenFailure(walk.open, walk.callback);
     }
-    if (result == ERAR_BAD_DATA) ReportBrokenHeader("\nRARReadHeaderEx error:");
-    else if (result == ERAR_EOPEN) OutProcessFileError(result);
-    api.RARCloseArchive(archive);
-  } else {
-    ReportOpenFailure(open, run);
   }
   Log(-1, GetVerbose(), "time measure: %d\n", static_cast<int>(GetTickCount() - start));
-  views.lockUpdates(false);
-  views.finishListing();
-  views.rows.finished(block);
-  views.rows.released(block);
-  CoUninitialize();
-  ReleaseOperation(OPERATION_OPEN);
-  return 0;
+  FinishListing(block);
+  return EndListingThread();
 }
 
-int ExtractRarFilesFromList(ExtractJob* job) {
-  RarChoice choice;
-  size_t items = 0;
-  if (job->chosen) {
-    for (const std::string& name : job->chosen->names) choice.Add(name);
-    items = job->chosen->names.size();
-  } else {
-    Log(2, GetVerbose(), "ExtractRarFilesFromList: extract all");
-    items = static_cast<size_t>(GetListingTotals().entries);
-  }
-  if (!job->silent) {
-    SetProgressMinimum(0);
-    SetProgressMaximum(items ? static_cast<int>(items) : 1);
-  }
-  RarExtraction run;
-  RarRun callback = {};
-  snprintf(callback.password, sizeof callback.password, "%s", job->password);
-  RunScope scope(&callback);
-  int result = 0;
-  RarOpen open;
-  if (!EnsureRarApi(&run.api)) {
-    result = 1;
-  } else if (!(run.archive = OpenRarArchive(run.api, job->archive, RAR_OM_EXTRACT, &open))) {
-    ReportOpenFailure(open, callback);
-    result = 1;
-  } else {
-    char folder[kPathBuf];
-    if (job->destination[0]) snprintf(folder, sizeof folder, "%s", job->destination);
-    else GetCurrentDirectoryA(sizeof folder, folder);
-    std::wstring destination = Wide(folder);
-    if (destination.empty() || destination.back() != L'\\') destination += L'\\';
-    std::unique_ptr<RarHeader> header(new RarHeader());
-    int read;
-    bool reported = false;
-    while ((read = ReadRarHeader(run.api, run.archive, header.get())) == 0) {
-      if (!job->silent && IsCancelledByUser()) {
-        Log(2, GetVerbose(), "ExtractRarFilesFromList: user stopped extraction");
-        result = EXTRACT_CANCELLED;
-        break;
-      }
-      int outcome;
-      if (choice.Takes(header->name)) {
-        outcome = ExtractOneEntry(run, *header, job, destination);
-        if (!job->silent && !header->IsFolder()) ExecuteProgressStep(GetProgressDialog());
-      } else {
-        outcome = run.api.RARProcessFileW(run.archive, RAR_SKIP, nullptr, nullptr);
-      }
-      if (outcome == 2) {
-        result = EXTRACT_CANCELLED;
-        break;
-      }
-      if (outcome) {
-        OutProcessFileError(outcome, header->name.c_str());
-        reported = true;
-        break;
-      }
-    }
-    if (read == ERAR_BAD_DATA && !reported) ReportBrokenHeader("\nRARReadHeaderEX error:");
-    else if (read == ERAR_EOPEN && !reported) OutProcessFileError(read);
-    run.api.RARCloseArchive(run.archive);
-  }
-  Log(2, GetVerbose(), "ExtractRarFilesFromListThread: Delete list %d", static_cast<int>(items));
-  if (run.wrongPasswords) SetCurrentPassword("");
-  if (!job->silent && IsProgressDialogStarted()) {
-    if (IsCancelledByUser()) CloseProgressDialogAfterCancel();
-    else CloseProgressDialog();
-  }
-  if (!run.failures.items.empty())
-    ReportEntryFailures(run.failures, GetMainWindowHandle(), GetMessageText(kEntryFailuresHeading));
-  if (result == EXTRACT_CANCELLED && job->cancelled) *job->cancelled = 1;
-  if (job->done) SetEvent(job->done);
-  return result;
-}
+int ExtractRarFilesFromList(ExtractJob* job) { return ExtractHeaderEntries(kRarKind, job, nullptr); }
 
-int ExtractRarFolder(ExtractJob* job, const char* folder) {
-  // The tree may give the folder with either separator, and with or without its last one;
-  // a chosen name ending in "\" takes everything below it.
-  std::string below = folder ? folder : "";
-  for (char& c : below)
-    if (c == '/') c = '\\';
-  if (!below.empty() && below.back() != '\\') below += '\\';
-  EntrySelection chosen;
-  chosen.names.push_back(below);
-  job->chosen = &chosen;
-  int result = ExtractRarFilesFromList(job);
-  job->chosen = nullptr;
-  return result;
+int ExtractRarFolder(ExtractJob* job, const char* folder) { return ExtractHeaderEntries(kRarKind, job, folder); }
+
+int TestRarFiles(const char* archive, const EntrySelection* chosen, int silent, uint64_t* tested) {
+  return TestHeaderEntries(kRarKind, archive, chosen, silent, tested);
 }
 
 int ViewRarFile(const char* archive, const char* entryName, int openWith) {
-  if (!entryName || !*entryName) {
-    Log(2, GetVerbose(), "ViewRarFile: no File selected - cannot view");
-    return 1;
+  return ViewHeaderEntry(kRarKind, archive, entryName, openWith);
+}
+
+int DetectRarEncryption(const char* archive) {
+  RarWalk walk;
+  if (!LoadRarLibrary() || !ResolveRarApi(&walk.api)) return -1;
+  RarBusy busy;
+  walk.callback.silent = true;
+  CallbackScope scope(&walk.callback);
+  if (!(walk.archive = OpenRarArchive(walk.api, archive, RAR_OM_LIST, &walk.open))) {
+    // Encrypted headers cannot even be opened without the password.
+    unsigned code = walk.open.data.OpenResult;
+    if (code != ERAR_MISSING_PASSWORD && code != ERAR_BAD_PASSWORD) return -1;
+    SetArchiveEncrypted(1);
+    return 0;
   }
-  const char* last = strrchr(entryName, '\\');
-  char target[kPathBuf], folder[kPathBuf];
-  if (!TempTarget(last ? last + 1 : entryName, target, folder)) return 1;
-  RarApi api;
-  if (!EnsureRarApi(&api)) return 1;
-  while (g_rarBusy) {
-    printf("RARSem!!");
-    Sleep(10);
+  bool encrypted = (walk.open.data.Flags & ROADF_ENCHEADERS) != 0;
+  HeaderEntry entry;
+  while (!encrypted && NextRarHeader(&walk, &entry) == 0) {
+    encrypted = entry.encrypted;
+    ProcessRarEntry(&walk, HEADER_SKIP, nullptr, nullptr);
   }
-  g_rarBusy = 1;
-  RarRun callback = {};
-  RunScope scope(&callback);
-  RarOpen open;
-  int result = 1;
-  if (RarHandle handle = OpenRarArchive(api, archive, RAR_OM_EXTRACT, &open)) {
-    std::wstring wideTarget = Wide(target);
-    std::string wanted = entryName;
-    for (char& c : wanted)
-      if (c == '/') c = '\\';
-    std::unique_ptr<RarHeader> header(new RarHeader());
-    int read;
-    while ((read = ReadRarHeader(api, handle, header.get())) == 0) {
-      bool hit = header->name == wanted && !header->IsFolder() && header->data.RedirType == 0;
-      int outcome = api.RARProcessFileW(handle, hit ? RAR_EXTRACT : RAR_SKIP, nullptr, hit ? &wideTarget[0] : nullptr);
-      if (outcome) {
-        OutProcessFileError(outcome, header->name.c_str());
-        break;
-      }
-      if (hit) {
-        result = 0;
-        break;
-      }
-    }
-    if (read == ERAR_BAD_DATA) ReportBrokenHeader("\nRARReadHeaderEx error:");
-    api.RARCloseArchive(handle);
-  } else {
-    ReportOpenFailure(open, callback);
-  }
-  g_rarBusy = 0;
-  Log(2, GetVerbose(), "ViewRarFile: Delete list %d", 1);
-  if (result != 0) return result;
-  AddTempFile(target);
-  return openWith ? OpenAs(target) : CallApp(target);
+  walk.api.RARCloseArchive(walk.archive);
+  SetArchiveEncrypted(encrypted ? 1 : 0);
+  return 0;
 }
 
 void RegisterRarFormat() {
@@ -641,5 +544,7 @@ void RegisterRarFormat() {
   ops.extract = ExtractRarFilesFromList;
   ops.extractFolder = ExtractRarFolder;
   ops.view = ViewRarFile;
+  ops.test = TestRarFiles;
+  ops.detectEncryption = DetectRarEncryption;
   RegisterArchiveOperations(ARCHIVE_RAR, ops);
 }

@@ -1,12 +1,14 @@
 // RAR archives through the UnRAR library (unrar.dll), loaded by name when first needed and
-// never unloaded: listing, extraction of all or chosen entries, viewing one entry. RAR is
-// read only. The library keeps to one operation at a time through the RAR busy flag.
+// never unloaded: listing, extraction of all or chosen entries, testing, viewing one entry,
+// all as walks of the shared header loop (formats/header_loop.h). RAR is read only. The
+// library keeps to one operation at a time through the RAR busy flag.
 #pragma once
 #include "services/base.h"
 
 #include "plugins/include/kestrelia_unrar.h"
 
 struct ExtractJob;
+struct EntrySelection;
 struct EntryStamp;
 
 // Hands the kind's operations to the table of archive kinds.
@@ -24,6 +26,11 @@ int ExtractRarFilesFromList(ExtractJob* job);
 int ExtractRarFolder(ExtractJob* job, const char* folder);
 // Writes one entry to the temporary folder and opens it; 0 when handed on.
 int ViewRarFile(const char* archive, const char* entryName, int openWith);
+// Reads every entry (or the chosen rows') through the library's test, writing nothing.
+int TestRarFiles(const char* archive, const EntrySelection* chosen, int silent, uint64_t* tested);
+// Sets the process-wide encryption flag: an entry needs a password, or the headers do. Asks
+// nothing. 0, -1 when the archive cannot be read.
+int DetectRarEncryption(const char* archive);
 
 // The callback the library calls for volumes, passwords and data.
 int __stdcall RarCallback(unsigned int message, intptr_t userData, intptr_t p1, intptr_t p2);

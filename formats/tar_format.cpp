@@ -2,12 +2,12 @@
 #include "formats/tar_format.h"
 
 #include "formats/formats.h"
+#include "formats/open_archive.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "model/listing_totals.h"
 #include "model/liststruct.h"
-#include "model/view_hooks.h"
 #include "services/external_app.h"
 #include "services/log.h"
 #include "services/progress.h"
@@ -128,13 +128,8 @@ bool IsTarLibraryPresent() {
 
 DWORD WINAPI ListTarFilesThread(LPVOID parameter) {
   ArchiveControlBlock* block = static_cast<ArchiveControlBlock*>(parameter);
-  ViewHooks& views = GetViewHooks();
   CoInitialize(nullptr);
-  if (!EnsureTarLibrary()) {
-    CoUninitialize();
-    ReleaseOperation(OPERATION_OPEN);
-    return 0;
-  }
+  if (!EnsureTarLibrary()) return EndListingThread();
   auto open = TarDll::TarOpenArchive();
   auto first = TarDll::TarFindFirst();
   auto next = TarDll::TarFindNext();
@@ -145,28 +140,18 @@ DWORD WINAPI ListTarFilesThread(LPVOID parameter) {
   if (!close) printf("TarCloseArchive not found\n");
   if (!open || !first || !next || !close) {
     ShowLibraryMessage(KLANG_GEN_TAR_FUNCTION_MISSING);
-    CoUninitialize();
-    ReleaseOperation(OPERATION_OPEN);
-    return 0;
+    return EndListingThread();
   }
-  views.beginListing();
-  views.lockUpdates(true);
+  BeginListing();
   DWORD start = GetTickCount();
   TarHandle archive = open(GetMainWindowHandle(), block->path, 0);
-  views.resetSortMark();
-  ResetListingTotals();
   TarFindRecord record;
   for (int more = first(archive, "", &record); more == 0; more = next(archive, &record))
     AddListedEntry(block, record);
   close(archive);
   Log(-1, GetVerbose(), "time measure: %d\n", static_cast<int>(GetTickCount() - start));
-  views.lockUpdates(false);
-  views.finishListing();
-  views.rows.finished(block);
-  views.rows.released(block);
-  CoUninitialize();
-  ReleaseOperation(OPERATION_OPEN);
-  return 0;
+  FinishListing(block);
+  return EndListingThread();
 }
 
 int ExtractTarFilesFromList(ExtractJob* job) {
@@ -213,10 +198,7 @@ int ExtractTarFilesFromList(ExtractJob* job) {
     result = 1;
   }
   Log(2, GetVerbose(), "ExtractTarFilesFromListThread: Delete list %d", static_cast<int>(names.Clear()));
-  if (!job->silent && IsProgressDialogStarted()) {
-    if (IsCancelledByUser()) CloseProgressDialogAfterCancel();
-    else CloseProgressDialog();
-  }
+  CloseRunProgress(job->silent != 0);
   if (previous[0]) SetCurrentDirectoryA(previous);
   return result;
 }

@@ -59,3 +59,6 @@ void CancelProgress(int value);
 // initialisation; the second stops waiting as soon as the user has cancelled.
 void CloseProgressDialog();
 void CloseProgressDialogAfterCancel();
+// The end of a run that drove the dialog: closed by the one of the two that fits; nothing
+// for a silent run or a dialog never started.
+void CloseRunProgress(bool silent);

@@ -208,6 +208,12 @@ void CloseProgressDialog() { CloseProgress(false); }
 
 void CloseProgressDialogAfterCancel() { CloseProgress(true); }
 
+void CloseRunProgress(bool silent) {
+  if (silent || !IsProgressDialogStarted()) return;
+  if (IsCancelledByUser()) CloseProgressDialogAfterCancel();
+  else CloseProgressDialog();
+}
+
 void BeginProgressDialogInit(HWND dialog) {
   g_cancelled = 0;
   g_initialising = true;

@@ -6,10 +6,10 @@
 `rar` (build/deps/tools/bin, or the PATH) makes RAR5 archives of the tree src/: plain,
 solid, encrypted data (-p), encrypted headers (-hp), volumes (-v) and a volume set with one
 volume missing. `rar` no longer writes RAR4, so the RAR4 archives (a plain one with Unicode
-names, one with hostile names, one with a damaged header) are written here, stored, in the
-RAR 2.9 block format. Beside each archive: <name>.expect, the files `unrar lt` lists (size
-TAB name, names with "\\"), checked against `unrar lb` (the 7zz of the machine has no RAR
-codec). The password is "secret".
+names, one with hostile names, one with a damaged header, one with an entry whose data fails
+its checksum) are written here, stored, in the RAR 2.9 block format. Beside each archive:
+<name>.expect, the files `unrar lt` lists (size TAB name, names with "\\"), checked against
+`unrar lb` (the 7zz of the machine has no RAR codec). The password is "secret".
 """
 import os
 import shutil
@@ -175,6 +175,12 @@ def main():
     rar4(os.path.join(out, "hostile.rar"), [
         ("..\\climbed.txt", b"up\n"), ("\\rooted.txt", b"root\n"), ("c:\\drive.txt", b"drive\n"),
         ("inner\\..\\..\\twice.txt", b"twice\n"), ("fine.txt", b"fine\n"), ("stream.txt:hidden", b"ads\n")])
+
+    # One entry's stored bytes altered after its checksum was taken.
+    data = rar4(os.path.join(out, "crc.rar"), [("good.txt", b"good\n"), ("bad.txt", b"bad data\n"),
+                                               ("after.txt", b"after\n")])
+    with open(os.path.join(out, "crc.rar"), "wb") as f:
+        f.write(data.replace(b"bad data", b"bad dat!"))
 
     # Three entries; the second's header checksum is broken: the list holds the first.
     data = rar4(os.path.join(out, "damaged.rar"), [("first.txt", b"one\n"), ("second.txt", b"two\n"),

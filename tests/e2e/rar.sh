@@ -3,7 +3,7 @@
 # (files with "\" paths, non-Latin names, the status bar counting them), shows its folder
 # tree, extracts two entries of a folder chosen in the tree byte for byte; "-x" extracts a
 # whole RAR into a folder named after it; an archive with encrypted headers asks for the
-# password in the program's dialog before it lists.
+# password in the program's dialog before it lists, and its test needs no second asking.
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 data=${KESTRELIA_TESTDATA:?}
 fresh_work kestrelia_e2e_rar
@@ -63,5 +63,13 @@ xdotool key Return
 out=$(inspect --wait 60 --until-rows 8 --until-title "headers.rar" --rows 10)
 screenshot rar_headers_listed
 expect_contains "listed after the password" "list rows: 8" "$out"
+# Ctrl+T tests every entry with the password the list was given.
+focus "Kestrelia: .*headers.rar"
+xdotool key ctrl+t
+out=$(inspect --class '#32770' --title Testing --wait 120)
+screenshot rar_tested
+expect_contains "the test finds no error" "No errors were found." "$out"
+expect_contains "the test counts every file" "Entries tested: 8" "$out"
+inspect --class '#32770' --title Testing --ok >/dev/null
 stop_program
 finish

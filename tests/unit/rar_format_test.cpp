@@ -18,6 +18,9 @@
 #include "services/current_password.h"
 #include "services/prompts.h"
 #include "test_support.h"
+#include "jobs/entry_failures.h"
+#include "jobs/extract_job.h"
+#include "model/app_state.h"
 #include "zip/extract.h"
 
 namespace {
@@ -229,6 +232,56 @@ TEST_F(RarFormat, HostileNamesLandNowhereAndAreReported) {
     EXPECT_NE(g_boxes[0].find(name), std::string::npos) << name;
   EXPECT_FALSE(Exists("c:\\drive.txt"));
   EXPECT_FALSE(Exists("\\rooted.txt"));
+}
+
+// The test reads each entry through the library and names what fails; the encryption check
+// asks nothing, not even for encrypted headers.
+TEST_F(RarFormat, TestNamesWhatFailsAndEncryptionIsFoundWithoutAsking) {
+  const struct {
+    const char* archive;
+    const char* password;  // the session's
+    uint64_t tested;
+    const char* failed;  // a name among the failures; null: none
+    int reason;
+    int encrypted;
+  } cases[] = {
+      {"plain.rar", "", 8, nullptr, 0, 0},
+      {"solid.rar", "", 8, nullptr, 0, 0},
+      {"rar4.rar", "", 8, nullptr, 0, 0},
+      {"volumes.part1.rar", "", 8, nullptr, 0, 0},
+      {"password.rar", "secret", 8, nullptr, 0, 1},
+      {"headers.rar", "secret", 8, nullptr, 0, 1},
+      {"password.rar", "wrong", 1, "readme.txt", FAILURE_WRONG_PASSWORD, 1},
+      {"crc.rar", "", 2, "bad.txt", FAILURE_CRC, 0},
+      {"damaged.rar", "", 1, "damaged.rar", FAILURE_TRUNCATED, 0},
+      {"missing.part1.rar", "", 0, "data\\random.bin", FAILURE_TRUNCATED, 0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.archive) + " " + c.password);
+    SetCurrentPassword(c.password);
+    uint64_t tested = 99;
+    EXPECT_EQ(TestRarFiles(TestData(c.archive).c_str(), nullptr, 1, &tested), 0);
+    const EntryFailures& failures = GetLastRunFailures();
+    if (!c.failed) {
+      EXPECT_EQ(tested, c.tested);
+      EXPECT_TRUE(failures.items.empty()) << failures.items[0].name;
+    } else {
+      EXPECT_LT(tested, 8u);
+      auto named = std::find_if(failures.items.begin(), failures.items.end(), [&](const EntryFailure& failure) {
+        return failure.name.find(c.failed) != std::string::npos;
+      });
+      ASSERT_NE(named, failures.items.end());
+      EXPECT_EQ(named->reason, c.reason);
+    }
+    SetCurrentPassword("");
+    SetArchiveEncrypted(1 - c.encrypted);
+    g_passwordAsked = g_volumeAsked = 0;
+    EXPECT_EQ(DetectRarEncryption(TestData(c.archive).c_str()), 0);
+    EXPECT_EQ(IsArchiveEncrypted(), c.encrypted);
+    EXPECT_EQ(g_passwordAsked + g_volumeAsked, 0);
+  }
+  EXPECT_EQ(DetectRarEncryption(TestData("src\\readme.txt").c_str()), -1);
+  EXPECT_TRUE(g_boxes.empty()) << g_boxes.front();
 }
 
 TEST_F(RarFormat, ADamagedHeaderKeepsWhatWasReadAndSaysSo) {
