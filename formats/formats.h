@@ -32,8 +32,9 @@ typedef DWORD(WINAPI* CreationThreadProc)(LPVOID block);
 typedef int (*EncryptionProc)(const char* archive);
 struct RBTree;
 // Rewrites the archive by a change set (jobs/change_set.h): deletes its entries, or renames
-// and moves each to its new path. 0 on success, else negative with the user's sentence for
-// the failure in failure ("" for a plain "nothing found").
+// and moves each to its new path. 0 on success; kRewriteSimulated with the report of what
+// would change in failure; kRewriteUnmatched when no entry is concerned; else negative with
+// the user's sentence for the failure in failure.
 typedef int (*RewriteProc)(const char* archive, RBTree* changes, char* failure, size_t failureSize);
 // Makes a self-extracting program of the archive on the calling worker: asks for the target
 // (and whether to replace one that exists), seals the program with the password when one is

@@ -8,6 +8,7 @@
 #include "model/namelist.h"
 #include "model/view_hooks.h"
 #include "formats/formats.h"
+#include "jobs/safe_replace.h"
 #include "services/log.h"
 #include "services/prompts.h"
 #include "services/worker.h"
@@ -87,6 +88,8 @@ int OpenCompressedFile(const char* path, HWND owner) {
     return OPEN_REFUSED;
   }
 
+  // Working files that a killed run left beside this archive go now (never a user's file).
+  RemoveStaleWorkingFiles(path);
   GetViewHooks().loadImageLists();
   ArchiveControlBlock* block = GetCurrentControlBlock();
   ResetControlBlock(block, path, kind);

@@ -5,7 +5,13 @@
 
 struct RBTree;
 
-// One requested change; the change set owns the record and both texts.
+// What a rewrite of a change set answers besides 0 (done) and its negative failures.
+constexpr int kRewriteSimulated = 1;  // simulation: nothing written, the report says what would change
+constexpr int kRewriteUnmatched = 2;  // no entry is concerned: the archive was not touched
+
+// One requested change; the change set owns the record and both texts. A record whose old
+// path ends with a separator names a folder: it concerns every entry below the folder, and
+// the folder's own entries, and a rename gives each the new folder path in its place.
 struct ChangeRecord {
   char* oldPath;  // the entry's current path in the archive
   char* newPath;  // the path it is to have (unused for deletion)
@@ -20,3 +26,9 @@ void DestroyChangeSet(RBTree** changes);
 // Looks an archive name up; on a hit copies the record's new path into newPath (kPathBuf)
 // and returns 1, else 0. An absent or empty change set finds nothing.
 int FindEntryInZipEntryRBTree(RBTree* changes, const char* name, char* newPath);
+// Some record of the set names a folder.
+bool ChangeSetNamesFolders(RBTree* changes);
+// The record for an entry: its own, else that of the nearest folder above it (only looked for
+// when folders is set), whose new path then takes the folder's place in the entry's name. A
+// folder entry's new path keeps its final separator. 1 and newPath (kPathBuf) on a hit.
+int FindChangeForEntry(RBTree* changes, const char* name, bool folders, char* newPath);

@@ -51,6 +51,7 @@ enum CreateResult {
   CREATE_NOTHING = 1,          // nothing to compress
   CREATE_OPEN_FAILED = 2,      // the archive (or its working copy) cannot be opened
   CREATE_WRITE_FAILED = 3,     // the writer or the final replace failed; any old archive is untouched
+  CREATE_READ_ONLY = 4,        // the archive is read-only: refused before any work
   CREATE_CANCELLED = 100,
 };
 

@@ -43,6 +43,26 @@ void TellError(const char* text) {
   PromptMessageBox(GetMainWindowHandle(), text, GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
 }
 
+// The first lines of a list, the rest counted: a box must fit on the screen.
+std::string ShortList(const char* lines) {
+  constexpr int kShown = 25;
+  std::string out;
+  int shown = 0, more = 0;
+  for (const char* p = lines; *p;) {
+    const char* end = strchr(p, '\n');
+    size_t length = end ? static_cast<size_t>(end - p) : strlen(p);
+    if (shown < kShown) {
+      out.append(p, length).append("\n");
+      ++shown;
+    } else {
+      ++more;
+    }
+    p += length + (end ? 1 : 0);
+  }
+  if (more) out += "... (" + std::to_string(more) + ")";
+  return out;
+}
+
 std::string FullName(const liststruct* record) { return std::string(record->path) + record->filename; }
 
 // Joins a folder text and a name: no separator when the folder already ends in one.
@@ -448,6 +468,13 @@ void RenameTreeFolder(HWND list, const char* oldFolder, const char* newName) {
     if (renamed < 0) TellError(GetMessageText(KLANG_MSG_NO_MEMORY));
     return;
   }
+  // The folder itself too: its folder entries, empty subfolders among them, go with it.
+  if (!AddChangeRecord(job->changes, (old + "\\").c_str(), (now + "\\").c_str(), -1)) {
+    DestroyChangeSet(&job->changes);
+    free(job);
+    TellError(GetMessageText(KLANG_MSG_NO_MEMORY));
+    return;
+  }
   snprintf(job->folderAfter, sizeof job->folderAfter, "%s", now.c_str());
   StartEntryRewrite(job, UpdateTreeViewEditThread);
 }
@@ -547,6 +574,12 @@ void ApplyEntryRewrite(EntryRewriteJob* job) {
     if (*job->folderAfter) SelectTreeFolderAfterDerive(job->folderAfter);
     SetTreeInStep(0);
     if (GetViewHooks().rebuildTreeList) GetViewHooks().rebuildTreeList();
+  } else if (job->result == kRewriteSimulated || job->result == kRewriteUnmatched) {
+    // The archive is as it was, and so are the rows.
+    std::string text = GetMessageText(job->result == kRewriteSimulated ? KLANG_MSG_SIMULATED_CHANGES
+                                                                       : KLANG_MSG_NOTHING_MATCHED);
+    if (job->result == kRewriteSimulated) text += std::string("\n\n") + ShortList(job->failure);
+    PromptMessageBox(GetMainWindowHandle(), text.c_str(), "Kestrelia", MB_OK | MB_ICONINFORMATION);
   } else {
     TellError(*job->failure ? job->failure : GetMessageText(KLANG_MSG_ARCHIVE_UNCHANGED));
   }

@@ -16,7 +16,8 @@ void MakeZipEntryName(const zfts& options, const char* path, size_t baseLength, 
 
 // Writes every element into the open archive. 0 when the list was walked (single files that
 // fail are logged, skipped and listed in GetLastSkippedFiles), 1 for an empty list, -104
-// when the copy buffer cannot be had. Polls the cancellation flag after every chunk.
+// when the copy buffer cannot be had, -105 when a write to the archive failed (the run stops
+// there). Polls the cancellation flag after every chunk.
 int ZipFileList_64(ZipListElement* list, zfts* options, zipFile zip, uint64_t progressStep, uint64_t totalBytes);
 // The same without the progress dialog: a percentage in the log.
 int ZipFileListSilent(ZipListElement* list, zfts* options, zipFile zip, uint64_t progressStep,
@@ -26,6 +27,8 @@ typedef void (*SilentProgressReporter)(const char* percent);
 void SetSilentProgressReporter(SilentProgressReporter reporter);
 // The files the last run could not read, '\n'-separated, and their number.
 const char* GetLastSkippedFiles();
+// The system error of the write that stopped the last run (-105), else 0.
+DWORD GetLastWriteError();
 size_t GetLastSkippedCount();
 
 // Gives back the window's operation claim before the block's finished hook runs.

@@ -230,7 +230,17 @@ struct Writer {
   bool silent;
   bool crcInAdvance;  // every file, else only encrypted ones
   char* buffer;       // kDeflateBlockSize bytes for the pass of the CRC in advance
+  bool writeFailed;   // a write to the archive failed: the run stops, nothing more is compressed
 };
+
+DWORD g_writeError;
+
+void NoteWriteFailure(Writer& w) {
+  if (w.writeFailed) return;
+  w.writeFailed = true;
+  g_writeError = GetLastError() ? GetLastError() : ERROR_WRITE_FAULT;
+  Log(1, GetVerbose(), "%s: writing the archive failed (%lu)", w.caller, g_writeError);
+}
 
 void WriteBlock(Writer& w, DeflateBlock* b) {
   PendingEntry* e = static_cast<PendingEntry*>(b->owner);
@@ -250,11 +260,16 @@ void WriteBlock(Writer& w, DeflateBlock* b) {
     e->opened = err == ZIP_OK;
     e->failed = !e->opened;
     if (e->failed) Log(1, GetVerbose(), "%s: error in opening %s in the zipfile (%d)", w.caller, e->name, err);
+    if (err == ZIP_ERRNO) NoteWriteFailure(w);
   }
   const void* data = e->stored ? static_cast<const void*>(b->in) : b->out;
   size_t length = e->stored ? b->inLength : b->outLength;
-  if (e->opened && ((b->failed && !e->stored) || zipWriteInFileInZip(w.zip, data, static_cast<unsigned>(length)) < 0))
+  if (e->opened && b->failed && !e->stored) {
     Log(2, GetVerbose(), "%s: error in writing %s into the zipfile", w.caller, e->path);
+  } else if (e->opened && zipWriteInFileInZip(w.zip, data, static_cast<unsigned>(length)) < 0) {
+    Log(2, GetVerbose(), "%s: error in writing %s into the zipfile", w.caller, e->path);
+    NoteWriteFailure(w);
+  }
   e->crc = crc32_combine(e->crc, b->crc, static_cast<z_off_t>(b->inLength));
   e->size += b->inLength;
   AddDone(*w.progress, b->inLength);
@@ -312,7 +327,7 @@ void SubmitFile(Writer& w, DeflatePipeline* pipeline, PendingEntry* e, HANDLE fi
     read += got;
     memcpy(b->dict, window, tail);
     b->dictLength = tail;
-    b->last = !ok || got < blockSize || read >= size || IsCancelledByUser();
+    b->last = !ok || got < blockSize || read >= size || IsCancelledByUser() || w.writeFailed;
     if (!b->last) {
       tail = got < kDeflateWindow ? got : kDeflateWindow;
       memcpy(window, b->in + got - tail, tail);
@@ -326,6 +341,7 @@ int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* optio
               uint64_t progressStep, uint64_t totalBytes) {
   g_skipped.clear();
   g_skippedCount = 0;
+  g_writeError = 0;
   if (!list) {
     if (silent) {
       Log(-1, GetVerbose(), "no list data");
@@ -345,11 +361,11 @@ int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* optio
   bool prefixMode = options->prefixMode || options->prefixRelative;
   bool skipCrc = GetSkipCRCCheck() > 0;
   Progress progress = {caller, silent, totalBytes, progressStep, 0, progressStep, GetTickCount(), 0, -1};
-  Writer w = {caller, zip, options, &progress, silent, !skipCrc || options->password[0], buffer};
+  Writer w = {caller, zip, options, &progress, silent, !skipCrc || options->password[0], buffer, false};
   if (prefixMode) Log(5, GetVerbose(), "%s: zfts->PrefixPath %s", caller, options->PrefixPath);
   if (prefixMode && options->PrefixPath[0]) AddPrefixFolders(caller, zip, *options);
 
-  for (ZipListElement* e = list; e && !IsCancelledByUser(); e = e->next) {
+  for (ZipListElement* e = list; e && !IsCancelledByUser() && !w.writeFailed; e = e->next) {
     char name[kPathBuf];
     MakeZipEntryName(*options, e->path, e->baseLength, name);
     if (!name[0]) continue;  // a folder when only file names are kept
@@ -402,7 +418,7 @@ int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* optio
     CloseHandle(file);
   }
   // After a cancel the archive is thrown away: what is still on its way is not written.
-  while (!IsCancelledByUser() && WriteOldest(w, pipeline, true)) {
+  while (!IsCancelledByUser() && !w.writeFailed && WriteOldest(w, pipeline, true)) {
   }
   while (DeflateBlock* b = OldestBlock(pipeline, true)) {
     PendingEntry* e = static_cast<PendingEntry*>(b->owner);
@@ -414,7 +430,7 @@ int WriteList(const char* caller, bool silent, ZipListElement* list, zfts* optio
   }
   CloseDeflatePipeline(pipeline);
   free(buffer);
-  return 0;
+  return w.writeFailed ? -105 : 0;
 }
 
 }  // namespace
@@ -465,5 +481,6 @@ int ZipFileListSilent(ZipListElement* list, zfts* options, zipFile zip, uint64_t
 }
 
 const char* GetLastSkippedFiles() { return g_skipped.c_str(); }
+DWORD GetLastWriteError() { return g_writeError; }
 size_t GetLastSkippedCount() { return g_skippedCount; }
 void SetSilentProgressReporter(SilentProgressReporter reporter) { g_silentReporter = reporter; }

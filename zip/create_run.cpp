@@ -9,6 +9,7 @@
 #include "services/worker.h"
 #include "settings/options.h"
 #include "jobs/safe_replace.h"
+#include "jobs/system_words.h"
 #include "zip/zip_write_io.h"
 
 #include <cstdio>
@@ -67,9 +68,25 @@ bool FileExists(const char* path) {
   return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
+// The program's sentence, the archive and why the system refused, in its own words.
+void TellFailure(bool silent, int sentence, const char* archive, DWORD error) {
+  std::string text = std::string(GetMessageText(sentence)) + "\n\n\"" + archive + "\"";
+  std::string reason = SystemErrorText(error);
+  if (!reason.empty()) text += "\n" + reason;
+  Tell(silent, text.c_str(), MB_ICONERROR);
+}
+
 int Run(ZipWorkBlock* block) {
   DWORD start = GetTickCount();
   bool silent = block->silent != 0;
+  // An archive the user made read-only is refused before any work, and keeps its attribute.
+  bool exists = FileExists(block->archive);
+  if (DWORD refusal = exists ? ReadOnlyRefusal(block->archive) : 0) {
+    TellFailure(silent, block->add ? KLANG_MSG_ARCHIVE_UNCHANGED : KLANG_MSG_CANNOT_WRITE_ARCHIVE, block->archive,
+                refusal);
+    return CREATE_READ_ONLY;
+  }
+  if (exists) RemoveStaleWorkingFiles(block->archive);
   if (!silent) StartProgressDialog(true, GetMessageText(KLANG_MSG_COLLECTING_FILES));
 
   ZipListElement* head = nullptr;
@@ -107,20 +124,23 @@ int Run(ZipWorkBlock* block) {
   bool append = block->add && FileExists(block->archive);
   char work[kPathBuf];
   zipFile zip = nullptr;
-  if (MakeWorkingPath(block->archive, work) && (!append || !CopyToWorkingFile(block->archive, work))) {
+  DWORD error = ClaimWorkingFile(block->archive, work);
+  if (!error && append) error = CopyToWorkingFile(block->archive, work);
+  if (!error) {
     zlib_filefunc64_def functions;
     FillWriteBufferedFileFunctions(&functions);
     if (append)
       Log(5, GetVerbose(), "ZipWorkDirectoryThread(): appending to (HWND) %p - (HWND)tree_list: %p", Owner(),
           GetCurrentControlBlock() ? GetCurrentControlBlock()->treeList : nullptr);
     zip = zipOpen2_64(work, append ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE, nullptr, &functions);
-    if (!zip) DiscardWorkingFile(work);
+    if (zip) MarkWorkingFile(work);
+    else DiscardWorkingFile(work);
   }
   if (!zip) {
     Log(-1, GetVerbose(), "ZipWorkDirectoryThread(): error opening %s", block->archive);
     FreeZipList(head);
     if (!silent) CloseProgressDialog();
-    Tell(silent, GetMessageText(KLANG_MSG_CANNOT_CREATE_ARCHIVE), MB_ICONERROR);
+    TellFailure(silent, append ? KLANG_MSG_ARCHIVE_UNCHANGED : KLANG_MSG_CANNOT_CREATE_ARCHIVE, block->archive, error);
     return CREATE_OPEN_FAILED;
   }
 
@@ -135,12 +155,17 @@ int Run(ZipWorkBlock* block) {
   FreeZipList(head);
   bool cancelled = IsCancelledByUser() != 0;
   if (cancelled) Log(1, GetVerbose(), "ZipWorkDirectoryThread: IsCanceledByUser() returns true");
+  error = GetLastWriteError();
   int closed = zipClose(zip, nullptr);
+  if (!error && closed != ZIP_OK) error = GetLastError() ? GetLastError() : ERROR_WRITE_FAULT;
   if (cancelled || written || closed != ZIP_OK) {
     DiscardWorkingFile(work);
     result = cancelled ? CREATE_CANCELLED : CREATE_WRITE_FAILED;
     if (!cancelled) Log(-1, GetVerbose(), "ZipWorkDirectoryThread: not ok %s %d\n", block->archive, closed);
-  } else if (ReplaceWithWorkingFile(work, block->archive)) {
+  } else if ((exists && (error = FlushWorkingFile(work)) != 0) ||
+             (error = ReplaceWithWorkingFile(work, block->archive)) != 0) {
+    // An old archive is replaced only by a new one that is on the disk.
+    DiscardWorkingFile(work);
     result = CREATE_WRITE_FAILED;
   }
   if (!silent) {
@@ -154,7 +179,7 @@ int Run(ZipWorkBlock* block) {
       SetCurrentArchivePath("");
     Tell(silent, GetMessageText(KLANG_MSG_CREATION_CANCELLED), MB_ICONINFORMATION);
   } else if (result != CREATE_OK) {
-    Tell(silent, GetMessageText(KLANG_MSG_CANNOT_WRITE_ARCHIVE), MB_ICONERROR);
+    TellFailure(silent, append ? KLANG_MSG_ARCHIVE_UNCHANGED : KLANG_MSG_CANNOT_WRITE_ARCHIVE, block->archive, error);
   } else {
     ReportSkipped(silent);
   }

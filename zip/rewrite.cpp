@@ -127,6 +127,19 @@ struct WalkRequest {
 };
 
 thread_local bool t_namesReadTwoWays = false;
+// What the last walk on this thread changed (or, simulated, would change), a line each. A
+// pointer made once per thread, for the reason t_failure is a plain buffer.
+thread_local std::string* t_report;
+
+void Report(const char* name, const char* newPath) {
+  if (!t_report) t_report = new std::string;
+  *t_report += name;
+  if (newPath) {
+    *t_report += " -> ";
+    *t_report += newPath;
+  }
+  *t_report += '\n';
+}
 
 struct Walk {
   const WalkRequest& request;
@@ -138,14 +151,16 @@ struct Walk {
   std::string directory;  // the new central directory
   uint64_t entries = 0;
   int found = 0, kept = 0;
+  bool folders = false;  // the change set names folders: entries below them are looked up too
   bool changed = false, failed = false;
   DWORD error = 0;
 
   Walk(const WalkRequest& r, const char* a) : request(r), archive(a) {}
 };
 
-bool Lookup(const WalkRequest& request, const char* key, char* newPath) {
-  if (request.changes) return FindEntryInZipEntryRBTree(request.changes, key, newPath) != 0;
+bool Lookup(const Walk& w, const char* key, char* newPath) {
+  const WalkRequest& request = w.request;
+  if (request.changes) return FindChangeForEntry(request.changes, key, w.folders, newPath) != 0;
   if (!request.oldPath || PathCompareIndependentCaseSense(key, request.oldPath) != 0) return false;
   snprintf(newPath, kPathBuf, "%s", request.newPath ? request.newPath : "");
   return true;
@@ -371,17 +386,18 @@ bool WalkEntries(Walk* w) {
       snprintf(key, sizeof key, "%s", name);
     }
     Log(5, GetVerbose(), "%s file to find %s dos_fn %s", caller, key, name);
-    bool hit = Lookup(request, key, newPath);
+    bool hit = Lookup(*w, key, newPath);
     const char* last = name;
     for (const char* p = name; *p; ++p)
       if (*p == '/' || *p == '\\') last = p + 1;
-    if (!*last) {
-      // Folder entries are deliberately not carried over: the folders live on in the paths.
-      if (request.job == Job::Change) w->changed = true;
-    } else if (request.job == Job::Delete && hit) {
-      --totals.entries;
+    // Folder entries are kept like any other: an empty folder is the user's too. They go or
+    // move only with a folder that is deleted or renamed.
+    bool folder = !*last;
+    if (request.job == Job::Delete && hit) {
+      if (!folder) --totals.entries;
       totals.uncompressed -= info.uncompressed_size;
       totals.compressed -= info.compressed_size;
+      Report(name, nullptr);
       if (!request.simulation) {
         printf("%s delete file %s\n", caller, name);
         w->changed = true;
@@ -394,6 +410,7 @@ bool WalkEntries(Walk* w) {
       char stored[kPathBuf];
       if (request.job == Job::Change && hit) {
         ++w->found;
+        Report(name, newPath);
         ShowProgress(request, newPath);
         if (GetVerbose() > 5) Log(-1, GetVerbose(), "%s: --changed dos_fn: %s NewFilename %s", caller, name, newPath);
         snprintf(stored, sizeof stored, "%s", newPath);
@@ -422,19 +439,28 @@ DWORD WalkError(const Walk& w) {
   return 0;
 }
 
-void RemoveTemporary(const char* temporary) { GetRewriteFileLayer().deleteFile(temporary); }
+void RemoveTemporary(const char* temporary) { DiscardWorkingFile(temporary); }
 
 int RewriteZip(const WalkRequest& request, const char* archive) {
   const char* caller = request.caller;
   t_failure[0] = '\0';
+  if (t_report) t_report->clear();
   ArchiveFormatOrZip(GetArchiveKind(), caller);  // logs an unknown kind; the walk is ZIP's anyway
-  char temporary[kPathBuf + 8];
-  snprintf(temporary, sizeof temporary, "%s.tmp", archive);
+  char temporary[kPathBuf] = "";
+  if (!request.simulation) {
+    // Refused before any work: the user made the archive read-only, and it stays so.
+    if (DWORD refusal = ReadOnlyRefusal(archive)) {
+      SetFailure(archive, refusal);
+      return REWRITE_READ_ONLY;
+    }
+    RemoveStaleWorkingFiles(archive);
+  }
 
   RewriteFileLayer& layer = GetRewriteFileLayer();
   zlib_filefunc64_def functions;
   layer.fillFunctions(&functions);
   Walk w(request, archive);
+  w.folders = ChangeSetNamesFolders(request.changes);
   w.source = MyWaitunzOpen2_64With(archive, 3000, &functions);
   if (!w.source) {
     DWORD error = GetLastZipFileOpenError();
@@ -448,12 +474,15 @@ int RewriteZip(const WalkRequest& request, const char* archive) {
       unzClose(w.source);
       return REWRITE_CANNOT_OPEN;
     }
-    if (!OpenRewriteOutput(&w.out, functions, temporary)) {
-      SetFailure(archive, w.out.file.systemError);
+    DWORD claimError = ClaimWorkingFile(archive, temporary);
+    if (claimError || !OpenRewriteOutput(&w.out, functions, temporary)) {
+      SetFailure(archive, claimError ? claimError : w.out.file.systemError);
+      RemoveTemporary(temporary);
       CloseRewriteFile(&w.data);
       unzClose(w.source);
       return REWRITE_CANNOT_CREATE_TEMP;
     }
+    MarkWorkingFile(temporary);
   } else if (request.job == Job::Delete) {
     Log(5, GetVerbose(), "%s in Simulationmode - not opening Zipfile!", caller);
   }
@@ -496,15 +525,16 @@ int RewriteZip(const WalkRequest& request, const char* archive) {
   unzClose(w.source);
   Log(5, GetVerbose(), "%s: found %d of %d", caller, w.found, w.found + w.kept);
 
-  if (request.simulation) return request.job == Job::Delete ? REWRITE_DONE : REWRITE_NOTHING_REPLACED;
+  if (request.simulation) return w.found ? REWRITE_DONE : REWRITE_NOTHING_MATCHED;
   if (!complete || error) {
     SetFailure(archive, error ? error : ERROR_FILE_CORRUPT);
     RemoveTemporary(temporary);
     return REWRITE_NOTHING_REPLACED;
   }
   if (!w.changed) {
+    // Nothing matched: the archive keeps its bytes and its time.
     RemoveTemporary(temporary);
-    return REWRITE_NOTHING_REPLACED;
+    return REWRITE_NOTHING_MATCHED;
   }
   if (request.job == Job::Delete && w.entries == 0) {
     // Nothing is left: the archive goes.
@@ -534,14 +564,17 @@ BOOL DeleteByName(const char* path) { return DeleteFileA(path); }
 
 RewriteFileLayer g_layer = {FillSmallWindowFileFunctions, FlushWorkingFile, ReplaceWithWorkingFile, DeleteByName};
 
-int TwoPasses(const char* archive, RBTree* changes, int (*walk)(const char*, RBTree*, int, int)) {
+int TwoPasses(const char* archive, RBTree* changes, int simulation,
+              int (*walk)(const char*, RBTree*, int, int)) {
   t_namesReadTwoWays = false;
-  int first = walk(archive, changes, 0, 1);
-  if (first != REWRITE_DONE && first != REWRITE_NOTHING_REPLACED) return first;
+  int first = walk(archive, changes, simulation, 1);
+  if (first != REWRITE_DONE && first != REWRITE_NOTHING_MATCHED) return first;
   // The second reading only differs for names that read differently in the DOS code page.
-  if (first == REWRITE_DONE && !t_namesReadTwoWays) return REWRITE_DONE;
-  int second = walk(archive, changes, 0, 0);
-  if (second == REWRITE_NOTHING_REPLACED && first == REWRITE_DONE) return REWRITE_DONE;
+  if (!t_namesReadTwoWays) return first;
+  std::string report = t_report ? *t_report : std::string();
+  int second = walk(archive, changes, simulation, 0);
+  if (t_report) t_report->insert(0, report);
+  if (second == REWRITE_NOTHING_MATCHED && first == REWRITE_DONE) return REWRITE_DONE;
   return second;
 }
 
@@ -550,6 +583,7 @@ int TwoPasses(const char* archive, RBTree* changes, int (*walk)(const char*, RBT
 RewriteFileLayer& GetRewriteFileLayer() { return g_layer; }
 void ResetRewriteFileLayer() { g_layer = {FillSmallWindowFileFunctions, FlushWorkingFile, ReplaceWithWorkingFile, DeleteByName}; }
 const char* GetRewriteFailureText() { return t_failure; }
+const char* GetRewriteReport() { return t_report ? t_report->c_str() : ""; }
 
 int ChangeFilesFromZIP(const char* archive, RBTree* changes, int simulation, int namesAreOem) {
   WalkRequest request = {"ChangeFilesFromZIP", Job::Change, changes, nullptr, nullptr, simulation, namesAreOem};
@@ -575,10 +609,10 @@ int DeleteFileFromZIP(const char* archive, const char* path, int simulation, int
   return RewriteZip(request, archive);
 }
 
-int ChangeFilesTwoPasses(const char* archive, RBTree* changes) {
-  return TwoPasses(archive, changes, ChangeFilesFromZIP);
+int ChangeFilesTwoPasses(const char* archive, RBTree* changes, int simulation) {
+  return TwoPasses(archive, changes, simulation, ChangeFilesFromZIP);
 }
 
-int DeleteFilesTwoPasses(const char* archive, RBTree* changes) {
-  return TwoPasses(archive, changes, DeleteFilesFromZIPRBTree);
+int DeleteFilesTwoPasses(const char* archive, RBTree* changes, int simulation) {
+  return TwoPasses(archive, changes, simulation, DeleteFilesFromZIPRBTree);
 }

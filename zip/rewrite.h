@@ -16,24 +16,27 @@ enum RewriteResult {
   REWRITE_GLOBAL_INFO = -3,
   REWRITE_COMMENT_MEMORY = -4,
   REWRITE_COMMENT_READ = -5,
-  REWRITE_NOTHING_REPLACED = -6,
+  REWRITE_NOTHING_REPLACED = -6,  // a failure on the way; the archive is as it was
   REWRITE_REPLACE_FAILED = -7,
+  REWRITE_NOTHING_MATCHED = -8,   // no entry is concerned: nothing was written
+  REWRITE_READ_ONLY = -9,         // the archive is read-only: refused before any work
 };
 
 // namesAreOem: names without the UTF-8 flag are read in the DOS code page before they are
 // looked up; otherwise the stored bytes are looked up as they are.
 int ChangeFilesFromZIP(const char* archive, RBTree* changes, int simulation, int namesAreOem);
-// In simulation returns 0 and leaves the file alone. Deleting every entry removes the archive.
+// Simulation walks the same way and writes nothing: 0 when some entry would change, else -8.
+// Deleting every entry removes the archive.
 int DeleteFilesFromZIPRBTree(const char* archive, RBTree* changes, int simulation, int namesAreOem);
 int ChangeFileFromZIP(const char* archive, const char* oldPath, const char* newPath, int simulation,
                       int namesAreOem);
 int DeleteFileFromZIP(const char* archive, const char* path, int simulation, int namesAreOem);
 
-// The two passes of the callers: first with names read in the DOS code page, then, when that
-// changed nothing, with the names as stored. A second pass that finds nothing (-6) after a
-// first one that did is no failure.
-int ChangeFilesTwoPasses(const char* archive, RBTree* changes);
-int DeleteFilesTwoPasses(const char* archive, RBTree* changes);
+// The two passes of the callers: first with names read in the DOS code page, then, where some
+// name reads two ways, with the names as stored. A second pass that finds nothing (-8) after
+// a first one that did is no failure.
+int ChangeFilesTwoPasses(const char* archive, RBTree* changes, int simulation = 0);
+int DeleteFilesTwoPasses(const char* archive, RBTree* changes, int simulation = 0);
 
 // The file layer under a rewrite. Tests replace members to make writes, reads, the flush or
 // the final replacement fail; nothing else changes behaviour.
@@ -50,3 +53,6 @@ void ResetRewriteFileLayer();
 // Why the last rewrite on this thread failed, for the user: the program's sentence, the
 // archive's path and the system's text; empty after a success or a plain "nothing found".
 const char* GetRewriteFailureText();
+// What the last rewrite on this thread changed, or in simulation would change: a line per
+// entry, its stored name and, renamed, " -> " and its new path.
+const char* GetRewriteReport();

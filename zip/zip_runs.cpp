@@ -3,6 +3,7 @@
 
 #include "model/app_state.h"
 #include "services/log.h"
+#include "settings/values.h"
 #include "zip/extract.h"
 #include "zip/rewrite.h"
 #include "zip/zip_open.h"
@@ -39,14 +40,32 @@ int DetectArchiveEncryption(const char* archive) {
   return 0;
 }
 
-int DeleteZipEntries(const char* archive, RBTree* changes, char* failure, size_t failureSize) {
-  int result = DeleteFilesTwoPasses(archive, changes);
+namespace {
+
+// The window's rewrites: simulated when the setting DeleteSimulation asks for it, which then
+// hands the report of what would change back instead of a failure.
+int RunRewrite(const char* archive, RBTree* changes, char* failure, size_t failureSize,
+               int (*twoPasses)(const char*, RBTree*, int)) {
+  int simulation = IsDeleteSimulation() ? 1 : 0;
+  int result = twoPasses(archive, changes, simulation);
+  if (result == REWRITE_NOTHING_MATCHED) {
+    snprintf(failure, failureSize, "%s", "");
+    return kRewriteUnmatched;
+  }
+  if (simulation && result == REWRITE_DONE) {
+    snprintf(failure, failureSize, "%s", GetRewriteReport());
+    return kRewriteSimulated;
+  }
   snprintf(failure, failureSize, "%s", GetRewriteFailureText());
   return result;
 }
 
+}  // namespace
+
+int DeleteZipEntries(const char* archive, RBTree* changes, char* failure, size_t failureSize) {
+  return RunRewrite(archive, changes, failure, failureSize, DeleteFilesTwoPasses);
+}
+
 int RenameZipEntries(const char* archive, RBTree* changes, char* failure, size_t failureSize) {
-  int result = ChangeFilesTwoPasses(archive, changes);
-  snprintf(failure, failureSize, "%s", GetRewriteFailureText());
-  return result;
+  return RunRewrite(archive, changes, failure, failureSize, ChangeFilesTwoPasses);
 }

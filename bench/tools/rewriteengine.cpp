@@ -3,7 +3,9 @@
 //   rewriteengine ARCHIVE [--simulate] [--no-flush] (--delete NAME | --rename OLD=NEW)...
 // --no-flush leaves the new archive to the system's cache like the peer tools do, to show
 // what writing it through to the disk costs.
-// Deletions and renames in one call run as two rewrites, deletions first.
+// Deletions and renames in one call run as two rewrites, deletions first. A NAME ending in a
+// separator names a folder and everything below it. Exit code: 0 changed (or, simulated,
+// would change), 1 failed or refused, 2 bad arguments, 3 nothing matched: nothing changed.
 #include "services/base.h"
 
 #include "model/rbtree.h"
@@ -42,16 +44,22 @@ int main(int argc, char** argv) {
   QueryPerformanceFrequency(&frequency);
   QueryPerformanceCounter(&t0);
   int result = 0;
+  std::string report;
   if (deletions->count) {
-    result = simulation ? DeleteFilesFromZIPRBTree(argv[1], deletions, 1, 1) : DeleteFilesTwoPasses(argv[1], deletions);
+    result = DeleteFilesTwoPasses(argv[1], deletions, simulation);
+    report += GetRewriteReport();
   }
-  if (!result && renames->count) {
-    result = simulation ? ChangeFilesFromZIP(argv[1], renames, 1, 1) : ChangeFilesTwoPasses(argv[1], renames);
+  if ((!result || result == REWRITE_NOTHING_MATCHED) && renames->count) {
+    int renamed = ChangeFilesTwoPasses(argv[1], renames, simulation);
+    report += GetRewriteReport();
+    if (!(renamed == REWRITE_NOTHING_MATCHED && deletions->count && !result)) result = renamed;
   }
   QueryPerformanceCounter(&t1);
   printf("rewrite %.1f ms, result %d\n", 1000.0 * (t1.QuadPart - t0.QuadPart) / frequency.QuadPart, result);
+  printf("%s%s", simulation ? "would change:\n" : "", report.c_str());
   if (*GetRewriteFailureText()) printf("%s\n", GetRewriteFailureText());
+  if (result == REWRITE_NOTHING_MATCHED) printf("nothing matched: the archive was not changed\n");
   DestroyChangeSet(&deletions);
   DestroyChangeSet(&renames);
-  return result < 0 && result != REWRITE_NOTHING_REPLACED ? 1 : 0;
+  return result == REWRITE_NOTHING_MATCHED ? 3 : result < 0 ? 1 : 0;
 }

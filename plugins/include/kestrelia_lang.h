@@ -6,7 +6,7 @@
    Every number of a range below answers with a non-empty text in every language; a number
    outside the ranges answers with the empty string, never with a null pointer.
 
-     GetMessageText              0..116, 130..147
+     GetMessageText              0..116, 130..147, 160..161
      GetGenericText              0..87
      GetMenuText                 5001..5005 (the menus of res/resource.h)
      GetMenuItemText             4001..4031 except 4025 (command identifiers of res/resource.h);

@@ -71,6 +71,8 @@
 #define KLANG_MSG_ALL_ARCHIVES                   140  /* All archives */
 #define KLANG_MSG_ALL_FILES                      141  /* All files */
 #define KLANG_MSG_SELECTED                       142  /* selected */
+#define KLANG_MSG_SIMULATED_CHANGES              160  /* Simulation: nothing was written. These changes would be made: */
+#define KLANG_MSG_NOTHING_MATCHED                161  /* No entry of the archive is concerned: the archive was not changed. */
 
 /* GetGenericText */
 #define KLANG_GEN_OK                               0  /* OK */

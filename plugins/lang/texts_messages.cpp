@@ -176,6 +176,10 @@ const LangText messages[] = {
     {146, "RAR archives", "RAR-Archive"},
     {147, "Protect the self-extracting archive with a password?\n\nWithout the password nobody can extract it.",
      "Das selbstentpackende Archiv mit einem Kennwort schützen?\n\nOhne das Kennwort kann es niemand entpacken."},
+    {KLANG_MSG_SIMULATED_CHANGES, "Simulation: nothing was written. These changes would be made:",
+     "Simulation: es wurde nichts geschrieben. Diese Änderungen würden vorgenommen:"},
+    {KLANG_MSG_NOTHING_MATCHED, "No entry of the archive is concerned: the archive was not changed.",
+     "Kein Eintrag des Archivs ist betroffen: das Archiv wurde nicht geändert."},
 };
 }  // namespace
 

@@ -41,6 +41,11 @@ def main(out):
         z.writestr("top.txt", b"top")
         z.comment = b"an archive comment"
 
+    # Empty folders, which only their folder entries hold.
+    with zipfile.ZipFile(os.path.join(out, "folders.zip"), "w", zipfile.ZIP_DEFLATED) as z:
+        for name in ("docs/", "docs/a.txt", "docs/empty/", "empty/", "readme.txt"):
+            z.writestr(name, b"" if name.endswith("/") else name.encode() * 10)
+
     # "Gr\x81\xe1e.txt" is "Gruesse" with umlaut and sharp s in the DOS code page, stored without
     # the UTF-8 flag: python would flag it, so a placeholder of the same length is patched.
     path = os.path.join(out, "oemname.zip")

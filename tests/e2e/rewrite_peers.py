@@ -90,7 +90,7 @@ def main():
                       after.get(new) == before.get(old), "\n%s\n---\n%s" % (before.get(old), after.get(new)))
                 check(title + ": " + new + " extracts to the same bytes", content(archive, new) == content(original, old))
             for old, block in before.items():
-                if old.endswith("/") or old in renamed.values() or ("--delete" in args and old == args[1].replace("\\", "/")):
+                if old in renamed.values() or ("--delete" in args and old == args[1].replace("\\", "/")):
                     check(title + ": " + old + " is gone", old not in after)
                 else:
                     check(title + ": " + old + " unchanged", after.get(old) == block)

@@ -255,8 +255,9 @@ TEST_F(Create, FailedOrCancelledRunsLeaveTheArchiveAsItWas) {
     CancelProgress(0);
     EXPECT_TRUE(ReadFileBytes(c.archive) == before) << c.what;
     char work[kPathBuf];
-    ASSERT_TRUE(MakeWorkingPath(c.archive.c_str(), work));
-    EXPECT_EQ(std::string(work), c.archive + ".~kst0") << c.what << ": a working file was left";
+    ASSERT_EQ(ClaimWorkingFile(c.archive.c_str(), work), 0u);
+    DiscardWorkingFile(work);
+    EXPECT_EQ(std::string(work), c.archive + ".tmp") << c.what << ": a working file was left";
   }
   // A new archive that was cancelled does not exist at all.
   SetSilentProgressReporter(CancelAtFirstReport);

@@ -7,10 +7,15 @@
 #include "model/archive_kind.h"
 #include "model/rbtree.h"
 #include "test_support.h"
+#include "jobs/create_job.h"
+#include "jobs/safe_replace.h"
+#include "zip/create.h"
 #include "zip/rewrite.h"
 #include "zip/zip_io.h"
 #include "zip/zip_open.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
@@ -101,12 +106,10 @@ int RunCase(const std::string& path, const RewriteCase& c) {
   int result;
   if (!c.deletions.empty()) {
     for (const std::string& name : c.deletions) AddChangeRecord(changes, name.c_str(), nullptr, 0);
-    result = c.simulation ? DeleteFilesFromZIPRBTree(path.c_str(), changes, 1, 1)
-                          : DeleteFilesTwoPasses(path.c_str(), changes);
+    result = DeleteFilesTwoPasses(path.c_str(), changes, c.simulation);
   } else {
     for (const auto& r : c.renames) AddChangeRecord(changes, r.first.c_str(), r.second.c_str(), 0);
-    result =
-        c.simulation ? ChangeFilesFromZIP(path.c_str(), changes, 1, 1) : ChangeFilesTwoPasses(path.c_str(), changes);
+    result = ChangeFilesTwoPasses(path.c_str(), changes, c.simulation);
   }
   DestroyChangeSet(&changes);
   return result;
@@ -124,10 +127,9 @@ const RewriteCase kCases[] = {
     {"rename a 64-bit entry", "python.zip", {}, {{"forced64.bin", "b\\forced.bin"}}, 0, 0, nullptr},
     {"rename behind data descriptors", "stream.zip", {}, {{"readme.txt", "first.txt"}}, 0, 0, nullptr},
     {"rename a DOS code page name", "oemname.zip", {}, {{"Gr\303\274\303\237e.txt", "hello.txt"}}, 0, 0, nullptr},
-    {"rename of an absent name changes nothing", "nodirs.zip", {}, {{"absent.txt", "x.txt"}}, 0, -6, nullptr},
-    {"delete of an absent name changes nothing", "nodirs.zip", {"absent.txt"}, {}, 0, -6, nullptr},
     {"simulated delete", "deflated.zip", {"noise.bin"}, {}, 1, 0, nullptr},
-    {"simulated rename", "deflated.zip", {}, {{"noise.bin", "n.bin"}}, 1, -6, nullptr},
+    {"simulated rename", "deflated.zip", {}, {{"noise.bin", "n.bin"}}, 1, 0, nullptr},
+    {"simulated delete of an absent name", "deflated.zip", {"absent.txt"}, {}, 1, -8, nullptr},
 };
 
 class RewriteCases : public ::testing::TestWithParam<RewriteCase> {};
@@ -152,12 +154,11 @@ TEST_P(RewriteCases, KeepsWhatStaysAndChangesWhatWasAsked) {
     return;
   }
 
-  // What the archive should hold now: the old entries without folders and deletions, renamed
-  // entries under their new names, each unchanged but for its name.
+  // What the archive should hold now: the old entries, folder entries too, without the
+  // deletions, renamed entries under their new names, each unchanged but for its name.
   std::map<std::string, EntryFacts> expected;
   for (const auto& entry : before.entries) {
     const std::string& name = entry.first;
-    if (name.back() == '/') continue;
     bool deleted = false;
     for (const std::string& d : c.deletions) deleted |= Separated(d) == name;
     if (deleted) continue;
@@ -334,5 +335,156 @@ TEST(Rewrite, AnArchiveHeldByAnotherProgramIsReportedByName) {
   EXPECT_NE(std::string(GetRewriteFailureText()).find(path), std::string::npos);
   EXPECT_EQ(ReadFacts(path).entries.count("noise.bin"), 1u);
 }
+
+// ---- what is the user's stays the user's ------------------------------------------------
+
+// Every job that writes an archive beside an old one, on folders.zip: its folder entries
+// (docs/, docs/empty/, empty/) are the user's too. A job given a name that matches nothing
+// (matching false) must change nothing.
+enum class Kind { Delete, Rename, Add, Create };
+
+struct OwnCase {
+  const char* title;
+  Kind kind;
+  const char* from;  // the entry or folder deleted or renamed, or the file added
+  const char* to;
+  std::vector<std::string> after;  // every name the archive holds afterwards
+};
+
+const OwnCase kOwn[] = {
+    {"delete a file", Kind::Delete, "readme.txt", nullptr, {"docs/", "docs/a.txt", "docs/empty/", "empty/"}},
+    {"delete a folder", Kind::Delete, "docs\\", nullptr, {"empty/", "readme.txt"}},
+    {"rename a file", Kind::Rename, "readme.txt", "renamed.txt",
+     {"docs/", "docs/a.txt", "docs/empty/", "empty/", "renamed.txt"}},
+    {"move a file", Kind::Rename, "docs\\a.txt", "docs\\empty\\a.txt",
+     {"docs/", "docs/empty/", "docs/empty/a.txt", "empty/", "readme.txt"}},
+    {"rename a folder", Kind::Rename, "docs\\", "papers\\",
+     {"empty/", "papers/", "papers/a.txt", "papers/empty/", "readme.txt"}},
+    {"add a file", Kind::Add, "new.txt", nullptr, {"docs/", "docs/a.txt", "docs/empty/", "empty/", "new.txt", "readme.txt"}},
+    {"create over the archive", Kind::Create, "new.txt", nullptr, {"new.txt"}},
+};
+
+int RunOwnCase(const OwnCase& c, const std::string& archive, bool matching, const std::string& inputs) {
+  if (c.kind == Kind::Add || c.kind == Kind::Create) {
+    ZipWorkBlock* block = NewZipWorkBlock();
+    snprintf(block->archive, kPathBuf, "%s", archive.c_str());
+    block->files = static_cast<char(*)[kPathBuf]>(calloc(1, kPathBuf));
+    snprintf(block->files[0], kPathBuf, "%s\\%s", inputs.c_str(), c.from);
+    block->fileCount = 1;
+    block->add = c.kind == Kind::Add;
+    block->silent = 1;
+    return static_cast<int>(ZipWorkDirectoryThread(block));
+  }
+  RBTree* changes = CreateChangeSet();
+  AddChangeRecord(changes, matching ? c.from : "absent.txt", c.to, 0);
+  int result = c.kind == Kind::Delete ? DeleteFilesTwoPasses(archive.c_str(), changes)
+                                      : ChangeFilesTwoPasses(archive.c_str(), changes);
+  DestroyChangeSet(&changes);
+  return result;
+}
+
+void Write(const std::string& path, const std::string& bytes) {
+  FILE* f = fopen(path.c_str(), "wb");
+  fwrite(bytes.data(), 1, bytes.size(), f);
+  fclose(f);
+}
+
+std::vector<std::string> FolderFiles(const std::string& folder) {
+  std::vector<std::string> names;
+  WIN32_FIND_DATAA found;
+  HANDLE find = FindFirstFileA((folder + "\\*").c_str(), &found);
+  if (find == INVALID_HANDLE_VALUE) return names;
+  do {
+    if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) names.push_back(found.cFileName);
+  } while (FindNextFileA(find, &found));
+  FindClose(find);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string LastWrite(const std::string& path) {
+  WIN32_FILE_ATTRIBUTE_DATA data = {};
+  GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data);
+  return std::to_string(data.ftLastWriteTime.dwHighDateTime) + ":" + std::to_string(data.ftLastWriteTime.dwLowDateTime);
+}
+
+constexpr char kClaimBeside[] = "KESTRELIA_CLAIM_BESIDE";
+constexpr char kClaimedEvent[] = "KestreliaTestWorkingFilesClaimed";
+
+// A run that dies with its working files on the disk: this test program again, as a child
+// that claims two and waits until it is killed.
+void LeaveWorkingFilesOfADeadRun(const std::string& archive) {
+  HANDLE claimed = CreateEventA(nullptr, TRUE, FALSE, kClaimedEvent);
+  char self[kPathBuf];
+  GetModuleFileNameA(nullptr, self, sizeof self);
+  std::string line = std::string("\"") + self + "\" --gtest_also_run_disabled_tests --gtest_filter=*ClaimAndWait";
+  SetEnvironmentVariableA(kClaimBeside, archive.c_str());
+  STARTUPINFOA start = {};
+  start.cb = sizeof start;
+  PROCESS_INFORMATION child = {};
+  ASSERT_TRUE(CreateProcessA(nullptr, &line[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &child));
+  SetEnvironmentVariableA(kClaimBeside, nullptr);
+  HANDLE either[2] = {claimed, child.hProcess};
+  EXPECT_EQ(WaitForMultipleObjects(2, either, FALSE, INFINITE), WAIT_OBJECT_0) << "the child ended before it claimed";
+  TerminateProcess(child.hProcess, 9);
+  WaitForSingleObject(child.hProcess, INFINITE);
+  CloseHandle(child.hProcess);
+  CloseHandle(child.hThread);
+  CloseHandle(claimed);
+}
+
+TEST(WorkingFiles, DISABLED_ClaimAndWait) {
+  const char* beside = getenv(kClaimBeside);
+  ASSERT_NE(beside, nullptr);
+  char first[kPathBuf], second[kPathBuf];
+  ASSERT_EQ(ClaimWorkingFile(beside, first), 0u);
+  ASSERT_EQ(ClaimWorkingFile(beside, second), 0u);
+  HANDLE claimed = OpenEventA(EVENT_MODIFY_STATE, FALSE, kClaimedEvent);
+  SetEvent(claimed);
+  Sleep(INFINITE);
+}
+
+class OwnCases : public ::testing::TestWithParam<OwnCase> {};
+
+TEST_P(OwnCases, NeverTouchWhatIsTheUsers) {
+  const OwnCase& c = GetParam();
+  SetArchiveKind(ARCHIVE_ZIP);
+  std::string dir = ScratchDir("rewrite_own"), inputs = ScratchDir("rewrite_own_inputs");
+  Write(inputs + "\\new.txt", "new");
+  std::string archive = dir + "\\A.zip";
+  ASSERT_TRUE(CopyFileA(TestData("folders.zip").c_str(), archive.c_str(), FALSE));
+  // The user's own files under names a working file could have.
+  Write(archive + ".tmp", "my notes");
+  Write(archive + ".~kst5.tmp", "mine too");
+  LeaveWorkingFilesOfADeadRun(archive);
+  std::vector<std::string> users = {"A.zip", "A.zip.tmp", "A.zip.~kst5.tmp"};
+  ASSERT_EQ(FolderFiles(dir).size(), users.size() + 2) << "the dead run left two working files";
+  std::string bytes = ReadFileBytes(archive), time = LastWrite(archive);
+
+  bool rewrite = c.kind == Kind::Delete || c.kind == Kind::Rename;
+  if (rewrite) {
+    EXPECT_EQ(RunOwnCase(c, archive, false, inputs), REWRITE_NOTHING_MATCHED) << c.title;
+    EXPECT_EQ(ReadFileBytes(archive), bytes) << c.title << ": a change matching nothing";
+    EXPECT_EQ(LastWrite(archive), time) << c.title << ": a change matching nothing";
+  }
+
+  SetFileAttributesA(archive.c_str(), FILE_ATTRIBUTE_READONLY);
+  EXPECT_EQ(RunOwnCase(c, archive, true, inputs), rewrite ? REWRITE_READ_ONLY : CREATE_READ_ONLY) << c.title;
+  EXPECT_EQ(ReadFileBytes(archive), bytes) << c.title << ": read-only";
+  EXPECT_TRUE(GetFileAttributesA(archive.c_str()) & FILE_ATTRIBUTE_READONLY) << c.title;
+  if (rewrite) EXPECT_NE(std::string(GetRewriteFailureText()).find(archive), std::string::npos) << c.title;
+  SetFileAttributesA(archive.c_str(), FILE_ATTRIBUTE_NORMAL);
+
+  EXPECT_EQ(RunOwnCase(c, archive, true, inputs), 0) << c.title << ": " << GetRewriteFailureText();
+  std::vector<std::string> names;
+  for (const auto& entry : ReadFacts(archive).entries) names.push_back(entry.first);
+  EXPECT_EQ(names, c.after) << c.title;
+  EXPECT_EQ(ReadFileBytes(archive + ".tmp"), "my notes") << c.title;
+  EXPECT_EQ(ReadFileBytes(archive + ".~kst5.tmp"), "mine too") << c.title;
+  // The dead run's working files went; nothing of this run's stayed.
+  EXPECT_EQ(FolderFiles(dir), users) << c.title;
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, OwnCases, ::testing::ValuesIn(kOwn));
 
 }  // namespace
