@@ -3,6 +3,7 @@
 
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
+#include "model/archive_kind.h"
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
 #include "model/listing_totals.h"
@@ -40,9 +41,11 @@ void SetFirstEntryEncryption(unzFile archive) {
   SetArchiveEncrypted(ReadCurrentEntry(archive, &info) && (info.flag & 1) ? 1 : 0);
 }
 
-void ListCurrentEntry(unzFile archive, ArchiveControlBlock* block) {
+// Lists the current entry; returns the larger of its two sizes.
+uint64_t ListCurrentEntry(unzFile archive, ArchiveControlBlock* block) {
   unz_file_info64 info = {};
   ReadCurrentEntry(archive, &info);
+  uint64_t larger = info.compressed_size > info.uncompressed_size ? info.compressed_size : info.uncompressed_size;
   ListingTotals& totals = GetListingTotals();
   char* name = &(*t_entryName)[0];
   char* part = name;
@@ -51,7 +54,7 @@ void ListCurrentEntry(unzFile archive, ArchiveControlBlock* block) {
   if (!*part) {  // a directory entry: its sizes count, it gets no row
     totals.compressed += info.compressed_size;
     totals.uncompressed += info.uncompressed_size;
-    return;
+    return larger;
   }
   for (char* p = name; *p; ++p)
     if (*p == '/') *p = '\\';
@@ -67,6 +70,17 @@ void ListCurrentEntry(unzFile archive, ArchiveControlBlock* block) {
   ++totals.entries;
   totals.compressed += info.compressed_size;
   totals.uncompressed += info.uncompressed_size;
+  return larger;
+}
+
+// The archive needs the 64-bit fields: more entries than 16 bits count, an entry's size past
+// 32 bits, or a file so large that offsets may be.
+bool NeedsZip64(const char* path, uint64_t entries, uint64_t largestEntry) {
+  WIN32_FILE_ATTRIBUTE_DATA data = {};
+  uint64_t size = GetFileAttributesExA(path, GetFileExInfoStandard, &data)
+                      ? static_cast<uint64_t>(data.nFileSizeHigh) << 32 | data.nFileSizeLow
+                      : 0;
+  return entries >= 0xFFFF || largestEntry >= 0xFFFFFFFF || size >= 0xFFFFFFFF;
 }
 
 DWORD MillisecondsSinceProcessStart() {
@@ -96,9 +110,11 @@ int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel) {
   // Once the list is unlocked, every publication repaints it on the window's thread; doing
   // that per 100 entries made a long listing twenty times slower.
   DWORD lastPublished = 0;
+  uint64_t largest = 0;
   for (uint64_t i = 0; i < global.number_entry;) {
     if (i == 0) SetFirstEntryEncryption(archive);
-    ListCurrentEntry(archive, block);
+    uint64_t size = ListCurrentEntry(archive, block);
+    if (size > largest) largest = size;
     if (!progress.shown && GetTickCount() - start > 3000) {
       ShowListingProgress(&progress, withCancel, global.number_entry, i);
       views.lockUpdates(false);
@@ -132,6 +148,11 @@ int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel) {
     return 1;
   }
   CloseListingProgress(&progress);
+  // Such an archive is of the kind ZIP64, which the rewrite and the content search refuse.
+  if (NeedsZip64(block->path, global.number_entry, largest)) {
+    block->kind = ARCHIVE_ZIP64;
+    SetArchiveKind(ARCHIVE_ZIP64);
+  }
   views.finishListing();
   views.rows.finished(block);
   return 0;

@@ -74,11 +74,18 @@ TEST(ZipListing, EveryPeerArchiveListsAsThePeersSeeIt) {
   }
 }
 
-TEST(ZipListing, EncryptionOfTheFirstEntrySetsTheArchiveFlag) {
-  ListArchive("zip_encrypted.zip");
-  EXPECT_EQ(IsArchiveEncrypted(), 1);
-  ListArchive("zip_deflated.zip");
-  EXPECT_EQ(IsArchiveEncrypted(), 0);
+// The first entry's encryption sets the archive's flag; 64-bit sizes make it a ZIP64 archive.
+TEST(ZipListing, ListingSetsTheArchiveFlagAndKind) {
+  const struct {
+    const char* archive;
+    int encrypted, kind;
+  } cases[] = {{"zip_encrypted.zip", 1, ARCHIVE_ZIP}, {"zip_deflated.zip", 0, ARCHIVE_ZIP}, {"zip64_big.zip", 0, ARCHIVE_ZIP64}};
+  for (const auto& c : cases) {
+    SetArchiveKind(ARCHIVE_ZIP);
+    ListArchive(c.archive);
+    EXPECT_EQ(IsArchiveEncrypted(), c.encrypted) << c.archive;
+    EXPECT_EQ(GetArchiveKind(), c.kind) << c.archive;
+  }
 }
 
 TEST(ZipOpen, RefusalsAndFailuresTellTheUser) {
