@@ -31,12 +31,15 @@ constexpr int kMostChosenFiles = 4096;
 
 HWND Owner() { return GetMainWindowHandle(); }
 
-// The worker's last word: a written archive becomes the open one and is listed afresh.
+// The worker's last word: the window shows what is on the disk. An archive that exists (the
+// one written, or the old one a failed run left as it was) becomes the open one and is listed
+// afresh; one that never came to be is closed, title and all.
 void CreationFinished(const char* archive, int result) {
-  if (result != CREATE_OK || GetFileAttributesA(archive) == INVALID_FILE_ATTRIBUTES) return;
-  SelfExtractingAfterCreation(archive);
+  bool exists = GetFileAttributesA(archive) != INVALID_FILE_ATTRIBUTES;
+  if (result == CREATE_OK && exists) SelfExtractingAfterCreation(archive);
   SetCurrentArchivePath(archive);
-  if (HWND main = Owner()) PostMessageA(main, WM_COMMAND, MAKEWPARAM(IDM_RELOAD, 0), 0);
+  if (HWND main = Owner())
+    PostMessageA(main, WM_COMMAND, MAKEWPARAM(exists ? IDM_RELOAD : IDM_CLOSE_ARCHIVE, 0), 0);
 }
 
 void EmptyList() {
