@@ -74,6 +74,23 @@ void RegisterArchiveOperations(int kind, const ArchiveOperations& ops) {
   if (ArchiveFormat* format = Row(kind)) format->ops = ops;
 }
 
+std::unique_ptr<ArchiveReader> OpenArchiveReader(int kind, const char* archive, int* error) {
+  const ArchiveFormat* format = Row(kind);
+  if (!format || !format->ops.openReader) {
+    *error = STREAM_UNSUPPORTED;
+    return nullptr;
+  }
+  *error = 0;
+  return format->ops.openReader(archive, error);
+}
+
+std::unique_ptr<ArchiveReader> OpenEntryStream(int kind, const char* archive, const char* name, StreamEntry* entry,
+                                               int* error) {
+  std::unique_ptr<ArchiveReader> reader = OpenArchiveReader(kind, archive, error);
+  if (reader && (*error = reader->Find(name, entry)) != 0) reader.reset();
+  return reader;
+}
+
 bool IsKnownArchiveKind(int kind) { return Row(kind) != nullptr; }
 
 char ArchiveSeparator(int kind) {

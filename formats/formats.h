@@ -8,6 +8,7 @@
 #pragma once
 #include "services/base.h"
 
+#include "jobs/entry_stream.h"
 #include "jobs/extract_job.h"
 
 #include <string>
@@ -55,7 +56,15 @@ struct ArchiveOperations {
   RewriteProc rename;              // entries renamed or moved
   EncryptionProc detectEncryption;
   SelfExtractingProc selfExtracting;  // the archive made into a self-extracting program
+  OpenReaderProc openReader;       // entries read as streams (jobs/entry_stream.h)
 };
+
+// The archive opened for reading entries as streams by its kind's row: null with an
+// EntryStreamError in *error (STREAM_UNSUPPORTED when the kind cannot).
+std::unique_ptr<ArchiveReader> OpenArchiveReader(int kind, const char* archive, int* error);
+// The reader stands at the entry the list shows under name, ready for its first Read.
+std::unique_ptr<ArchiveReader> OpenEntryStream(int kind, const char* archive, const char* name,
+                                               StreamEntry* entry, int* error);
 
 struct ArchiveFormat {
   int kind;

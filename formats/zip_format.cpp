@@ -21,6 +21,7 @@ void RegisterZipFormat() {
   ops.rename = RenameZipEntries;
   ops.detectEncryption = DetectArchiveEncryption;
   ops.selfExtracting = MakeSelfExtractingProgram;
+  ops.openReader = OpenZipReader;
   RegisterArchiveOperations(ARCHIVE_ZIP, ops);
   RegisterArchiveOperations(ARCHIVE_ZIP64, ops);
 }

@@ -33,6 +33,11 @@ int TestZipFiles(const char* archive, const EntrySelection* chosen, int silent, 
 // Opens the current entry, asking for the password first when the archive needs one and none
 // was given (21 when the user cancels).
 int OpenCurrentEntry(unzFile zip);
+struct AesReader;
+// The same for a reader that keeps its own state and may move between threads: an AES
+// entry's reader lands in *aes (null for any other entry; read it with AesRead), not in this
+// thread's.
+int OpenCurrentEntryReader(unzFile zip, AesReader** aes);
 // Reads and closes the entry OpenCurrentEntry opened, whatever its encryption: as
 // unzReadCurrentFile and unzCloseCurrentFile answer, with kAesAuthenticationFailed (see
 // zip/aes_entry.h) from the close of an AES entry whose authentication code does not match.

@@ -268,8 +268,9 @@ int LastUndecodableReason(const char** detail) {
 
 namespace {
 
-// OpenCurrentEntry; with raw, a plain entry is opened for its compressed bytes.
-int OpenEntry(unzFile zip, int raw) {
+// OpenCurrentEntry; with raw, a plain entry is opened for its compressed bytes. An AES
+// entry's reader goes to *aesOut when given, else it is this thread's.
+int OpenEntry(unzFile zip, int raw, AesReader** aesOut = nullptr) {
   unz_file_info64 info = {};
   unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
   // Refused before the password is asked for: no password makes these readable.
@@ -304,6 +305,10 @@ int OpenEntry(unzFile zip, int raw) {
       return EXTRACT_UNDECODABLE;
     }
     if (opened != UNZ_OK) return opened;
+    if (aesOut) {
+      *aesOut = reader;
+      return UNZ_OK;
+    }
     t_aes = reader;
     t_aesZip = zip;
     return UNZ_OK;
@@ -467,6 +472,11 @@ bool EndStreamedFile(unzFile zip, HANDLE file, const StreamEnd& end, const unz_f
 }  // namespace
 
 int OpenCurrentEntry(unzFile zip) { return OpenEntry(zip, 0); }
+
+int OpenCurrentEntryReader(unzFile zip, AesReader** aes) {
+  *aes = nullptr;
+  return OpenEntry(zip, 0, aes);
+}
 
 int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, const char* password, HWND owner,
                          unz_file_info64 info, const char* nameInArchive, const char* nameWithoutPath,

@@ -2,6 +2,8 @@
 #pragma once
 #include "services/base.h"
 
+#include "jobs/entry_stream.h"
+
 // ZIP's view operation: the entry written to the temporary folder and opened.
 int ViewZipEntry(const char* archive, const char* entryName, int openWith);
 
@@ -18,3 +20,7 @@ int ExtractArchiveZipWorker(ExtractJob* job);
 // Opens the archive and sets the encryption flag from its first entry, as opening it in the
 // window would. 0 on success, -1 when it cannot be read.
 int DetectArchiveEncryption(const char* archive);
+
+// ZIP's stream reading: entries in the order of the archive's directory, named as the list
+// shows them; an encrypted one asks for the password when none is set.
+std::unique_ptr<ArchiveReader> OpenZipReader(const char* archive, int* error);
