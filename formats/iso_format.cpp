@@ -16,6 +16,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 KESTRELIA_RUNTIME_LIBRARY(IsoDll, KESTRELIA_ISO_FILE, KESTRELIA_ISO_API_LIST)
 
@@ -186,9 +187,73 @@ int ViewIsoFile(const char* archive, const char* entryName, int openWith) {
   return ViewHeaderEntry(kIsoKind, archive, entryName, openWith);
 }
 
+namespace {
+
+// The walk the list is filled from, with the data of the entry it stands at read on demand.
+class IsoReader : public ArchiveReader {
+ public:
+  IsoReader(IsoWalk* walk, IsoDll::IsoReadDataFn read) : walk_(walk), read_(read) {}
+  ~IsoReader() override {
+    walk_->calls.close(&walk_->image);
+    delete walk_;
+  }
+
+  int Next(StreamEntry* entry) override {
+    current_ = false;
+    HeaderEntry header;
+    for (;;) {
+      int end = NextIsoHeader(walk_, &header);
+      if (end) return end == HEADER_WALK_END ? 1 : STREAM_FAILED;
+      if (header.attributes & kHeaderFolder) continue;  // a folder has no row
+      entry->name = header.name;
+      read_(walk_->image, nullptr, 0, &size_);
+      entry->size = size_;
+      current_ = true;
+      done_ = 0;
+      end_ = 1;
+      return 0;
+    }
+  }
+
+  int64_t Read(void* data, size_t size) override {
+    if (!current_) return STREAM_FAILED;
+    if (end_ <= 0) return end_;
+    int64_t n = read_(walk_->image, data, size > (1u << 30) ? (1u << 30) : static_cast<uint32_t>(size), nullptr);
+    done_ += n > 0 ? static_cast<uint64_t>(n) : 0;
+    if (n < 0 || done_ > size_) return end_ = STREAM_DAMAGED;
+    if (n == 0) end_ = 0;
+    return n;
+  }
+
+ private:
+  IsoWalk* walk_;
+  IsoDll::IsoReadDataFn read_;
+  bool current_ = false;
+  uint64_t size_ = 0, done_ = 0;
+  int end_ = 1;  // 1 while the entry's data goes on, then how it ended
+};
+
+std::unique_ptr<ArchiveReader> OpenIsoReader(const char* archive, int* error) {
+  *error = STREAM_UNSUPPORTED;
+  if (!LoadIsoLibrary()) return nullptr;
+  std::unique_ptr<IsoWalk> walk(new IsoWalk());
+  walk->calls = {IsoDll::iso_open(), IsoDll::iso_init(), IsoDll::ReadHeader(), IsoDll::ProcessFile(),
+                 IsoDll::iso_close()};
+  IsoDll::IsoReadDataFn read = IsoDll::IsoReadData();
+  if (!walk->calls.open || !walk->calls.init || !walk->calls.readHeader || !walk->calls.close || !read)
+    return nullptr;
+  *error = STREAM_FAILED;
+  if (!OpenIsoImage(walk.get(), archive)) return nullptr;
+  *error = 0;
+  return std::unique_ptr<ArchiveReader>(new IsoReader(walk.release(), read));
+}
+
+}  // namespace
+
 void RegisterIsoFormat() {
   // Images are read only: no creation.
   ArchiveOperations ops = {};
+  ops.openReader = OpenIsoReader;
   ops.listing = ListIsoFilesThread;
   ops.extract = ExtractIsoFilesFromList;
   ops.extractFolder = ExtractIsoFolder;

@@ -314,8 +314,75 @@ DWORD WINAPI TarWorkThread(LPVOID parameter) {
   return static_cast<DWORD>(result);
 }
 
+namespace {
+
+// The listing's walk of tar.dll, with the data of the entry it stands at read on demand: the
+// same records the list is filled from, so names and order are the list's.
+struct TarCalls {
+  TarDll::TarFindFirstFn first = TarDll::TarFindFirst();
+  TarDll::TarFindNextFn next = TarDll::TarFindNext();
+  TarDll::TarReadDataFn read = TarDll::TarReadData();
+  TarDll::TarCloseArchiveFn close = TarDll::TarCloseArchive();
+  bool Complete() const { return first && next && read && close; }
+};
+
+class TarReader : public ArchiveReader {
+ public:
+  TarReader(const TarCalls& calls, TarHandle handle) : calls_(calls), handle_(handle) {}
+  ~TarReader() override { calls_.close(handle_); }
+
+  int Next(StreamEntry* entry) override {
+    TarFindRecord record;
+    for (;;) {
+      int found = started_ ? calls_.next(handle_, &record) : calls_.first(handle_, "*", &record);
+      started_ = true;
+      current_ = found == 0;
+      if (found) return calls_.read(handle_, nullptr, 0) == 0 ? 1 : STREAM_FAILED;
+      size_t length = strnlen(record.name, sizeof record.name);
+      if (length && record.name[length - 1] == '/') continue;  // a folder has no row
+      entry->name.assign(record.name, length);
+      entry->size = size_ = (static_cast<uint64_t>(record.sizeHigh) << 32) | record.size;
+      done_ = 0;
+      end_ = 1;
+      return 0;
+    }
+  }
+
+  int64_t Read(void* data, size_t size) override {
+    if (!current_) return STREAM_FAILED;
+    if (end_ <= 0) return end_;
+    int64_t n = calls_.read(handle_, data, size > (1u << 30) ? (1u << 30) : static_cast<uint32_t>(size));
+    done_ += n > 0 ? static_cast<uint64_t>(n) : 0;
+    if (n < 0 || done_ > size_ || (n == 0 && done_ < size_)) return end_ = STREAM_DAMAGED;
+    if (n == 0) end_ = 0;
+    return n;
+  }
+
+ private:
+  TarCalls calls_;
+  TarHandle handle_;
+  bool started_ = false;
+  bool current_ = false;
+  uint64_t size_ = 0, done_ = 0;
+  int end_ = 1;  // 1 while the entry's data goes on, then how it ended
+};
+
+std::unique_ptr<ArchiveReader> OpenTarReader(const char* archive, int* error) {
+  *error = STREAM_UNSUPPORTED;
+  if (!LoadTarLibrary()) return nullptr;
+  TarCalls calls;
+  auto open = TarDll::TarOpenArchive();
+  if (!open || !calls.Complete()) return nullptr;
+  TarHandle handle = open(nullptr, archive, 0);
+  *error = handle ? 0 : STREAM_FAILED;
+  return handle ? std::unique_ptr<ArchiveReader>(new TarReader(calls, handle)) : nullptr;
+}
+
+}  // namespace
+
 void RegisterTarFormat() {
   ArchiveOperations ops = {};
+  ops.openReader = OpenTarReader;
   ops.listing = ListTarFilesThread;
   ops.extract = ExtractTarFilesFromList;
   ops.view = ViewTarFile;

@@ -90,7 +90,11 @@ typedef struct IsoDate {
  *   three reserved words are 0; the counter (may be 0) grows by the bytes read.
  * iso_close: closes the image and sets the handle to 0.
  * IsoFileCount: the number of files (folders not counted) of the image at the path; their
- *   total size in bytes goes to the second argument when given. */
+ *   total size in bytes goes to the second argument when given.
+ * IsoReadData (the program's addition, for reading an entry as a stream): the next bytes of
+ *   the entry of the last header, in place of ProcessFile: their count, 0 at the end (a
+ *   folder or a link has none), -1 when they cannot be read (damage). The entry's whole
+ *   size, 64 bits wide, goes to the last argument when given; a size of 0 only asks that. */
 #define KESTRELIA_ISO_FILE ISO_DLL_NAME
 #define KESTRELIA_ISO_API_LIST(X)                                                                   \
   X(iso_open, IsoHandle, (const char* path))                                                        \
@@ -100,7 +104,8 @@ typedef struct IsoDate {
     (IsoHandle image, int operation, const char* destinationFolder, const char* destinationName,   \
      void* reserved1, void* reserved2, void* reserved3, uint64_t* progress))                        \
   X(iso_close, int, (IsoHandle * image))                                                            \
-  X(IsoFileCount, int, (const char* path, uint64_t* totalBytes))
+  X(IsoFileCount, int, (const char* path, uint64_t* totalBytes))                                    \
+  X(IsoReadData, int64_t, (IsoHandle image, void* buffer, uint32_t size, uint64_t* entrySize))
 
 #ifdef __cplusplus
 }

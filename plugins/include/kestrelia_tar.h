@@ -78,6 +78,9 @@ typedef void* TarHandle;
  * list. TarFindFirst and TarFindNext answer 0 while a record was delivered, non-zero at the
  * end (or at a damaged record). TarExtract takes the selection's total size in two halves,
  * low first, and a quiet flag (1 when one entry is written for viewing). */
+/* TarReadData reads the data of the entry the last TarFindFirst or TarFindNext delivered:
+ * the count of bytes, 0 at its end, -1 when the data is damaged or cut short. After the
+ * find loop ended it answers 0 when the archive ended whole, -1 when it ended at damage. */
 /* TarSetMessageBox hands in the function that shows the library's message boxes
  * (MessageBoxA's contract; null puts MessageBoxA back). archive_version_string is
  * libarchive's own, exported for the program's About box. */
@@ -98,6 +101,7 @@ typedef int (*TarMessageBoxFn)(void* owner, const char* text, const char* title,
     (const char* archive, const char* baseFolder, TarNameNode* files, TarNameNode* results,            \
      void* progress, int addMode, char* result))                                                       \
   X(TarSetMessageBox, void, (TarMessageBoxFn box))                                                     \
+  X(TarReadData, int64_t, (TarHandle archive, void* buffer, uint32_t size))                            \
   X(archive_version_string, const char*, (void))
 
 #ifdef __cplusplus

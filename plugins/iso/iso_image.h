@@ -40,6 +40,9 @@ struct IsoImage {
   std::wstring dataWritten;        // a file this handle wrote with that data, if any
   int64_t dataSize = 0;            // of that entry
   std::wstring madeFolder;         // the folder the last file went to, known to exist
+  bool streaming = false;          // IsoReadData reads the current entry from this walk
+  IsoImage* dataSource = nullptr;  // a second walk standing at the data of the entry read as a
+                                   // stream, when this walk is past it
 };
 
 // Text of a code page (CP_UTF8 for the program's names) as UTF-16, and back to UTF-8.
@@ -53,6 +56,10 @@ void CloseImageReader(IsoImage* image);
 // The entry's path as the program keeps it: UTF-8, "\" between components, no trailing one.
 std::string EntryPath(archive_entry* entry);
 std::string EntryHardlink(archive_entry* entry);
+
+// The next bytes of the current entry's data, as IsoReadData answers.
+int64_t ReadCurrentEntryData(IsoImage* image, void* buffer, uint32_t size);
+void CloseDataSource(IsoImage* image);
 
 // Writes the current entry (ISO_EXTRACT) or reads it through (ISO_TEST); an ISO_ result.
 int ProcessCurrentEntry(IsoImage* image, int operation, const char* folder, const char* name,

@@ -180,7 +180,8 @@ int NextEntry(IsoImage* image) {
     return status == ARCHIVE_EOF ? ISO_END_ARCHIVE : ISO_BAD_ARCHIVE;
   }
   image->name = EntryPath(image->entry);
-  image->dataRead = false;
+  image->dataRead = image->streaming = false;
+  CloseDataSource(image);
   // libarchive hands out the second of two entries with the same data as a hard link to the
   // first; a chain of them all lead back to the one that is none.
   if (EntryHardlink(image->entry).empty()) {
@@ -251,6 +252,7 @@ bool OpenImageReader(IsoImage* image) {
 }
 
 void CloseImageReader(IsoImage* image) {
+  CloseDataSource(image);
   if (image->reader) archive_read_free(image->reader);
   image->reader = nullptr;
   image->entry = nullptr;
@@ -328,6 +330,13 @@ int __cdecl iso_close(IsoHandle* handle) {
   delete image;
   *handle = nullptr;
   return 1;
+}
+
+int64_t __cdecl IsoReadData(IsoHandle handle, void* buffer, uint32_t size, uint64_t* entrySize) {
+  IsoImage* image = FromHandle(handle);
+  if (!image || !image->entry) return -1;
+  if (entrySize) *entrySize = static_cast<uint64_t>(image->dataSize);
+  return size ? ReadCurrentEntryData(image, buffer, size) : 0;
 }
 
 int __cdecl IsoFileCount(const char* path, uint64_t* totalBytes) {

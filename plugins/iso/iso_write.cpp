@@ -131,6 +131,41 @@ int WriteHardlink(IsoImage* image, const std::wstring& target, uint64_t* progres
 
 }  // namespace
 
+void CloseDataSource(IsoImage* image) {
+  if (!image->dataSource) return;
+  CloseImageReader(image->dataSource);
+  delete image->dataSource;
+  image->dataSource = nullptr;
+}
+
+int64_t ReadCurrentEntryData(IsoImage* image, void* buffer, uint32_t size) {
+  unsigned type = archive_entry_filetype(image->entry);
+  if (type != AE_IFREG) return 0;
+  archive* reader = image->reader;
+  // A hard link's data, or data this walk already went past, comes from a second walk that
+  // stops at the entry holding it.
+  if (!EntryHardlink(image->entry).empty() || (image->dataRead && !image->streaming) || image->dataSource) {
+    if (!image->dataSource) {
+      image->dataSource = new IsoImage();
+      image->dataSource->path = image->path;
+      bool found = false;
+      archive_entry* entry;
+      if (OpenImageReader(image->dataSource))
+        while (!found && archive_read_next_header(image->dataSource->reader, &entry) >= ARCHIVE_WARN)
+          found = EntryPath(entry) == image->dataName && EntryHardlink(entry).empty();
+      if (!found) {
+        CloseDataSource(image);
+        return -1;
+      }
+    }
+    reader = image->dataSource->reader;
+  } else {
+    image->streaming = image->dataRead = true;
+  }
+  la_ssize_t got = archive_read_data(reader, buffer, size);
+  return got < 0 ? -1 : got;
+}
+
 int ProcessCurrentEntry(IsoImage* image, int operation, const char* folder, const char* name, uint64_t* progress) {
   archive_entry* entry = image->entry;
   unsigned type = archive_entry_filetype(entry);

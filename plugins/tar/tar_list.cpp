@@ -13,6 +13,8 @@ struct TarListing {
   archive* reader;
   unsigned long delivered;
   bool ended;
+  bool damaged;     // the walk ended at damage
+  bool dataFailed;  // the current entry's data could not be read
 };
 
 // A damaged or cut archive ends the walk; the user learns that the list is short, once.
@@ -32,7 +34,8 @@ int Deliver(TarListing* listing, TarFindRecord* record) {
   int status = archive_read_next_header(listing->reader, &entry);
   if (status == ARCHIVE_EOF || (status != ARCHIVE_OK && status != ARCHIVE_WARN)) {
     listing->ended = true;
-    if (status != ARCHIVE_EOF) ReportDamage(listing, archive_error_string(listing->reader));
+    listing->damaged = status != ARCHIVE_EOF;
+    if (listing->damaged) ReportDamage(listing, archive_error_string(listing->reader));
     return 1;
   }
   memset(record, 0, sizeof *record);
@@ -45,6 +48,7 @@ int Deliver(TarListing* listing, TarFindRecord* record) {
   if (archive_entry_filetype(entry) == AE_IFDIR && (name.empty() || name.back() != '/')) name += '/';
   snprintf(record->name, sizeof record->name, "%s", name.c_str());
   ++listing->delivered;
+  listing->dataFailed = false;
   return 0;
 }
 
@@ -53,11 +57,11 @@ int Deliver(TarListing* listing, TarFindRecord* record) {
 extern "C" {
 
 TarHandle __cdecl TarOpenArchive(void* owner, const char* path, int mode) {
-  TarListing* listing = new TarListing{static_cast<HWND>(owner), path ? path : "", nullptr, 0, false};
+  TarListing* listing = new TarListing{static_cast<HWND>(owner), path ? path : "", nullptr, 0, false, false, false};
   std::string error;
   listing->reader = OpenTarReader(listing->path.c_str(), &error);
   if (!listing->reader) {
-    listing->ended = true;
+    listing->ended = listing->damaged = true;
     ReportDamage(listing, error.c_str());
   }
   return listing;
@@ -71,13 +75,23 @@ int __cdecl TarFindFirst(TarHandle archive, const char* pattern, TarFindRecord* 
     if (listing->reader) archive_read_free(listing->reader);
     listing->reader = OpenTarReader(listing->path.c_str(), nullptr);
     listing->delivered = 0;
-    listing->ended = !listing->reader;
+    listing->ended = listing->damaged = !listing->reader;
   }
   return Deliver(listing, record);
 }
 
 int __cdecl TarFindNext(TarHandle archive, TarFindRecord* record) {
   return Deliver(static_cast<TarListing*>(archive), record);
+}
+
+int64_t __cdecl TarReadData(TarHandle archive, void* buffer, uint32_t size) {
+  TarListing* listing = static_cast<TarListing*>(archive);
+  if (!listing || !listing->reader || listing->ended) return listing && !listing->damaged ? 0 : -1;
+  if (listing->dataFailed) return -1;
+  la_ssize_t got = archive_read_data(listing->reader, buffer, size);
+  if (got >= 0) return got;
+  listing->dataFailed = true;
+  return -1;
 }
 
 int __cdecl TarCloseArchive(TarHandle archive) {

@@ -11,7 +11,11 @@ search.zip (made by zip from a sorted list, so archive order is known):
   ordinal 3 d/e.txt      the word in upper case at the very end
   ordinal 4 d/f.txt      the word across the 64 KiB seam of the search's chunks
   ordinal 5 g.txt        "xkestrelneedley": a hit without whole word only
+search.tar.gz, search.iso: the same files by tar and xorriso; files/ keeps them to compare.
 huge.zip: one small entry whose headers declare an uncompressed size of almost 4 GiB.
+secret.zip (zip -P), aes.zip (7zz, AES-256): the files under the password "right".
+damaged.zip: stored.txt and deflated.txt, one byte of each entry's data altered.
+cut.tar: the files by tar, cut short inside d/f.txt.
 scroll.zip: 300 entries n000.txt..n299.txt, the word in n250.txt and n280.txt only, so a hit
 lies below the first screen of rows.
 """
@@ -42,6 +46,32 @@ for name, data in files.items():
 names = ["a.txt", "b.txt", "d/", "d/c.txt", "d/e.txt", "d/f.txt", "g.txt"]
 subprocess.run(["zip", "-q", "-6", os.path.join(out, "search.zip"), "-@"], cwd=src, check=True,
                input="\n".join(names).encode())
+subprocess.run(["tar", "--no-recursion", "-czf", os.path.join(out, "search.tar.gz"), "-T", "-"], cwd=src,
+               check=True, input="\n".join(names).encode())
+subprocess.run(["xorriso", "-as", "mkisofs", "-quiet", "-R", "-J", "-o", os.path.join(out, "search.iso"), src],
+               check=True, stderr=subprocess.DEVNULL)
+subprocess.run(["zip", "-q", "-P", "right", os.path.join(out, "secret.zip"), "-@"], cwd=src, check=True,
+               input="\n".join(names).encode())
+subprocess.run(["7zz", "a", "-tzip", "-bd", "-bso0", "-mem=AES256", "-pright", os.path.join(out, "aes.zip")]
+               + names, cwd=src, check=True)
+
+damaged = os.path.join(out, "damaged.zip")
+body = b"a line that the damage lands in the middle of\n" * 40
+with zipfile.ZipFile(damaged, "w") as z:
+    z.writestr("stored.txt", body, zipfile.ZIP_STORED)
+    z.writestr("deflated.txt", body, zipfile.ZIP_DEFLATED)
+raw = bytearray(open(damaged, "rb").read())
+with zipfile.ZipFile(damaged) as z:
+    for info in z.infolist():
+        start = info.header_offset + 30 + len(info.filename.encode()) + len(info.extra)
+        raw[start + info.compress_size // 2] ^= 0x55
+open(damaged, "wb").write(raw)
+shutil.copytree(src, os.path.join(out, "files"))
+cut = os.path.join(out, "cut.tar")
+subprocess.run(["tar", "--no-recursion", "-cf", cut, "-T", "-"], cwd=src, check=True,
+               input="\n".join(names).encode())
+raw = open(cut, "rb").read()
+open(cut, "wb").write(raw[:raw.find(b"w" * 512) + 30000])
 
 huge = os.path.join(out, "huge.zip")
 with zipfile.ZipFile(huge, "w", zipfile.ZIP_DEFLATED) as z:
