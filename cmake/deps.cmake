@@ -72,23 +72,47 @@ target_compile_options(bzip2 PRIVATE -w)
 target_compile_definitions(minizip PRIVATE HAVE_BZIP2)
 target_link_libraries(minizip PUBLIC bzip2)
 
+# liblzma (LZMA, XZ), libzstd and liblz4: the ZIP engine's newer methods and libarchive's
+# filters link these same builds, made once per source versions and recipe.
+kestrelia_dep_dir(xz-utils XZ_SRC)
+kestrelia_dep_dir(libzstd ZSTD_SRC)
+kestrelia_dep_dir(lz4 LZ4_SRC)
+kestrelia_built_dir(${XZ_SRC} build-codecs.sh CODECS_BUILT)
+get_filename_component(zstd_version ${ZSTD_SRC} NAME)
+get_filename_component(lz4_version ${LZ4_SRC} NAME)
+set(CODECS_BUILT ${CODECS_BUILT}-${zstd_version}-${lz4_version})
+add_custom_command(OUTPUT ${CODECS_BUILT}/.built
+  COMMAND bash ${CMAKE_SOURCE_DIR}/cmake/build-codecs.sh ${XZ_SRC} ${ZSTD_SRC} ${LZ4_SRC} ${CODECS_BUILT}
+          ${CMAKE_TOOLCHAIN_FILE}
+  DEPENDS ${CMAKE_SOURCE_DIR}/cmake/build-codecs.sh
+  VERBATIM)
+add_custom_target(codecs_built DEPENDS ${CODECS_BUILT}/.built)
+file(MAKE_DIRECTORY ${CODECS_BUILT}/include)
+foreach(codec lzma zstd lz4)
+  add_library(lib${codec} STATIC IMPORTED GLOBAL)
+  set_target_properties(lib${codec} PROPERTIES IMPORTED_LOCATION ${CODECS_BUILT}/lib/lib${codec}.a
+    INTERFACE_INCLUDE_DIRECTORIES ${CODECS_BUILT}/include)
+  add_dependencies(lib${codec} codecs_built)
+endforeach()
+set_property(TARGET liblzma PROPERTY INTERFACE_COMPILE_DEFINITIONS LZMA_API_STATIC)
+
 # libarchive takes minutes to build, so it is built once per source version and build recipe
 # into a cache beside the unpacked sources and every build tree links that copy.
 kestrelia_dep_dir(libarchive LIBARCHIVE_SRC)
 kestrelia_built_dir(${LIBARCHIVE_SRC} build-libarchive.sh LIBARCHIVE_BUILT)
 add_custom_command(OUTPUT ${LIBARCHIVE_BUILT}/.built
   COMMAND bash ${CMAKE_SOURCE_DIR}/cmake/build-libarchive.sh ${LIBARCHIVE_SRC} ${LIBARCHIVE_BUILT}
-          ${CMAKE_TOOLCHAIN_FILE} ${ZLIB_STATIC} ${ZLIB_INCLUDE} $<TARGET_FILE:bzip2> ${BZIP2_SRC}
-  DEPENDS ${CMAKE_SOURCE_DIR}/cmake/build-libarchive.sh
+          ${CMAKE_TOOLCHAIN_FILE} ${ZLIB_STATIC} ${ZLIB_INCLUDE} $<TARGET_FILE:bzip2> ${BZIP2_SRC} ${CODECS_BUILT}
+  DEPENDS ${CMAKE_SOURCE_DIR}/cmake/build-libarchive.sh ${CODECS_BUILT}/.built
   VERBATIM)
 add_custom_target(libarchive_built DEPENDS ${LIBARCHIVE_BUILT}/.built)
-add_dependencies(libarchive_built bzip2)
+add_dependencies(libarchive_built bzip2 codecs_built)
 file(MAKE_DIRECTORY ${LIBARCHIVE_BUILT}/include)
 add_library(libarchive STATIC IMPORTED GLOBAL)
 set_target_properties(libarchive PROPERTIES IMPORTED_LOCATION ${LIBARCHIVE_BUILT}/lib/libarchive.a
   INTERFACE_INCLUDE_DIRECTORIES ${LIBARCHIVE_BUILT}/include
   INTERFACE_COMPILE_DEFINITIONS LIBARCHIVE_STATIC
-  INTERFACE_LINK_LIBRARIES "bzip2;zlib_win;bcrypt")
+  INTERFACE_LINK_LIBRARIES "bzip2;zlib_win;liblzma;libzstd;liblz4;bcrypt")
 add_dependencies(libarchive libarchive_built)
 
 # libdeflate: a whole-buffer deflate decoder several times faster than zlib's inflate, used
