@@ -9,6 +9,7 @@
 #include "formats/formats.h"
 #include "services/worker.h"
 #include "formats/open_archive.h"
+#include "jobs/extract_archive.h"
 
 #include <cstdio>
 
@@ -45,5 +46,7 @@ int RunExtractRoad(char (*args)[kPathBuf], int count) {
       DispatchMessageA(&message);
     }
   }
-  return 0;
+  // A script must be able to trust the exit code: any entry that failed or was refused, or a
+  // run that was called off, is not a success.
+  return GetLastExtractRunResult().outcome ? 1 : 0;
 }

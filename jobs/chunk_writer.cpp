@@ -2,7 +2,7 @@
 #include "jobs/chunk_writer.h"
 
 #include "services/log.h"
-#include "jobs/extract_job.h"
+#include "jobs/entry_file.h"
 
 #include <cstdlib>
 
@@ -24,16 +24,11 @@ struct ChunkWriter {
   unsigned head = 0;
   unsigned tail = 0;
   HANDLE file = INVALID_HANDLE_VALUE;
-  bool failed = false;
+  DWORD error = 0;  // the first failed write of the file; nothing more reaches it after
   bool stop = false;
 };
 
 namespace {
-
-bool WriteAll(HANDLE file, const char* data, size_t length) {
-  DWORD done = 0;
-  return WriteFile(file, data, static_cast<DWORD>(length), &done, nullptr) && done == length;
-}
 
 DWORD WINAPI WriterThread(LPVOID parameter) {
   ChunkWriter* w = static_cast<ChunkWriter*>(parameter);
@@ -44,13 +39,13 @@ DWORD WINAPI WriterThread(LPVOID parameter) {
     unsigned slot = w->tail % kRing;
     // After a failed write the rest of the file is dropped, so the inflating side never
     // waits on a writer that has given up.
-    bool skip = w->failed;
+    bool skip = w->error != 0;
     HANDLE file = w->file;
     ReleaseSRWLockExclusive(&w->lock);
-    bool ok = skip || WriteAll(file, w->buffers[slot], w->lengths[slot]);
-    if (!ok) Log(0, GetVerbose(), "ChunkWriter: error %lu in writing extracted file", GetLastError());
+    DWORD error = skip ? 0 : WriteEntryBytes(file, w->buffers[slot], w->lengths[slot]);
+    if (error) Log(0, GetVerbose(), "ChunkWriter: error %lu in writing extracted file", error);
     AcquireSRWLockExclusive(&w->lock);
-    if (!ok) w->failed = true;
+    if (error) w->error = error;
     ++w->tail;
     WakeConditionVariable(&w->written);
   }
@@ -96,7 +91,7 @@ void ChunkWriterBegin(ChunkWriter* w, HANDLE file) {
   ChunkWriterFinish(w);
   AcquireSRWLockExclusive(&w->lock);
   w->file = file;
-  w->failed = false;
+  w->error = 0;
   ReleaseSRWLockExclusive(&w->lock);
 }
 
@@ -110,7 +105,7 @@ char* ChunkWriterBuffer(ChunkWriter* w) {
 
 bool ChunkWriterSubmit(ChunkWriter* w, size_t length) {
   AcquireSRWLockExclusive(&w->lock);
-  bool failed = w->failed;
+  bool failed = w->error != 0;
   if (!failed) {
     w->lengths[w->head % kRing] = length;
     ++w->head;
@@ -120,10 +115,10 @@ bool ChunkWriterSubmit(ChunkWriter* w, size_t length) {
   return !failed;
 }
 
-int ChunkWriterFinish(ChunkWriter* w) {
+DWORD ChunkWriterFinish(ChunkWriter* w) {
   AcquireSRWLockExclusive(&w->lock);
   while (w->head != w->tail) SleepConditionVariableSRW(&w->written, &w->lock, INFINITE, 0);
-  bool failed = w->failed;
+  DWORD error = w->error;
   ReleaseSRWLockExclusive(&w->lock);
-  return failed ? EXTRACT_WRITE_ERROR : 0;
+  return error;
 }

@@ -25,6 +25,6 @@ char* ChunkWriterBuffer(ChunkWriter* writer);
 // Queues the buffer from ChunkWriterBuffer, filled with length bytes. false when an earlier
 // write of this file failed: the caller stops, and nothing more reaches the file.
 bool ChunkWriterSubmit(ChunkWriter* writer, size_t length);
-// Waits until every queued chunk of the file is written. 0, or EXTRACT_WRITE_ERROR when a
-// write failed.
-int ChunkWriterFinish(ChunkWriter* writer);
+// Waits until every queued chunk of the file is written. 0, or the system's error of the write
+// that failed.
+DWORD ChunkWriterFinish(ChunkWriter* writer);

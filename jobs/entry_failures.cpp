@@ -20,6 +20,8 @@ void AddEntryFailure(EntryFailures* failures, const char* caller, const char* na
 }
 
 std::string EntryFailureReasonText(const EntryFailure& failure) {
+  // The system's own words say it all; "cannot be written" before them would add nothing.
+  if (failure.reason == FAILURE_WRITE && !failure.detail.empty()) return failure.detail;
   std::string text = GetMessageText(failure.reason);
   if (!failure.detail.empty()) text += ": " + failure.detail;
   return text;

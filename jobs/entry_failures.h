@@ -20,7 +20,7 @@ enum EntryFailureReason {
   FAILURE_NAME_TOO_LONG = 112,   // the destination cannot take the whole path
   FAILURE_OVERLAP = 113,         // its data lies inside another entry's (a zip bomb)
   FAILURE_TOO_LARGE = 114,       // too large to be read into memory
-  FAILURE_WRITE = 115,
+  FAILURE_WRITE = 115,           // detail: the system's words, shown alone
   FAILURE_AUTHENTICATION = 116,  // an AES entry whose authentication code does not match
 };
 // The heading of the message of an extraction run.

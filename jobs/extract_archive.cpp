@@ -22,6 +22,7 @@
 namespace {
 
 char g_lastFolder[kPathBuf];
+ExtractRunResult g_lastRun;
 // The folder chooser's check box: extract into a new folder named after the archive. On at
 // start, as the archive managers of today do; the last choice holds for the session.
 int g_intoNamedFolder = 1;
@@ -42,7 +43,10 @@ bool CheckWorker(const void* worker) {
 // Taken before the first question to the user: a second command dispatched while the folder
 // chooser is up must find the run already claimed.
 bool RefuseWhenBusy() {
-  if (ClaimOperation(OPERATION_JOB) == OPERATION_NONE) return false;
+  if (ClaimOperation(OPERATION_JOB) == OPERATION_NONE) {
+    g_lastRun = {EXTRACT_CANCELLED, 0};
+    return false;
+  }
   Log(2, GetVerbose(), "ExtractArchive: busy, refused");
   PromptMessageBox(Owner(), GetMessageText(KLANG_MSG_BUSY), "Kestrelia", MB_OK | MB_ICONINFORMATION);
   return true;
@@ -152,8 +156,10 @@ int RunBody(ExtractRun* run) {
   int result = run->folder.empty() ? run->worker(&run->job) : run->folderWorker(&run->job, run->folder.c_str());
   // A worker that gave up before its end may have left the dialog up.
   if (!run->job.silent && IsProgressDialogStarted()) CloseProgressDialog();
+  g_lastRun = {ExtractionOutcome(result), GetLastRunFailures().items.size()};
   ReportRunFailures();
-  Log(5, GetVerbose(), "ExtractArchive: %s finished with %d", run->job.archive, result);
+  Log(5, GetVerbose(), "ExtractArchive: %s finished with %d, %u entries failed", run->job.archive, result,
+      static_cast<unsigned>(g_lastRun.failed));
   EndRun();
   return result;
 }
@@ -258,6 +264,8 @@ bool MakeNamedFolder(const char* folder, const char* archive, char* out) {
   int n = snprintf(out, kPathBuf, "%s%s%s", folder, separated ? "" : "\\", base.c_str());
   return n > 0 && n < kPathBuf;
 }
+
+ExtractRunResult GetLastExtractRunResult() { return g_lastRun; }
 
 int IsExtractIntoNamedFolder() { return g_intoNamedFolder; }
 void SetExtractIntoNamedFolder(int on) { g_intoNamedFolder = on ? 1 : 0; }

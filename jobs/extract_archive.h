@@ -43,5 +43,14 @@ void SetExtractIntoNamedFolder(int on);
 bool MakeNamedFolder(const char* folder, const char* archive, char* out);
 void SetLastExtractFolder(const char* folder);
 
+// How the last run started here ended: its outcome (ExtractionOutcome; a run the user called
+// off before it began counts as cancelled) and how many entries failed or were refused. Set
+// before the run lets go of the window, for the status bar and the "-x" exit code.
+struct ExtractRunResult {
+  int outcome;
+  size_t failed;
+};
+ExtractRunResult GetLastExtractRunResult();
+
 // The status bar's words while a run goes on: elapsed time and transfer rate.
 void FormatExtractionTimer(char* out, size_t outSize, DWORD elapsedMs, uint64_t bytes);

@@ -19,6 +19,7 @@ enum OverwriteMode {
 // Results of the per-entry writer beyond the engine's own codes.
 enum ExtractResult {
   EXTRACT_OK = 0,
+  EXTRACT_SOME_FAILED = 1,      // the run ended, and some entry was refused or not written whole
   EXTRACT_WRITE_ERROR = 2,
   EXTRACT_NO_MEMORY = 6,
   EXTRACT_NO_PASSWORD = 21,
@@ -47,6 +48,10 @@ struct EntryFailures;
 const EntryFailures& GetLastRunFailures();
 // Forgets what the last run refused and failed, for a worker that reports nothing itself.
 void ClearLastRunReport();
+// What a run answers its starter: the worker's own result when it was not 0 (cancelled, could
+// not start), else EXTRACT_SOME_FAILED when the last run has failures, else 0. Scripts read
+// this from the exit code.
+int ExtractionOutcome(int workerResult);
 
 // The parameter block of one extraction, zero-filled by whoever starts the run.
 struct ExtractJob {

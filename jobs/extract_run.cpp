@@ -1,11 +1,16 @@
 #include "services/base.h"
 #include "jobs/extract_run.h"
 
+#include "kestrelia_lang.h"
+#include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
+#include "settings/values.h"
 #include "jobs/chunk_writer.h"
 #include "jobs/entry_failures.h"
+#include "jobs/entry_file.h"
 #include "jobs/extract_job.h"
+#include "jobs/system_words.h"
 #include "res/resource.h"
 
 #include <cmath>
@@ -35,6 +40,12 @@ std::map<uint64_t, uint64_t> g_dataRanges;
 
 thread_local bool t_runActive;
 thread_local bool t_runTestOnly;
+thread_local bool t_runSilent;
+// The questions of a failing run are asked once: whether to go on with a full disk, and which
+// folder refused (a second folder that refuses is asked about again).
+thread_local bool t_askedDiskFull;
+thread_local bool t_stopOnDiskFull;
+std::wstring g_refusingFolder;
 thread_local char* t_runBuffer;
 thread_local size_t t_runBufferSize;
 thread_local ChunkWriter* t_runWriter;
@@ -69,8 +80,12 @@ void ClearLastRunReport() {
   g_failures.items.clear();
 }
 
-void BeginExtractionRun(HWND mainWindow, bool testOnly) {
+void BeginExtractionRun(HWND mainWindow, bool testOnly, bool silent) {
   t_runTestOnly = testOnly;
+  t_runSilent = silent;
+  t_askedDiskFull = false;
+  t_stopOnDiskFull = false;
+  g_refusingFolder.clear();
   g_byteCounter = 0;
   g_lastPercent = -1;
   ClearLastRunReport();
@@ -171,7 +186,95 @@ void AddRunFailure(const char* name, int reason, const char* detail) {
   AddEntryFailure(&g_failures, "extraction", name, reason, detail);
 }
 
+void AddRunSystemFailure(const char* name, DWORD error) {
+  AddEntryFailure(&g_failures, "extraction", name, FAILURE_WRITE, SystemErrorText(error).c_str());
+}
+
 const EntryFailures& GetLastRunFailures() { return g_failures; }
+
+int ExtractionOutcome(int workerResult) {
+  if (workerResult) return workerResult;
+  return g_failures.items.empty() ? 0 : EXTRACT_SOME_FAILED;
+}
+
+namespace {
+
+// The folder the entry was to land in, whole, as the user knows it.
+std::string FolderOfTarget(const char* target) {
+  std::wstring wide = WideTargetName(target);
+  wchar_t full[kPathBuf * 2];
+  wchar_t* part = nullptr;
+  DWORD length = GetFullPathNameW(wide.c_str(), kPathBuf * 2, full, &part);
+  if (!length || length >= kPathBuf * 2) return target;
+  if (part && part > full) part[-1] = L'\0';
+  // A folder of the entry's path that could not be made is not there: the one that refused
+  // is the nearest that is.
+  std::wstring folder = full;
+  for (size_t cut; GetFileAttributesW(folder.c_str()) == INVALID_FILE_ATTRIBUTES &&
+                   (cut = folder.find_last_of(L'\\')) != std::wstring::npos && cut > 2;)
+    folder.resize(cut);
+  char text[kPathBuf * 3];
+  if (!WideCharToMultiByte(CP_ACP, 0, folder.c_str(), -1, text, sizeof text, nullptr, nullptr)) return target;
+  return text;
+}
+
+// Errors that say the folder takes no new file at all, not that this one entry cannot be.
+bool FolderRefuses(DWORD error) {
+  return error == ERROR_ACCESS_DENIED || error == ERROR_WRITE_PROTECT || error == ERROR_NOT_READY;
+}
+
+int AskOnDiskFull(const std::string& folder, DWORD error) {
+  if (!t_askedDiskFull && !t_runSilent) {
+    t_askedDiskFull = true;
+    std::string text = folder + "\n" + SystemErrorText(error) + "\n\n" + GetMessageText(KLANG_MSG_DISK_FULL_GO_ON);
+    t_stopOnDiskFull = ShowRunMessage(text.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE),
+                                      MB_YESNO | MB_ICONWARNING | MB_TOPMOST) != IDYES;
+  }
+  return t_stopOnDiskFull ? WRITE_FAILURE_STOP : WRITE_FAILURE_GO_ON;
+}
+
+int AskForAnotherFolder(const std::string& folder, DWORD error) {
+  std::string text = folder + "\n" + SystemErrorText(error) + "\n\n" + GetMessageText(KLANG_MSG_FOLDER_REFUSES);
+  if (ShowRunMessage(text.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE), MB_YESNO | MB_ICONERROR | MB_TOPMOST) !=
+      IDYES)
+    return WRITE_FAILURE_STOP;
+  char chosen[kPathBuf];
+  snprintf(chosen, sizeof chosen, "%s", folder.c_str());
+  HWND dialog = GetProgressDialog();
+  bool hidden = dialog && IsWindowVisible(dialog);
+  if (hidden) ShowWindow(dialog, SW_HIDE);
+  bool picked = GetPrompts().browseFolder(GetForegroundWindow(), GetMessageText(KLANG_MSG_CHOOSE_EXTRACT_FOLDER), chosen);
+  if (hidden) ShowWindow(dialog, SW_SHOW);
+  if (!picked || !chosen[0] || !SetCurrentDirectoryA(chosen)) return WRITE_FAILURE_STOP;
+  Log(1, GetVerbose(), "extraction: goes on in %s", chosen);
+  return WRITE_FAILURE_MOVED;
+}
+
+}  // namespace
+
+int EntryWriteFailed(const char* name, const char* target, DWORD error, bool atCreate) {
+  std::string folder = FolderOfTarget(target);
+  if (IsDiskFullError(error)) {
+    AddRunSystemFailure(name, error);
+    return AskOnDiskFull(folder, error);
+  }
+  // Only a file that could not even be made says the folder refuses: a replaced file that is
+  // itself read-only is that one entry's failure.
+  if (atCreate && FolderRefuses(error) && !t_runSilent) {
+    std::wstring key = WideTargetName(folder.c_str());
+    if (key != g_refusingFolder) {
+      g_refusingFolder = key;
+      int answer = AskForAnotherFolder(folder, error);
+      if (answer == WRITE_FAILURE_MOVED) return answer;
+      AddRunSystemFailure(name, error);
+      return answer;
+    }
+  }
+  AddRunSystemFailure(name, error);
+  return WRITE_FAILURE_GO_ON;
+}
+
+bool KeepsBrokenEntries() { return IsKeepBrokenFiles() != 0; }
 
 bool ClaimEntryData(uint64_t start, uint64_t size) {
   if (!size) return true;

@@ -5,7 +5,8 @@
 
 // Starts a run: counters cleared, start tick taken, the timer on the main window started.
 // A testing run reads and checks every entry as an extraction would, and writes nothing.
-void BeginExtractionRun(HWND mainWindow, bool testOnly = false);
+// A silent run asks nothing: a full disk or a folder that refuses fails each entry in turn.
+void BeginExtractionRun(HWND mainWindow, bool testOnly = false, bool silent = false);
 void EndExtractionRun(HWND mainWindow);
 // Whether this thread's run only tests.
 bool RunWritesNothing();
@@ -37,6 +38,20 @@ void AddRefusedName(const char* name, const char* reason);
 // An entry of the run that was not written, or written damaged (EntryFailureReason; detail
 // follows the reason's text). A wrong password is also counted.
 void AddRunFailure(const char* name, int reason, const char* detail = nullptr);
+// The same for an entry the system refused to write (its reason in the system's words).
+void AddRunSystemFailure(const char* name, DWORD error);
+
+// What the entry loop does after an entry's file could not be made or written.
+enum WriteFailureAnswer { WRITE_FAILURE_GO_ON, WRITE_FAILURE_STOP, WRITE_FAILURE_MOVED };
+// Records the failure and, where one question serves the whole run, asks it: a full disk asks
+// once whether to go on (the next entries may fit); a folder that refuses new files (read-only,
+// write-protected) asks whether to stop or to write into another folder, which then becomes
+// the working directory (WRITE_FAILURE_MOVED: the caller makes the entry again there).
+// atCreate: the entry's file could not be made; target: its name as written.
+int EntryWriteFailed(const char* name, const char* target, DWORD error, bool atCreate);
+// Whether a damaged entry stays under its name ("keep broken files").
+bool KeepsBrokenEntries();
+
 // Copies the run's refused names into a job's fields (the job owns the copy).
 void CopyRefusedNames(char** names, size_t* count);
 

@@ -45,6 +45,7 @@ void LoadUserNumbers() {
   if (ReadNumber(HKEY_CURRENT_USER, kValueMinPicSize, &value) && value) SetMinPicSize(static_cast<int>(value));
   if (ReadNumber(HKEY_CURRENT_USER, kValueDragLayered, &value) && value) SetDragLayered(static_cast<int>(value));
   if (ReadNumber(HKEY_CURRENT_USER, kValueSkipCRCCheck, &value) && value) SetSkipCRCCheck(static_cast<int>(value));
+  if (ReadNumber(HKEY_CURRENT_USER, kValueKeepBrokenFiles, &value)) SetKeepBrokenFiles(value == 1);
 }
 
 // A string read into a buffer of the given size; 0 or the registry's result.

@@ -24,6 +24,8 @@ constexpr char kValueFontPrintSize[] = "FontPrintSize";
 constexpr char kValueCurrent[] = "current";
 constexpr char kValueCurrPath[] = "currpath";
 constexpr char kValueWindowPlacement[] = "WindowPlacement";
+// 1: an entry found damaged while it was extracted stays under its name (what could be read).
+constexpr char kValueKeepBrokenFiles[] = "KeepBrokenFiles";
 
 // HKEY_LOCAL_MACHINE: diagnostic switches an administrator sets by hand; never written.
 constexpr char kValuePictureLabelWidth[] = "PictureLabelWidth";

@@ -43,6 +43,7 @@ int SaveConfiguration(int languageChanged, int minPicSizeChecked, int minPicSize
   }
   WriteUserDword(GetColorMenuHigh(), kValueColorMenuHigh);
   WriteUserDword(GetColorMenuLow(), kValueColorMenuLow);
+  WriteUserDword(static_cast<DWORD>(IsKeepBrokenFiles()), kValueKeepBrokenFiles);
   if (*GetJadPath() && WriteUserString(GetJadPath(), kValueJadPath))
     Log(-1, GetVerbose(), "cannot write \"JadPath\"to registry %lu\n", GetLastError());
   if (languageChanged) SaveLanguage();

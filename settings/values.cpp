@@ -24,6 +24,7 @@ int g_skipCRCCheck = kUnsetNumber;
 int g_pictureLabelWidth = kDefaultPictureLabelWidth;
 int g_pictureLabelHeight = kDefaultPictureLabelHeight;
 int g_deleteSimulation = 0;
+int g_keepBrokenFiles = 0;
 int g_dragAsThread = 0;
 int g_displayCompanyLogo = 0;
 char g_fontConfiguration[kPathBuf] = "Tahoma";
@@ -83,6 +84,8 @@ int GetPictureLabelWidth() { return g_pictureLabelWidth; }
 void SetPictureLabelWidth(int width) { g_pictureLabelWidth = width; }
 int GetPictureLabelHeight() { return g_pictureLabelHeight; }
 void SetPictureLabelHeight(int height) { g_pictureLabelHeight = height; }
+int IsKeepBrokenFiles() { return g_keepBrokenFiles; }
+void SetKeepBrokenFiles(int on) { g_keepBrokenFiles = on ? 1 : 0; }
 int IsDeleteSimulation() { return g_deleteSimulation; }
 void SetDeleteSimulation(int on) { g_deleteSimulation = on; }
 int IsDragAsThread() { return g_dragAsThread; }

@@ -38,6 +38,9 @@ int GetPictureLabelWidth();
 void SetPictureLabelWidth(int width);
 int GetPictureLabelHeight();
 void SetPictureLabelHeight(int height);
+// Off by default: a damaged entry's file is removed, not left under its name half right.
+int IsKeepBrokenFiles();
+void SetKeepBrokenFiles(int on);
 int IsDeleteSimulation();
 void SetDeleteSimulation(int on);
 int IsDragAsThread();

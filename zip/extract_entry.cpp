@@ -9,6 +9,7 @@
 #include "zip/aes_entry.h"
 #include "jobs/chunk_writer.h"
 #include "jobs/entry_failures.h"
+#include "jobs/entry_file.h"
 #include "zip/entry_methods.h"
 #include "jobs/extract_run.h"
 #include "zip/whole_deflate.h"
@@ -92,79 +93,48 @@ int AskOverwrite(const char* target) {
   return answer;
 }
 
-void ReportCannotOpen(const char* target, int line) {
-  printf("error opening ---%s--- (%s %d)\n", target, "Kestrelia", line);
-  char text[kPathBuf * 2];
-  snprintf(text, sizeof text, "error opening %s", target);
-  ShowRunMessage(text, GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR | MB_TOPMOST);
-}
-
-// The system's own handle, not the C library's stream: the fixed chunks go straight to the
-// file, and the library's open would ask the system once more what kind of file it made.
-// Shared as the library's "wb" shares.
-// The name is converted here, as the C library's open converts it: the system's narrow
-// create goes through a buffer of MAX_PATH characters and refuses a longer path.
-HANDLE CreateTarget(const char* target, DWORD disposition) {
-  wchar_t wide[kPathBuf * 2];
-  if (!MultiByteToWideChar(CP_ACP, 0, target, -1, wide, kPathBuf * 2)) {
-    SetLastError(ERROR_FILENAME_EXCED_RANGE);
-    return INVALID_HANDLE_VALUE;
+// Makes every folder of a path that is not there; 0, or the system's error for the first that
+// could not be made: a read-only destination answers "access denied" here, where the file's
+// own create would only say that its folder is missing.
+DWORD MakeFolders(const char* path) {
+  char copy[kPathBuf];
+  snprintf(copy, sizeof copy, "%s", path);
+  size_t length = strlen(copy);
+  DWORD first = 0;
+  for (size_t i = 1; i <= length; ++i) {
+    if (i < length && copy[i] != '\\' && copy[i] != '/') continue;
+    if (copy[i - 1] == ':' || copy[i - 1] == '\\' || copy[i - 1] == '/') continue;  // a drive, or "\\server"
+    char kept = copy[i];
+    copy[i] = 0;
+    if (!CreateDirectoryA(copy, nullptr)) {
+      DWORD error = GetLastError();
+      if (error != ERROR_ALREADY_EXISTS && !first) first = error;
+    }
+    copy[i] = kept;
   }
-  return CreateFileW(wide, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition,
-                     FILE_ATTRIBUTE_NORMAL, nullptr);
+  return first;
 }
 
-// A file that replaces whatever is there. Made only when new first: most targets are new, and
-// under Wine a create that may also replace costs the extracting thread about 80 microseconds
-// more of system time per file than one that only makes (20,000 small files: 4.2 s against 2.6 s).
-HANDLE OpenTarget(const char* target) {
-  HANDLE file = CreateTarget(target, CREATE_NEW);
-  if (file == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_EXISTS) file = CreateTarget(target, CREATE_ALWAYS);
-  return file;
-}
-
-bool WriteAll(HANDLE file, const char* data, size_t length) {
-  while (length) {
-    DWORD part = length > 0x40000000 ? 0x40000000 : static_cast<DWORD>(length), written = 0;
-    if (!WriteFile(file, data, part, &written, nullptr) || !written) return false;
-    data += written;
-    length -= written;
-  }
-  return true;
-}
-
-// A target that cannot be created usually lacks its folder (the archive has no entry for
-// it, or it comes later): make the folder and try again.
-HANDLE OpenTargetRepairing(const char* target, int withoutPath) {
-  HANDLE file = OpenTarget(target);
-  if (file != INVALID_HANDLE_VALUE) return file;
+// Makes the entry's working file; a folder of its path that is missing (the archive has no
+// entry for it, or it comes later) is made first. 0, or the system's error.
+DWORD OpenWorkingFile(EntryFile* file, const char* target, int withoutPath) {
+  DWORD error = OpenEntryFile(file, target);
+  if (error != ERROR_PATH_NOT_FOUND || withoutPath) return error;
   char folder[kPathBuf];
   snprintf(folder, sizeof folder, "%s", target);
-  if (!withoutPath) {
-    if (char* cut = const_cast<char*>(LastSeparator(folder))) {
-      *cut = 0;
-      MakeDirectoryPath(folder, 0, 1);
-      if ((file = OpenTarget(target)) != INVALID_HANDLE_VALUE) return file;
-    }
-  }
-  snprintf(folder, sizeof folder, "%s", target);
-  char* slash = strrchr(folder, '/');
-  if (!slash) {
-    ReportCannotOpen(target, 11108);
-    return INVALID_HANDLE_VALUE;
-  }
-  *slash = 0;
-  char cwd[kPathBuf], path[kPathBuf * 2];
-  GetCurrentDirectoryA(sizeof cwd, cwd);
-  snprintf(path, sizeof path, "%s\\%s", cwd, folder);
-  ToBackslashes(path);
-  Log(-1, GetVerbose(), "zipfile is not ok: parent directory \"%s\" is not available so we will try to create it for you",
-      path);
-  if (!CreateDirectoryPath(path))
-    printf("%s %d cannot create directory %s - # %lu\n", "Kestrelia", 11093, path, GetLastError());
-  if ((file = OpenTarget(target)) != INVALID_HANDLE_VALUE) return file;
-  ReportCannotOpen(target, 11098);
-  return INVALID_HANDLE_VALUE;
+  char* cut = const_cast<char*>(LastSeparator(folder));
+  if (!cut) return error;
+  *cut = 0;
+  DWORD made = MakeFolders(folder);
+  error = OpenEntryFile(file, target);
+  return error && made ? made : error;
+}
+
+// The run's answer to an entry the system refused: EXTRACT_WRITE_ERROR to go on with the next,
+// EXTRACT_CANCELLED when the user stops the run.
+int WriteFailed(const char* name, const char* target, DWORD error, bool atCreate) {
+  Log(0, GetVerbose(), "do_write_currentfile: %s cannot be %s (%lu)", target, atCreate ? "made" : "written", error);
+  return EntryWriteFailed(name, target, error, atCreate) == WRITE_FAILURE_STOP ? EXTRACT_CANCELLED : EXTRACT_WRITE_ERROR;
 }
 
 int CreateFolderEntry(const char* target) {
@@ -233,14 +203,11 @@ int ReadFailure(const unz_file_info64& info, int readResult, int closeResult, bo
   return reason;
 }
 
-// The damaged entry stays as far as it came (the user may want what was readable) and is
-// reported; what a wrong password made is garbage and goes. A test wrote nothing: no target.
-void ReportReadFailure(int reason, const char* name, const char* target) {
+// A damaged entry's file goes, unless the user keeps broken files for what could be read; what
+// a wrong password made is garbage and always goes. A test wrote nothing: no file.
+void ReportReadFailure(int reason, const char* name, EntryFile* file) {
   if (!reason) return;
-  if (reason == FAILURE_WRONG_PASSWORD && target) {
-    Log(0, GetVerbose(), "do_write_currentfile: wrong password for %s - the partly written file is removed", target);
-    remove(target);
-  }
+  if (file) AbandonEntryFile(file, reason != FAILURE_WRONG_PASSWORD && KeepsBrokenEntries());
   AddRunFailure(name, reason);
 }
 
@@ -358,12 +325,9 @@ int OpenForWrite(unzFile zip, const unz_file_info64& info, const char* nameInArc
 
 enum class Existing { kWrite, kSkip, kCancel };
 
-// Made only when new, the file answers whether it was there in the same call: a look first
-// and a create after would cost every new file a second call. A file that was there is
-// overwritten (opened later) only when the user says so.
-Existing CreateOrAsk(const char* target, int* overwriteMode, HANDLE* file) {
-  *file = CreateTarget(target, CREATE_NEW);
-  if (*file != INVALID_HANDLE_VALUE || GetLastError() != ERROR_FILE_EXISTS) return Existing::kWrite;
+// A file that is there is replaced only when the user says so.
+Existing AskIfThere(const char* target, int* overwriteMode) {
+  if (!EntryTargetExists(target)) return Existing::kWrite;
   switch (AskOverwrite(target)) {
     case 0:
       return Existing::kWrite;
@@ -377,26 +341,24 @@ Existing CreateOrAsk(const char* target, int* overwriteMode, HANDLE* file) {
   }
 }
 
-// Inflated and checked already: one write, its times, done.
-int WriteWholeEntry(HANDLE file, const char* buffer, const unz_file_info64& info, const char* nameInArchive) {
-  if (file == INVALID_HANDLE_VALUE) return 0;
-  int written = 0;
-  if (!WriteAll(file, buffer + info.compressed_size, static_cast<size_t>(info.uncompressed_size))) {
-    Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
-    AddRunFailure(nameInArchive, FAILURE_WRITE);
-    written = EXTRACT_WRITE_ERROR;
-  } else {
-    SetHandleTimesFromDos(file, info.dosDate);
+// Inflated and checked already: one write, its times, its name.
+int WriteWholeEntry(EntryFile* file, const char* buffer, const unz_file_info64& info, const char* nameInArchive,
+                    const char* target) {
+  DWORD error = WriteEntryBytes(file->handle, buffer + info.compressed_size, static_cast<size_t>(info.uncompressed_size));
+  if (error) {
+    AbandonEntryFile(file);
+    return WriteFailed(nameInArchive, target, error, false);
   }
-  CloseHandle(file);
-  return written;
+  SetHandleTimesFromDos(file->handle, info.dosDate);
+  error = CommitEntryFile(file);
+  return error ? WriteFailed(nameInArchive, target, error, false) : 0;
 }
 
 struct StreamEnd {
   int last = 0;  // the last read's result: 0 at the end, < 0 an error, > 0 stopped early
   bool endedShort = false;
   bool overrun = false;
-  bool writeFailed = false;
+  DWORD writeError = 0;
 };
 
 // Inflates the entry chunk by chunk into the file (nowhere in a test). A large entry inflates
@@ -422,49 +384,44 @@ StreamEnd StreamEntry(unzFile zip, HANDLE file, char* buffer, const unz_file_inf
       break;
     }
     size_t length = static_cast<size_t>(end.last);
-    if (writer)
-      end.writeFailed = !ChunkWriterSubmit(writer, length);
-    else if (!testing)
-      end.writeFailed = !WriteAll(file, chunk, length);
-    if (end.writeFailed) break;
+    if (writer) {
+      if (!ChunkWriterSubmit(writer, length)) end.writeError = ChunkWriterFinish(writer);
+    } else if (!testing) {
+      end.writeError = WriteEntryBytes(file, chunk, length);
+    }
+    if (end.writeError) break;
     if (!count.silent) {
       count.Add(static_cast<uint64_t>(end.last));
       // A long entry's name shows while it is written, not after.
       ShowEntryProgress(nullptr, false);
     }
-    if (IsCancelledByUser()) break;
+    // An entry whose last bytes are read is finished and checked rather than thrown away.
+    if (IsCancelledByUser() && sum < info.uncompressed_size) break;
   }
   end.endedShort = end.last == 0 && sum < info.uncompressed_size;
   // Nothing may reach the file after its times are set or it is closed.
-  if (writer && ChunkWriterFinish(writer) != 0) end.writeFailed = true;
+  if (writer && !end.writeError) end.writeError = ChunkWriterFinish(writer);
   return end;
 }
 
-// Closes the file of a streamed entry. True when that ends the entry, with *result its
-// answer: a failed write, a cancel or damage found on the way; false when the entry is
-// closed as usual.
-bool EndStreamedFile(unzFile zip, HANDLE file, const StreamEnd& end, const unz_file_info64& info,
+// Ends a streamed entry that did not reach its end as usual: a failed write, a cancel or damage
+// found on the way. True then, with *result its answer; false when the entry is closed as
+// usual (its file still open until the check at the close has spoken).
+bool EndStreamedFile(unzFile zip, EntryFile* file, const StreamEnd& end, const unz_file_info64& info,
                      const char* nameInArchive, const char* target, bool testing, int* result) {
-  if (end.writeFailed) {
-    Log(0, GetVerbose(), "do_write_currentfile: error in writing extracted file");
-    AddRunFailure(nameInArchive, FAILURE_WRITE);
-    CloseHandle(file);
+  if (end.writeError) {
+    AbandonEntryFile(file);
     CloseOpenEntry(zip);
-    *result = EXTRACT_WRITE_ERROR;
+    *result = WriteFailed(nameInArchive, target, end.writeError, false);
     return true;
-  }
-  // The times go on through the open handle; opening each file again costs as much as
-  // writing a small one.
-  if (!testing) {
-    if (end.last == 0) SetHandleTimesFromDos(file, info.dosDate);
-    CloseHandle(file);
   }
   if (end.last == 0 && !end.overrun) return false;
   int closed = CloseOpenEntry(zip);
-  // A cancel in the middle of an entry is the user's doing, not damage.
-  if (!(end.last > 0 && !end.overrun))
-    ReportReadFailure(ReadFailure(info, end.last, closed, false, end.overrun), nameInArchive,
-                      testing ? nullptr : target);
+  // A cancel in the middle of an entry is the user's doing, not damage: the file goes either way.
+  bool cancelled = end.last > 0 && !end.overrun;
+  int reason = cancelled ? 0 : ReadFailure(info, end.last, closed, false, end.overrun);
+  if (!testing && !reason) AbandonEntryFile(file);
+  ReportReadFailure(reason, nameInArchive, testing ? nullptr : file);
   *result = end.last;
   return true;
 }
@@ -498,9 +455,8 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     return EXTRACT_NO_MEMORY;
   }
 
-  HANDLE file = INVALID_HANDLE_VALUE;
   Existing existing = Existing::kWrite;
-  if (!testing && *overwriteMode == OVERWRITE_ASK && !folder) existing = CreateOrAsk(target, overwriteMode, &file);
+  if (!testing && *overwriteMode == OVERWRITE_ASK && !folder) existing = AskIfThere(target, overwriteMode);
   if (existing != Existing::kWrite || folder) {
     if (folder && !testing) CreateFolderEntry(target);
     result = CloseOpenEntry(zip);
@@ -512,36 +468,48 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
     whole = false;
     int method = 0, level = 0;
     if ((result = unzOpenCurrentFile3(zip, &method, &level, 0, nullptr)) != UNZ_OK) {
-      if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
       ReleaseEntryBuffer(buffer);
       return result;
     }
   }
 
-  if (!testing && file == INVALID_HANDLE_VALUE) file = OpenTargetRepairing(target, *withoutPath);
-  bool opened = testing || file != INVALID_HANDLE_VALUE;
-  if (!opened) AddRunFailure(nameInArchive, FAILURE_WRITE);
+  EntryFile file;
+  if (!testing) {
+    DWORD error;
+    // A folder that refuses may be traded for another one: the entry is made again there.
+    while ((error = OpenWorkingFile(&file, target, *withoutPath)) != 0) {
+      int answer = EntryWriteFailed(nameInArchive, target, error, true);
+      if (answer == WRITE_FAILURE_MOVED) continue;
+      Log(0, GetVerbose(), "do_write_currentfile: %s cannot be made (%lu)", target, error);
+      if (!whole) CloseOpenEntry(zip);
+      ReleaseEntryBuffer(buffer);
+      return answer == WRITE_FAILURE_STOP ? EXTRACT_CANCELLED : EXTRACT_WRITE_ERROR;
+    }
+  }
   const ByteCount count = {silent != 0, progressByBytes, totalBytes, byteCounter};
   if (whole) {
-    int written = WriteWholeEntry(file, buffer, info, nameInArchive);
+    int written = testing ? 0 : WriteWholeEntry(&file, buffer, info, nameInArchive, target);
     count.Add(info.uncompressed_size);
     ReleaseEntryBuffer(buffer);
     return written;
   }
-  StreamEnd end;
-  if (opened) {
-    end = StreamEntry(zip, file, buffer, info, target, testing, count);
-    if (EndStreamedFile(zip, file, end, info, nameInArchive, target, testing, &result)) {
-      ReleaseEntryBuffer(buffer);
-      return result;
-    }
+  StreamEnd end = StreamEntry(zip, file.handle, buffer, info, target, testing, count);
+  if (EndStreamedFile(zip, &file, end, info, nameInArchive, target, testing, &result)) {
+    ReleaseEntryBuffer(buffer);
+    return result;
   }
 
   result = CloseOpenEntry(zip);
   if (result != UNZ_OK) Log(0, GetVerbose(), "do_write_currentfile: error %d with zipfile in unzCloseCurrentFile", result);
-  if (opened)
-    ReportReadFailure(ReadFailure(info, end.last, result, end.endedShort, false), nameInArchive,
-                      testing ? nullptr : target);
+  int reason = ReadFailure(info, end.last, result, end.endedShort, false);
+  ReportReadFailure(reason, nameInArchive, testing ? nullptr : &file);
+  if (!testing && !reason) {
+    // The times go on through the open handle; opening each file again costs as much as
+    // writing a small one.
+    SetHandleTimesFromDos(file.handle, info.dosDate);
+    DWORD error = CommitEntryFile(&file);
+    if (error) result = WriteFailed(nameInArchive, target, error, false);
+  }
   ReleaseEntryBuffer(buffer);
   return result;
 }

@@ -294,7 +294,7 @@ int UnZipWorkThread(ExtractJob* job) {
   bool perEntry = job->progressPerEntry || job->countEntries || job->total > 99;
   int byBytes = perEntry ? 0 : 1;
   uint64_t totalBytes = byBytes ? TotalBytes(job) : 0;
-  BeginExtractionRun(job->mainWindow, job->testOnly != 0);
+  BeginExtractionRun(job->mainWindow, job->testOnly != 0, job->silent != 0);
   unzFile zip = static_cast<unzFile>(job->engine);
 
   unz_global_info64 global = {};

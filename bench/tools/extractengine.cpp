@@ -103,7 +103,7 @@ int ExtractThroughTable(const char* archive, const char* destination) {
   int result = format->ops.extract(&job);
   size_t failed = GetLastRunFailures().items.size();
   if (failed) printf("%u entries failed\n", static_cast<unsigned>(failed));
-  return result ? result : failed ? 1 : 0;
+  return ExtractionOutcome(result);
 }
 
 int main(int argc, char** argv) {

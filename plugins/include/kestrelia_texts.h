@@ -66,6 +66,9 @@
 #define KLANG_MSG_MISSING_OR_IN_USE               99  /* (it does not exist or another program is using it). */
 #define KLANG_MSG_COMPUTING_CHECKSUM             102  /* Computing the checksum */
 #define KLANG_MSG_TOO_LARGE_FOR_MEMORY           114  /* too large to be read into memory */
+#define KLANG_MSG_DISK_FULL_GO_ON                117  /* Go on with the next entries? Those that do not fit... */
+#define KLANG_MSG_FOLDER_REFUSES                 118  /* No file can be written into this folder. Choose another... */
+#define KLANG_MSG_ENTRIES_FAILED                 119  /* failed */
 #define KLANG_MSG_VERSION                        138  /* Version */
 #define KLANG_MSG_BUILT_ON_LIBRARIES             139  /* Built on these libraries: */
 #define KLANG_MSG_ALL_ARCHIVES                   140  /* All archives */

@@ -155,6 +155,15 @@ const LangText messages[] = {
      "zu groß, um in den Speicher gelesen zu werden"},
     {115, "cannot be written", "kann nicht geschrieben werden"},
     {116, "the authentication code does not match", "der Authentifizierungscode stimmt nicht"},
+    {KLANG_MSG_DISK_FULL_GO_ON,
+     "Go on with the next entries? Those that do not fit are listed at the end.",
+     "Mit den nächsten Einträgen fortfahren? Was keinen Platz findet, wird am Ende aufgeführt."},
+    {KLANG_MSG_FOLDER_REFUSES,
+     "No file can be written into this folder. Choose another folder? (No stops the extraction; the "
+     "entries not written are listed at the end.)",
+     "In diesen Ordner kann keine Datei geschrieben werden. Einen anderen Ordner wählen? (Nein beendet das "
+     "Entpacken; die nicht geschriebenen Einträge werden am Ende aufgeführt.)"},
+    {KLANG_MSG_ENTRIES_FAILED, "failed", "fehlgeschlagen"},
     // The main window's own words.
     {130, "Extract into a new folder named after the archive",
      "In einen neuen Ordner mit dem Namen des Archivs entpacken"},

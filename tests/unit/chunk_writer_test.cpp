@@ -43,7 +43,7 @@ TEST(ChunkWriter, ChunksReachEachFileInOrder) {
     ASSERT_NE(handle, INVALID_HANDLE_VALUE);
     ChunkWriterBegin(writer, handle);
     expected[file] = Queue(writer, 9 - file * 6, file ? 'a' : 'A');
-    EXPECT_EQ(ChunkWriterFinish(writer), 0);
+    EXPECT_EQ(ChunkWriterFinish(writer), 0u);
     CloseHandle(handle);
   }
   DestroyChunkWriter(writer);
@@ -65,7 +65,7 @@ TEST(ChunkWriter, FailedWriteStopsTheFileAndIsReported) {
   ChunkWriterBegin(writer, handle);
   ChunkWriterBuffer(writer);
   EXPECT_TRUE(ChunkWriterSubmit(writer, 1000));  // the writer has not tried it yet
-  EXPECT_EQ(ChunkWriterFinish(writer), EXTRACT_WRITE_ERROR);
+  EXPECT_EQ(ChunkWriterFinish(writer), static_cast<DWORD>(ERROR_ACCESS_DENIED));
   ChunkWriterBuffer(writer);
   EXPECT_FALSE(ChunkWriterSubmit(writer, 1000)) << "the inflating side learns of the failure";
   CloseHandle(handle);
@@ -75,7 +75,7 @@ TEST(ChunkWriter, FailedWriteStopsTheFileAndIsReported) {
   handle = OpenForWriting(good);
   ChunkWriterBegin(writer, handle);
   std::string expected = Queue(writer, 2, 'x');
-  EXPECT_EQ(ChunkWriterFinish(writer), 0);
+  EXPECT_EQ(ChunkWriterFinish(writer), 0u);
   CloseHandle(handle);
   DestroyChunkWriter(writer);
   EXPECT_TRUE(ReadFileBytes(good) == expected);
