@@ -33,11 +33,11 @@ bool EndsWithAny(const char* name, const char* const (&suffixes)[N]) {
 }
 
 // In the order the name tests run: ZIP first, ZIP64 last (it is found by listing, never by
-// name). Search refusals are message texts 67, 68, 81 and 101.
+// name). A kind that refuses a content search has its message text; the others search through their stream reader.
 ArchiveFormat g_formats[] = {
     {ARCHIVE_ZIP, "ZIP", IsZipFile, '\\', true, nullptr, 0, "*.zip;*.jar;*.war", 143, {}},
-    {ARCHIVE_TAR, "TAR", IsTarFile, '/', false, nullptr, 67, "*.tar;*.tgz;*.gz;*.tar.z;*.tar.bz2", 144, {}},
-    {ARCHIVE_ISO, "ISO", IsIsoFile, '\\', false, "not supported on iso file", 68, "*.iso;*.nrg", 145, {}},
+    {ARCHIVE_TAR, "TAR", IsTarFile, '/', false, nullptr, 0, "*.tar;*.tgz;*.gz;*.tar.z;*.tar.bz2", 144, {}},
+    {ARCHIVE_ISO, "ISO", IsIsoFile, '\\', false, "not supported on iso file", 0, "*.iso;*.nrg", 145, {}},
     {ARCHIVE_RAR, "RAR", IsRarFile, '\\', false, "not supported on rar file", 81, "*.rar", 146, {}},
     {ARCHIVE_ZIP64, "ZIP64", nullptr, '\\', true, "not supported on zip64 file", 101, nullptr, 0, {}},
 };

@@ -1,6 +1,7 @@
 #include "services/base.h"
 #include "ui/search.h"
 
+#include "formats/content_search.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/archive_kind.h"
@@ -14,8 +15,6 @@
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "services/worker.h"
-#include "zip/content_search.h"
-#include "zip/zip_open.h"
 
 #include <commctrl.h>
 
@@ -232,7 +231,7 @@ void EndWalkProgress(const WalkProgress& p, bool cancelled) {
     CloseProgressDialog();
 }
 
-// The folder list's rows after current in the order its search walks them (ordinal order).
+// The folder list's rows after current, each with its entry's name.
 std::vector<std::pair<int, std::string>> RowsAfter(HWND view, int current) {
   std::vector<std::pair<int, std::string>> rows;
   size_t n = GetEntryRowCount(view);
@@ -240,7 +239,6 @@ std::vector<std::pair<int, std::string>> RowsAfter(HWND view, int current) {
     const liststruct* r = GetRowRecord(view, static_cast<int>(i));
     if (r && r->ordinal > current) rows.emplace_back(r->ordinal, std::string(r->path) + r->filename);
   }
-  std::sort(rows.begin(), rows.end());
   return rows;
 }
 
@@ -292,7 +290,7 @@ int HandleSearchView(HWND view, const char* text, int current, int direction, in
   ContentSearchHooks hooks = {&progress, ShowEntry, Cancelled};
   int highest = g.list.highest;
   ContentSearchWalk walk = {current, &g.list.highest, 0, 0};
-  int hit = SearchZipEntries(GetCurrentArchivePath(), pattern, &walk, &hooks);
+  int hit = SearchArchiveEntries(GetArchiveKind(), GetCurrentArchivePath(), pattern, &walk, &hooks);
   g.cancelled = walk.end == CONTENT_WALK_CANCELLED;
   // Entries searched after the last hit count as not searched: above the highest ordinal the
   // found list would answer F3 with the last hit again instead of searching on.
@@ -308,43 +306,17 @@ int HandleSearchViewTreeList(HWND view, const char* text, int current, int direc
   if (!direction) return -1;
   std::vector<std::pair<int, std::string>> rows = RowsAfter(view, current);
   if (rows.empty()) return -1;
-  unzFile zip = MyWaitunzOpen2_64(GetCurrentArchivePath(), 3000);
-  char* buffer = static_cast<char*>(malloc(kContentBuffer));
-  int hit = -1;
-  bool cancelled = false, failed = !zip || !buffer;
-  std::vector<ZipEntrySpot> spots;
-  if (!failed) {
-    for (const auto& row : rows) spots.push_back(ZipEntrySpot{row.second, {}, false});
-    failed = !LocateZipEntries(zip, &spots);
-  }
+  ContentPattern pattern;
+  PrepareContentPattern(&pattern, text, wholeWord, matchCase);
+  WalkProgress progress = StartWalkProgress(current, static_cast<int>(GetEntryRowCount(view)));
+  ContentSearchHooks hooks = {&progress, ShowEntry, Cancelled};
   int highest = g.treeList.highest;
-  if (!failed) {
-    ContentPattern pattern;
-    PrepareContentPattern(&pattern, text, wholeWord, matchCase);
-    WalkProgress progress = StartWalkProgress(current, static_cast<int>(GetEntryRowCount(view)));
-    for (size_t i = 0; i < rows.size(); ++i) {
-      const auto& row = rows[i];
-      if ((cancelled = IsCancelledByUser() != 0)) break;
-      ShowEntry(&progress, row.second.c_str(), row.first);
-      int found = SearchZipEntryAt(zip, spots[i], pattern, buffer);
-      if (found == CONTENT_READ_ERROR) {
-        Log(1, GetVerbose(), "HandleSearchViewTreeList not found in ZipFile %s", row.second.c_str());
-        failed = true;
-        break;
-      }
-      g.treeList.highest = std::max(g.treeList.highest, row.first);
-      if (found == CONTENT_HIT) {
-        hit = row.first;
-        break;
-      }
-    }
-    EndWalkProgress(progress, cancelled);
-    g.cancelled = cancelled;
-    if (cancelled) g.treeList.highest = highest;
-  }
-  if (hit < 0 && !cancelled && !failed) g.endMark = 1;
-  free(buffer);
-  if (zip) unzClose(zip);
+  ContentSearchWalk walk = {current, &g.treeList.highest, 0, 0};
+  int hit = SearchArchiveRows(GetArchiveKind(), GetCurrentArchivePath(), rows, pattern, &walk, &hooks);
+  g.cancelled = walk.end == CONTENT_WALK_CANCELLED;
+  if (g.cancelled) g.treeList.highest = highest;
+  EndWalkProgress(progress, g.cancelled != 0);
+  if (walk.end == CONTENT_WALK_LAST) g.endMark = 1;
   return hit;
 }
 

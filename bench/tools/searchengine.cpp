@@ -1,10 +1,11 @@
-// Runs the content search with the engine alone (no window, no progress dialog) the way a
+// Runs the content search of any kind with the engine alone (no window, no progress dialog) the way a
 // run of find-nexts does, each walk going on after the previous hit, and prints the entries
 // that hold the text and how long it took: the search benchmark compares it with the peers.
 //   searchengine ARCHIVE TEXT [--match-case] [--whole-word]
 #include "services/base.h"
 
-#include "zip/content_search.h"
+#include "formats/content_search.h"
+#include "formats/formats.h"
 
 #include <cstdio>
 #include <cstring>
@@ -19,12 +20,14 @@ int main(int argc, char** argv) {
   LARGE_INTEGER frequency, t0, t1;
   QueryPerformanceFrequency(&frequency);
   QueryPerformanceCounter(&t0);
+  RegisterArchiveFormats();
+  int kind = DecideArchiveKind(argv[1]);
   ContentPattern pattern;
   PrepareContentPattern(&pattern, argv[2], wholeWord, matchCase);
   int hits = 0, read = 0, start = -1, end = CONTENT_WALK_LAST;
   for (;;) {
     ContentSearchWalk walk = {start, nullptr, 0, 0};
-    int hit = SearchZipEntries(argv[1], pattern, &walk, nullptr);
+    int hit = SearchArchiveEntries(kind, argv[1], pattern, &walk, nullptr);
     read += walk.entriesRead;
     end = walk.end;
     if (hit < 0) break;

@@ -5,7 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "test_support.h"
-#include "zip/content_search.h"
+#include "formats/content_search.h"
+#include "formats/formats.h"
 
 #include <psapi.h>
 
@@ -99,16 +100,16 @@ TEST(ContentSearch, NeverReadsPastTheLimitAndCarriesAcrossFullChunks) {
   EXPECT_EQ(SearchText(data, longText.c_str(), 1, 1, kContentChunk, data.size()), CONTENT_NO_HIT);
 }
 
-// The ordinals a run of find-nexts visits over search.zip, one walk after the other.
-std::vector<int> WalkAll(int wholeWord, int matchCase, std::vector<int>* read) {
+// The ordinals a run of find-nexts visits over one archive, one walk after the other.
+std::vector<int> WalkAll(int kind, const char* name, int wholeWord, int matchCase, std::vector<int>* read) {
   ContentPattern pattern;
   PrepareContentPattern(&pattern, "kestrelneedle", wholeWord, matchCase);
-  std::string archive = TestData("search.zip");
+  std::string archive = TestData(name);
   std::vector<int> hits;
   int highest = -1;
   for (int start = -1;;) {
     ContentSearchWalk walk = {start, &highest, 0, 0};
-    int hit = SearchZipEntries(archive.c_str(), pattern, &walk, nullptr);
+    int hit = SearchArchiveEntries(kind, archive.c_str(), pattern, &walk, nullptr);
     read->push_back(walk.entriesRead);
     if (hit < 0) {
       EXPECT_EQ(walk.end, CONTENT_WALK_LAST);
@@ -121,7 +122,9 @@ std::vector<int> WalkAll(int wholeWord, int matchCase, std::vector<int>* read) {
   }
 }
 
+// The same files in every kind that can search, in the same order.
 TEST(ContentSearch, WalksVisitTheHitsInArchiveOrder) {
+  RegisterArchiveFormats();
   struct {
     int wholeWord, matchCase;
     std::vector<int> hits, read;
@@ -130,14 +133,20 @@ TEST(ContentSearch, WalksVisitTheHitsInArchiveOrder) {
       {0, 1, {1, 4, 5}, {2, 3, 1, 0}},
       {1, 0, {1, 3, 4}, {2, 2, 1, 1}},
   };
-  for (const auto& c : cases) {
-    std::vector<int> read;
-    EXPECT_EQ(WalkAll(c.wholeWord, c.matchCase, &read), c.hits) << c.wholeWord << c.matchCase;
-    EXPECT_EQ(read, c.read) << c.wholeWord << c.matchCase;
-  }
+  struct {
+    int kind;
+    const char* name;
+  } archives[] = {{ARCHIVE_ZIP, "search.zip"}, {ARCHIVE_TAR, "search.tar.gz"}, {ARCHIVE_ISO, "search.iso"}};
+  for (const auto& a : archives)
+    for (const auto& c : cases) {
+      std::vector<int> read;
+      EXPECT_EQ(WalkAll(a.kind, a.name, c.wholeWord, c.matchCase, &read), c.hits) << a.name << c.wholeWord << c.matchCase;
+      EXPECT_EQ(read, c.read) << a.name << c.wholeWord << c.matchCase;
+    }
 }
 
 TEST(ContentSearch, CancelEndsTheWalkBeforeTheNextEntry) {
+  RegisterArchiveFormats();
   ContentPattern pattern;
   PrepareContentPattern(&pattern, "kestrelneedle", 0, 0);
   struct Seen {
@@ -147,22 +156,23 @@ TEST(ContentSearch, CancelEndsTheWalkBeforeTheNextEntry) {
                               [](void* c, const char* name, int) { static_cast<Seen*>(c)->names.push_back(name); },
                               [](void* c) { return static_cast<Seen*>(c)->names.size() >= 1 ? 1 : 0; }};
   ContentSearchWalk walk = {-1, nullptr, 0, 0};
-  EXPECT_EQ(SearchZipEntries(TestData("search.zip").c_str(), pattern, &walk, &hooks), -1);
+  EXPECT_EQ(SearchArchiveEntries(ARCHIVE_ZIP, TestData("search.zip").c_str(), pattern, &walk, &hooks), -1);
   EXPECT_EQ(walk.end, CONTENT_WALK_CANCELLED);
   EXPECT_EQ(seen.names, std::vector<std::string>{"a.txt"});
   ContentSearchWalk missing = {-1, nullptr, 0, 0};
-  EXPECT_EQ(SearchZipEntries(TestData("none.zip").c_str(), pattern, &missing, nullptr), -1);
+  EXPECT_EQ(SearchArchiveEntries(ARCHIVE_ZIP, TestData("none.zip").c_str(), pattern, &missing, nullptr), -1);
   EXPECT_EQ(missing.end, CONTENT_WALK_FAILED);
 }
 
 TEST(ContentSearch, AnEntryDeclaringFourGigabytesIsSearchedInBoundedMemory) {
+  RegisterArchiveFormats();
   PROCESS_MEMORY_COUNTERS before = {}, after = {};
   GetProcessMemoryInfo(GetCurrentProcess(), &before, sizeof before);
   EXPECT_GT(before.PeakPagefileUsage, 0u);  // the counter is kept at all
   ContentPattern pattern;
   PrepareContentPattern(&pattern, "kestrelneedle", 1, 1);
   ContentSearchWalk walk = {-1, nullptr, 0, 0};
-  EXPECT_EQ(SearchZipEntries(TestData("huge.zip").c_str(), pattern, &walk, nullptr), 0);
+  EXPECT_EQ(SearchArchiveEntries(ARCHIVE_ZIP, TestData("huge.zip").c_str(), pattern, &walk, nullptr), 0);
   GetProcessMemoryInfo(GetCurrentProcess(), &after, sizeof after);
   EXPECT_LT(after.PeakPagefileUsage - before.PeakPagefileUsage, 16u << 20);
 }

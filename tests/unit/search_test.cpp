@@ -6,13 +6,14 @@
 #include <gtest/gtest.h>
 
 #include "archive_fixtures.h"
+#include "formats/content_search.h"
+#include "formats/formats.h"
 #include "kestrelia_lang.h"
 #include "model/archive_kind.h"
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "ui/entry_list.h"
 #include "ui/search.h"
-#include "zip/content_search.h"
 #include "zip/extract.h"
 
 #include <string>
@@ -27,6 +28,7 @@ class Search : public ::testing::Test {
   RecordedBoxes boxes;
 
   void SetUp() override {
+    RegisterArchiveFormats();
     AllocateControlBlocks();
     ArchiveControlBlock* b = GetCurrentControlBlock();
     b->list = archive.window.list;
@@ -129,7 +131,7 @@ TEST_F(Search, TheWindowFindsWhatTheEngineFinds) {
     std::vector<std::string> engine, engineInFolder;
     for (int start = -1;;) {
       ContentSearchWalk walk = {start, nullptr, 0, 0};
-      if ((start = SearchZipEntries(archive.block.path, pattern, &walk, nullptr)) < 0) break;
+      if ((start = SearchArchiveEntries(ARCHIVE_ZIP, archive.block.path, pattern, &walk, nullptr)) < 0) break;
       engine.push_back(archive.FullName(FindEntryRowOfOrdinal(archive.window.list, start)));
       if (engine.back().rfind("d\\", 0) == 0) engineInFolder.push_back(engine.back());
     }
@@ -185,7 +187,7 @@ TEST_F(Search, NameSearchAndRefusals) {
   struct {
     int kind;
     int text;
-  } refusals[] = {{ARCHIVE_TAR, 67}, {ARCHIVE_ISO, 68}, {ARCHIVE_RAR, 81}, {ARCHIVE_ZIP64, 101}};
+  } refusals[] = {{ARCHIVE_RAR, 81}, {ARCHIVE_ZIP64, 101}};
   for (const auto& r : refusals) {
     SetArchiveKind(r.kind);
     boxes.texts.clear();

@@ -1,17 +1,16 @@
 #include "services/base.h"
-#include "zip/content_search.h"
+#include "formats/content_search.h"
 
+#include "formats/formats.h"
 #include "services/log.h"
-#include "zip/entry_names.h"
-#include "zip/extract.h"
-#include "zip/zip_open.h"
 
 #include <emmintrin.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <string>
+#include <memory>
+#include <new>
 #include <unordered_map>
 
 namespace {
@@ -58,27 +57,8 @@ bool SameRest(const ContentPattern& p, const unsigned char* s) {
   return true;
 }
 
-int ReadZipEntry(void* zip, char* data, unsigned size) {
-  return unzReadCurrentFile(static_cast<unzFile>(zip), data, size);
-}
-
-// Searches the current entry of an open archive; CONTENT_READ_ERROR when it cannot be opened
-// or read.
-int SearchCurrentEntry(unzFile zip, const ContentPattern& pattern, char* buffer) {
-  unz_file_info64 info = {};
-  if (unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK) return CONTENT_READ_ERROR;
-  int error = OpenCurrentEntry(zip);
-  if (error != UNZ_OK) {
-    Log(1, GetVerbose(), "SearchCurrentEntry: cannot open the entry (%d)", error);
-    return CONTENT_READ_ERROR;
-  }
-  int found =
-      SearchContentStream(pattern, ReadZipEntry, zip, buffer, static_cast<unsigned>(kContentChunk), info.uncompressed_size);
-  // A search that stopped early leaves the checksum unchecked: the close's complaint about
-  // it means nothing here.
-  unzCloseCurrentFile(zip);
-  InterlockedIncrement(&g_entriesSearched);
-  return found;
+int ReadEntry(void* reader, char* data, unsigned size) {
+  return static_cast<int>(static_cast<ArchiveReader*>(reader)->Read(data, size));
 }
 
 }  // namespace
@@ -161,47 +141,49 @@ int SearchContentStream(const ContentPattern& pattern, ContentReadFn read, void*
   }
 }
 
-int SearchZipEntries(const char* archive, const ContentPattern& pattern, ContentSearchWalk* walk,
-                     const ContentSearchHooks* hooks) {
+namespace {
+
+std::string SlashName(std::string name) {
+  std::replace(name.begin(), name.end(), '\\', '/');
+  return name;
+}
+
+std::unique_ptr<ArchiveReader> OpenReader(int kind, const char* archive, std::unique_ptr<char[]>* buffer) {
+  int error = 0;
+  std::unique_ptr<ArchiveReader> reader = OpenArchiveReader(kind, archive, &error);
+  buffer->reset(new (std::nothrow) char[kContentBuffer]);
+  if (reader && *buffer) return reader;
+  Log(0, GetVerbose(), "HandleSearchView: %s cannot be read: %s", archive, EntryStreamErrorText(error));
+  return nullptr;
+}
+
+int SearchEntry(ArchiveReader* reader, const StreamEntry& entry, const ContentPattern& pattern, char* buffer) {
+  int found = SearchContentStream(pattern, ReadEntry, reader, buffer, static_cast<unsigned>(kContentChunk), entry.size);
+  InterlockedIncrement(&g_entriesSearched);
+  if (found == CONTENT_READ_ERROR) Log(0, GetVerbose(), "HandleSearchView: %s cannot be read", entry.name.c_str());
+  return found;
+}
+
+}  // namespace
+
+int SearchArchiveEntries(int kind, const char* archive, const ContentPattern& pattern, ContentSearchWalk* walk,
+                         const ContentSearchHooks* hooks) {
   walk->end = CONTENT_WALK_FAILED;
   walk->entriesRead = 0;
-  unzFile zip = MyWaitunzOpen2_64(archive, 3000);
-  if (!zip) return -1;
-  unz_global_info64 global = {};
-  int error = unzGetGlobalInfo64(zip, &global);
-  if (error != UNZ_OK) {
-    Log(0, GetVerbose(), "HandleSearchView: error %d with zipfile in unzGetGlobalInfo", error);
-    unzClose(zip);
-    return -1;
-  }
-  char* buffer = static_cast<char*>(malloc(kContentBuffer));
-  if (!buffer) {
-    unzClose(zip);
-    return -1;
-  }
-  int result = -1;
-  int ordinal = -1;
+  std::unique_ptr<char[]> buffer;
+  std::unique_ptr<ArchiveReader> reader = OpenReader(kind, archive, &buffer);
+  if (!reader) return -1;
   walk->end = CONTENT_WALK_LAST;
-  std::string entryName;  // the names the list shows, so that hits name the same rows
-  for (uint64_t i = 0; i < global.number_entry; ++i) {
-    if (i > 0 && (error = unzGoToNextFile(zip)) != UNZ_OK) {
-      Log(0, GetVerbose(), "HandleSearchView: error %d with zipfile in unzGoToNextFile", error);
-      break;
-    }
-    unz_file_info64 info = {};
-    if (ReadCurrentEntryName(zip, &info, &entryName) != UNZ_OK) {
-      walk->end = CONTENT_WALK_FAILED;
-      break;
-    }
-    const char* name = entryName.c_str();
-    if (!*LastNamePart(name)) continue;  // a folder has no row
+  int result = -1, ordinal = -1, moved;
+  StreamEntry entry;
+  while ((moved = reader->Next(&entry)) == 0) {
     if (++ordinal <= walk->start) continue;
     if (hooks && hooks->cancelled && hooks->cancelled(hooks->context)) {
       walk->end = CONTENT_WALK_CANCELLED;
       break;
     }
-    if (hooks && hooks->entry) hooks->entry(hooks->context, name, ordinal);
-    int found = SearchCurrentEntry(zip, pattern, buffer);
+    if (hooks && hooks->entry) hooks->entry(hooks->context, entry.name.c_str(), ordinal);
+    int found = SearchEntry(reader.get(), entry, pattern, buffer.get());
     if (found == CONTENT_READ_ERROR) {
       walk->end = CONTENT_WALK_FAILED;
       break;
@@ -214,44 +196,63 @@ int SearchZipEntries(const char* archive, const ContentPattern& pattern, Content
       break;
     }
   }
-  free(buffer);
-  unzClose(zip);
+  if (moved < 0) {
+    Log(0, GetVerbose(), "HandleSearchView: the entries of %s cannot be read further", archive);
+    walk->end = CONTENT_WALK_FAILED;
+  }
   return result;
 }
 
-bool LocateZipEntries(unzFile zip, std::vector<ZipEntrySpot>* spots) {
-  // Rows of the same name all take the first entry of that name.
-  std::unordered_map<std::string, std::vector<ZipEntrySpot*>> wanted;
-  for (ZipEntrySpot& spot : *spots) {
-    spot.found = false;
-    std::string key = spot.name;
-    std::replace(key.begin(), key.end(), '\\', '/');
-    wanted[key].push_back(&spot);
-  }
-  size_t left = wanted.size();
-  std::string entry;
-  int error = unzGoToFirstFile(zip);
-  for (; error == UNZ_OK && left; error = unzGoToNextFile(zip)) {
-    unz_file_info64 info;
-    if (ReadCurrentEntryName(zip, &info, &entry) != UNZ_OK) return false;
-    std::replace(entry.begin(), entry.end(), '\\', '/');
-    auto at = wanted.find(entry);
-    if (at == wanted.end() || at->second.front()->found) continue;
-    unz64_file_pos position;
-    if (unzGetFilePos64(zip, &position) != UNZ_OK) return false;
-    for (ZipEntrySpot* spot : at->second) {
-      spot->position = position;
-      spot->found = true;
+int SearchArchiveRows(int kind, const char* archive, const std::vector<std::pair<int, std::string>>& rows,
+                      const ContentPattern& pattern, ContentSearchWalk* walk, const ContentSearchHooks* hooks) {
+  walk->end = CONTENT_WALK_FAILED;
+  walk->entriesRead = 0;
+  std::unique_ptr<char[]> buffer;
+  std::unique_ptr<ArchiveReader> reader = OpenReader(kind, archive, &buffer);
+  if (!reader) return -1;
+  walk->end = CONTENT_WALK_LAST;
+  std::unordered_map<std::string, std::vector<int>> wanted;
+  for (const auto& row : rows) wanted[SlashName(row.second)].push_back(row.first);
+  // The walk may end once every row numbered before the best hit so far has been searched.
+  int best = -1, highest = -1, moved = 0;
+  size_t before = rows.size();  // rows not yet searched that are numbered before the best hit
+  StreamEntry entry;
+  while (before && (moved = reader->Next(&entry)) == 0) {
+    auto at = wanted.find(SlashName(entry.name));
+    if (at == wanted.end()) continue;
+    std::vector<int> numbers = std::move(at->second);
+    wanted.erase(at);
+    if (hooks && hooks->cancelled && hooks->cancelled(hooks->context)) {
+      walk->end = CONTENT_WALK_CANCELLED;
+      return -1;
     }
-    --left;
+    if (hooks && hooks->entry) hooks->entry(hooks->context, entry.name.c_str(), numbers.front());
+    int found = SearchEntry(reader.get(), entry, pattern, buffer.get());
+    if (found == CONTENT_READ_ERROR) {
+      walk->end = CONTENT_WALK_FAILED;
+      return -1;
+    }
+    ++walk->entriesRead;
+    for (int number : numbers) {
+      highest = std::max(highest, number);
+      if (best < 0 || number < best) --before;
+    }
+    int first = *std::min_element(numbers.begin(), numbers.end());
+    if (found == CONTENT_HIT && (best < 0 || first < best)) {
+      best = first;
+      before = 0;
+      for (const auto& left : wanted)
+        for (int number : left.second) before += number < best;
+    }
   }
-  return error == UNZ_OK || error == UNZ_END_OF_LIST_OF_FILE;
-}
-
-int SearchZipEntryAt(unzFile zip, const ZipEntrySpot& spot, const ContentPattern& pattern, char* buffer) {
-  unz64_file_pos position = spot.position;
-  if (!spot.found || unzGoToFilePos64(zip, &position) != UNZ_OK) return CONTENT_READ_ERROR;
-  return SearchCurrentEntry(zip, pattern, buffer);
+  if (best >= 0) {
+    walk->end = CONTENT_WALK_HIT;
+    highest = best;
+  } else if (moved < 0) {
+    walk->end = CONTENT_WALK_FAILED;
+  }
+  if (walk->highest && *walk->highest < highest) *walk->highest = highest;
+  return best;
 }
 
 long GetContentEntriesSearched() { return g_entriesSearched; }

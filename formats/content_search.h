@@ -1,13 +1,12 @@
-// Searching the uncompressed data of ZIP entries for a text. An entry is inflated in chunks
-// into one fixed buffer and searched as it streams, so memory stays the same whatever size
-// an entry declares. An entry's data counts as a zero-terminated string: a zero byte ends
+// Searching the data of archive entries for a text, every kind through its stream reader. An
+// entry is read in chunks into one fixed buffer and searched as it streams, so memory stays
+// the same whatever size an entry declares. An entry's data counts as a zero-terminated string: a zero byte ends
 // the part that is searched.
 #pragma once
 #include "services/base.h"
 
-#include "unzip.h"
-
 #include <string>
+#include <utility>
 #include <vector>
 
 // The text and its options, prepared once per search.
@@ -66,25 +65,22 @@ struct ContentSearchWalk {
   int start;          // entries with an ordinal up to this one are counted, not read (-1: none)
   int* highest;       // raised to the ordinal of every entry searched, when given
   int end;            // ContentWalkEnd
-  int entriesRead;    // entries inflated by this walk
+  int entriesRead;    // entries read by this walk
 };
 
-// Walks the archive's file entries (folders are skipped without counting) in archive order
-// and returns the ordinal of the first one after walk->start holding the text, or -1.
-int SearchZipEntries(const char* archive, const ContentPattern& pattern, ContentSearchWalk* walk,
-                     const ContentSearchHooks* hooks);
-// Entries wanted by name ("/" or "\\" separators) and where the archive holds them.
-struct ZipEntrySpot {
-  std::string name;
-  unz64_file_pos position;
-  bool found;
-};
-// Fills in every spot's position in one pass over the archive's directory (a lookup per name
-// would read the directory again for each one); false when the directory cannot be read.
-bool LocateZipEntries(unzFile zip, std::vector<ZipEntrySpot>* spots);
-// Searches the entry at a located spot: CONTENT_HIT, CONTENT_NO_HIT, or CONTENT_READ_ERROR
-// when it was not found or is unreadable.
-int SearchZipEntryAt(unzFile zip, const ZipEntrySpot& spot, const ContentPattern& pattern, char* buffer);
+// Walks the archive's file entries through its kind's reader, in the order the list numbers
+// them, and returns the ordinal of the first one after walk->start holding the text, or -1.
+int SearchArchiveEntries(int kind, const char* archive, const ContentPattern& pattern, ContentSearchWalk* walk,
+                         const ContentSearchHooks* hooks);
 
-// Entries inflated by every search of the process, for tests that check what was read again.
+// The same over the rows of a list that numbers them its own way (the folder list): rows
+// holds each row's number and its entry's name ("\\" or "/"), and the answer is the number of
+// the first row, in that numbering, whose entry holds the text, or -1. The archive is walked
+// once in its own order; rows of the same name all take the first entry of that name.
+// walk->start is not used; walk->highest is raised to the hit's number, or to the highest
+// number searched when there is none.
+int SearchArchiveRows(int kind, const char* archive, const std::vector<std::pair<int, std::string>>& rows,
+                      const ContentPattern& pattern, ContentSearchWalk* walk, const ContentSearchHooks* hooks);
+
+// Entries read by every search of the process, for tests that check what was read again.
 long GetContentEntriesSearched();
