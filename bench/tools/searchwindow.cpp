@@ -6,6 +6,7 @@
 //   searchwindow ARCHIVE TEXT [--match-case] [--whole-word]
 #include "services/base.h"
 
+#include "formats/formats.h"
 #include "model/app_state.h"
 #include "model/archive_kind.h"
 #include "model/entry_rows.h"
@@ -75,6 +76,7 @@ int main(int argc, char** argv) {
   char text[kPathBuf];
   snprintf(text, sizeof text, "%s", argv[2]);
   HiddenEntryList all, folder;
+  RegisterArchiveFormats();
   AllocateControlBlocks();
   ArchiveControlBlock* b = GetCurrentControlBlock();
   b->list = all.list;
