@@ -14,8 +14,12 @@
 #include "services/prompts.h"
 #include "services/runtime_library.h"
 #include "services/worker.h"
+#include "jobs/change_set.h"
 #include "jobs/create_job.h"
 #include "jobs/extract_job.h"
+#include "jobs/safe_replace.h"
+#include "jobs/system_words.h"
+#include "settings/values.h"
 
 #include <commctrl.h>
 #include <objbase.h>
@@ -378,6 +382,100 @@ std::unique_ptr<ArchiveReader> OpenTarReader(const char* archive, int* error) {
   return handle ? std::unique_ptr<ArchiveReader>(new TarReader(calls, handle)) : nullptr;
 }
 
+// What a rewrite asks of each entry, and what it found.
+struct TarChanges {
+  RBTree* changes;
+  bool folders;   // the set names folders: entries below them are looked up too
+  bool deleting;  // else renaming
+  int found = 0;
+  std::string report;  // a line per entry concerned
+};
+
+int AnswerForEntry(void* context, const char* name, char* newName, size_t newNameSize) {
+  TarChanges* c = static_cast<TarChanges*>(context);
+  char now[kPathBuf];
+  if (!FindChangeForEntry(c->changes, name, c->folders, now)) return TAR_KEEP;
+  ++c->found;
+  c->report += name;
+  if (c->deleting) {
+    c->report += '\n';
+    return TAR_DROP;
+  }
+  for (char* p = now; *p; ++p)
+    if (*p == '\\') *p = '/';
+  c->report += std::string(" -> ") + now + "\n";
+  snprintf(newName, newNameSize, "%s", now);
+  return TAR_RENAME;
+}
+
+// The program's sentence, the archive and the reason: the system's words, else the library's.
+int Refuse(char* failure, size_t failureSize, const char* archive, DWORD error, const char* reason, int code) {
+  std::string why = error ? SystemErrorText(error) : std::string(reason ? reason : "");
+  snprintf(failure, failureSize, "%s\n\n\"%s\"%s%s", GetMessageText(KLANG_MSG_ARCHIVE_UNCHANGED), archive,
+           why.empty() ? "" : "\n", why.c_str());
+  Log(-1, GetVerbose(), "rewrite of %s failed: %s", archive, why.c_str());
+  return code;
+}
+
+// With the setting DeleteSimulation the entries are only walked: nothing is written.
+int SimulateTarRewrite(const char* archive, TarChanges* c, char* failure, size_t failureSize) {
+  auto open = TarDll::TarOpenArchive();
+  auto first = TarDll::TarFindFirst();
+  auto next = TarDll::TarFindNext();
+  auto close = TarDll::TarCloseArchive();
+  if (!open || !first || !next || !close) return Refuse(failure, failureSize, archive, 0, "tar.dll", -1);
+  TarHandle handle = open(GetMainWindowHandle(), archive, 0);
+  TarFindRecord record;
+  char unused[kPathBuf];
+  for (int more = first(handle, "", &record); more == 0; more = next(handle, &record)) {
+    record.name[sizeof record.name - 1] = '\0';
+    AnswerForEntry(c, record.name, unused, sizeof unused);
+  }
+  close(handle);
+  if (!c->found) return kRewriteUnmatched;
+  snprintf(failure, failureSize, "%s", c->report.c_str());
+  return kRewriteSimulated;
+}
+
+// Deleting, renaming and moving through tar.dll with the ZIP rewrite's guarantees: the new
+// archive is written to a working file of this run beside the old one, in its compression,
+// flushed, and only then moved over it; a read-only archive is refused before any work.
+int RewriteTar(const char* archive, RBTree* changes, bool deleting, char* failure, size_t failureSize) {
+  failure[0] = '\0';
+  TarChanges c = {changes, ChangeSetNamesFolders(changes), deleting};
+  auto rewrite = LoadTarLibrary() ? TarDll::TarRewrite() : nullptr;
+  if (!rewrite) return Refuse(failure, failureSize, archive, 0, GetGenericText(KLANG_GEN_TAR_FUNCTION_MISSING), -1);
+  if (IsDeleteSimulation()) return SimulateTarRewrite(archive, &c, failure, failureSize);
+  if (DWORD refusal = ReadOnlyRefusal(archive)) return Refuse(failure, failureSize, archive, refusal, nullptr, -9);
+  RemoveStaleWorkingFiles(archive);
+  char work[kPathBuf];
+  if (DWORD error = ClaimWorkingFile(archive, work)) return Refuse(failure, failureSize, archive, error, nullptr, -2);
+  char result[TAR_RESULT_TEXT_SIZE + 1] = {};
+  if (rewrite(archive, work, AnswerForEntry, &c, result) != 0) {
+    DiscardWorkingFile(work);
+    return Refuse(failure, failureSize, archive, 0, result[0] ? result + 3 : "", -6);
+  }
+  if (!c.found) {
+    DiscardWorkingFile(work);
+    return kRewriteUnmatched;
+  }
+  DWORD error = FlushWorkingFile(work);
+  if (!error) error = ReplaceWithWorkingFile(work, archive);
+  if (error) {
+    DiscardWorkingFile(work);
+    return Refuse(failure, failureSize, archive, error, nullptr, -7);
+  }
+  return 0;
+}
+
+int DeleteTarEntries(const char* archive, RBTree* changes, char* failure, size_t failureSize) {
+  return RewriteTar(archive, changes, true, failure, failureSize);
+}
+
+int RenameTarEntries(const char* archive, RBTree* changes, char* failure, size_t failureSize) {
+  return RewriteTar(archive, changes, false, failure, failureSize);
+}
+
 }  // namespace
 
 void RegisterTarFormat() {
@@ -388,5 +486,7 @@ void RegisterTarFormat() {
   ops.view = ViewTarFile;
   ops.create = TarWorkThread;
   ops.add = TarWorkThread;
+  ops.remove = DeleteTarEntries;
+  ops.rename = RenameTarEntries;
   RegisterArchiveOperations(ARCHIVE_TAR, ops);
 }

@@ -192,10 +192,12 @@ void RenameRows(EntryRewriteJob* job, HWND list) {
     liststruct* record = GetRowRecord(list, static_cast<int>(row));
     RBNode* node = record ? RBTreeSearch(job->changes, FullName(record).c_str()) : nullptr;
     if (!node) continue;
+    // The rows keep the separator of the kind (TAR's is "/").
     std::string now = static_cast<ChangeRecord*>(node->info)->newPath;
+    char separator = ArchiveSeparator(GetArchiveKind());
     for (char& c : now)
-      if (c == '/') c = '\\';
-    size_t cut = now.find_last_of('\\');
+      if (c == '/' || c == '\\') c = separator;
+    size_t cut = now.find_last_of(separator);
     std::string folder = cut == std::string::npos ? "" : now.substr(0, cut + 1);
     std::string name = cut == std::string::npos ? now : now.substr(cut + 1);
     Log(2, GetVerbose(), "ChangeFilename inserting into TVRBTreeDataReady: %s", now.c_str());
@@ -435,7 +437,10 @@ int RenamePath(HWND list, const char* oldFolder, const char* newFolder, RBTree* 
   for (size_t row = 0; row < rows; ++row) {
     liststruct* record = GetRowRecord(list, static_cast<int>(row));
     std::string old = record ? FullName(record) : "";
-    if (old.size() <= prefix.size() || _strnicmp(old.c_str(), prefix.c_str(), prefix.size()) != 0) continue;
+    std::string folded = old;  // rows of TAR separate with "/"
+    for (char& c : folded)
+      if (c == '/') c = '\\';
+    if (old.size() <= prefix.size() || _strnicmp(folded.c_str(), prefix.c_str(), prefix.size()) != 0) continue;
     std::string now = JoinPath(newFolder, old.substr(prefix.size()), '\\');
     if (AddChangeRecord(changes, old.c_str(), now.c_str(), static_cast<int>(row))) ++added;
   }

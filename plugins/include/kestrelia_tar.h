@@ -81,10 +81,20 @@ typedef void* TarHandle;
 /* TarReadData reads the data of the entry the last TarFindFirst or TarFindNext delivered:
  * the count of bytes, 0 at its end, -1 when the data is damaged or cut short. After the
  * find loop ended it answers 0 when the archive ended whole, -1 when it ended at damage. */
+/* TarRewrite writes the entries of archive to newArchive, a file the program made that it
+ * overwrites, in archive's compression, each as change answers; 0 when every entry was
+ * copied, else 1 with the reason in result (newArchive is then unfinished). */
 /* TarSetMessageBox hands in the function that shows the library's message boxes
  * (MessageBoxA's contract; null puts MessageBoxA back). archive_version_string is
  * libarchive's own, exported for the program's About box. */
 typedef int (*TarMessageBoxFn)(void* owner, const char* text, const char* title, unsigned flags);
+/* TarRewrite's question for each entry, by its "/"-separated name (a folder's ends with "/"):
+ * TAR_KEEP copies it as it is, TAR_RENAME copies it under the name written to newName
+ * (zero-terminated, at most newNameSize bytes), TAR_DROP leaves it out. */
+#define TAR_KEEP 0
+#define TAR_RENAME 1
+#define TAR_DROP 2
+typedef int (*TarChangeFn)(void* context, const char* name, char* newName, size_t newNameSize);
 #define KESTRELIA_TAR_FILE TAR_DLL_NAME
 #define KESTRELIA_TAR_API_LIST(X)                                                                      \
   X(TarOpenArchive, TarHandle, (void* owner, const char* path, int mode))                              \
@@ -102,6 +112,8 @@ typedef int (*TarMessageBoxFn)(void* owner, const char* text, const char* title,
      void* progress, int addMode, char* result))                                                       \
   X(TarSetMessageBox, void, (TarMessageBoxFn box))                                                     \
   X(TarReadData, int64_t, (TarHandle archive, void* buffer, uint32_t size))                            \
+  X(TarRewrite, int,                                                                                   \
+    (const char* archive, const char* newArchive, TarChangeFn change, void* context, char* result))    \
   X(archive_version_string, const char*, (void))
 
 #ifdef __cplusplus

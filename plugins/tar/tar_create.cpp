@@ -188,10 +188,8 @@ void ReportRun(char* result, const AddRun& run, const char* verb) {
     SetResultText(result, '0', '0', "%s %u", verb, run.added);
 }
 
-// Copies the old archive's entries, leaving out the names in replaced; the old compression is
-// returned in filter.
-bool CopyOldEntries(const char* path, archive* out, const std::unordered_set<std::string>& replaced,
-                    std::string* error) {
+// Copies the old archive's entries, each as change answers for its name.
+bool CopyOldEntries(const char* path, archive* out, TarChangeFn change, void* context, std::string* error) {
   archive* reader = OpenTarReader(path, error);
   if (!reader) return false;
   std::vector<char> buffer(1 << 16);
@@ -206,10 +204,15 @@ bool CopyOldEntries(const char* path, archive* out, const std::unordered_set<std
       break;
     }
     std::string name = EntryNameUtf8(reader, entry);
-    if (replaced.count(name)) continue;
+    char renamed[4096] = "";
+    int answer = change(context, name.c_str(), renamed, sizeof renamed);
+    if (answer == TAR_DROP) continue;
+    if (answer == TAR_RENAME) name = renamed;
     // The old entries keep the names the program showed for them, now written as UTF-8.
     archive_entry_update_pathname_utf8(entry, name.c_str());
     std::string link = EntryHardlinkUtf8(reader, entry);
+    // A hard link follows its target when that is renamed.
+    if (!link.empty() && change(context, link.c_str(), renamed, sizeof renamed) == TAR_RENAME) link = renamed;
     if (!link.empty()) archive_entry_update_hardlink_utf8(entry, link.c_str());
     if (archive_write_header(out, entry) < ARCHIVE_WARN) {
       *error = archive_error_string(out) ? archive_error_string(out) : "cannot write";
@@ -218,7 +221,12 @@ bool CopyOldEntries(const char* path, archive* out, const std::unordered_set<std
     }
     la_ssize_t got;
     while ((got = archive_read_data(reader, buffer.data(), buffer.size())) > 0)
-      if (archive_write_data(out, buffer.data(), static_cast<size_t>(got)) < 0) break;
+      if (archive_write_data(out, buffer.data(), static_cast<size_t>(got)) < 0) {
+        *error = archive_error_string(out) ? archive_error_string(out) : "cannot write";
+        ok = false;
+        break;
+      }
+    if (!ok) break;
     if (got < 0) {
       *error = archive_error_string(reader) ? archive_error_string(reader) : "damaged archive";
       ok = false;
@@ -227,6 +235,11 @@ bool CopyOldEntries(const char* path, archive* out, const std::unordered_set<std
   }
   archive_read_free(reader);
   return ok;
+}
+
+// TarCreateAdd's question: the names that new files take are left out.
+int DropReplaced(void* context, const char* name, char*, size_t) {
+  return static_cast<const std::unordered_set<std::string>*>(context)->count(name) ? TAR_DROP : TAR_KEEP;
 }
 
 int OldFilter(const char* path) {
@@ -297,7 +310,7 @@ int __cdecl TarCreateAdd(const char* archivePath, const char* baseFolder, TarNam
     return 1;
   }
   std::string error;
-  if (exists && !CopyOldEntries(archivePath, writer.out, replaced, &error)) {
+  if (exists && !CopyOldEntries(archivePath, writer.out, DropReplaced, &replaced, &error)) {
     CloseWriter(&writer, false);
     SetResultText(result, '1', '0', "cannot copy the entries of %s: %s", archivePath, error.c_str());
     return 1;
@@ -310,6 +323,38 @@ int __cdecl TarCreateAdd(const char* archivePath, const char* baseFolder, TarNam
   }
   ReportRun(result, run, "added");
   return run.skipped ? 1 : 0;
+}
+
+int __cdecl TarRewrite(const char* archivePath, const char* newPath, TarChangeFn change, void* context, char* result) {
+  if (!archivePath || !newPath || !change) {
+    SetResultText(result, '1', '0', "nothing to rewrite");
+    return 1;
+  }
+  int filter = OldFilter(archivePath);
+  if (filter < 0) {
+    SetResultText(result, '1', '0', "cannot read %s", archivePath);
+    return 1;
+  }
+  archive* out = archive_write_new();
+  archive_write_set_format_pax_restricted(out);
+  archive_write_add_filter(out, filter);
+  archive_write_set_bytes_in_last_block(out, 1);
+  std::string error;
+  bool ok = archive_write_open_filename_w(out, WideFromUtf8(newPath).c_str()) == ARCHIVE_OK;
+  if (!ok) error = archive_error_string(out) ? archive_error_string(out) : "cannot create";
+  ok = ok && CopyOldEntries(archivePath, out, change, context, &error);
+  // The close writes the last compressed block: it can fail too.
+  if (archive_write_close(out) != ARCHIVE_OK && ok) {
+    ok = false;
+    error = archive_error_string(out) ? archive_error_string(out) : "cannot write";
+  }
+  archive_write_free(out);
+  if (!ok) {
+    SetResultText(result, '1', '0', "%s", error.c_str());
+    return 1;
+  }
+  SetResultText(result, '0', '0', "rewritten");
+  return 0;
 }
 
 }  // extern "C"

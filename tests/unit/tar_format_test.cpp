@@ -1,16 +1,22 @@
 // The TAR adapter with the real tar.dll: rows and totals of a listing, extraction of the
-// list's selection or of all rows, viewing one entry, adding to an archive.
+// list's selection or of all rows, viewing one entry, adding to an archive, deleting and
+// renaming entries.
 #include "services/base.h"
 
 #include <gtest/gtest.h>
 
 #include <commctrl.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "archive_fixtures.h"
+#include "formats/formats.h"
 #include "formats/tar_format.h"
+#include "jobs/change_set.h"
+#include "kestrelia_tar.h"
+#include "services/runtime_library.h"
 #include "kestrelia_lang.h"
 #include "model/archive_kind.h"
 #include "model/entry_rows.h"
@@ -139,5 +145,103 @@ TEST_F(TarFormat, ADamagedArchiveListsWhatCameBeforeTheDamage) {
   ASSERT_EQ(boxes.texts.size(), 1u);
   EXPECT_EQ(boxes.titles[0], "tar.dll");
 }
+
+// ---- delete, rename and move -------------------------------------------------------------
+
+KESTRELIA_RUNTIME_LIBRARY(TestTarDll, KESTRELIA_TAR_FILE, KESTRELIA_TAR_API_LIST)
+
+// Every name the archive holds, folders with their "/", as tar.dll reads them.
+std::vector<std::string> TarEntryNames(const std::string& path) {
+  std::vector<std::string> names;
+  if (!LoadRuntimeLibrary(&TestTarDll::Library())) return names;
+  TarHandle archive = TestTarDll::TarOpenArchive()(nullptr, path.c_str(), 0);
+  TarFindRecord record;
+  for (int more = TestTarDll::TarFindFirst()(archive, "", &record); more == 0;
+       more = TestTarDll::TarFindNext()(archive, &record))
+    names.emplace_back(record.name, strnlen(record.name, sizeof record.name));
+  TestTarDll::TarCloseArchive()(archive);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// The compression, by the first bytes.
+std::string Compression(const std::string& path) {
+  std::string head = ReadFileBytes(path).substr(0, 3);
+  return head == "BZh" ? "bzip2" : head.substr(0, 2) == "\x1f\x8b" ? "gzip" : "none";
+}
+
+struct TarChangeCase {
+  const char* title;
+  const char* archive;
+  bool deleting;
+  const char* from;  // an entry, or a folder ending in a separator, as the window names it
+  const char* to;
+};
+
+const TarChangeCase kTarChanges[] = {
+    {"delete from a plain archive", "gnu_ustar.tar", true, "readme.txt", nullptr},
+    {"delete a folder from a gzip archive", "gnu_pax.tar.gz", true, "docs/", nullptr},
+    {"rename in a gzip archive", "gnu_pax.tar.gz", false, "docs/numbers.txt", "docs/counted.txt"},
+    {"move a file in a bzip2 archive", "gnu_gnu.tar.bz2", false, "docs/zero.bin", "empty\\zero.bin"},
+    {"move a folder in a bzip2 archive", "gnu_gnu.tar.bz2", false, "docs\\", "empty\\inner\\docs\\"},
+};
+
+// What a name becomes: unchanged, gone (""), or with the new path in place of the old.
+std::string NameAfter(const std::string& name, const TarChangeCase& c) {
+  std::string from = Separated(c.from);
+  bool concerned = from.back() == '/' ? name.compare(0, from.size(), from) == 0 : name == from;
+  if (!concerned) return name;
+  return c.deleting ? "" : Separated(c.to) + name.substr(from.size());
+}
+
+class TarChanges : public ::testing::TestWithParam<TarChangeCase> {
+ protected:
+  RecordedBoxes boxes;
+};
+
+int RunTarChange(const TarChangeCase& c, const std::string& archive, bool matching, std::string* failure) {
+  const ArchiveOperations& ops = FindArchiveFormat(ARCHIVE_TAR)->ops;
+  RBTree* changes = CreateChangeSet();
+  AddChangeRecord(changes, matching ? c.from : "absent.txt", c.to, 0);
+  char text[kPathBuf * 3] = "";
+  int result = (c.deleting ? ops.remove : ops.rename)(archive.c_str(), changes, text, sizeof text);
+  DestroyChangeSet(&changes);
+  *failure = text;
+  return result;
+}
+
+TEST_P(TarChanges, KeepTheCompressionTheFoldersAndWhatIsTheUsers) {
+  const TarChangeCase& c = GetParam();
+  RegisterTarFormat();
+  std::string dir = ScratchDir("tar_change"), archive = dir + "\\" + c.archive, failure;
+  ASSERT_TRUE(CopyFileA(TestData(c.archive).c_str(), archive.c_str(), FALSE));
+  FILE* mine = fopen((archive + ".tmp").c_str(), "wb");
+  fputs("my notes", mine);
+  fclose(mine);
+  std::string bytes = ReadFileBytes(archive);
+  std::vector<std::string> before = TarEntryNames(archive);
+  ASSERT_FALSE(before.empty());
+
+  EXPECT_EQ(RunTarChange(c, archive, false, &failure), kRewriteUnmatched) << c.title;
+  EXPECT_EQ(ReadFileBytes(archive), bytes) << c.title;
+  SetFileAttributesA(archive.c_str(), FILE_ATTRIBUTE_READONLY);
+  EXPECT_LT(RunTarChange(c, archive, true, &failure), 0) << c.title;
+  EXPECT_NE(failure.find(archive), std::string::npos) << c.title << ": " << failure;
+  EXPECT_EQ(ReadFileBytes(archive), bytes) << c.title;
+  EXPECT_TRUE(GetFileAttributesA(archive.c_str()) & FILE_ATTRIBUTE_READONLY) << c.title;
+  SetFileAttributesA(archive.c_str(), FILE_ATTRIBUTE_NORMAL);
+
+  ASSERT_EQ(RunTarChange(c, archive, true, &failure), 0) << c.title << ": " << failure;
+  std::vector<std::string> expected;
+  for (const std::string& name : before)
+    if (!NameAfter(name, c).empty()) expected.push_back(NameAfter(name, c));
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(TarEntryNames(archive), expected) << c.title;
+  EXPECT_EQ(Compression(archive), Compression(TestData(c.archive))) << c.title;
+  EXPECT_EQ(ReadFileBytes(archive + ".tmp"), "my notes") << c.title;
+  EXPECT_FALSE(Exists(archive + ".~kst1.tmp")) << c.title;
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, TarChanges, ::testing::ValuesIn(kTarChanges));
 
 }  // namespace
