@@ -69,3 +69,49 @@ bench_bsdtar_exe() {
     "$src"/libarchive_fe/{err,line_reader,passphrase}.c \
     "$built/lib/libarchive.a" "$build/libbzip2.a" -lz -lbcrypt -w
 }
+
+# The benchmarks of one archive kind against its peers. bench_kind_scratch NAME makes $out
+# (under KESTRELIA_BENCH_SCRATCH when set: a memory file system keeps the disk's journal from
+# adding seconds at random) and empties $out/d, untimed, before every timed run.
+bench_kind_scratch() {
+  out=$(mktemp -d "${KESTRELIA_BENCH_SCRATCH:-$corpus}/$1.XXXX")
+  bench_prepare=bench_fresh
+}
+bench_fresh() { rm -rf "$out/d" && mkdir -p "$out/d" && sync; }
+w() { winepath -w "$1"; }
+
+# engine_list / engine_extract ARCHIVE through the engine tool $engine (bench/tools) under
+# Wine; its in-process times go to $out/engine.log.
+engine_list() { wine "$build/bin/$engine.exe" list "$(w "$1")" >>"$out/engine.log" 2>&1; }
+engine_extract() { wine "$build/bin/$engine.exe" extract "$(w "$1")" "$(w "$out/d")" >>"$out/engine.log" 2>&1; }
+
+# bench_kind MANY BIG LABEL PEER=NAME...: for each part of KESTRELIA_BENCH_ONLY ("list big
+# many" by default: listing MANY, extracting BIG, extracting MANY) times every peer's
+# PEER_list or PEER_extract (into $out/d), then the engine's under LABEL, and prints the
+# engine's ratio to each peer.
+bench_kind() {
+  local many=$1 big=$2 label=$3 part archive what peer k i
+  shift 3
+  for part in ${KESTRELIA_BENCH_ONLY:-list big many}; do
+    case $part in
+      list) archive=$many; what=list ;;
+      big) archive=$big; what=extract ;;
+      many) archive=$many; what=extract ;;
+    esac
+    echo "== $what $(basename "$archive")"
+    : >"$out/engine.log"
+    local times=()
+    for peer in "$@"; do
+      bench_time "${peer#*=}" "${peer%%=*}_$what" "$archive"
+      times+=("$median")
+    done
+    bench_time "$label" engine_$what "$archive"
+    k=$median
+    grep -a "^$what" "$out/engine.log" | tail -"$runs" || true
+    i=0
+    for peer in "$@"; do
+      printf 'ratio engine / %-20s %s\n' "${peer#*=}:" "$(ratio "$k" "${times[$i]}")"
+      i=$((i + 1))
+    done
+  done
+}

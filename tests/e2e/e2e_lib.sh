@@ -166,6 +166,57 @@ stop_program() {
   expect_eq "exit code" 0 "$code"
 }
 
+# What opening any archive kind shares: the folder tree, a selection extracted, "-x".
+# show_tree FOLDER: View > Folder tree, until the tree shows FOLDER; the window's lines on stdout.
+show_tree() {
+  focus "Kestrelia: .*"
+  xdotool key alt+v t
+  until_shown "tree item $1 at"
+}
+
+# click_tree_item NAME LINES: a click on the folder NAME of the tree, where LINES (wininspect's)
+# show it.
+click_tree_item() {
+  local x y
+  read -r x y < <(grep "^tree item $1 at" <<<"$2" | awk '{print $(NF-1), $NF}')
+  xdotool mousemove "$x" "$y" click 1
+}
+
+# select_top_rows N LINES: a click on the list's first row, where LINES show it, then
+# Shift+Down to the Nth.
+select_top_rows() {
+  local x y i
+  read -r x y < <(grep "^header 0 at" <<<"$2" | awk '{print $4, $5}')
+  xdotool mousemove "$x" "$((y + 20))" click 1
+  for ((i = 1; i < $1; i++)); do xdotool key shift+Down; done
+  expect_shown "$1 rows selected" "list selected: $1" --rows 0
+}
+
+# extract_selection FOLDER FILE...: Ctrl+Shift+E into FOLDER (a Windows path), until every
+# FILE is on the disk and the run's dialog has gone.
+extract_selection() {
+  local folder=$1 file
+  shift
+  xdotool key ctrl+shift+e
+  choose_folder "$folder"
+  for file in "$@"; do eventually 60 test -f "$file"; done
+  inspect --class '#32770' --until-gone --wait 60 >/dev/null
+}
+
+# files_below DIR: the files below DIR, relative and sorted, on one line.
+files_below() { (cd "$1" && find . -type f | sed 's|^\./||' | sort | tr '\n' ' ' | sed 's/ $//'); }
+
+# extract_road ARCHIVE FOLDER: "-x ARCHIVE": the notice naming it, the chooser given FOLDER
+# (a Windows path), and the program ends by itself.
+extract_road() {
+  start_program -x "$(winpath "$1")"
+  expect_contains "the notice names the archive" "$(basename "$1")" "$(wait_dialog Kestrelia)"
+  focus Kestrelia
+  xdotool key Return
+  choose_folder "$2"
+  expect_exit "-x exit code"
+}
+
 expect_eq() {
   if [ "$2" != "$3" ]; then
     echo "FAIL: $1: expected [$2], got [$3]"

@@ -20,47 +20,27 @@ expect_contains "its path with \\" "| 日本語\\" "$out"
 expect_contains "status count" "status 1: 4 " "$out"
 
 # The folder tree (View > Folder tree), then a click on the Cyrillic folder lists its file.
-focus "Kestrelia: .*"
-xdotool key alt+v t
-out=$(until_shown "tree item Привет at")
+out=$(show_tree Привет)
 expect_contains "the tree shows the German folder" "tree item Größe und Maße at" "$out"
 screenshot iso_tree
-read -r x y < <(grep "^tree item Привет at" <<<"$out" | awk '{print $5, $6}')
-xdotool mousemove "$x" "$y" click 1
+click_tree_item Привет "$out"
 out=$(until_shown "| мир.txt |")
 expect_contains "the folder holds one file" "list rows: 1" "$out"
-read -r lx ly < <(grep "^header 0 at" <<<"$out" | awk '{print $4, $5}')
-xdotool mousemove "$lx" "$((ly + 20))" click 1
-expect_shown "the row is selected" "list selected: 1" --rows 0
-xdotool key ctrl+shift+e
-choose_folder 'C:\kestrelia_e2e_iso\sel'
-eventually 60 test -f "$work/sel/rrjoliet/Привет/мир.txt"
-inspect --class '#32770' --until-gone --wait 60 >/dev/null
+select_top_rows 1 "$out"
+extract_selection 'C:\kestrelia_e2e_iso\sel' "$work/sel/rrjoliet/Привет/мир.txt"
 screenshot iso_selection_extracted
 expect_eq "bsdtar's bytes" "$(bsdtar -xOf "$data/rrjoliet.iso" "Привет/мир.txt")" "$(cat "$work/sel/rrjoliet/Привет/мир.txt")"
-expect_eq "only the selection" "Привет/мир.txt" \
-  "$(cd "$work/sel/rrjoliet" && find . -type f | sed 's|^\./||' | sort | tr '\n' ' ' | sed 's/ $//')"
+expect_eq "only the selection" "Привет/мир.txt" "$(files_below "$work/sel/rrjoliet")"
 
 # A folder chosen in the tree extracts everything below it.
-out=$(until_shown "tree item Größe und Maße at")
-read -r x y < <(grep "^tree item Größe und Maße at" <<<"$out" | awk '{print $(NF-1), $NF}')
-xdotool mousemove "$x" "$y" click 1
+click_tree_item "Größe und Maße" "$(until_shown "tree item Größe und Maße at")"
 until_shown "| Übersicht.txt |" >/dev/null
-xdotool key ctrl+shift+e
-choose_folder 'C:\kestrelia_e2e_iso\tree'
-eventually 60 test -f "$work/tree/rrjoliet/Größe und Maße/Übersicht.txt"
-inspect --class '#32770' --until-gone --wait 60 >/dev/null
-expect_eq "the tree folder's files only" "Größe und Maße/Übersicht.txt" \
-  "$(cd "$work/tree/rrjoliet" && find . -type f | sed 's|^\./||' | sort | tr '\n' ' ' | sed 's/ $//')"
+extract_selection 'C:\kestrelia_e2e_iso\tree' "$work/tree/rrjoliet/Größe und Maße/Übersicht.txt"
+expect_eq "the tree folder's files only" "Größe und Maße/Übersicht.txt" "$(files_below "$work/tree/rrjoliet")"
 close_after_run
 
 # "-x": the notice, the chooser, then a folder named after the image ("rockridge").
-start_program -x "$(winpath "$work/x/rockridge.iso")"
-expect_contains "the notice names the image" "rockridge.iso" "$(wait_dialog Kestrelia)"
-focus Kestrelia
-xdotool key Return
-choose_folder 'C:\kestrelia_e2e_iso\x'
-expect_exit "-x exit code"
+extract_road "$work/x/rockridge.iso" 'C:\kestrelia_e2e_iso\x'
 bsdtar -xf "$data/rockridge.iso" -C "$work/ref"
 expect_same_tree "-x extracted what bsdtar extracts" "$work/ref" "$work/x/rockridge"
 finish

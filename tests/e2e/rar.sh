@@ -19,38 +19,23 @@ expect_contains "a non-Latin name" "| テキスト.txt |" "$out"
 expect_contains "nested entry path with \\" "| docs\\deep\\" "$out"
 expect_contains "status count" "status 1: 8 " "$out"
 
-focus "Kestrelia: .*"
-xdotool key alt+v t
-out=$(until_shown "tree item docs at")
+out=$(show_tree docs)
 expect_contains "the tree shows the non-Latin folder" "tree item 日本語 at" "$out"
 screenshot rar_tree
-read -r x y < <(grep "^tree item docs at" <<<"$out" | awk '{print $5, $6}')
-xdotool mousemove "$x" "$y" click 1
+click_tree_item docs "$out"
 out=$(until_shown "| numbers.txt |")
 expect_contains "the folder's files are listed" "| zero.bin |" "$out"
-read -r lx ly < <(grep "^header 0 at" <<<"$out" | awk '{print $4, $5}')
-xdotool mousemove "$lx" "$((ly + 20))" click 1
-xdotool key shift+Down
-expect_shown "two rows selected" "list selected: 2" --rows 0
-xdotool key ctrl+shift+e
-choose_folder 'C:\kestrelia_e2e_rar\sel'
-eventually 60 test -f "$work/sel/plain/docs/zero.bin" -a -f "$work/sel/plain/docs/numbers.txt"
-inspect --class '#32770' --until-gone --wait 60 >/dev/null
+select_top_rows 2 "$out"
+extract_selection 'C:\kestrelia_e2e_rar\sel' "$work/sel/plain/docs/zero.bin" "$work/sel/plain/docs/numbers.txt"
 screenshot rar_selection_extracted
 for name in docs/numbers.txt docs/zero.bin; do
   cmp -s "$data/src/$name" "$work/sel/plain/$name" || { echo "FAIL: $name differs"; failures=$((failures + 1)); }
 done
-expect_eq "only the selection" "docs/numbers.txt docs/zero.bin" \
-  "$(cd "$work/sel/plain" && find . -type f | sed 's|^\./||' | sort | tr '\n' ' ' | sed 's/ $//')"
+expect_eq "only the selection" "docs/numbers.txt docs/zero.bin" "$(files_below "$work/sel/plain")"
 close_after_run
 
 # "-x": the notice, the chooser, then a folder named after the archive ("solid").
-start_program -x "$(winpath "$work/x/solid.rar")"
-expect_contains "the notice names the archive" "solid.rar" "$(wait_dialog Kestrelia)"
-focus Kestrelia
-xdotool key Return
-choose_folder 'C:\kestrelia_e2e_rar\x'
-expect_exit "-x exit code"
+extract_road "$work/x/solid.rar" 'C:\kestrelia_e2e_rar\x'
 expect_same_tree "-x extracted the tree rar was given" "$data/src" "$work/x/solid"
 
 # Encrypted headers: the password dialog comes before any row.

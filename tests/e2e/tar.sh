@@ -31,38 +31,22 @@ expect_contains "nested entry path with /" "| docs/deep/er/" "$out"
 expect_contains "status count" "status 1: 7 " "$out"
 
 # The folder tree (View > Folder tree), then a click on "docs" lists its two files.
-focus "Kestrelia: .*"
-xdotool key alt+v t
-out=$(until_shown "tree item docs at")
-expect_contains "the tree shows the top folder" "tree item docs at" "$out"
-expect_contains "and the other top folders" "tree item data at" "$out"
+out=$(show_tree docs)
+expect_contains "the tree shows the top folders" "tree item data at" "$out"
 screenshot tar_tree
-read -r x y < <(grep "^tree item docs at" <<<"$out" | awk '{print $5, $6}')
-xdotool mousemove "$x" "$y" click 1
+click_tree_item docs "$out"
 out=$(until_shown "| numbers.txt |")
 expect_contains "the folder's files are listed" "| zero.bin |" "$out"
-read -r lx ly < <(grep "^header 0 at" <<<"$out" | awk '{print $4, $5}')
-xdotool mousemove "$lx" "$((ly + 20))" click 1
-xdotool key shift+Down
-expect_shown "two rows selected" "list selected: 2" --rows 0
-xdotool key ctrl+shift+e
-choose_folder 'C:\kestrelia_e2e_tar\sel'
-eventually 60 test -f "$work/sel/gnu_pax/docs/zero.bin" -a -f "$work/sel/gnu_pax/docs/numbers.txt"
-inspect --class '#32770' --until-gone --wait 60 >/dev/null
+select_top_rows 2 "$out"
+extract_selection 'C:\kestrelia_e2e_tar\sel' "$work/sel/gnu_pax/docs/zero.bin" "$work/sel/gnu_pax/docs/numbers.txt"
 until_shown "list rows: 2" >/dev/null
 screenshot tar_selection_extracted
 same_as_bsdtar "$work/sel/gnu_pax" docs/numbers.txt docs/zero.bin
-expect_eq "only the selection" "docs/numbers.txt docs/zero.bin" \
-  "$(cd "$work/sel/gnu_pax" && find . -type f | sed 's|^\./||' | sort | tr '\n' ' ' | sed 's/ $//')"
+expect_eq "only the selection" "docs/numbers.txt docs/zero.bin" "$(files_below "$work/sel/gnu_pax")"
 close_after_run
 
 # "-x": the notice, the chooser, then a folder named after the archive ("gnu_pax").
-start_program -x "$(winpath "$work/x/gnu_pax.tar.gz")"
-expect_contains "the notice names the archive" "gnu_pax.tar.gz" "$(wait_dialog Kestrelia)"
-focus Kestrelia
-xdotool key Return
-choose_folder 'C:\kestrelia_e2e_tar\x'
-expect_exit "-x exit code"
+extract_road "$work/x/gnu_pax.tar.gz" 'C:\kestrelia_e2e_tar\x'
 bsdtar -xf "$data/gnu_pax.tar.gz" -C "$work/ref"
 expect_same_tree "-x extracted what bsdtar extracts" "$work/ref" "$work/x/gnu_pax"
 
