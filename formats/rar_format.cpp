@@ -301,12 +301,27 @@ struct RarWalk {
   std::string errorEntry;  // the entry it happened on, when one
   std::wstring destination;  // with its last "\"; set by the first write
   std::unordered_set<std::wstring> folders;  // made (or found) by this walk
+  uint64_t archiveSize = 0;  // of an archive of one volume; 0 otherwise
+  uint64_t packed = 0;       // the entries' data so far
 };
+
+// Opens the archive for the walk (false: the open record says why).
+bool OpenWalk(RarWalk* walk, const char* archive, unsigned mode) {
+  if (!(walk->archive = OpenRarArchive(walk->api, archive, mode, &walk->open))) return false;
+  WIN32_FILE_ATTRIBUTE_DATA file;
+  if (!(walk->open.data.Flags & ROADF_VOLUME) &&
+      GetFileAttributesExW(walk->open.wideName.c_str(), GetFileExInfoStandard, &file))
+    walk->archiveSize = (static_cast<uint64_t>(file.nFileSizeHigh) << 32) | file.nFileSizeLow;
+  return true;
+}
 
 int NextRarHeader(void* context, HeaderEntry* entry) {
   RarWalk* walk = static_cast<RarWalk*>(context);
   if (walk->error) return HEADER_WALK_DAMAGED;
   int result = ReadRarHeader(walk->api, walk->archive, walk->header.get());
+  // The library ends a cut archive as quietly as a whole one; entries whose data reach past
+  // its end tell the two apart.
+  if (result == ERAR_END_ARCHIVE && walk->packed > walk->archiveSize && walk->archiveSize) result = ERAR_BAD_DATA;
   if (result == ERAR_END_ARCHIVE) return HEADER_WALK_END;
   if (result) {
     walk->error = result;
@@ -317,6 +332,7 @@ int NextRarHeader(void* context, HeaderEntry* entry) {
   entry->name = walk->header->name;
   entry->size = (static_cast<uint64_t>(d.UnpSizeHigh) << 32) | d.UnpSize;
   entry->packed = (static_cast<uint64_t>(d.PackSizeHigh) << 32) | d.PackSize;
+  walk->packed += entry->packed;
   // The other attribute bits are the entry's own: a hidden file of a Windows archive is
   // written like any other.
   entry->attributes = (walk->header->IsFolder() ? kHeaderFolder : 0) | (d.RedirType ? kHeaderLink : 0);
@@ -390,7 +406,7 @@ int WalkRarArchive(const char* archive, HeaderRun* run) {
   RarBusy busy;
   snprintf(walk.callback.password, sizeof walk.callback.password, "%s", run->password ? run->password : "");
   CallbackScope scope(&walk.callback);
-  if (!(walk.archive = OpenRarArchive(walk.api, archive, RAR_OM_EXTRACT, &walk.open))) {
+  if (!OpenWalk(&walk, archive, RAR_OM_EXTRACT)) {
     ReportOpenFailure(walk.open, walk.callback);
     return 1;
   }
@@ -486,7 +502,7 @@ DWORD WINAPI ListRarArchive(LPVOID parameter) {
   {
     RarBusy busy;
     CallbackScope scope(&walk.callback);
-    if ((walk.archive = OpenRarArchive(walk.api, block->path, RAR_OM_LIST, &walk.open))) {
+    if (OpenWalk(&walk, block->path, RAR_OM_LIST)) {
       if (walk.open.data.Flags & ROADF_ENCHEADERS) SetArchiveEncrypted(1);
       ListHeaderEntries(block, SourceOf(&walk));
       walk.api.RARCloseArchive(walk.archive);
@@ -519,7 +535,7 @@ int DetectRarEncryption(const char* archive) {
   RarBusy busy;
   walk.callback.silent = true;
   CallbackScope scope(&walk.callback);
-  if (!(walk.archive = OpenRarArchive(walk.api, archive, RAR_OM_LIST, &walk.open))) {
+  if (!OpenWalk(&walk, archive, RAR_OM_LIST)) {
     // Encrypted headers cannot even be opened without the password.
     unsigned code = walk.open.data.OpenResult;
     if (code != ERAR_MISSING_PASSWORD && code != ERAR_BAD_PASSWORD) return -1;

@@ -152,6 +152,18 @@ def main():
     for n in (1, 2, 3):
         if n != 2:
             shutil.copy(os.path.join(out, "volumes.part%d.rar" % n), os.path.join(out, "missing.part%d.rar" % n))
+    # RAR5 damage: cut in the middle, and a header whose checksum fails (without the quick-open
+    # record, whose copy of the headers would stand in for it).
+    with open(os.path.join(out, "plain.rar"), "rb") as f:
+        whole = f.read()
+    with open(os.path.join(out, "cut.rar"), "wb") as f:
+        f.write(whole[:len(whole) // 2])
+    rar(out, "damaged5.rar", "-qo-", cwd=src)
+    with open(os.path.join(out, "damaged5.rar"), "rb") as f:
+        broken = bytearray(f.read())
+    broken[broken.index("Grüße.txt".encode())] ^= 0x01
+    with open(os.path.join(out, "damaged5.rar"), "wb") as f:
+        f.write(broken)
     for name, password in [("plain", None), ("solid", None), ("password", PASSWORD), ("headers", PASSWORD),
                            ("volumes.part1", None)]:
         archive = os.path.join(out, name + ".rar")
@@ -182,7 +194,7 @@ def main():
     with open(os.path.join(out, "crc.rar"), "wb") as f:
         f.write(data.replace(b"bad data", b"bad dat!"))
 
-    # Three entries; the second's header checksum is broken: the list holds the first.
+    # Three entries; the second's header checksum is broken.
     data = rar4(os.path.join(out, "damaged.rar"), [("first.txt", b"one\n"), ("second.txt", b"two\n"),
                                                    ("third.txt", b"three\n")])
     second = data.index(b"second.txt") - 32
