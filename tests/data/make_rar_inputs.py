@@ -4,8 +4,8 @@
     make_rar_inputs.py OUTDIR
 
 `rar` (build/deps/tools/bin, or the PATH) makes RAR5 archives of the tree src/: plain,
-solid, encrypted data (-p), encrypted headers (-hp), volumes (-v) and a volume set with one
-volume missing. `rar` no longer writes RAR4, so the RAR4 archives (a plain one with Unicode
+solid, encrypted data (-p), encrypted headers (-hp), volumes (-v), a volume set with one
+volume missing, links (-ol) and RAR5 damage. `rar` no longer writes RAR4, so the RAR4 archives (a plain one with Unicode
 names, one with hostile names, one with a damaged header, one with an entry whose data fails
 its checksum) are written here, stored, in the RAR 2.9 block format. Beside each archive:
 <name>.expect, the files `unrar lt` lists (size TAB name, names with "\\"), checked against
@@ -152,6 +152,15 @@ def main():
     for n in (1, 2, 3):
         if n != 2:
             shutil.copy(os.path.join(out, "volumes.part%d.rar" % n), os.path.join(out, "missing.part%d.rar" % n))
+    # Links stored as links (-ol), one absolute and one climbing, beside a plain file.
+    linked = os.path.join(out, "linked")
+    os.makedirs(linked)
+    with open(os.path.join(linked, "fine.txt"), "w") as f:
+        f.write("fine\n")
+    os.symlink("/etc/passwd", os.path.join(linked, "escape"))
+    os.symlink("../../outside", os.path.join(linked, "up"))
+    rar(out, "links.rar", "-ol", cwd=linked)
+
     # RAR5 damage: cut in the middle, and a header whose checksum fails (without the quick-open
     # record, whose copy of the headers would stand in for it).
     with open(os.path.join(out, "plain.rar"), "rb") as f:

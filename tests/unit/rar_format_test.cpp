@@ -226,23 +226,31 @@ TEST_F(RarFormat, AMissingVolumeIsAskedForAndTheRunStopsWhenNoneIsGiven) {
   }
 }
 
-TEST_F(RarFormat, HostileNamesLandNowhereAndAreReported) {
-  std::string outer = ScratchDir("rar_hostile");
-  std::string destination = outer + "\\inner";
-  CreateDirectoryA(destination.c_str(), nullptr);
-  ExtractJob job = {};
-  snprintf(job.archive, sizeof job.archive, "%s", TestData("hostile.rar").c_str());
-  snprintf(job.destination, sizeof job.destination, "%s", destination.c_str());
-  job.overwriteMode = OVERWRITE_ALWAYS;
-  EXPECT_EQ(ExtractRarFilesFromList(&job), 0);
-  // The library itself turns a drive's or a stream's colon into "_"; what climbs or starts
-  // at the root is refused here.
-  std::set<std::string> landed = FileNames(outer);
-  EXPECT_TRUE(landed.count("inner/fine.txt"));
-  for (const std::string& name : landed) EXPECT_EQ(name.rfind("inner/", 0), 0u) << name;
-  ASSERT_EQ(g_boxes.size(), 1u);
-  for (const char* name : {"climbed.txt", "rooted.txt", "twice.txt"})
-    EXPECT_NE(g_boxes[0].find(name), std::string::npos) << name;
+TEST_F(RarFormat, HostileNamesAndLinksLandNowhereAndAreReported) {
+  const struct {
+    const char* archive;
+    std::vector<const char*> refused;
+  } cases[] = {{"hostile.rar", {"climbed.txt", "rooted.txt", "twice.txt"}}, {"links.rar", {"escape", "up"}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.archive);
+    g_boxes.clear();
+    std::string outer = ScratchDir("rar_hostile");
+    std::string destination = outer + "\\inner";
+    CreateDirectoryA(destination.c_str(), nullptr);
+    ExtractJob job = {};
+    snprintf(job.archive, sizeof job.archive, "%s", TestData(c.archive).c_str());
+    snprintf(job.destination, sizeof job.destination, "%s", destination.c_str());
+    job.overwriteMode = OVERWRITE_ALWAYS;
+    EXPECT_EQ(ExtractRarFilesFromList(&job), 0);
+    // The library itself turns a drive's or a stream's colon into "_"; what climbs or starts
+    // at the root, and every link, is refused here.
+    std::set<std::string> landed = FileNames(outer);
+    EXPECT_TRUE(landed.count("inner/fine.txt"));
+    for (const std::string& name : landed) EXPECT_EQ(name.rfind("inner/", 0), 0u) << name;
+    for (const char* name : c.refused) EXPECT_FALSE(landed.count(std::string("inner/") + name)) << name;
+    ASSERT_EQ(g_boxes.size(), 1u);
+    for (const char* name : c.refused) EXPECT_NE(g_boxes[0].find(name), std::string::npos) << name;
+  }
   EXPECT_FALSE(Exists("c:\\drive.txt"));
   EXPECT_FALSE(Exists("\\rooted.txt"));
 }
