@@ -62,4 +62,55 @@ choose_folder 'C:\kestrelia_e2e_extract\x'
 expect_exit "-x exit code"
 unzip -q "$work/x/zip_deflated.zip" -d "$work/ref"
 expect_same_tree "-x extracted what unzip extracts" "$work/ref" "$work/x/zip_deflated"
+
+# ---- volumes that cannot take it all: a full disk and a read-only one ----
+# File systems made for the test: tmpfs of a megabyte, which only root may mount (as in CI).
+# One large entry first, then small ones that fit once the large one's working file is gone.
+small=$work/small readonly=$work/readonly
+mkdir -p "$small" "$readonly/many" "$work/elsewhere" "$work/src"
+if [ "$(id -u)" = 0 ] && mount -t tmpfs -o size=1m tmpfs "$small" 2>/dev/null; then
+  trap 'umount "$small" "$readonly" 2>/dev/null; rm -rf "$work"' EXIT
+  head -c 3000000 /dev/urandom >"$work/src/big.bin"
+  for i in $(seq -w 1 20); do head -c 8000 /dev/urandom >"$work/src/small$i.bin"; done
+  (cd "$work/src" && zip -q -0 "$work/many.zip" big.bin small*.bin)
+
+  start_program -x "$(winpath "$work/many.zip")"
+  wait_dialog "Kestrelia" >/dev/null || true
+  focus Kestrelia
+  xdotool key Return
+  choose_folder "$(winpath "$small")"
+  question=$(inspect --class '#32770' --wait 60)
+  screenshot disk_full_question
+  expect_contains "a full disk is asked about once, naming the folder" "small" "$question"
+  inspect --class '#32770' --yes >/dev/null
+  report=$(inspect --class '#32770' --wait 60)
+  screenshot disk_full_report
+  expect_contains "the report names the entry that did not fit" "big.bin" "$report"
+  inspect --class '#32770' --ok >/dev/null
+  code=0
+  eventually 60 ended || kill "$app"
+  wait "$app" || code=$?
+  expect_eq "-x says that an entry failed" 1 "$code"
+  rm "$work/src/big.bin"
+  expect_same_tree "what fits is whole, nothing partial is left" "$work/src" "$small/many"
+
+  # A folder that takes no file: one question, and the run goes on in the folder chosen instead.
+  mount -t tmpfs -o size=1m tmpfs "$readonly" && mkdir "$readonly/many" && mount -o remount,ro "$readonly"
+  start_program -x "$(winpath "$work/many.zip")"
+  wait_dialog "Kestrelia" >/dev/null || true
+  focus Kestrelia
+  xdotool key Return
+  choose_folder "$(winpath "$readonly")"
+  question=$(inspect --class '#32770' --wait 60)
+  screenshot read_only_question
+  expect_contains "a read-only folder is asked about once" "readonly" "$question"
+  inspect --class '#32770' --yes >/dev/null
+  choose_folder "$(winpath "$work/elsewhere")"
+  expect_exit "-x in the folder chosen instead"
+  unzip -q "$work/many.zip" -d "$work/ref_many"
+  expect_same_tree "every entry went to the folder chosen instead" "$work/ref_many" "$work/elsewhere"
+  umount "$small" "$readonly"
+else
+  echo "skipped: the small and read-only volumes need root to mount a tmpfs"
+fi
 finish
