@@ -71,6 +71,9 @@ target_include_directories(bzip2 SYSTEM PUBLIC ${BZIP2_SRC})
 target_compile_options(bzip2 PRIVATE -w)
 target_compile_definitions(minizip PRIVATE HAVE_BZIP2)
 target_link_libraries(minizip PUBLIC bzip2)
+# LZMA, Zstandard and XZ entries: the container library hands them to the engine's decoders.
+target_sources(minizip PRIVATE ${CMAKE_SOURCE_DIR}/zip/newer_methods.c)
+target_link_libraries(minizip PUBLIC liblzma libzstd)
 
 # liblzma (LZMA, XZ), libzstd and liblz4: the ZIP engine's newer methods and libarchive's
 # filters link these same builds, made once per source versions and recipe.

@@ -12,6 +12,11 @@
 
 namespace {
 
+// Stored, deflated, and the newer methods the container library hands to its own decoders
+// (LZMA 14, Zstandard 93, XZ 95); the stub carries no bzip2.
+bool StubDecodes(uLong method) { return method == 0 || method == Z_DEFLATED || method == 14 || method == 93 || method == 95; }
+
+
 constexpr WORD kHeaderId = 111;
 constexpr WORD kNeutral = MAKELANGID(LANG_NEUTRAL, SUBLANG_NEUTRAL);
 
@@ -180,7 +185,7 @@ struct Run {
       return true;
     }
     size_t slash = target.rfind(L'\\');
-    if (entry.info.compression_method != 0 && entry.info.compression_method != Z_DEFLATED) {
+    if (!StubDecodes(entry.info.compression_method)) {
       Problem(&report->refused, entry.name);
       done += entry.info.uncompressed_size;
       return true;

@@ -34,7 +34,8 @@ const char* CompressionMethodName(int method, char* buffer, size_t size) {
 }
 
 bool IsDecodableMethod(int method) {
-  return method == kMethodStored || method == kMethodDeflate || method == kMethodBzip2;
+  return method == kMethodStored || method == kMethodDeflate || method == kMethodBzip2 || method == kMethodLzma ||
+         method == kMethodZstd || method == kMethodXz;
 }
 
 int UndecodableReason(unzFile zip, const unz_file_info64& info, char* detail, size_t detailSize) {
@@ -52,7 +53,9 @@ int UndecodableReason(unzFile zip, const unz_file_info64& info, char* detail, si
     }
     method = field.method;
   }
-  if (!IsDecodableMethod(method)) {
+  // The AES reader decodes the three oldest methods itself; the newer ones only in the clear.
+  bool aesDecodes = method == kMethodStored || method == kMethodDeflate || method == kMethodBzip2;
+  if (!IsDecodableMethod(method) || (info.compression_method == kMethodAes && !aesDecodes)) {
     char number[32];
     snprintf(detail, detailSize, "%s", CompressionMethodName(method, number, sizeof number));
     return FAILURE_METHOD;

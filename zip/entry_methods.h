@@ -8,6 +8,9 @@
 constexpr int kMethodStored = 0;
 constexpr int kMethodDeflate = 8;
 constexpr int kMethodBzip2 = 12;
+constexpr int kMethodLzma = 14;  // LZMA, Zstandard and XZ: zip/newer_methods.c
+constexpr int kMethodZstd = 93;
+constexpr int kMethodXz = 95;
 constexpr int kMethodAes = 99;  // WinZip AES: the real method is in the 0x9901 extra field
 
 // The method's name as the format's documentation calls it ("LZMA", "PPMd"), or

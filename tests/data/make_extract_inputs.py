@@ -10,6 +10,7 @@ of the destination or name devices, an entry that inflates past its declared siz
 with flipped bytes in its compressed data, a stored entry whose CRC does not match, and a
 password that passes the cipher's check byte without being the right one (false_password.txt).
 """
+import lzma
 import os
 import random
 import shutil
@@ -90,6 +91,38 @@ def hostile(out):
     crafted(os.path.join(out, "hostile.zip"),
             [(n.encode(), b"payload of " + n.encode(), 0, b"payload of " + n.encode(),
               len(b"payload of " + n.encode())) for n in names])
+
+
+def newer_methods(out):
+    """LZMA (14) as python and 7zz write it, and XZ (95) and Zstandard (93) streams made by the
+    Debian tools stored byte for byte as entries; ref_newer holds what each must give."""
+    texts = {"lzma.txt": b"".join(b"lzma line %05d\n" % i for i in range(4000)),
+             "xz.txt": b"".join(b"xz line %05d\n" % i for i in range(5000)),
+             "zstd.txt": b"".join(b"zstd line %05d\n" % i for i in range(6000))}
+    ref = os.path.join(out, "ref_newer")
+    shutil.rmtree(ref, ignore_errors=True)
+    write_files(ref, {name: (data, (2024, 3, 5, 14, 0, 0)) for name, data in texts.items()})  # the crafted DOS time
+
+    def tool(args, data):
+        return subprocess.run(args, input=data, stdout=subprocess.PIPE, check=True).stdout
+
+    crafted(os.path.join(out, "newer.zip"),
+            [(b"xz.txt", texts["xz.txt"], 95, tool(["xz", "-c"], texts["xz.txt"]), len(texts["xz.txt"])),
+             (b"zstd.txt", texts["zstd.txt"], 93, tool(["zstd", "-q", "-c"], texts["zstd.txt"]), len(texts["zstd.txt"]))])
+    # Damaged: an XZ stream cut short, a Zstandard stream with one byte changed.
+    xz, zst = tool(["xz", "-c"], texts["xz.txt"]), bytearray(tool(["zstd", "-q", "-c"], texts["zstd.txt"]))
+    zst[len(zst) // 2] ^= 0x55
+    crafted(os.path.join(out, "newer_damaged.zip"),
+            [(b"cut.txt", texts["xz.txt"], 95, xz[:len(xz) // 2], len(texts["xz.txt"])),
+             (b"changed.txt", texts["zstd.txt"], 93, bytes(zst), len(texts["zstd.txt"]))])
+    with zipfile.ZipFile(os.path.join(out, "newer.zip"), "a") as z:
+        info = zipfile.ZipInfo("lzma.txt", (2024, 3, 5, 14, 0, 0))
+        info.compress_type = zipfile.ZIP_LZMA
+        z.writestr(info, texts["lzma.txt"])
+    # 7zz's LZMA entries carry no end marker: the sizes alone end them.
+    seven = os.path.join(out, "sevenzip_lzma.zip")
+    run("7zz", "a", "-tzip", "-mm=LZMA", "-bd", "-bso0", seven, ".", cwd=os.path.join(out, "src"))
+    run("7zz", "x", "-bd", "-bso0", "-o" + os.path.join(out, "ref_sevenzip_lzma"), seven)
 
 
 def overrun(out):
@@ -260,6 +293,7 @@ def main(out):
 
     hostile(out)
     overrun(out)
+    newer_methods(out)
     large(out)
     damaged(out)
 

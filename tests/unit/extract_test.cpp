@@ -118,7 +118,7 @@ class Extract : public ::testing::Test {
 };
 
 TEST_F(Extract, WholeArchivesMatchUnzip) {
-  for (const char* name : {"deflated", "stored", "zip64", "sevenzip", "many", "backslash"}) {
+  for (const char* name : {"deflated", "stored", "zip64", "sevenzip", "many", "backslash", "newer", "sevenzip_lzma"}) {
     std::string destination = ScratchDir(std::string("all_") + name);
     // More than 99 entries: the progress dialog takes one step per entry, and the run closes it.
     bool dialog = std::string(name) == "many";
@@ -384,6 +384,8 @@ TEST_F(Extract, TestChecksEveryEntryAndWritesNothing) {
       {"checked.zip", {}, "", 4, {{"flipped.txt", FAILURE_CRC}, {"short.txt", FAILURE_TRUNCATED}}},
       {"damaged_entry.zip", {}, "", 3, {{"bad.txt", FAILURE_CRC}, {"invalid.bin", FAILURE_DATA_ERROR}}},
       {"checked.zip", {"fine.txt", "plain.txt"}, "", 2, {}},
+      {"newer.zip", {}, "", 3, {}},
+      {"newer_damaged.zip", {}, "", 2, {{"cut.txt", FAILURE_DATA_ERROR}, {"changed.txt", FAILURE_DATA_ERROR}}},
       {"checked.zip", {"plain.txt", "flipped.txt"}, "", 2, {{"flipped.txt", FAILURE_CRC}}},
       {"encrypted.zip", {}, "secret", files, {}},
       {"encrypted.zip", {"readme.txt"}, "nope", 1, {{"readme.txt", FAILURE_WRONG_PASSWORD}}},
