@@ -55,16 +55,20 @@ kestrelia_wine_down() {
 
 # Starts Xvfb on a free display number and exports DISPLAY.
 kestrelia_display_up() {
-  local n
-  for n in $(seq 90 120); do
-    [ -e /tmp/.X11-unix/X$n ] || [ -e /tmp/.X$n-lock ] && continue
-    Xvfb ":$n" -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
-    KESTRELIA_XVFB_PID=$!
-    export DISPLAY=":$n"
-    for _ in $(seq 50); do [ -e /tmp/.X11-unix/X$n ] && return 0; sleep 0.1; done
-  done
-  echo "could not start Xvfb" >&2
-  return 1
+  # Xvfb picks a free display itself and says which (-displayfd): a display chosen here by
+  # looking for a free number could be taken by another run starting at the same moment,
+  # whose end would then close this run's display under its tests.
+  local fifo n
+  fifo=$(mktemp -u) && mkfifo "$fifo"
+  Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$fifo" >/dev/null 2>&1 &
+  KESTRELIA_XVFB_PID=$!
+  n=$(timeout 20 head -1 "$fifo" || true)
+  rm -f "$fifo"
+  if [ -z "$n" ] || ! kill -0 "$KESTRELIA_XVFB_PID" 2>/dev/null; then
+    echo "could not start Xvfb" >&2
+    return 1
+  fi
+  export DISPLAY=":$n"
 }
 
 kestrelia_display_down() {
