@@ -295,20 +295,35 @@ int CreateTarArchive(const TarCreateRequest& request, const std::vector<std::str
   return -1;
 }
 
+namespace {
+int Refuse(char* failure, size_t failureSize, const char* archive, DWORD error, const char* reason, int code);
+}  // namespace
+
 DWORD WINAPI TarWorkThread(LPVOID parameter) {
   ZipWorkBlock* block = static_cast<ZipWorkBlock*>(parameter);
-  ZipListElement* head = nullptr;
-  ZipListElement* tail = nullptr;
-  CollectBlockFiles(block, &head, &tail);
-  TarCreateRequest request = {};
-  snprintf(request.archive, sizeof request.archive, "%s", block->archive);
-  if (head) snprintf(request.baseFolder, sizeof request.baseFolder, "%.*s", static_cast<int>(head->baseLength), head->path);
-  request.addMode = block->add && GetFileAttributesA(block->archive) != INVALID_FILE_ATTRIBUTES ? TAR_ADD_APPEND : 0;
-  std::vector<std::string> files;
-  for (ZipListElement* e = head; e; e = e->next) files.emplace_back(e->path);
-  FreeZipList(head);
-  int outcome = CreateTarArchive(request, files);
-  int result = outcome < 0 ? (files.empty() ? CREATE_NOTHING : CREATE_WRITE_FAILED) : CREATE_OK;
+  int result;
+  if (DWORD refusal = ReadOnlyRefusal(block->archive)) {
+    // An archive the user made read-only is refused before any work, and keeps its attribute.
+    char failure[kPathBuf * 3];
+    Refuse(failure, sizeof failure, block->archive, refusal, nullptr, 0);
+    if (!block->silent)
+      PromptMessageBox(GetMainWindowHandle(), failure, GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
+    result = CREATE_READ_ONLY;
+  } else {
+    ZipListElement* head = nullptr;
+    ZipListElement* tail = nullptr;
+    CollectBlockFiles(block, &head, &tail);
+    TarCreateRequest request = {};
+    snprintf(request.archive, sizeof request.archive, "%s", block->archive);
+    if (head)
+      snprintf(request.baseFolder, sizeof request.baseFolder, "%.*s", static_cast<int>(head->baseLength), head->path);
+    request.addMode = block->add && GetFileAttributesA(block->archive) != INVALID_FILE_ATTRIBUTES ? TAR_ADD_APPEND : 0;
+    std::vector<std::string> files;
+    for (ZipListElement* e = head; e; e = e->next) files.emplace_back(e->path);
+    FreeZipList(head);
+    int outcome = CreateTarArchive(request, files);
+    result = outcome < 0 ? (files.empty() ? CREATE_NOTHING : CREATE_WRITE_FAILED) : CREATE_OK;
+  }
   ReleaseOperation(OPERATION_JOB);
   if (block->finished) block->finished(block->archive, result);
   if (block->result) *block->result = result;

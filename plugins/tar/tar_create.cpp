@@ -38,10 +38,31 @@ struct Writer {
   std::wstring temporary;
 };
 
+// The temporary file is one this run creates under a name no file has ("<target>.kestrelia-new",
+// else "-1", "-2", ...): a file of the user's that happens to bear the name is never written
+// over, moved or deleted.
+bool ClaimTemporary(Writer* writer) {
+  for (int n = 0; n < 1000; ++n) {
+    writer->temporary = writer->target + L".kestrelia-new" + (n ? L"-" + std::to_wstring(n) : L"");
+    HANDLE h = CreateFileW(writer->temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY,
+                           nullptr);
+    if (h != INVALID_HANDLE_VALUE) {
+      CloseHandle(h);
+      return true;
+    }
+    if (GetLastError() != ERROR_FILE_EXISTS && GetLastError() != ERROR_ALREADY_EXISTS) break;
+  }
+  writer->temporary.clear();
+  return false;
+}
+
 int OpenWriter(Writer* writer, const char* path, int filter) {
   writer->target = WideFromUtf8(path);
-  writer->temporary = writer->target + L".kestrelia-new";
   writer->out = archive_write_new();
+  if (!ClaimTemporary(writer)) {
+    archive_set_error(writer->out, EEXIST, "no temporary file can be made beside the archive");
+    return ARCHIVE_FATAL;
+  }
   archive_write_set_format_pax_restricted(writer->out);
   archive_write_add_filter(writer->out, filter);
   // Whole 10 KiB records would pad small compressed archives for no reader that needs it.
@@ -56,7 +77,7 @@ bool CloseWriter(Writer* writer, bool keep) {
   writer->out = nullptr;
   if (ok && keep) ok = MoveFileExW(writer->temporary.c_str(), writer->target.c_str(),
                                    MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
-  if (!ok || !keep) DeleteFileW(writer->temporary.c_str());
+  if ((!ok || !keep) && !writer->temporary.empty()) DeleteFileW(writer->temporary.c_str());
   return ok;
 }
 

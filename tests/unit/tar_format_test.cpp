@@ -164,34 +164,43 @@ std::vector<std::string> TarEntryNames(const std::string& path) {
   return names;
 }
 
+void WriteFile(const std::string& path, const std::string& bytes) {
+  FILE* f = fopen(path.c_str(), "wb");
+  fwrite(bytes.data(), 1, bytes.size(), f);
+  fclose(f);
+}
+
 // The compression, by the first bytes.
 std::string Compression(const std::string& path) {
   std::string head = ReadFileBytes(path).substr(0, 3);
   return head == "BZh" ? "bzip2" : head.substr(0, 2) == "\x1f\x8b" ? "gzip" : "none";
 }
 
+enum class TarJob { Rename, Delete, Add };
+
 struct TarChangeCase {
   const char* title;
   const char* archive;
-  bool deleting;
+  TarJob job;
   const char* from;  // an entry, or a folder ending in a separator, as the window names it
   const char* to;
 };
 
 const TarChangeCase kTarChanges[] = {
-    {"delete from a plain archive", "gnu_ustar.tar", true, "readme.txt", nullptr},
-    {"delete a folder from a gzip archive", "gnu_pax.tar.gz", true, "docs/", nullptr},
-    {"rename in a gzip archive", "gnu_pax.tar.gz", false, "docs/numbers.txt", "docs/counted.txt"},
-    {"move a file in a bzip2 archive", "gnu_gnu.tar.bz2", false, "docs/zero.bin", "empty\\zero.bin"},
-    {"move a folder in a bzip2 archive", "gnu_gnu.tar.bz2", false, "docs\\", "empty\\inner\\docs\\"},
+    {"delete from a plain archive", "gnu_ustar.tar", TarJob::Delete, "readme.txt", nullptr},
+    {"delete a folder from a gzip archive", "gnu_pax.tar.gz", TarJob::Delete, "docs/", nullptr},
+    {"rename in a gzip archive", "gnu_pax.tar.gz", TarJob::Rename, "docs/numbers.txt", "docs/counted.txt"},
+    {"move a file in a bzip2 archive", "gnu_gnu.tar.bz2", TarJob::Rename, "docs/zero.bin", "empty\\zero.bin"},
+    {"move a folder in a bzip2 archive", "gnu_gnu.tar.bz2", TarJob::Rename, "docs\\", "empty\\inner\\docs\\"},
+    {"add to a bzip2 archive", "gnu_gnu.tar.bz2", TarJob::Add, "new.txt", nullptr},
 };
 
 // What a name becomes: unchanged, gone (""), or with the new path in place of the old.
 std::string NameAfter(const std::string& name, const TarChangeCase& c) {
   std::string from = Separated(c.from);
   bool concerned = from.back() == '/' ? name.compare(0, from.size(), from) == 0 : name == from;
-  if (!concerned) return name;
-  return c.deleting ? "" : Separated(c.to) + name.substr(from.size());
+  if (!concerned || c.job == TarJob::Add) return name;
+  return c.job == TarJob::Delete ? "" : Separated(c.to) + name.substr(from.size());
 }
 
 class TarChanges : public ::testing::TestWithParam<TarChangeCase> {
@@ -201,10 +210,21 @@ class TarChanges : public ::testing::TestWithParam<TarChangeCase> {
 
 int RunTarChange(const TarChangeCase& c, const std::string& archive, bool matching, std::string* failure) {
   const ArchiveOperations& ops = FindArchiveFormat(ARCHIVE_TAR)->ops;
+  if (c.job == TarJob::Add) {
+    ZipWorkBlock* block = NewZipWorkBlock();
+    snprintf(block->archive, kPathBuf, "%s", archive.c_str());
+    block->files = static_cast<char(*)[kPathBuf]>(calloc(1, kPathBuf));
+    snprintf(block->files[0], kPathBuf, "%s", (ScratchDir("tar_change_inputs") + "\\" + c.from).c_str());
+    WriteFile(block->files[0], "new");
+    block->fileCount = 1;
+    block->add = 1;
+    block->silent = 1;
+    return static_cast<int>(ops.add(block));
+  }
   RBTree* changes = CreateChangeSet();
   AddChangeRecord(changes, matching ? c.from : "absent.txt", c.to, 0);
   char text[kPathBuf * 3] = "";
-  int result = (c.deleting ? ops.remove : ops.rename)(archive.c_str(), changes, text, sizeof text);
+  int result = (c.job == TarJob::Delete ? ops.remove : ops.rename)(archive.c_str(), changes, text, sizeof text);
   DestroyChangeSet(&changes);
   *failure = text;
   return result;
@@ -215,18 +235,19 @@ TEST_P(TarChanges, KeepTheCompressionTheFoldersAndWhatIsTheUsers) {
   RegisterTarFormat();
   std::string dir = ScratchDir("tar_change"), archive = dir + "\\" + c.archive, failure;
   ASSERT_TRUE(CopyFileA(TestData(c.archive).c_str(), archive.c_str(), FALSE));
-  FILE* mine = fopen((archive + ".tmp").c_str(), "wb");
-  fputs("my notes", mine);
-  fclose(mine);
+  // The user's own files under names a working file could have.
+  const char* mine[] = {".tmp", ".kestrelia-new"};
+  for (const char* suffix : mine) WriteFile(archive + suffix, "my notes");
   std::string bytes = ReadFileBytes(archive);
   std::vector<std::string> before = TarEntryNames(archive);
   ASSERT_FALSE(before.empty());
 
-  EXPECT_EQ(RunTarChange(c, archive, false, &failure), kRewriteUnmatched) << c.title;
+  bool adding = c.job == TarJob::Add;
+  if (!adding) EXPECT_EQ(RunTarChange(c, archive, false, &failure), kRewriteUnmatched) << c.title;
   EXPECT_EQ(ReadFileBytes(archive), bytes) << c.title;
   SetFileAttributesA(archive.c_str(), FILE_ATTRIBUTE_READONLY);
-  EXPECT_LT(RunTarChange(c, archive, true, &failure), 0) << c.title;
-  EXPECT_NE(failure.find(archive), std::string::npos) << c.title << ": " << failure;
+  EXPECT_EQ(RunTarChange(c, archive, true, &failure), adding ? CREATE_READ_ONLY : -9) << c.title;
+  if (!adding) EXPECT_NE(failure.find(archive), std::string::npos) << c.title << ": " << failure;
   EXPECT_EQ(ReadFileBytes(archive), bytes) << c.title;
   EXPECT_TRUE(GetFileAttributesA(archive.c_str()) & FILE_ATTRIBUTE_READONLY) << c.title;
   SetFileAttributesA(archive.c_str(), FILE_ATTRIBUTE_NORMAL);
@@ -235,11 +256,13 @@ TEST_P(TarChanges, KeepTheCompressionTheFoldersAndWhatIsTheUsers) {
   std::vector<std::string> expected;
   for (const std::string& name : before)
     if (!NameAfter(name, c).empty()) expected.push_back(NameAfter(name, c));
+  if (adding) expected.push_back(c.from);
   std::sort(expected.begin(), expected.end());
   EXPECT_EQ(TarEntryNames(archive), expected) << c.title;
   EXPECT_EQ(Compression(archive), Compression(TestData(c.archive))) << c.title;
-  EXPECT_EQ(ReadFileBytes(archive + ".tmp"), "my notes") << c.title;
+  for (const char* suffix : mine) EXPECT_EQ(ReadFileBytes(archive + suffix), "my notes") << c.title << suffix;
   EXPECT_FALSE(Exists(archive + ".~kst1.tmp")) << c.title;
+  EXPECT_FALSE(Exists(archive + ".kestrelia-new-1")) << c.title;
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, TarChanges, ::testing::ValuesIn(kTarChanges));
