@@ -13,6 +13,7 @@
 #include "services/prompts.h"
 #include "services/runtime_library.h"
 #include "jobs/entry_failures.h"
+#include "jobs/entry_stream.h"
 #include "jobs/extract_job.h"
 
 #include <objbase.h>
@@ -111,8 +112,7 @@ struct RarRun {
   char password[kPathBuf];   // known for this operation; empty: ask
   bool askedPassword;        // the dialog was shown once in this operation
   bool silent;               // nobody is asked anything: a request for a password or volume fails
-  std::string* sink;         // RAR_TEST's data lands here, when set
-  uint64_t sinkLimit;
+  PushSink* sink;            // RAR_TEST's data goes here, when set
 };
 thread_local RarRun* t_rarRun;
 
@@ -303,6 +303,7 @@ struct RarWalk {
   std::unordered_set<std::wstring> folders;  // made (or found) by this walk
   uint64_t archiveSize = 0;  // of an archive of one volume; 0 otherwise
   uint64_t packed = 0;       // the entries' data so far
+  int lastCode = 0;          // the library's answer for the last entry processed
 };
 
 // Opens the archive for the walk (false: the open record says why).
@@ -367,6 +368,7 @@ int ProcessRarEntry(void* context, HeaderOperation operation, const char* folder
                                                                                                               : RAR_SKIP,
                                                                      nullptr, nullptr);
   bool encrypted = (walk->header->data.Flags & RHDF_ENCRYPTED) != 0;
+  walk->lastCode = code;
   switch (code) {
     case 0: return 0;
     case ERAR_ECREATE:
@@ -428,6 +430,53 @@ void CountRarFiles(const char* archive, uint64_t* entries, uint64_t* bytes) {
 
 const HeaderKind kRarKind = {"Rar", WalkRarArchive, CountRarFiles};
 
+// The library pushes an entry's data through the callback while RAR_TEST reads it: a walk of
+// its own, turned into a reader by ReaderFromPushWalk. It asks for a password or a volume as
+// the other walks do; it leaves the busy flag alone, for a reader may stay open while the
+// window views an entry.
+int StreamEndOf(int code, bool encrypted) {
+  switch (code) {
+    case 0: return 0;
+    case ERAR_BAD_PASSWORD: return STREAM_WRONG_PASSWORD;
+    case ERAR_MISSING_PASSWORD: return STREAM_CANCELLED;
+    case ERAR_BAD_DATA: return encrypted ? STREAM_WRONG_PASSWORD : STREAM_DAMAGED;
+    default: return STREAM_DAMAGED;
+  }
+}
+
+int PushRarEntries(const std::string& archive, PushSink* sink) {
+  RarWalk walk;
+  if (!LoadRarLibrary() || !ResolveRarApi(&walk.api)) return STREAM_UNSUPPORTED;
+  walk.callback.sink = sink;
+  CallbackScope scope(&walk.callback);
+  if (!OpenWalk(&walk, archive.c_str(), RAR_OM_EXTRACT)) {
+    unsigned code = walk.open.data.OpenResult;
+    return code == ERAR_BAD_PASSWORD ? STREAM_WRONG_PASSWORD : code == ERAR_MISSING_PASSWORD ? STREAM_CANCELLED
+                                                                                             : STREAM_FAILED;
+  }
+  HeaderEntry entry;
+  int end;
+  while ((end = NextRarHeader(&walk, &entry)) == 0) {
+    bool wanted = !(entry.attributes & kHeaderFolder) && sink->Entry({entry.name, entry.size});
+    if (!wanted && sink->Stopped()) break;
+    ProcessRarEntry(&walk, wanted ? HEADER_TEST : HEADER_SKIP, nullptr, nullptr);
+    if (wanted && sink->Stopped()) break;
+    if (wanted) sink->EntryEnd(StreamEndOf(walk.lastCode, entry.encrypted));
+  }
+  walk.api.RARCloseArchive(walk.archive);
+  if (sink->Stopped()) return STREAM_CANCELLED;
+  return end == HEADER_WALK_END ? 0 : STREAM_FAILED;
+}
+
+std::unique_ptr<ArchiveReader> OpenRarReader(const char* archive, int* error) {
+  *error = STREAM_UNSUPPORTED;
+  RarApi api;
+  if (!LoadRarLibrary() || !ResolveRarApi(&api)) return nullptr;
+  *error = 0;
+  std::string path = archive;
+  return ReaderFromPushWalk([path](PushSink* sink) { return PushRarEntries(path, sink); });
+}
+
 }  // namespace
 
 EntryStamp RarDosStamp(uint32_t t) {
@@ -465,8 +514,8 @@ int __stdcall RarCallback(unsigned int message, intptr_t userData, intptr_t p1, 
       return AskVolumeOnConsole(reinterpret_cast<char*>(p1));
     case UCM_PROCESSDATA:
       if (run && run->sink) {
-        if (run->sink->size() + static_cast<uint64_t>(p2) > run->sinkLimit) return -1;
-        run->sink->append(reinterpret_cast<const char*>(p1), static_cast<size_t>(p2));
+        // The reader is gone: the library stops reading this entry.
+        if (!run->sink->Data(reinterpret_cast<const void*>(p1), static_cast<size_t>(p2))) return -1;
       } else if (userData) {
         fwrite(reinterpret_cast<const void*>(p1), 1, static_cast<size_t>(p2), stdout);
       }
@@ -562,5 +611,6 @@ void RegisterRarFormat() {
   ops.view = ViewRarFile;
   ops.test = TestRarFiles;
   ops.detectEncryption = DetectRarEncryption;
+  ops.openReader = OpenRarReader;
   RegisterArchiveOperations(ARCHIVE_RAR, ops);
 }

@@ -11,9 +11,11 @@ search.zip (made by zip from a sorted list, so archive order is known):
   ordinal 3 d/e.txt      the word in upper case at the very end
   ordinal 4 d/f.txt      the word across the 64 KiB seam of the search's chunks
   ordinal 5 g.txt        "xkestrelneedley": a hit without whole word only
-search.tar.gz, search.iso: the same files by tar and xorriso; files/ keeps them to compare.
+search.tar.gz, search.iso, search.rar: the same files by tar, xorriso and rar; files/ keeps
+them to compare.
 huge.zip: one small entry whose headers declare an uncompressed size of almost 4 GiB.
-secret.zip (zip -P), aes.zip (7zz, AES-256): the files under the password "right".
+secret.zip (zip -P), aes.zip (7zz, AES-256), secret.rar (rar -p): the files under the password
+"right".
 damaged.zip: stored.txt and deflated.txt, one byte of each entry's data altered.
 cut.tar: the files by tar, cut short inside d/f.txt.
 scroll.zip: 300 entries n000.txt..n299.txt, the word in n250.txt and n280.txt only, so a hit
@@ -25,6 +27,8 @@ import struct
 import subprocess
 import sys
 import zipfile
+
+from make_rar_inputs import RAR
 
 out = sys.argv[1]
 shutil.rmtree(out, ignore_errors=True)
@@ -50,6 +54,9 @@ subprocess.run(["tar", "--no-recursion", "-czf", os.path.join(out, "search.tar.g
                check=True, input="\n".join(names).encode())
 subprocess.run(["xorriso", "-as", "mkisofs", "-quiet", "-R", "-J", "-o", os.path.join(out, "search.iso"), src],
                check=True, stderr=subprocess.DEVNULL)
+for archive, switches in [("search.rar", []), ("secret.rar", ["-pright"])]:
+    subprocess.run([RAR, "a", "-idq", "-r"] + switches + [os.path.join(out, archive), "."], cwd=src, check=True,
+                   stdout=subprocess.DEVNULL)
 subprocess.run(["zip", "-q", "-P", "right", os.path.join(out, "secret.zip"), "-@"], cwd=src, check=True,
                input="\n".join(names).encode())
 subprocess.run(["7zz", "a", "-tzip", "-bd", "-bso0", "-mem=AES256", "-pright", os.path.join(out, "aes.zip")]

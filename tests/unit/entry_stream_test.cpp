@@ -38,6 +38,7 @@ const KindCase kKinds[] = {
     {ARCHIVE_ZIP, "search.zip"},
     {ARCHIVE_TAR, "search.tar.gz"},
     {ARCHIVE_ISO, "search.iso"},
+    {ARCHIVE_RAR, "search.rar"},
 };
 
 TEST(EntryStream, EveryKindReadsTheSameFilesWholeInPiecesAndSkipped) {
@@ -106,6 +107,9 @@ TEST(EntryStream, PasswordsAndDamageEndTheEntryWithTheirError) {
       {ARCHIVE_ZIP, "damaged.zip", "", "stored.txt", STREAM_DAMAGED},
       {ARCHIVE_ZIP, "damaged.zip", "", "deflated.txt", STREAM_DAMAGED},
       {ARCHIVE_TAR, "cut.tar", "", "d/f.txt", STREAM_DAMAGED},
+      {ARCHIVE_RAR, "secret.rar", "right", "d/f.txt", 0},
+      {ARCHIVE_RAR, "secret.rar", "wrong", "b.txt", STREAM_WRONG_PASSWORD},
+      {ARCHIVE_RAR, "secret.rar", nullptr, "d/e.txt", STREAM_CANCELLED},
   };
   GetPrompts().password = [](HWND, char*) { return false; };
   for (const auto& c : cases) {
