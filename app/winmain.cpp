@@ -10,6 +10,7 @@
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "kestrelia_rm.h"
+#include "services/history.h"
 #include "services/log.h"
 #include "services/prompts.h"
 #include "services/system_libraries.h"
@@ -93,7 +94,7 @@ void LoadOptionalRmLibrary() {
 
 // The window left the clipboard chain and revoked its drop target while it was destroyed.
 void ShutDown() {
-  if (IsHistoryActivated()) Log(5, GetVerbose(), "ShutDown: no history library to unload");
+  if (IsHistoryActivated()) StopHistory();
   OleUninitialize();
   // What the viewers wrote to the temporary folder goes with the program.
   DeleteTempFiles();
@@ -166,7 +167,7 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR line, int showCommand) {
   g_arrowCursor = LoadCursorA(nullptr, MAKEINTRESOURCEA(32512));  // IDC_ARROW
   g_themeLoaded = ThemeActive();
   printf("IsXPThemeLoaded %d \n", g_themeLoaded);
-  if (IsHistoryActivated()) Log(5, GetVerbose(), "WinMain: the history is switched on but its library is not installed");
+  if (IsHistoryActivated()) StartHistory(main, IsHistoryPassword() != 0);
   LoadOptionalRmLibrary();
   SYSTEM_INFO system;
   GetSystemInfo(&system);

@@ -4,8 +4,10 @@
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
+#include "model/listing_totals.h"
 #include "model/view_hooks.h"
 #include "services/folder_picker.h"
+#include "services/history.h"
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
@@ -150,6 +152,27 @@ void EndRun() {
   if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
 }
 
+// How many entries the run took: what the kind's worker counted, else the rows it was given,
+// else the entries the listing of this archive found.
+uint64_t RunEntryCount(const ExtractRun* run) {
+  if (run->job.total) return run->job.total;
+  if (!run->chosen.names.empty()) return run->chosen.names.size();
+  if (run->folder.empty() && _stricmp(run->job.archive, GetCurrentArchivePath()) == 0) return GetListingTotals().entries;
+  return 0;
+}
+
+// Every run, of every kind, leaves its item in the history (when the history is on); one that
+// ended with entries not written counts as failed.
+void RecordRun(const ExtractRun* run, int result) {
+  char destination[kPathBuf];
+  if (run->job.destination[0])
+    snprintf(destination, sizeof destination, "%s", run->job.destination);
+  else if (!GetCurrentDirectoryA(sizeof destination, destination))
+    destination[0] = '\0';
+  int recorded = result == 0 && !GetLastRunFailures().items.empty() ? EXTRACT_WRITE_ERROR : result;
+  RecordExtraction(run->job.archive, destination, RunEntryCount(run), recorded);
+}
+
 int RunBody(ExtractRun* run) {
   // A worker that keeps no run report must not show the last run's.
   ClearLastRunReport();
@@ -157,6 +180,7 @@ int RunBody(ExtractRun* run) {
   // A worker that gave up before its end may have left the dialog up.
   if (!run->job.silent && IsProgressDialogStarted()) CloseProgressDialog();
   g_lastRun = {ExtractionOutcome(result), GetLastRunFailures().items.size()};
+  RecordRun(run, result);
   ReportRunFailures();
   Log(5, GetVerbose(), "ExtractArchive: %s finished with %d, %u entries failed", run->job.archive, result,
       static_cast<unsigned>(g_lastRun.failed));

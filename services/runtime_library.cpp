@@ -12,3 +12,9 @@ FARPROC LookUpRuntimeEntry(RuntimeLibrary* library, const char* name) {
   HMODULE module = LoadRuntimeLibrary(library);
   return module ? GetProcAddress(module, name) : nullptr;
 }
+
+void UnloadRuntimeLibrary(RuntimeLibrary* library) {
+  if (!library || !library->module) return;
+  FreeLibrary(library->module);
+  library->module = nullptr;
+}

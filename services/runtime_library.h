@@ -40,3 +40,7 @@ FARPROC LookUpRuntimeEntry(RuntimeLibrary* library, const char* name);
   }                                                       \
   list(KESTRELIA_RUNTIME_ENTRY)                           \
   }
+
+// Frees a library that is loaded only while a feature is on (the history's); later lookups
+// load it again.
+void UnloadRuntimeLibrary(RuntimeLibrary* library);

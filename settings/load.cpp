@@ -116,8 +116,8 @@ int LoadSettings(HWND main) {
   }
   SetNoConfiguration(0);
   SplitOptionWord(word);
-  if (IsHistoryActivated())
-    Log(1, GetVerbose(), "LoadSettings: history is active, but there is no history library to start yet");
+  // The history itself starts once the window is up, which owns its password question.
+  if (IsHistoryActivated()) Log(3, GetVerbose(), "LoadSettings: the history is on");
 
   DWORD language = 0;
   if (ReadNumber(HKEY_LOCAL_MACHINE, kValueLanguage, &language)) SetLanguage(static_cast<int>(language));

@@ -9,7 +9,7 @@
      GetMessageText              0..116, 130..147, 160..161
      GetGenericText              0..87
      GetMenuText                 5001..5005 (the menus of res/resource.h)
-     GetMenuItemText             4001..4031 except 4025 (command identifiers of res/resource.h);
+     GetMenuItemText             4001..4032 except 4025 (command identifiers of res/resource.h);
                                  captions carry their & accelerator but no shortcut key
      GetPopupText                0..27 (KLANG_POPUP_*)
      GetStatusWindowToolTipText  0..5, one per status-bar part
@@ -18,7 +18,8 @@
                                  (KLANG_TB_*)
      GetToolBarText2, GetToolBarToolTipText2, and their ...WI forms (the same texts)
                                  0..10, the folder tool bar's buttons (KLANG_TB2_*)
-     GetConfigurationText        5..100, the configuration dialog (KLANG_CFG_*)
+     GetConfigurationText        5..118, the configuration dialog and the history window
+                                 (KLANG_CFG_*)
      GetPluginText               0..10, the RAR library's errors, a damaged TAR
      GetLanguageString           0..KLANG_LANGUAGE_COUNT-1, the languages offered by the
                                  configuration dialog in list order; each language also
@@ -49,6 +50,8 @@
 #define KLANG_LANGUAGE_GERMAN 7
 #define KLANG_LANGUAGE_ENGLISH 9
 #define KLANG_LANGUAGE_COUNT 2
+/* The language numbers in the order of GetLanguageString. */
+#define KLANG_LANGUAGE_LIST {KLANG_LANGUAGE_ENGLISH, KLANG_LANGUAGE_GERMAN}
 
 /* Main tool bar buttons (GetToolBarText / GetToolBarToolTipText). */
 #define KLANG_TB_OPEN 0
@@ -154,6 +157,36 @@
 #define KLANG_CFG_OK 46
 #define KLANG_CFG_CANCEL 47
 #define KLANG_CFG_LANGUAGE_NEXT_START 50
+#define KLANG_CFG_CHECK_NOW 64
+#define KLANG_CFG_CLEAR_HISTORY 65
+#define KLANG_CFG_ASSOCIATE 72
+#define KLANG_CFG_ASSOCIATE_ZIP 73
+#define KLANG_CFG_ASSOCIATE_TAR 74
+#define KLANG_CFG_ASSOCIATE_ISO 75
+#define KLANG_CFG_ASSOCIATE_RAR 76
+#define KLANG_CFG_TAB_GENERAL 6
+#define KLANG_CFG_TAB_HISTORY 9
+#define KLANG_CFG_TAB_EXTRACTION 56
+#define KLANG_CFG_TAB_UPDATES 57
+#define KLANG_CFG_TAB_DRAG_AND_DROP 59
+#define KLANG_CFG_TAB_VIEW 101
+#define KLANG_CFG_TAB_VIEWERS 102
+#define KLANG_CFG_HISTORY_TITLE 103
+#define KLANG_CFG_HISTORY_TIME 104
+#define KLANG_CFG_HISTORY_ARCHIVE 105
+#define KLANG_CFG_HISTORY_DESTINATION 106
+#define KLANG_CFG_HISTORY_ENTRIES 107
+#define KLANG_CFG_HISTORY_RESULT 108
+#define KLANG_CFG_HISTORY_EXTRACT_AGAIN 109
+#define KLANG_CFG_HISTORY_OPEN_FOLDER 110
+#define KLANG_CFG_HISTORY_DELETE 111
+#define KLANG_CFG_HISTORY_CLEAR 112
+#define KLANG_CFG_HISTORY_CLOSE 113
+#define KLANG_CFG_HISTORY_DONE 114
+#define KLANG_CFG_HISTORY_FAILED 115
+#define KLANG_CFG_HISTORY_CANCELLED 116
+#define KLANG_CFG_HISTORY_WRONG_PASSWORD 117
+#define KLANG_CFG_HISTORY_NOT_SAVED 118
 
 #ifdef __cplusplus
 extern "C" {

@@ -1,5 +1,6 @@
 // The configuration dialog: its title, group boxes, one label per option of the option word
-// (see KLANG_CFG_* in kestrelia_lang.h) and the labels of its other controls.
+// (see KLANG_CFG_* in kestrelia_lang.h) and the labels of its other controls; the history
+// window's texts follow them.
 #include "services/base.h"
 #include "texts.h"
 
@@ -103,6 +104,25 @@ const LangText configuration[] = {
     {98, "Advanced", "Erweitert"},
     {99, "Some settings take effect after a restart.", "Manche Einstellungen wirken erst nach einem Neustart."},
     {100, "Restore the window positions", "Die Fensterpositionen wiederherstellen"},
+    {101, "View", "Ansicht"},
+    {102, "Viewers", "Betrachter"},
+    {103, "History of extractions", "Verlauf der Entpackvorgänge"},
+    {104, "Time", "Zeit"},
+    {105, "Archive", "Archiv"},
+    {106, "Destination", "Ziel"},
+    {107, "Entries", "Einträge"},
+    {108, "Result", "Ergebnis"},
+    {109, "Extract again", "Erneut entpacken"},
+    {110, "Open folder", "Ordner öffnen"},
+    {111, "Delete", "Löschen"},
+    {112, "Clear all", "Alle löschen"},
+    {113, "Close", "Schließen"},
+    {114, "done", "fertig"},
+    {115, "failed", "fehlgeschlagen"},
+    {116, "cancelled", "abgebrochen"},
+    {117, "The history stays closed: the password does not open it.",
+     "Der Verlauf bleibt geschlossen: das Kennwort öffnet ihn nicht."},
+    {118, "The history could not be saved.", "Der Verlauf konnte nicht gespeichert werden."},
 };
 }  // namespace
 

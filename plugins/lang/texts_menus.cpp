@@ -49,6 +49,7 @@ const LangText menuItems[] = {
     {4027, "Check for &updates...", "Nach &Aktualisierungen suchen..."},
     {4028, "&About Kestrelia...", "Ü&ber Kestrelia..."},
     {4031, "Find &previous", "&Rückwärts suchen"},
+    {4032, "&History of extractions...", "&Verlauf der Entpackvorgänge..."},
 };
 
 const LangText popup[] = {
