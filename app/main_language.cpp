@@ -10,12 +10,18 @@
 #include "services/log.h"
 #include "settings/save.h"
 #include "settings/values.h"
+#include "formats/archive_runs.h"
+#include "services/history.h"
+#include "settings/options.h"
+#include "ui/configuration_dialog.h"
+#include "ui/history_window.h"
 #include "ui/entry_list.h"
+#include "ui/update_check.h"
 
 namespace {
 
 // The languages in the order the library lists them, with their numbers.
-const int kLanguages[KLANG_LANGUAGE_COUNT] = {KLANG_LANGUAGE_ENGLISH, KLANG_LANGUAGE_GERMAN};
+const int kLanguages[KLANG_LANGUAGE_COUNT] = KLANG_LANGUAGE_LIST;
 constexpr UINT kFirstLanguageItem = 1;
 
 bool IsCurrentLanguage(int language) { return (GetGCountry() & 0xFF) == (language & 0xFF); }
@@ -61,6 +67,50 @@ void ApplyLanguage(int language) {
   if (SaveConfiguration(1, minPicSize != kUnsetNumber, minPicSize) != 0)
     Log(-1, GetVerbose(), "ApplyLanguage: the language %d could not be saved", language);
   RefreshTexts();
+}
+
+namespace {
+
+void CheckNowFromDialog(HWND owner) { StartUpdateCheck(owner, 1); }
+void ClearHistoryFromDialog(HWND) { ClearHistoryEntries(); }
+
+void SaveOptions() {
+  int minPicSize = GetMinPicSize();
+  SaveConfiguration(0, minPicSize != kUnsetNumber, minPicSize);
+}
+
+// The history follows its two check boxes at once. A history that cannot be started (no
+// library, no password given, a password that does not open it) is switched off again.
+void ApplyHistory(const ConfigurationChanges& changes) {
+  HWND owner = Main().hwnd;
+  if (!IsHistoryActivated()) {
+    StopHistory();
+    return;
+  }
+  if (!changes.history && IsHistoryOpen() && !IsHistoryPassword()) {
+    ChangeHistoryPassword("");
+    return;
+  }
+  // Switched on, or a password asked for: opening with a password seals the file with it.
+  if (StartHistory(owner, IsHistoryPassword() != 0) == HISTORY_START_OK) return;
+  SetHistoryStatus(0);
+  SaveOptions();
+}
+
+void ExtractAgain(const char* archive) { ExtractArchive(archive, 0, 1); }
+
+}  // namespace
+
+void CmdHistory() { ShowHistoryWindow(Main().hwnd, ExtractAgain); }
+
+// The settings take effect as the dialog closes: the texts and the menus are made again when
+// the language or the menu style changed.
+void CmdConfiguration() {
+  static const ConfigurationActions kActions = {CheckNowFromDialog, ClearHistoryFromDialog};
+  ConfigurationChanges changes;
+  if (!ShowConfigurationDialog(Main().hwnd, kActions, &changes)) return;
+  if (changes.language || changes.menuStyle) RefreshTexts();
+  if (changes.history || changes.historyPassword) ApplyHistory(changes);
 }
 
 void CmdLanguage() {

@@ -48,6 +48,8 @@ void SetStatusTips(HWND status);
 
 // The language command: choosing a language and showing the window in it (main_language.cpp).
 void CmdLanguage();
+void CmdConfiguration();  // the configuration dialog, its changes applied at once
+void CmdHistory();        // the history of extractions
 void ApplyLanguage(int language);
 
 // Sorting by a column header (main_sort.cpp).

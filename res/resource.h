@@ -63,6 +63,8 @@
 #define IDM_ABOUT 4028
 // Edit, added later.
 #define IDM_FIND_PREVIOUS 4031
+// Tools, added later.
+#define IDM_HISTORY 4032
 
 // Keys without a menu item: the parent of the selected folder (Backspace in the views too).
 #define IDM_PARENT_FOLDER 4090
@@ -93,6 +95,36 @@
 #define IDC_CREATION_RECURSE 3106
 #define IDC_CREATION_OK 3107
 #define IDC_CREATION_CANCEL 3108
+
+// ---- Configuration dialog (3200..3299) ----
+#define IDC_CFG_TABS 3200
+#define IDC_CFG_OK 3201
+#define IDC_CFG_CANCEL 3202
+#define IDC_CFG_LANGUAGE 3203
+#define IDC_CFG_LEVEL 3204
+#define IDC_CFG_PREFERRED_TAR 3205
+#define IDC_CFG_PREFERRED_ZIP 3206
+#define IDC_CFG_COLOR_HIGH 3207
+#define IDC_CFG_COLOR_HIGH_CHOOSE 3208
+#define IDC_CFG_COLOR_LOW 3209
+#define IDC_CFG_COLOR_LOW_CHOOSE 3210
+#define IDC_CFG_JAD_PATH 3211
+#define IDC_CFG_JAD_BROWSE 3212
+#define IDC_CFG_MIN_PIC 3213
+#define IDC_CFG_MIN_PIC_SIZE 3214
+#define IDC_CFG_MIN_PIC_UPDOWN 3215
+#define IDC_CFG_CHECK_NOW 3216
+#define IDC_CFG_CLEAR_HISTORY 3217
+#define IDC_CFG_ASSOCIATE_FIRST 3220  // one per group of archive types, in the dialog's order
+#define IDC_CFG_OPTION_FIRST 3240     // one check box per option bit, in the dialog's order
+
+// ---- History window (3300..3399) ----
+#define IDC_HISTORY_LIST 3300
+#define IDC_HISTORY_EXTRACT 3301
+#define IDC_HISTORY_OPEN_FOLDER 3302
+#define IDC_HISTORY_DELETE 3303
+#define IDC_HISTORY_CLEAR 3304
+#define IDC_HISTORY_CLOSE 3305
 
 // ---- Password dialog (12000..12009) ----
 #define IDC_PASSWORD_EDIT 12003

@@ -74,8 +74,21 @@ bool RealPassword(HWND owner, char* password) {
   return accepted;
 }
 
+bool RealChooseColor(HWND owner, COLORREF* color) {
+  static COLORREF custom[16];
+  CHOOSECOLORA choose = {};
+  choose.lStructSize = sizeof choose;
+  choose.hwndOwner = owner;
+  choose.rgbResult = *color;
+  choose.lpCustColors = custom;
+  choose.Flags = CC_RGBINIT | CC_FULLOPEN;
+  if (!ChooseColorA(&choose)) return false;
+  *color = choose.rgbResult;
+  return true;
+}
+
 Prompts RealPrompts() {
-  return Prompts{RealMessageBox, RealOpenFile, RealSaveFile, PickFolder, OverwriteDialog, RealPassword};
+  return Prompts{RealMessageBox, RealOpenFile, RealSaveFile, PickFolder, OverwriteDialog, RealPassword, RealChooseColor};
 }
 
 Prompts g_prompts = RealPrompts();
@@ -94,3 +107,4 @@ int PromptOverwrite(HWND owner, const char* text, const char* title, const char*
 }
 
 bool PromptPassword(HWND owner, char* password) { return g_prompts.password(owner, password); }
+bool PromptColor(HWND owner, COLORREF* color) { return g_prompts.chooseColor(owner, color); }

@@ -20,6 +20,8 @@ struct Prompts {
   int (*overwriteQuestion)(HWND owner, const char* text, const char* title, const char* labels);
   // The password dialog; fills password (kPathBuf) and returns true only on OK.
   bool (*password)(HWND owner, char* password);
+  // The colour chooser, starting at *color; true with the chosen colour on OK.
+  bool (*chooseColor)(HWND owner, COLORREF* color);
 };
 
 // The table in use; change its members to replace a prompt.
@@ -30,3 +32,4 @@ void ResetPrompts();
 int PromptMessageBox(HWND owner, const char* text, const char* title, UINT flags);
 int PromptOverwrite(HWND owner, const char* text, const char* title, const char* labels);
 bool PromptPassword(HWND owner, char* password);
+bool PromptColor(HWND owner, COLORREF* color);

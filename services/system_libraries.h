@@ -6,7 +6,8 @@
 #include "services/runtime_library.h"
 
 // Visual styles are on.
-#define UXTHEME_API_LIST(X) X(IsThemeActive, BOOL, (void))
+#define UXTHEME_API_LIST(X) \
+  X(IsThemeActive, BOOL, (void)) X(EnableThemeDialogTexture, HRESULT, (HWND, DWORD))
 KESTRELIA_RUNTIME_LIBRARY(Uxtheme, "UXTHEME.DLL", UXTHEME_API_LIST)
 
 // The help viewer.

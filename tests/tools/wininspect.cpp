@@ -13,6 +13,12 @@
 // --drop PATH drops a file on the window as the shell would (WM_DROPFILES).
 // --move X,Y places the window's top left corner there, as a person's drag would end.
 // --ok, --yes and --no press the window's OK, Yes or No button (a message box answers only its buttons).
+// --set ID VALUE works the window's control ID as a person would, before it is read: a tab
+// control shows page VALUE, a push button is clicked, a check box or radio button is clicked
+// until its state is VALUE,
+// a combo box selects item VALUE, anything else takes VALUE as its text. Repeatable, in order.
+// Check boxes and radio buttons that are ticked read with " checked" after their text.
+// --command ID posts the command ID to the window, as its menu item would.
 // Exit code 0 when the window was found, 1 otherwise.
 #include "services/base.h"
 
@@ -23,6 +29,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -214,7 +222,11 @@ BOOL CALLBACK DumpChild(HWND child, LPARAM) {
   // that the control was created with.
   DWORD_PTR got = 0;
   SendMessageTimeoutA(child, WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text), SMTO_ABORTIFHUNG, 2000, &got);
-  printf("control %s \"%s\"%s\n", cls, text, IsWindowVisible(child) ? "" : " (hidden)");
+  LONG_PTR kind = GetWindowLongPtrA(child, GWL_STYLE) & BS_TYPEMASK;
+  bool checkable = !_stricmp(cls, "Button") && kind >= BS_CHECKBOX && kind <= BS_AUTORADIOBUTTON && kind != BS_GROUPBOX &&
+                   kind != BS_USERBUTTON;
+  bool checked = checkable && SendMessageA(child, BM_GETCHECK, 0, 0) == BST_CHECKED;
+  printf("control %s \"%s\"%s%s\n", cls, text, checked ? " checked" : "", IsWindowVisible(child) ? "" : " (hidden)");
   if (IsWindowVisible(child)) {
     RECT r;
     GetWindowRect(child, &r);
@@ -260,6 +272,35 @@ bool TitleContains(HWND hwnd, const char* text) {
   return strstr(title, text) != nullptr;
 }
 
+// One --set: what a person's click, choice or typing does to the control.
+void SetControl(HWND dialog, int id, const char* value) {
+  HWND control = GetDlgItem(dialog, id);
+  if (!control) {
+    printf("no control %d\n", id);
+    return;
+  }
+  char cls[64] = "";
+  GetClassNameA(control, cls, sizeof cls);
+  int number = atoi(value);
+  if (!_stricmp(cls, WC_TABCONTROLA)) {
+    // Moving the focus selects the tab and tells the parent, as a click on it does.
+    SendMessageA(control, TCM_SETCURFOCUS, number, 0);
+  } else if (!_stricmp(cls, "Button")) {
+    LONG_PTR kind = GetWindowLongPtrA(control, GWL_STYLE) & BS_TYPEMASK;
+    if (kind == BS_PUSHBUTTON || kind == BS_DEFPUSHBUTTON) {
+      SendMessageA(control, BM_CLICK, 0, 0);
+      return;
+    }
+    for (int tries = 0; tries < 2 && (SendMessageA(control, BM_GETCHECK, 0, 0) == BST_CHECKED) != (number != 0); ++tries)
+      SendMessageA(control, BM_CLICK, 0, 0);
+  } else if (!_stricmp(cls, "ComboBox")) {
+    SendMessageA(control, CB_SETCURSEL, number, 0);
+    SendMessageA(dialog, WM_COMMAND, MAKEWPARAM(id, CBN_SELCHANGE), reinterpret_cast<LPARAM>(control));
+  } else {
+    SendMessageA(control, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(value));
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -274,6 +315,8 @@ int main(int argc, char** argv) {
   const char* onlyTitle = nullptr;
   int untilSelected = -2;
   bool untilGone = false;
+  std::vector<std::pair<int, const char*>> sets;
+  int command = 0;
   for (int i = 1; i < argc; ++i) {
     if (!strcmp(argv[i], "--wait") && i + 1 < argc) wait = atof(argv[++i]);
     else if (!strcmp(argv[i], "--close")) close = true;
@@ -289,6 +332,11 @@ int main(int argc, char** argv) {
     else if (!strcmp(argv[i], "--title") && i + 1 < argc) onlyTitle = argv[++i];
     else if (!strcmp(argv[i], "--until-selected") && i + 1 < argc) untilSelected = atoi(argv[++i]);
     else if (!strcmp(argv[i], "--until-gone")) untilGone = true;
+    else if (!strcmp(argv[i], "--command") && i + 1 < argc) command = atoi(argv[++i]);
+    else if (!strcmp(argv[i], "--set") && i + 2 < argc) {
+      sets.emplace_back(atoi(argv[i + 1]), argv[i + 2]);
+      i += 2;
+    }
     else if (!strcmp(argv[i], "--count") && i + 1 < argc) {
       // "#32768" counts the open menus.
       printf("shown %s: %d\n", argv[i + 1], FindShown(argv[i + 1], nullptr).shown);
@@ -323,12 +371,14 @@ int main(int argc, char** argv) {
     printf("no window of class %s\n", cls);
     return 1;
   }
+  for (const auto& set : sets) SetControl(hwnd, set.first, set.second);
   char title[512] = "";
   GetWindowTextA(hwnd, title, sizeof title);
   printf("window \"%s\"\n", title);
   EnumChildWindows(hwnd, DumpChild, 0);
   fflush(stdout);
   if (press) PostMessageA(hwnd, WM_COMMAND, MAKEWPARAM(press, BN_CLICKED), 0);
+  if (command) PostMessageA(hwnd, WM_COMMAND, MAKEWPARAM(command, 0), 0);
   if (close) PostMessageA(hwnd, WM_CLOSE, 0, 0);
   return 0;
 }
