@@ -26,6 +26,7 @@
 #include "formats/archive_runs.h"
 #include "jobs/extract_archive.h"
 #include "ui/entry_view.h"
+#include "ui/folder_tree_view.h"
 #include "formats/open_archive.h"
 
 #include <commctrl.h>
@@ -74,7 +75,11 @@ void CmdTestArchive() {
   CopyEntrySelection(CurrentView(), &chosen);
   TestArchive(chosen.names.empty() ? nullptr : &chosen);
 }
-void CmdViewEntry() { ViewSelectedEntry(0); }
+// Enter or a double click on a subfolder's row goes into it; on an entry's row it views it.
+void CmdViewEntry() {
+  if (Main().presentation == PRESENT_FOLDER_TREE && EnterFolderRow(FocusedEntryRow(Main().treeList))) return;
+  ViewSelectedEntry(0);
+}
 void CmdOpenWith() { ViewSelectedEntry(1); }
 
 void CmdDelete() { DeleteSelectedEntries(CurrentView()); }
@@ -114,6 +119,7 @@ enum CommandNeed {
   NEED_TEST = 16,      // the open archive's kind can test its entries
   NEED_WRITABLE = 32,  // the open archive's kind takes added files
   NEED_SELF_EXTRACTING = 64,  // the open archive's kind makes self-extracting programs
+  NEED_PARENT = 128,          // the folder tree shows a folder below the archive's top
 };
 
 struct Command {
@@ -161,7 +167,7 @@ const Command kCommands[] = {
     {IDM_HELP, CmdHelp, KEY_ACCELERATOR, 0, VK_F1, 0},
     {IDM_CHECK_UPDATE, CmdCheckUpdate, KEY_NONE, 0, 0, 0},
     {IDM_ABOUT, CmdAbout, KEY_NONE, 0, 0, 0},
-    {IDM_PARENT_FOLDER, GoToParentFolder, KEY_ACCELERATOR, FALT, VK_UP, NEED_ARCHIVE},
+    {IDM_PARENT_FOLDER, GoToParentFolder, KEY_ACCELERATOR, FALT, VK_UP, NEED_ARCHIVE | NEED_PARENT},
 };
 
 // "Ctrl+Shift+E", as the menu shows a command's key.
@@ -291,6 +297,7 @@ bool CanRunCommand(int id) {
   if ((c->needs & NEED_TEST) && !ArchiveFormatOrZip(GetArchiveKind(), "CanRunCommand")->ops.test) return false;
   if ((c->needs & NEED_WRITABLE) && !CanAddToOpenArchive()) return false;
   if ((c->needs & NEED_SELF_EXTRACTING) && !CanMakeSelfExtracting()) return false;
+  if ((c->needs & NEED_PARENT) && !HasParentFolder()) return false;
   return true;
 }
 

@@ -4,6 +4,7 @@
 #include "app/main_state.h"
 
 #include "kestrelia_lang.h"
+#include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "model/listing_totals.h"
 #include "model/liststruct.h"
@@ -50,7 +51,7 @@ void RefreshTexts() {
   SetStatusTips(m.status);
   RefreshToolbarTexts();
   // Every pane in the new language, the selection's mark included.
-  if (GetEntryRowCount(m.list) > 0) WriteSelectionStatus();
+  if (*GetCurrentArchivePath()) WriteSelectionStatus();
   // The type column's fallback text comes from the library too.
   InvalidateRect(m.list, nullptr, TRUE);
   InvalidateRect(m.treeList, nullptr, TRUE);

@@ -70,12 +70,17 @@ void InitFolderTreeViews();
 void ShowFolderPresentation();
 void RebuildFolderTree();
 bool HandleFolderTreeNotify(NMHDR* header, LRESULT* result);
+// Goes to what was typed or picked in the address box; says so when there is no such folder.
+void GoToAddress(const char* typed);
 // The address box's notifications; false when the command came from elsewhere.
 bool HandleAddressCommand(WPARAM wParam, LPARAM lParam);
 void ExtractSelectedTreeFolder();
 // The selected folder's properties; the whole archive's in the full list.
 void ShowFolderProperties();
 void GoToParentFolder();
+bool HasParentFolder();
+// The folder the tree shows ("docs\img"), "" at the archive's top or in the full list.
+void CurrentTreeFolder(char* out, size_t outSize);
 bool IsTreeFocused();
 // F2 in the tree: starts editing the selected folder's name (never the root's).
 void EditSelectedTreeFolder();

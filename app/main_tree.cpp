@@ -11,12 +11,16 @@
 #include "ui/entry_rewrite.h"
 #include "ui/folder_tree_view.h"
 #include "formats/archive_runs.h"
+#include "formats/open_archive.h"
+#include "services/prompts.h"
 #include "ui/search.h"
 
 #include <commctrl.h>
 #include <windowsx.h>
 
 #include <cstdio>
+#include <cstring>
+#include <string>
 
 namespace {
 
@@ -92,7 +96,80 @@ bool InSplitter(int x, int y) {
   return x >= tree.right && x < list.left && y >= tree.top && y < tree.bottom;
 }
 
+std::string AddressText() {
+  HWND edit = reinterpret_cast<HWND>(SendMessageA(Main().address, CBEM_GETEDITCONTROL, 0, 0));
+  int length = edit ? GetWindowTextLengthW(edit) : 0;
+  std::wstring wide(static_cast<size_t>(length) + 1, L'\0');
+  if (edit) GetWindowTextW(edit, &wide[0], length + 1);
+  char text[kPathBuf * 4] = "";
+  WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), -1, text, sizeof text, nullptr, nullptr);
+  return text;
+}
+
+// path begins with prefix as a whole path ("C:\a.zip" begins "C:\a.zip\docs", not "C:\a.zip2").
+bool BeginsWithPath(const std::string& path, const std::string& prefix) {
+  return !prefix.empty() && path.size() >= prefix.size() && _strnicmp(path.c_str(), prefix.c_str(), prefix.size()) == 0 &&
+         (path.size() == prefix.size() || path[prefix.size()] == '\\');
+}
+
+// The box shows the folder the tree shows again, in place of what could not be gone to.
+void ShowCurrentAddress() {
+  char folder[kPathBuf * 3];
+  CurrentTreeFolder(folder, sizeof folder);
+  SetWindowTextA(Main().address, *folder ? folder : GetCurrentArchivePath());
+}
+
 }  // namespace
+
+// A folder of the archive, with either separator, alone or after the archive's own path; or
+// a path into another archive ("D:\b.zip\docs"), which is opened at that folder.
+void GoToAddress(const char* typed) {
+  MainWindowState& m = Main();
+  std::string text = typed ? typed : "";
+  while (!text.empty() && (text.back() == ' ' || text.back() == '"')) text.pop_back();
+  size_t lead = text.find_first_not_of(" \"");
+  text = lead == std::string::npos ? "" : text.substr(lead);
+  for (char& c : text)
+    if (c == '/') c = '\\';
+  if (m.presentation != PRESENT_FOLDER_TREE) SetPresentation(PRESENT_FOLDER_TREE);
+  std::string archive = GetCurrentArchivePath(), inner = text;
+  bool absolute = (text.size() > 1 && text[1] == ':') || text.rfind("\\\\", 0) == 0;
+  if (BeginsWithPath(text, archive)) {
+    inner = text.substr(archive.size());
+  } else if (absolute) {
+    // The longest leading part that is a file is the archive; the rest is a folder in it.
+    std::string file = text;
+    for (DWORD a; !file.empty(); file.resize(file.find_last_of('\\') == std::string::npos ? 0 : file.find_last_of('\\'))) {
+      a = GetFileAttributesA(file.c_str());
+      if (a != INVALID_FILE_ATTRIBUTES && !(a & FILE_ATTRIBUTE_DIRECTORY)) break;
+    }
+    if (!file.empty()) {
+      std::string folder = text.substr(file.size());
+      char separator = '\\';
+      while (!folder.empty() && folder[0] == separator) folder.erase(0, 1);
+      while (!folder.empty() && folder.back() == separator) folder.pop_back();
+      Log(5, GetVerbose(), "GoToAddress: opening %s at %s", file.c_str(), folder.c_str());
+      SelectTreeFolderAfterDerive(folder.c_str());
+      OpenCompressedFile(file.c_str(), m.hwnd);
+      return;
+    }
+  }
+  char separator = TreeSeparator("GoToAddress");
+  for (char& c : inner)
+    if (c == '\\') c = separator;
+  while (!inner.empty() && inner[0] == separator) inner.erase(0, 1);
+  while (!inner.empty() && inner.back() == separator) inner.pop_back();
+  HTREEITEM item = inner.empty() ? TreeView_GetRoot(m.tree) : FindTreeItemString(m.tree, inner.c_str());
+  if (!item || !*GetCurrentArchivePath()) {
+    PromptMessageBox(m.hwnd, GetMessageText(KLANG_MSG_FOLDER_NOT_FOUND), GetMessageText(KLANG_MSG_ERROR_TITLE),
+                     MB_OK | MB_ICONERROR);
+    ShowCurrentAddress();
+    return;
+  }
+  TreeView_EnsureVisible(m.tree, item);
+  TreeView_SelectItem(m.tree, item);
+  ShowCurrentAddress();
+}
 
 void InitFolderTreeViews() {
   MainWindowState& m = Main();
@@ -112,6 +189,9 @@ void RebuildFolderTree() {
 bool HandleFolderTreeNotify(NMHDR* header, LRESULT* result) {
   MainWindowState& m = Main();
   *result = 0;
+  // Another folder: its list's count and the Up button follow.
+  if (header->hwndFrom == m.tree && (header->code == TVN_SELCHANGEDA || header->code == TVN_SELCHANGEDW))
+    ScheduleSelectionStatus();
   if (HandleFolderTreeMessage(WM_NOTIFY, 0, reinterpret_cast<LPARAM>(header))) return true;
   if (header->hwndFrom == m.tree) {
     switch (header->code) {
@@ -123,7 +203,7 @@ bool HandleFolderTreeNotify(NMHDR* header, LRESULT* result) {
       case TVN_BEGINLABELEDITW: {
         // The root item is the archive itself; a folder only where entries may be renamed.
         HTREEITEM item = reinterpret_cast<NMTVDISPINFOA*>(header)->item.hItem;
-        *result = !TreeView_GetParent(m.tree, item) || !CanRenameEntries(true);
+        *result = !TreeView_GetParent(m.tree, item) || !CanRenameEntries(false);
         return true;
       }
       case TVN_ENDLABELEDITA: {
@@ -149,21 +229,10 @@ bool HandleFolderTreeNotify(NMHDR* header, LRESULT* result) {
     return true;
   }
   if (header->hwndFrom == m.address && (header->code == CBEN_ENDEDITA || header->code == CBEN_ENDEDITW)) {
-    char text[kPathBuf] = "";
-    int why;
-    if (header->code == CBEN_ENDEDITA) {
-      const NMCBEENDEDITA* edit = reinterpret_cast<const NMCBEENDEDITA*>(header);
-      snprintf(text, sizeof text, "%s", edit->szText);
-      why = edit->iWhy;
-    } else {
-      const NMCBEENDEDITW* edit = reinterpret_cast<const NMCBEENDEDITW*>(header);
-      WideCharToMultiByte(CP_UTF8, 0, edit->szText, -1, text, sizeof text, nullptr, nullptr);
-      why = edit->iWhy;
-    }
-    if (why == CBENF_RETURN) {
-      if (m.presentation != PRESENT_FOLDER_TREE) SetPresentation(PRESENT_FOLDER_TREE);
-      SelectTreeFolderFromCombo(text);
-    }
+    int why = header->code == CBEN_ENDEDITA ? reinterpret_cast<const NMCBEENDEDITA*>(header)->iWhy
+                                            : reinterpret_cast<const NMCBEENDEDITW*>(header)->iWhy;
+    // The notification's copy of the text stops at 260 characters; the box holds it whole.
+    if (why == CBENF_RETURN) GoToAddress(AddressText().c_str());
     return true;
   }
   return false;
@@ -173,8 +242,9 @@ bool HandleAddressCommand(WPARAM wParam, LPARAM lParam) {
   MainWindowState& m = Main();
   if (!lParam || reinterpret_cast<HWND>(lParam) != m.address) return false;
   if (HIWORD(wParam) == CBN_SELENDOK) {
-    if (m.presentation != PRESENT_FOLDER_TREE) SetPresentation(PRESENT_FOLDER_TREE);
-    SelectTreeFolderFromCombo(nullptr);
+    char text[kPathBuf];
+    int at = static_cast<int>(SendMessageA(m.address, CB_GETCURSEL, 0, 0));
+    if (GetComboItemText(m.address, at, text, sizeof text)) GoToAddress(text);
   }
   return true;
 }
@@ -198,6 +268,22 @@ void GoToParentFolder() {
   if (Main().presentation == PRESENT_FOLDER_TREE) SelectParentTreeFolder();
 }
 
+void CurrentTreeFolder(char* out, size_t outSize) {
+  MainWindowState& m = Main();
+  if (outSize) out[0] = '\0';
+  HTREEITEM item = m.presentation == PRESENT_FOLDER_TREE ? TreeView_GetSelection(m.tree) : nullptr;
+  if (!item || !TreeView_GetParent(m.tree, item)) return;
+  TreeViewGetPath(m.tree, item, out, outSize, 0, 0);
+  size_t n = strlen(out);
+  if (n) out[n - 1] = '\0';  // the trailing separator
+}
+
+bool HasParentFolder() {
+  MainWindowState& m = Main();
+  HTREEITEM item = TreeView_GetSelection(m.tree);
+  return m.presentation == PRESENT_FOLDER_TREE && item && TreeView_GetParent(m.tree, item);
+}
+
 bool IsAddressBoxKey(const MSG* msg) {
   HWND address = Main().address;
   return address && msg->message == WM_KEYDOWN && msg->wParam == VK_RETURN &&
@@ -207,7 +293,7 @@ bool IsAddressBoxKey(const MSG* msg) {
 void EditSelectedTreeFolder() {
   MainWindowState& m = Main();
   HTREEITEM item = TreeView_GetSelection(m.tree);
-  if (item && TreeView_GetParent(m.tree, item)) TreeView_EditLabel(m.tree, item);
+  if (item && TreeView_GetParent(m.tree, item) && CanRenameEntries(true)) TreeView_EditLabel(m.tree, item);
 }
 
 bool IsTreeFocused() { return GetFocus() == Main().tree && Main().presentation == PRESENT_FOLDER_TREE; }
@@ -235,6 +321,8 @@ bool HandleSplitterMouse(UINT message, LPARAM lParam) {
       if (!g_dragging) return false;
       g_dragging = false;
       ReleaseCapture();
+      // The panes' scroll bars moved with them: nothing of their old places may stay painted.
+      RedrawWindow(m.hwnd, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_FRAME | RDW_ALLCHILDREN);
       return true;
     default:
       return false;

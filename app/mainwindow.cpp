@@ -123,8 +123,8 @@ LRESULT MsgNotify(NMHDR* header) {
       case LVN_ITEMACTIVATE:  // a double click on a row; Enter arrives as IDOK
         OnMainCommand(IDOK);
         return 0;
-      case LVN_BEGINLABELEDIT:  // F2 or a slow second click on a name
-        return CanRenameEntries(true) ? FALSE : TRUE;
+      case LVN_BEGINLABELEDIT:  // F2 (which told why not already) or a slow second click on a name
+        return CanRenameEntries(false) ? FALSE : TRUE;
       case LVN_ENDLABELEDIT: {
         // The row keeps its old name until the archive holds the new one.
         const LVITEMA& item = reinterpret_cast<NMLVDISPINFOA*>(header)->item;

@@ -94,20 +94,52 @@ int CompareColumn(const liststruct* a, const liststruct* b, int column) {
   }
 }
 
-// The first row from start on (stepping by step, round the end) whose name begins with the
-// prefix.
-int FindByPrefix(RowStore* store, const char* prefix, int start, int step) {
-  int n = static_cast<int>(store->rows.size());
-  size_t len = strlen(prefix);
-  if (!n || !len) return -1;
-  int row = ((start % n) + n) % n;
-  for (int i = 0; i < n; ++i, row = ((row + step) % n + n) % n) {
-    const char* name = store->rows[row]->filename;
-    if (CompareStringA(LOCALE_USER_DEFAULT, NORM_IGNORECASE, name, static_cast<int>(std::min(len, strlen(name))),
-                       prefix, static_cast<int>(len)) == CSTR_EQUAL)
-      return row;
+std::wstring UpperWide(const char* text, size_t length) {
+  std::wstring wide(length + 1, L'\0');
+  int n = MultiByteToWideChar(CP_UTF8, 0, text, static_cast<int>(length), &wide[0], static_cast<int>(wide.size()));
+  wide.resize(n > 0 ? static_cast<size_t>(n) : 0);
+  if (!wide.empty()) CharUpperBuffW(&wide[0], static_cast<DWORD>(wide.size()));
+  return wide;
+}
+
+// Explorer's wildcards over the whole name: "*" any run of characters, "?" one; case ignored.
+bool MatchWildcards(const std::wstring& name, const std::wstring& pattern) {
+  size_t n = 0, p = 0, starAt = std::wstring::npos, resumeAt = 0;
+  while (n < name.size()) {
+    if (p < pattern.size() && (pattern[p] == L'?' || pattern[p] == name[n])) {
+      ++n, ++p;
+    } else if (p < pattern.size() && pattern[p] == L'*') {
+      starAt = p++;
+      resumeAt = n;
+    } else if (starAt != std::wstring::npos) {
+      p = starAt + 1;
+      n = ++resumeAt;
+    } else {
+      return false;
+    }
   }
+  while (p < pattern.size() && pattern[p] == L'*') ++p;
+  return p == pattern.size();
+}
+
+// The first row from start on (stepping by step, round the end) whose name matches.
+template <typename Matches>
+int FindRow(RowStore* store, int start, int step, Matches matches) {
+  int n = static_cast<int>(store->rows.size());
+  if (!n) return -1;
+  int row = ((start % n) + n) % n;
+  for (int i = 0; i < n; ++i, row = ((row + step) % n + n) % n)
+    if (matches(store->rows[row]->filename)) return row;
   return -1;
+}
+
+int FindByPrefix(RowStore* store, const char* prefix, int start, int step) {
+  size_t len = strlen(prefix);
+  if (!len) return -1;
+  return FindRow(store, start, step, [&](const char* name) {
+    return CompareStringA(LOCALE_USER_DEFAULT, NORM_IGNORECASE, name, static_cast<int>(std::min(len, strlen(name))),
+                          prefix, static_cast<int>(len)) == CSTR_EQUAL;
+  });
 }
 
 }  // namespace
@@ -173,6 +205,16 @@ int FindEntryRowByPrefix(HWND list, const char* prefix, int start, int step) {
   return FindByPrefix(store, prefix, start, step < 0 ? -1 : 1);
 }
 
+int FindEntryRowByName(HWND list, const char* text, int start, int step) {
+  if (!text || !strpbrk(text, "*?")) return FindEntryRowByPrefix(list, text, start, step);
+  RowStore* store = Store(list);
+  if (!store) return -1;
+  std::wstring pattern = UpperWide(text, strlen(text));
+  std::lock_guard<std::mutex> hold(store->lock);
+  return FindRow(store, start, step < 0 ? -1 : 1,
+                 [&](const char* name) { return MatchWildcards(UpperWide(name, strlen(name)), pattern); });
+}
+
 std::vector<liststruct*> TakeEntryRecords(HWND list) {
   std::vector<liststruct*> old;
   if (RowStore* store = Store(list)) {
@@ -233,6 +275,8 @@ void SortEntryRecords(HWND list, int column, bool descending) {
       return descending ? c > 0 : c < 0;
     });
   }
+  // Folders stay above the files in either direction, as Explorer keeps them.
+  std::stable_partition(store->rows.begin(), store->rows.end(), [](const liststruct* r) { return r->folder; });
 }
 
 int InsertEntryRow(HWND list, const EntryStamp& stamp, const char* fileName, const char* fullName,

@@ -28,6 +28,9 @@ int FindEntryRowOfOrdinal(HWND list, int ordinal);
 // The first row from start on (stepping forward or, with step -1, backward, round the end)
 // whose name begins with the prefix, case ignored; -1 when none.
 int FindEntryRowByPrefix(HWND list, const char* prefix, int start, int step);
+// As FindEntryRowByPrefix, but a text with "*" or "?" must match the whole name with those
+// as Explorer's wildcards.
+int FindEntryRowByName(HWND list, const char* text, int start, int step);
 // Removing rows hands their records to the caller, who frees them (FreeListStruct) once
 // nothing can ask for their texts any more.
 // Empties the store; the next record appended is ordinal 0 again.
@@ -39,7 +42,8 @@ liststruct* TakeEntryRecord(HWND list, int row);
 // none was.
 int TakeEntryRecordsWhere(HWND list, bool (*gone)(const liststruct* record, void* context), void* context,
                           std::vector<liststruct*>* removed);
-// Orders the records by a column; numbers and dates by value, texts case-insensitively.
+// Orders the records by a column; numbers and dates by value, texts case-insensitively;
+// folder rows first.
 void SortEntryRecords(HWND list, int column, bool descending);
 
 // Appends a row for an entry to the list's row store and extends the folder list with its

@@ -168,6 +168,22 @@ liststruct* MakeEntryRecord(const EntryStamp& stamp, const char* fileName, const
   return record;
 }
 
+liststruct* MakeFolderRecord(const char* path, const char* name) {
+  static const std::string type = [] {
+    SHFILEINFOA info = {};
+    SHGetFileInfoA("folder", FILE_ATTRIBUTE_DIRECTORY, &info, sizeof info, SHGFI_USEFILEATTRIBUTES | SHGFI_TYPENAME);
+    return std::string(info.szTypeName);
+  }();
+  liststruct* record = static_cast<liststruct*>(calloc(1, sizeof(liststruct)));
+  record->scratch = calloc(1, kScratchSize);
+  record->path = Dup(path);
+  record->filename = Dup(name);
+  record->type = Dup(type.c_str());
+  record->rate = Dup("");
+  record->folder = true;
+  return record;
+}
+
 void SetEntryEncryptedText(liststruct* record, const char* text) {
   snprintf(static_cast<char*>(record->scratch), kScratchSize, "%s", text ? text : "");
 }

@@ -19,6 +19,7 @@ struct liststruct {
   char* type;
   void* scratch;   // 20 bytes: the "Encrypted" column's text
   int ordinal;     // the order its list received it in: archive order for a listing
+  bool folder;     // a subfolder's row in the folder list: no sizes or date of its own
 };
 
 enum ListColumn {
@@ -47,6 +48,9 @@ void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconInde
 // A new record for an entry (the caller owns it) whose folder part joins the folder list.
 liststruct* MakeEntryRecord(const EntryStamp& stamp, const char* fileName, const char* fullName,
                             NameList* folderList, uint64_t compressed, uint64_t uncompressed);
+// A subfolder's row of the folder list ("docs\" and "img" for docs\img), typed as the shell
+// types folders.
+liststruct* MakeFolderRecord(const char* path, const char* name);
 // The "Encrypted" column's text: empty at insertion, the mark for an entry that needs a
 // password. A mark, not a word, so it reads alike in every language.
 constexpr char kEncryptedMark[] = "+";

@@ -2,11 +2,17 @@
 #include "ui/entry_list.h"
 
 #include "kestrelia_lang.h"
+#include "model/app_state.h"
 #include "model/entry_rows.h"
+#include "model/folder_tree.h"
 #include "model/liststruct.h"
 
 #include <cinttypes>
+#include <shellapi.h>
+
 #include <cstdio>
+#include <cstring>
+#include <string>
 #include <vector>
 
 namespace {
@@ -14,6 +20,20 @@ namespace {
 // Called once the control no longer counts the records' rows, so it asks for none of them.
 void FreeRecords(const std::vector<liststruct*>& records) {
   for (liststruct* r : records) FreeListStruct(r);
+}
+
+int RowIcon(const liststruct* r) {
+  static const int folderIcon = [] {
+    SHFILEINFOA info = {};
+    SHGetFileInfoA("folder", FILE_ATTRIBUTE_DIRECTORY, &info, sizeof info,
+                   SHGFI_USEFILEATTRIBUTES | SHGFI_SYSICONINDEX | SHGFI_SMALLICON);
+    return info.iIcon;
+  }();
+  if (r->folder) return folderIcon;
+  char type[kPathBuf];
+  int icon = 0;
+  MakeTypeText(r->filename, type, sizeof type, &icon);
+  return icon;
 }
 
 }  // namespace
@@ -65,6 +85,11 @@ void SortEntryRows(HWND list, int column, bool descending) {
 
 void GetEntryColumnText(const liststruct* r, int column, char* out, size_t outSize) {
   if (!outSize) return;
+  // A folder's row has only its name, its type and where it is.
+  if (r->folder && column != LISTSTRUCT_FILENAME && column != LISTSTRUCT_TYPE && column != LISTSTRUCT_PATH) {
+    out[0] = '\0';
+    return;
+  }
   switch (column) {
     case LISTSTRUCT_FILENAME: snprintf(out, outSize, "%s", r->filename); break;
     case LISTSTRUCT_ENCRYPTED: snprintf(out, outSize, "%s", GetEntryEncryptedText(r)); break;
@@ -87,10 +112,7 @@ bool HandleEntryListNotify(const NMHDR* header, LRESULT* result) {
       if (!r) return true;
       if ((item.mask & LVIF_TEXT) && item.pszText && item.cchTextMax > 0)
         GetEntryColumnText(r, item.iSubItem, item.pszText, item.cchTextMax);
-      if ((item.mask & LVIF_IMAGE) && item.iSubItem == 0) {
-        char type[kPathBuf];
-        MakeTypeText(r->filename, type, sizeof type, &item.iImage);
-      }
+      if ((item.mask & LVIF_IMAGE) && item.iSubItem == 0) item.iImage = RowIcon(r);
       return true;
     }
     case LVN_GETDISPINFOW: {
@@ -103,10 +125,7 @@ bool HandleEntryListNotify(const NMHDR* header, LRESULT* result) {
         MultiByteToWideChar(CP_ACP, 0, text, -1, item.pszText, item.cchTextMax);
         item.pszText[item.cchTextMax - 1] = L'\0';
       }
-      if ((item.mask & LVIF_IMAGE) && item.iSubItem == 0) {
-        char type[kPathBuf];
-        MakeTypeText(r->filename, type, sizeof type, &item.iImage);
-      }
+      if ((item.mask & LVIF_IMAGE) && item.iSubItem == 0) item.iImage = RowIcon(r);
       return true;
     }
     case LVN_ODFINDITEMA: {
@@ -218,6 +237,25 @@ int FocusedEntryRow(HWND list) {
 void CopyEntrySelection(HWND list, EntrySelection* out) {
   *out = EntrySelection{};
   if (!list || !HasEntryRows(list)) return;
-  for (int row : SelectedEntryRows(list))
-    if (liststruct* record = GetRowRecord(list, row)) AddEntryToSelection(record, out);
+  for (int row : SelectedEntryRows(list)) {
+    liststruct* record = GetRowRecord(list, row);
+    if (!record) continue;
+    if (!record->folder) {
+      AddEntryToSelection(record, out);
+      continue;
+    }
+    ForEachEntryBelow(record, [&](const liststruct* entry) { AddEntryToSelection(entry, out); });
+  }
+}
+
+void ForEachEntryBelow(const liststruct* folderRow, const std::function<void(const liststruct*)>& visit) {
+  ArchiveControlBlock* block = GetCurrentControlBlock();
+  HWND every = block ? block->list : nullptr;
+  if (!every || !HasEntryRows(every)) return;
+  std::string below = std::string(folderRow->path) + folderRow->filename + TreeSeparator("ForEachEntryBelow");
+  size_t rows = GetEntryRowCount(every);
+  for (size_t row = 0; row < rows; ++row) {
+    const liststruct* entry = GetRowRecord(every, static_cast<int>(row));
+    if (entry && _strnicmp(entry->path, below.c_str(), below.size()) == 0) visit(entry);
+  }
 }

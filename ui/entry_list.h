@@ -5,6 +5,7 @@
 
 #include <commctrl.h>
 
+#include <functional>
 #include <vector>
 
 struct liststruct;
@@ -41,5 +42,8 @@ void SetEntryListColumnTitles(HWND list);
 std::vector<int> SelectedEntryRows(HWND list);
 // The focused row when it is selected, else the first selected one; -1 when none is.
 int FocusedEntryRow(HWND list);
-// The records of the selected rows; on the window's thread.
+// The records of the selected rows, a folder's row as every entry below it; on the window's
+// thread.
 void CopyEntrySelection(HWND list, EntrySelection* out);
+// Every entry of the list of every entry that lies below a folder's row, at any depth.
+void ForEachEntryBelow(const liststruct* folderRow, const std::function<void(const liststruct*)>& visit);

@@ -73,6 +73,41 @@ std::string JoinPath(const std::string& folder, const std::string& name, char se
   return folder + separator + name;
 }
 
+// What was typed over a name, as a full name: a plain name stays in folder, a path with
+// either separator goes below it ("sub\new.txt"), up ("..\new.txt") or from the top
+// ("\new.txt"). Empty when it names nothing (nothing typed, or a trailing separator).
+std::string ResolveTypedName(const std::string& folder, const char* typed) {
+  std::string text = typed ? typed : "";
+  for (char& c : text)
+    if (c == '/') c = '\\';
+  if (text.empty() || text.back() == '\\') return "";
+  std::vector<std::string> parts;
+  auto walk = [&](const std::string& path) {
+    size_t start = 0;
+    while (start <= path.size()) {
+      size_t end = path.find('\\', start);
+      if (end == std::string::npos) end = path.size();
+      std::string part = path.substr(start, end - start);
+      if (part == "..") {
+        if (!parts.empty()) parts.pop_back();
+      } else if (!part.empty() && part != ".") {
+        parts.push_back(part);
+      }
+      start = end + 1;
+    }
+  };
+  if (text[0] != '\\') walk(folder);
+  walk(text);
+  std::string full;
+  for (const std::string& part : parts) full += (full.empty() ? "" : "\\") + part;
+  return full;
+}
+
+std::string FolderOf(const std::string& fullName) {
+  size_t cut = fullName.find_last_of("\\/");
+  return cut == std::string::npos ? "" : fullName.substr(0, cut + 1);
+}
+
 int FindColumn(HWND list, const char* title) {
   HWND header = ListView_GetHeader(list);
   int count = header ? Header_GetItemCount(header) : 0;
@@ -216,16 +251,29 @@ void RenameRows(EntryRewriteJob* job, HWND list) {
 EntryRewriteJob* JobForSelection(int mode, HWND list, const char* folder) {
   EntryRewriteJob* job = NewEntryRewriteJob(mode, list);
   if (!job) return nullptr;
+  bool added = true;
+  auto add = [&](const liststruct* entry, const std::string& underName, int row) {
+    std::string moved = folder ? JoinPath(folder, underName, '\\') : "";
+    added = added && AddChangeRecord(job->changes, FullName(entry).c_str(), moved.c_str(), row);
+  };
   for (int row : SelectedEntryRows(list)) {
     liststruct* record = GetRowRecord(list, row);
     if (!record) continue;
-    std::string old = FullName(record);
-    std::string moved = folder ? JoinPath(folder, record->filename, '\\') : "";
-    if (!AddChangeRecord(job->changes, old.c_str(), moved.c_str(), row)) {
-      DestroyChangeSet(&job->changes);
-      free(job);
-      return nullptr;
+    if (!record->folder) {
+      add(record, record->filename, row);
+      continue;
     }
+    // A folder's row stands for every entry below it, which keep their places under it.
+    size_t skip = strlen(record->path);
+    ForEachEntryBelow(record, [&](const liststruct* entry) { add(entry, FullName(entry).substr(skip), row); });
+    // The folder itself too, so that its folder entries, empty subfolders among them, go along.
+    std::string moved = folder ? JoinPath(folder, std::string(record->filename) + "\\", '\\') : "";
+    added = added && AddChangeRecord(job->changes, (FullName(record) + "\\").c_str(), moved.c_str(), row);
+  }
+  if (!added) {
+    DestroyChangeSet(&job->changes);
+    free(job);
+    return nullptr;
   }
   return job;
 }
@@ -277,7 +325,8 @@ LRESULT CALLBACK PathEditProc(HWND edit, UINT message, WPARAM wParam, LPARAM lPa
 HWND EditEntryPath(HWND list, int row) {
   int column = FindColumn(list, GetDescriptionPath());
   RECT cell;
-  if (column < 0 || row < 0 || !CanRenameEntries(true)) return nullptr;
+  const liststruct* record = GetRowRecord(list, row);
+  if (column < 0 || !record || record->folder || !CanRenameEntries(false)) return nullptr;
   ListView_EnsureVisible(list, row, FALSE);
   if (!ListView_GetSubItemRect(list, row, column, LVIR_LABEL, &cell)) return nullptr;
   HWND edit = CreateWindowExA(0, "EDIT", CellText(list, row, column).c_str(),
@@ -394,31 +443,34 @@ void ChangeFileName(HWND list, const char* newText, int action, int item) {
   }
   if (!CanRenameEntries(true)) return;
   if (!newText) return;  // the edit was cancelled
-  if (!*newText && action != LISTSTRUCT_PATH) {  // an empty folder means the top
-    TellError(GetMessageText(KLANG_MSG_EMPTY_NAME));
+  const liststruct* record = GetRowRecord(list, item);
+  if (record && record->folder && action != LISTSTRUCT_PATH) {
+    ArchiveControlBlock* block = GetCurrentControlBlock();
+    RenameTreeFolder(block && block->list ? block->list : list, FullName(record).c_str(), newText, true);
     return;
   }
   std::string folder = CellText(list, item, pathColumn), name = CellText(list, item, nameColumn);
-  std::string oldPath, newPath;
+  std::string oldPath = JoinPath(folder, name, '/'), newPath;
   if (action == LISTSTRUCT_PATH) {
-    oldPath = JoinPath(folder, name, '/');
-    newPath = JoinPath(newText, name, '\\');
+    newPath = JoinPath(newText, name, '\\');  // an empty folder means the top
   } else {
-    if (strpbrk(newText, "/\\")) {
+    newPath = ResolveTypedName(folder, newText);
+    if (newPath.empty()) {
       TellError(GetMessageText(KLANG_MSG_EMPTY_NAME));
       return;
     }
-    oldPath = JoinPath(folder, name, '/');
-    newPath = JoinPath(folder, newText, '/');
   }
   Log(2, GetVerbose(), "ChangeFileName old %s", oldPath.c_str());
   Log(2, GetVerbose(), "ChangeFileName new %s", newPath.c_str());
   if (PathCompareIndependentCaseSense(oldPath.c_str(), newPath.c_str()) == 0) return;
-  if (NameTaken(list, newPath)) {
+  ArchiveControlBlock* block = GetCurrentControlBlock();
+  if (NameTaken(block && block->list && HasEntryRows(block->list) ? block->list : list, newPath)) {
     TellError(GetMessageText(KLANG_MSG_NAME_TAKEN));
     return;
   }
-  EntryRewriteJob* job = NewEntryRewriteJob(action == LISTSTRUCT_PATH ? REWRITE_MOVE : REWRITE_RENAME, list);
+  // A name typed with a folder in it moves the entry there.
+  bool moves = action == LISTSTRUCT_PATH || _stricmp(FolderOf(newPath).c_str(), FolderOf(oldPath).c_str()) != 0;
+  EntryRewriteJob* job = NewEntryRewriteJob(moves ? REWRITE_MOVE : REWRITE_RENAME, list);
   if (!job || !AddChangeRecord(job->changes, oldPath.c_str(), newPath.c_str(), item)) {
     if (job) DestroyChangeSet(&job->changes);
     free(job);
@@ -447,21 +499,21 @@ int RenamePath(HWND list, const char* oldFolder, const char* newFolder, RBTree* 
   return added;
 }
 
-void RenameTreeFolder(HWND list, const char* oldFolder, const char* newName) {
+void RenameTreeFolder(HWND list, const char* oldFolder, const char* newName, bool stayInFolder) {
   if (!newName || !oldFolder || !*oldFolder) return;
   if (!ReadyForRewrite() || !CanRenameEntries(true)) return;
-  if (!*newName || strpbrk(newName, "/\\")) {
-    TellError(GetMessageText(KLANG_MSG_EMPTY_NAME));
-    return;
-  }
   std::string old = oldFolder;
   for (char& c : old)
     if (c == '/') c = '\\';
   while (!old.empty() && old.back() == '\\') old.pop_back();
-  size_t cut = old.find_last_of('\\');
-  std::string now = (cut == std::string::npos ? "" : old.substr(0, cut + 1)) + newName;
+  std::string now = ResolveTypedName(FolderOf(old), newName);
+  if (now.empty()) {
+    TellError(GetMessageText(KLANG_MSG_EMPTY_NAME));
+    return;
+  }
   if (PathCompareIndependentCaseSense(old.c_str(), now.c_str()) == 0) return;
-  if (NameTaken(list, now, true)) {
+  // Not into itself: the folder would hold its own copy.
+  if (_strnicmp(now.c_str(), (old + "\\").c_str(), old.size() + 1) == 0 || NameTaken(list, now, true)) {
     TellError(GetMessageText(KLANG_MSG_NAME_TAKEN));
     return;
   }
@@ -480,7 +532,7 @@ void RenameTreeFolder(HWND list, const char* oldFolder, const char* newName) {
     TellError(GetMessageText(KLANG_MSG_NO_MEMORY));
     return;
   }
-  snprintf(job->folderAfter, sizeof job->folderAfter, "%s", now.c_str());
+  if (!stayInFolder) snprintf(job->folderAfter, sizeof job->folderAfter, "%s", now.c_str());
   StartEntryRewrite(job, UpdateTreeViewEditThread);
 }
 
@@ -494,9 +546,11 @@ void MoveSelectedEntries(HWND list, const char* folder) {
     liststruct* record = GetRowRecord(list, row);
     if (!record) continue;
     std::string moved = JoinPath(into, record->filename, '\\');
-    if (PathCompareIndependentCaseSense(FullName(record).c_str(), moved.c_str()) == 0) {
+    std::string itself = FullName(record) + "\\";
+    bool intoItself = record->folder && _strnicmp((into + "\\").c_str(), itself.c_str(), itself.size()) == 0;
+    if (intoItself || PathCompareIndependentCaseSense(FullName(record).c_str(), moved.c_str()) == 0) {
       ListView_SetItemState(list, row, 0, LVIS_SELECTED);
-    } else if (NameTaken(every, moved)) {
+    } else if (NameTaken(every, moved, record->folder)) {
       TellError(GetMessageText(KLANG_MSG_NAME_TAKEN));
       return;
     }
@@ -575,8 +629,13 @@ void ApplyEntryRewrite(EntryRewriteJob* job) {
       else RenameRows(job, list);
     }
     WriteListingStatusBar();
-    // The folder tree is derived from the rows again the next time it is shown.
+    // The folder tree is derived from the rows again the next time it is shown, in the same
+    // folder and on the row that took the acted-on one's place, unless the change asks for
+    // another folder.
     if (*job->folderAfter) SelectTreeFolderAfterDerive(job->folderAfter);
+    HWND folderList = block ? block->treeList : nullptr;
+    const liststruct* next = folderList ? GetRowRecord(folderList, FocusedEntryRow(folderList)) : nullptr;
+    KeepTreePlace(next ? FullName(next).c_str() : nullptr);
     SetTreeInStep(0);
     if (GetViewHooks().rebuildTreeList) GetViewHooks().rebuildTreeList();
   } else if (job->result == kRewriteSimulated || job->result == kRewriteUnmatched) {

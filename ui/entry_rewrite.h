@@ -26,7 +26,8 @@ bool CanRenameEntries(bool tellUser);
 // F2: starts editing the focused row's name.
 void EditSelectedEntryName(HWND list);
 // Turns an edit of the name column (LISTSTRUCT_FILENAME: rename) or of the path column
-// (LISTSTRUCT_PATH: move) of a row into a rewrite.
+// (LISTSTRUCT_PATH: move) of a row into a rewrite; a name typed with a separator moves the
+// entry relative to its folder, and a folder's row renames the folder.
 void ChangeFileName(HWND list, const char* newText, int action, int item);
 // A slow second click on a row's path cell: an edit box over the cell, whose Enter moves the
 // entry to the typed folder (Escape or leaving it cancels); returns the box, null when the
@@ -39,8 +40,10 @@ void OnEntryListClick(HWND list, int row, int column);
 // newFolder in its place; returns how many.
 int RenamePath(HWND list, const char* oldFolder, const char* newFolder, RBTree* changes);
 // F2 in the tree: the folder oldFolder ("a\b") of the list of every entry is renamed to
-// newName (null: the edit was cancelled), every entry below it with it.
-void RenameTreeFolder(HWND list, const char* oldFolder, const char* newName);
+// newName (null: the edit was cancelled), every entry below it with it; a name with a
+// separator moves it. The tree then shows the renamed folder, or with stayInFolder the one
+// shown now.
+void RenameTreeFolder(HWND list, const char* oldFolder, const char* newName, bool stayInFolder = false);
 // Moves the selected rows' entries into folder ("" for the top).
 void MoveSelectedEntries(HWND list, const char* folder);
 // After entries cut with Ctrl+X were pasted elsewhere: deletes the rows that were cut from

@@ -21,6 +21,7 @@
 #include <cstring>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 namespace {
 
@@ -36,6 +37,8 @@ bool g_fillDeferred = false;
 // cause must not start fills.
 bool g_synchronizing = false;
 std::string g_folderAfterDerive;  // selected by the next derivation when the tree has it
+std::vector<std::string> g_expandedAfterDerive;  // folders the next derivation opens again
+std::string g_rowAfterFill;  // the full name of the row the next fill selects
 // The items placed by the running synchronisation, by folder path: a parent with thousands
 // of folders would otherwise be searched child by child for every new one.
 std::unordered_map<std::string, HTREEITEM> g_placed;
@@ -116,8 +119,29 @@ void WriteFolderListStatusBar() {
   char sizes[kPathBuf], count[kPathBuf];
   FormatListingSizes(GetFolderListTotals(), sizes, sizeof sizes);
   FormatListingCount(GetFolderListTotals(), count, sizeof count);
+  // A list filled anew has no selection: the mark of one in the list before goes with it (a
+  // selection made afterwards writes its own).
+  SendMessageA(status, SB_SETTEXTA, 0, reinterpret_cast<LPARAM>(""));
   SendMessageA(status, SB_SETTEXTA, 1, reinterpret_cast<LPARAM>(count));
   SendMessageA(status, SB_SETTEXTA, 2, reinterpret_cast<LPARAM>(sizes));
+}
+
+// The row asked for by KeepTreePlace or by the way out of a folder, once the list holds the
+// folder's rows in their order.
+void SelectRowAfterFill() {
+  std::string wanted;
+  wanted.swap(g_rowAfterFill);
+  HWND list = g_views.folderList;
+  if (wanted.empty() || !list) return;
+  size_t rows = GetEntryRowCount(list);
+  for (size_t row = 0; row < rows; ++row) {
+    const liststruct* r = GetRowRecord(list, static_cast<int>(row));
+    if (!r || _stricmp((std::string(r->path) + r->filename).c_str(), wanted.c_str()) != 0) continue;
+    ListView_SetItemState(list, -1, 0, LVIS_SELECTED);
+    ListView_SetItemState(list, static_cast<int>(row), LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
+    ListView_EnsureVisible(list, static_cast<int>(row), FALSE);
+    return;
+  }
 }
 
 void EndFill(char* key) {
@@ -442,6 +466,9 @@ void EnsureTreeInStep(HWND treeListView) {
   if (!tree || IsTreeInStep() || GetEntryRowCount(treeListView) == 0) return;
   SynchronizeTreeViewThread(treeListView, tree);
   SetTreeInStep(1);
+  for (const std::string& folder : g_expandedAfterDerive)
+    if (HTREEITEM open = FindTreeItemString(tree, folder.c_str())) TreeView_Expand(tree, open, TVE_EXPAND);
+  g_expandedAfterDerive.clear();
   HTREEITEM item = g_folderAfterDerive.empty() ? nullptr : FindTreeItemString(tree, g_folderAfterDerive.c_str());
   g_folderAfterDerive.clear();
   if (!item) item = TreeView_GetRoot(tree);
@@ -455,6 +482,33 @@ void EnsureTreeInStep(HWND treeListView) {
 }
 
 void SelectTreeFolderAfterDerive(const char* folder) { g_folderAfterDerive = folder ? folder : ""; }
+
+namespace {
+void CollectExpanded(HWND tree, HTREEITEM parent, std::vector<std::string>* out) {
+  for (HTREEITEM item = TreeView_GetChild(tree, parent); item; item = TreeView_GetNextSibling(tree, item)) {
+    if (!(TreeView_GetItemState(tree, item, TVIS_EXPANDED) & TVIS_EXPANDED)) continue;
+    std::string path;
+    ItemPath(tree, item, path, nullptr);
+    out->push_back(path);
+    CollectExpanded(tree, item, out);
+  }
+}
+}  // namespace
+
+void KeepTreePlace(const char* rowName) {
+  HWND tree = g_views.tree;
+  if (!tree || !TreeView_GetRoot(tree)) return;
+  g_expandedAfterDerive.clear();
+  CollectExpanded(tree, TreeView_GetRoot(tree), &g_expandedAfterDerive);
+  if (g_folderAfterDerive.empty()) {
+    HTREEITEM selected = TreeView_GetSelection(tree);
+    std::string path;
+    if (selected) ItemPath(tree, selected, path, nullptr);
+    if (!path.empty()) path.pop_back();  // the trailing separator
+    g_folderAfterDerive = path;
+    g_rowAfterFill = rowName ? rowName : "";
+  }
+}
 
 void OnTreeSelectionChanged(HWND tree) {
   if (g_synchronizing) return;
@@ -498,8 +552,20 @@ DWORD WINAPI DoTvnChanged(LPVOID parameter) {
     return 0;
   }
   totals = ListingTotals{};
+  // The folder's subfolders come first; the folder index's keys of one level below the folder
+  // begin as the folder's own data key does.
+  char separator = TreeSeparator("DoTvnChanged");
+  size_t folders = WalkPrefixRun(GetTVRBTreeFolder(), key, [&](RBNode* node) {
+    const char* path;
+    ReadDepthKey(static_cast<const char*>(node->key), &path);
+    const char* last = strrchr(path, separator);
+    const char* name = last ? last + 1 : path;
+    if (!g_views.folderList || !*name) return;
+    AppendEntryRecord(g_views.folderList, MakeFolderRecord(std::string(path, name).c_str(), name));
+    ++totals.entries;
+  });
   bool first = true;
-  size_t found = WalkPrefixRun(data, key, [&](RBNode* node) {
+  size_t found = folders + WalkPrefixRun(data, key, [&](RBNode* node) {
     if (first) Log(2, GetVerbose(), "DoTvnChanged: firstNode->data %s", static_cast<const char*>(node->key));
     first = false;
     InsertIntoTreeList(static_cast<const char*>(node->key));
@@ -520,6 +586,7 @@ DWORD WINAPI DoTvnChanged(LPVOID parameter) {
   SetTreeListRefilling(0);
   WriteFolderListStatusBar();
   if (g_views.afterFill) g_views.afterFill();
+  SelectRowAfterFill();
   EndFill(key);
   return 0;
 }
@@ -574,28 +641,29 @@ void DisplayTreeItemProperties(HTREEITEM item) {
   PromptMessageBox(g_views.window, text, "Kestrelia", MB_OK | MB_ICONINFORMATION);
 }
 
-void SelectTreeFolderFromCombo(const char* typed) {
-  if (!g_views.combo || !g_views.tree) return;
-  char text[kPathBuf] = "";
-  if (typed) {
-    snprintf(text, sizeof text, "%s", typed);
-  } else {
-    int at = static_cast<int>(SendMessageA(g_views.combo, CB_GETCURSEL, 0, 0));
-    if (!GetComboItemText(g_views.combo, at, text, sizeof text)) {
-      printf("cannot get string from combo box\n");
-      return;
-    }
-  }
-  HTREEITEM item = strcmp(text, GetCurrentArchivePath()) == 0 ? TreeView_GetRoot(g_views.tree)
-                                                               : FindTreeItemString(g_views.tree, text);
-  if (item) TreeView_SelectItem(g_views.tree, item);
-}
-
 bool SelectParentTreeFolder() {
   HWND tree = g_views.tree;
   if (!tree) return false;
-  HTREEITEM parent = TreeView_GetParent(tree, TreeView_GetSelection(tree));
+  HTREEITEM left = TreeView_GetSelection(tree);
+  HTREEITEM parent = TreeView_GetParent(tree, left);
   if (!parent) return false;
+  // The folder just left is the selected row of its parent's list, as in Explorer.
+  std::string path;
+  ItemPath(tree, left, path, nullptr);
+  if (!path.empty()) path.pop_back();
+  g_rowAfterFill = path;
   TreeView_SelectItem(tree, parent);
+  return true;
+}
+
+bool EnterFolderRow(int row) {
+  HWND list = g_views.folderList, tree = g_views.tree;
+  const liststruct* r = list && tree ? GetRowRecord(list, row) : nullptr;
+  if (!r || !r->folder) return false;
+  HTREEITEM item = FindTreeItemString(tree, (std::string(r->path) + r->filename).c_str());
+  if (item) {
+    TreeView_EnsureVisible(tree, item);
+    TreeView_SelectItem(tree, item);
+  }
   return true;
 }

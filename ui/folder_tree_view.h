@@ -47,6 +47,10 @@ void SynchronizeTreeViewThread(HWND treeListView, HWND tree);
 // folder asked for by SelectTreeFolderAfterDerive ("a\b") when the tree has it.
 void EnsureTreeInStep(HWND treeListView);
 void SelectTreeFolderAfterDerive(const char* folder);
+// Before the tree is derived again after a change of the entries: the next derivation opens
+// the folders open now and, unless a folder was asked for, stays in the selected one with the
+// row of that full name ("docs\a.txt") selected once the folder list is filled.
+void KeepTreePlace(const char* rowName);
 
 // TVN_SELCHANGED: empties the folder list and requests its fill for the selected folder.
 void OnTreeSelectionChanged(HWND tree);
@@ -71,8 +75,8 @@ void TreeDeleteEmpty(HWND tree, HTREEITEM item, int alsoCombo);
 // The message box with the entries, folders and sizes below a folder.
 void DisplayTreeItemProperties(HTREEITEM item);
 
-// The address box's choice was confirmed: the typed text, or the picked item when typed is
-// null, selects that folder (the archive's path selects the root item).
-void SelectTreeFolderFromCombo(const char* typed);
-// The parent of the selected folder is selected; false at the root.
+// The parent of the selected folder is selected, with the folder left selected in its list;
+// false at the root.
 bool SelectParentTreeFolder();
+// A subfolder's row of the folder list opens that folder; false for a row of an entry.
+bool EnterFolderRow(int row);

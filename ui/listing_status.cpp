@@ -31,6 +31,9 @@ void WriteListingStatusBar() {
   char sizes[kPathBuf], count[kPathBuf];
   FormatListingSizes(GetListingTotals(), sizes, sizeof sizes);
   FormatListingCount(GetListingTotals(), count, sizeof count);
+  // A list filled anew has no selection: the mark of one in the list before goes with it (a
+  // selection made afterwards writes its own).
+  SendMessageA(status, SB_SETTEXTA, 0, reinterpret_cast<LPARAM>(""));
   SendMessageA(status, SB_SETTEXTA, 1, reinterpret_cast<LPARAM>(count));
   SendMessageA(status, SB_SETTEXTA, 2, reinterpret_cast<LPARAM>(sizes));
 }

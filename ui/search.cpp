@@ -237,7 +237,7 @@ std::vector<std::pair<int, std::string>> RowsAfter(HWND view, int current) {
   size_t n = GetEntryRowCount(view);
   for (size_t i = 0; i < n; ++i) {
     const liststruct* r = GetRowRecord(view, static_cast<int>(i));
-    if (r && r->ordinal > current) rows.emplace_back(r->ordinal, std::string(r->path) + r->filename);
+    if (r && !r->folder && r->ordinal > current) rows.emplace_back(r->ordinal, std::string(r->path) + r->filename);
   }
   return rows;
 }
@@ -377,10 +377,11 @@ void StartSearchStep(int direction) {
   ReleaseOperation(OPERATION_JOB);
 }
 
-// The next row (from, stepping by step, round the end) whose name begins with the text.
+// The next row (from, stepping by step, round the end) whose name begins with the text, or
+// matches it whole where it holds wildcards. No match leaves the selection as it was.
 void FindNameFrom(int from, int step) {
   HWND view = ShownView();
-  int row = FindEntryRowByPrefix(view, g.text, from, step);
+  int row = FindEntryRowByName(view, g.text, from, step);
   if (row < 0) {
     char message[kPathBuf * 2];
     snprintf(message, sizeof message, "\"%s\" %s", g.text, GetGenericText(KLANG_GEN_NOT_FOUND));
@@ -425,6 +426,9 @@ void FindReplace(const char* initialText, int contentMode) {
   }
   g.changed = 1;
   g.dialog = FindTextA(&fr);
+  // The title says what is searched: the names, or the contents of the entries.
+  // (the tool bar's tips of the two buttons: "Find entries by name", "Find text in the contents").
+  if (g.dialog) SetWindowTextA(g.dialog, GetToolBarToolTipText(contentMode ? 11 : 7));
   SetCurrentModelessDialog(g.dialog);
 }
 
@@ -448,11 +452,12 @@ void HandleFindReplaceMessage(const FINDREPLACEA* fr) {
   if (IsSearchRunning() || IsBusy()) return;
   ArchiveControlBlock* b = Block();
   if (!b || GetEntryRowCount(b->list) == 0) return;
-  // The dialog's Find next starts from the top every time; F3 is the one that goes on.
+  // The dialog's Find next starts from the top every time; F3 is the one that goes on. A name
+  // search moves the selection only once it finds something.
   if (FolderListShown())
-    InitializeTreeListSearchValues(text, 1);
+    InitializeTreeListSearchValues(text, g.nameMode ? 0 : 1);
   else
-    InitializeSearchValues(text, 1);
+    InitializeSearchValues(text, g.nameMode ? 0 : 1);
   g.changed = 0;
   g.current = -1;
   if (g.nameMode)

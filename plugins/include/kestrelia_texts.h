@@ -58,6 +58,7 @@
 #define KLANG_MSG_RENAMING                        85  /* Renaming */
 #define KLANG_MSG_ELAPSED_TIME                    86  /* Elapsed time: */
 #define KLANG_MSG_SPEED                           88  /* Speed: */
+#define KLANG_MSG_FOLDER_NOT_FOUND                91  /* The folder cannot be found. */
 #define KLANG_MSG_NAME_TAKEN                      92  /* An entry of this name already exists in the archive. */
 #define KLANG_MSG_ERROR_TITLE                     94  /* Kestrelia - Error */
 #define KLANG_MSG_CANNOT_CREATE_FOLDER            95  /* The folder cannot be created: */

@@ -124,7 +124,7 @@ const LangText messages[] = {
     {KLANG_MSG_SPEED, "Speed:", "Geschwindigkeit:"},
     {89, "The file is too large to be shown.", "Die Datei ist zu groß, um angezeigt zu werden."},
     {90, "The picture cannot be shown.", "Das Bild kann nicht angezeigt werden."},
-    {91, "The folder cannot be found.", "Der Ordner kann nicht gefunden werden."},
+    {KLANG_MSG_FOLDER_NOT_FOUND, "The folder cannot be found.", "Der Ordner kann nicht gefunden werden."},
     {KLANG_MSG_NAME_TAKEN, "An entry of this name already exists in the archive.",
      "Ein Eintrag dieses Namens ist im Archiv bereits vorhanden."},
     {93, "Do you want to replace the existing entries?", "Wollen Sie die vorhandenen Einträge ersetzen?"},

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The folder tree as a person meets it: an archive that zip -r made of a nested folder shows
-# its folders in the tree, a click on a folder lists its entries with their count and sizes
-# in the status bar, a folder typed into the address box is shown, and the folder's
-# properties tell its totals.
+# its folders in the tree, a click on a folder lists its subfolders, then its entries, with
+# their count and sizes in the status bar; Enter on a subfolder goes in, Backspace comes out;
+# the address box takes a folder with either separator or behind the archive's path and says
+# when there is no such folder; the folder's properties tell its totals.
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -24,38 +25,56 @@ expect_contains "the root item is the archive" "tree root $(winpath "$work/neste
 expect_contains "top-level folders shown" "tree item docs at" "$out"
 expect_contains "nested folder below its parent" "tree item docs\\img" "$out"
 expect_contains "the root lists the top-level entry" "| top.txt |" "$out"
+expect_contains "the root lists its folders first" "row 0: | docs |" "$out"
 
 read -r x y < <(grep "^tree item docs at" <<<"$out" | awk '{print $5, $6}')
 xdotool mousemove "$x" "$y" click 1
-eventually 30 shows "status 1: 1 entry" --rows 0
+eventually 30 shows "| readme.txt |" --rows 10
 out=$(inspect --rows 10)
 expect_contains "the clicked folder is selected" "tree item docs at $x $y (selected)" "$out"
-expect_contains "its entry is listed" "| readme.txt |" "$out"
-expect_eq "only its direct entries" 1 "$(grep -c '^row ' <<<"$out")"
-expect_contains "status bar counts the folder's entries" "status 1: 1 entry" "$out"
+expect_contains "its subfolder comes first" "row 0: | img |" "$out"
+expect_eq "only its subfolder and its direct entry" 2 "$(grep -c '^row ' <<<"$out")"
+expect_contains "status bar counts the folder's rows" "status 1: 2 entries" "$out"
 expect_contains "status bar sums the folder's sizes" "uncompressed: 1000B" "$out"
 screenshot folder_docs
 
-# Typed into the address box, then Backspace goes up to the parent.
-read -r cx cy < <(grep "^place ComboBoxEx32 at" <<<"$out" | awk '{print $4, $5}')
-xdotool mousemove "$cx" "$cy" click 1
-xdotool key ctrl+a
-xdotool type 'docs\img'
-xdotool key Return
-eventually 30 shows "status 1: 2 entries" --rows 0
-out=$(inspect --rows 10)
-expect_contains "the typed folder is selected" "(selected)" "$(grep '^tree item docs\\img' <<<"$out")"
-expect_contains "its entries are listed" "| a.png |" "$out"
-expect_contains "its entries are listed" "| b.png |" "$out"
-expect_contains "status bar counts them" "status 1: 2 entries" "$out"
-screenshot folder_typed
-
+# Enter on the subfolder's row goes in; Backspace comes out with it selected.
 read -r lx ly < <(grep "^place SysListView32 at" <<<"$out" | awk '{print $4, $5}')
 xdotool mousemove "$lx" "$ly" click 1
+xdotool key Down Home Return  # Home alone leaves the focused first row unselected
+eventually 30 shows "| a.png |" --rows 10
+expect_contains "Enter went into img" "(selected)" "$(inspect --rows 0 | grep '^tree item docs\\img')"
 xdotool key BackSpace
-eventually 30 shows "status 1: 1 entry" --rows 0
+eventually 30 shows "| readme.txt |" --rows 10
 out=$(inspect --rows 10)
 expect_contains "Backspace selects the parent" "tree item docs at" "$(grep '(selected)' <<<"$out")"
+expect_contains "the folder left is the selected row" "list first selected: 0" "$out"
+
+# The address box: "/" as well as "\", the archive's own path before the folder, and a
+# folder that does not exist is said so and the box shows the folder again.
+address() {
+  read -r cx cy < <(inspect --rows 0 | grep "^place ComboBoxEx32 at" | awk '{print $4, $5}')
+  xdotool mousemove "$cx" "$cy" click 1
+  xdotool key ctrl+a
+  xdotool type "$1"
+  xdotool key Return
+}
+address 'docs/img'
+eventually 30 shows "| a.png |" --rows 10
+out=$(inspect --rows 10)
+expect_contains "the typed folder is selected" "(selected)" "$(grep '^tree item docs\\img' <<<"$out")"
+expect_contains "status bar counts them" "status 1: 2 entries" "$out"
+screenshot folder_typed
+address "$(winpath "$work/nested.zip")\\src"
+eventually 30 shows "| main.c |" --rows 10
+address 'docs/nowhere'
+expect_box "a missing folder is said so" "The folder cannot be found." folder_missing
+expect_shown "the box shows the folder again" 'control ComboBoxEx32 "src"' --rows 0
+address 'docs'
+eventually 30 shows "| readme.txt |" --rows 10
+# Back in the list, below its rows: nothing selected, so the properties are the folder's.
+read -r lx ly < <(inspect --rows 0 | grep "^place SysListView32 at" | awk '{print $4, $5}')
+xdotool mousemove "$lx" "$((ly + 150))" click 1
 
 # The folder's properties: every entry below it, the folder below it, both totals.
 xdotool key alt+Return

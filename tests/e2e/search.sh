@@ -17,14 +17,16 @@ visible() {
 }
 # wait_selected ROW: the search runs on its own thread; wait for its hit, print the selected row.
 wait_selected() { inspect --wait 60 --until-selected "$1" --rows 0 | grep "^list first selected:" | awk '{print $4}'; }
-dialog_text() { inspect --class '#32770' --title Find --wait 60 --rows 0; }
+# The dialog's title says that it searches the contents.
+finder="Find text in the contents of the entries"
+dialog_text() { inspect --class '#32770' --title "$finder" --wait 60 --rows 0; }
 # The message box comes after the search's thread has finished.
 wait_message() { inspect --class '#32770' --title Kestrelia --wait 60 --rows 0; }
 
 start_program "$(winpath "$data/scroll.zip")"
 inspect --wait 60 --until-rows 300 --rows 0 >/dev/null
 xdotool key ctrl+shift+f
-expect_contains "Ctrl+Shift+F opens the Find dialog" 'window "Find"' "$(dialog_text)"
+expect_contains "Ctrl+Shift+F opens the Find dialog" "window \"$finder\"" "$(dialog_text)"
 xdotool type --delay 20 kestrelneedle
 xdotool key Return
 expect_eq "the entry holding the word is selected" 250 "$(wait_selected 250)"
@@ -32,7 +34,7 @@ expect_eq "and scrolled into view" yes "$(visible 250)"
 screenshot found_first
 
 xdotool key Escape
-wait_gone '#32770' Find  # the keyboard is the main window's again
+wait_gone '#32770' "$finder"  # the keyboard is the main window's again
 xdotool key F3
 expect_eq "F3 finds the next entry" 280 "$(wait_selected 280)"
 expect_eq "F3's hit is scrolled into view" yes "$(visible 280)"

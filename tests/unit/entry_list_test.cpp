@@ -93,11 +93,30 @@ TEST_F(ListRows, SortingOrdersByValueAndFindsByTypedPrefix) {
     for (const char* name : {"zoo", "Zebra", "Привет", "file10", "apple", "Überblick", "Документ", "mango", "file2",
                              "Äpfel", "banana"})
       InsertEntryRow(list, Stamp(), name, name, nullptr, 1, 1);
+    // Folders stay above the files whichever way the names run.
+    AppendEntryRecord(list, MakeFolderRecord("", "zfolder"));
+    AppendEntryRecord(list, MakeFolderRecord("", "afolder"));
     PublishEntryRows(list);
     SortEntryRows(list, LISTSTRUCT_FILENAME, false);
     std::string order;
-    for (int row = 0; row < 11; ++row) order += ListCell(list, row, 0) + ",";
-    EXPECT_EQ(order, "Äpfel,apple,banana,file2,file10,mango,Überblick,Zebra,zoo,Документ,Привет,");
+    for (int row = 0; row < 13; ++row) order += ListCell(list, row, 0) + ",";
+    EXPECT_EQ(order, "afolder,zfolder,Äpfel,apple,banana,file2,file10,mango,Überblick,Zebra,zoo,Документ,Привет,");
+    SortEntryRows(list, LISTSTRUCT_FILENAME, true);
+    EXPECT_EQ(ListCell(list, 0, 0) + ListCell(list, 1, 0) + ListCell(list, 2, 0), "zfolderafolderПривет");
+    EXPECT_EQ(ListCell(list, 0, LISTSTRUCT_UNCOMPRESSED) + ListCell(list, 0, LISTSTRUCT_DATE), "") << "a folder has no size";
+
+    // Find by name: a plain text is a prefix, "*" and "?" match the whole name as Explorer's do.
+    const struct {
+      const char* text;
+      const char* found;
+    } kFinds[] = {{"fi", "file2"},      {"FILE1", "file10"},  {"*10", "file10"}, {"f*e?", "file2"},
+                  {"?ebra", "Zebra"},   {"при*", "Привет"},   {"*a", "banana"},  {"z*r", "zfolder"},
+                  {"*.txt", nullptr},   {"file?", "file2"},   {"file", "file2"}, {"ebra", nullptr}};
+    SortEntryRows(list, LISTSTRUCT_FILENAME, false);
+    for (const auto& f : kFinds) {
+      int row = FindEntryRowByName(list, f.text, 0, 1);
+      EXPECT_EQ(row < 0 ? "(none)" : ListCell(list, row, 0), f.found ? f.found : "(none)") << f.text;
+    }
   }
   SortEntryRows(list_, LISTSTRUCT_PATH, false);
   EXPECT_EQ(ListCell(list_, 0, 0), "c.txt");

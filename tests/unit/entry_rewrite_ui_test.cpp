@@ -80,6 +80,10 @@ const EditCase kEdits[] = {
     {"move into a folder", ARCHIVE_ZIP, LISTSTRUCT_PATH, "readme.txt", "docs", "docs/readme.txt", 0},
     {"a name that is taken", ARCHIVE_ZIP, LISTSTRUCT_FILENAME, "readme.txt", "noise.bin", nullptr, 92},
     {"an empty name", ARCHIVE_ZIP, LISTSTRUCT_FILENAME, "readme.txt", "", nullptr, 34},
+    {"a name with a folder moves it", ARCHIVE_ZIP, LISTSTRUCT_FILENAME, "docs\\numbers.txt", "deep/n.txt",
+     "docs/deep/n.txt", 0},
+    {"up and over", ARCHIVE_ZIP, LISTSTRUCT_FILENAME, "docs\\numbers.txt", "..\\n.txt", "n.txt", 0},
+    {"a name ending in a separator", ARCHIVE_ZIP, LISTSTRUCT_FILENAME, "readme.txt", "docs\\", nullptr, 34},
     {"a zip64 archive refuses", ARCHIVE_ZIP64, LISTSTRUCT_FILENAME, "readme.txt", "other.txt", nullptr, 31},
     {"an ISO image refuses", ARCHIVE_ISO, LISTSTRUCT_FILENAME, "readme.txt", "other.txt", nullptr, 31},
     {"a RAR archive refuses", ARCHIVE_RAR, LISTSTRUCT_FILENAME, "readme.txt", "other.txt", nullptr, 31},
@@ -151,7 +155,8 @@ const FolderCase kFolders[] = {
     {"a top folder", ARCHIVE_ZIP, "docs\\", "papers", "papers", 0},
     {"a nested folder", ARCHIVE_ZIP, "docs\\deep", "shallow", "docs/shallow", 0},
     {"a name a file has", ARCHIVE_ZIP, "docs", "readme.txt", nullptr, 92},
-    {"a separator in the name", ARCHIVE_ZIP, "docs", "a\\b", nullptr, 34},
+    {"a separator moves it", ARCHIVE_ZIP, "docs", "a\\b", "a/b", 0},
+    {"not into itself", ARCHIVE_ZIP, "docs", "docs/inner", nullptr, 92},
     {"a zip64 archive refuses", ARCHIVE_ZIP64, "docs", "papers", nullptr, 31},
 };
 

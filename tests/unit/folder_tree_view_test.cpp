@@ -128,17 +128,23 @@ TEST_F(FolderTreeView, NestedFoldersAndTheirEntries) {
   EXPECT_EQ(GetFolderListTotals().uncompressed, 3163595310ull);
   Select("a");
   WaitForFill();
-  EXPECT_TRUE(FolderRows().empty()) << "a holds only the folder b";
-  EXPECT_EQ(GetFolderListTotals().entries, 0u);
+  EXPECT_EQ(FolderRows(), (std::vector<std::string>{"b"})) << "a holds only the folder b";
+  EXPECT_TRUE(GetRowRecord(folder_, 0)->folder);
+  EXPECT_EQ(GetFolderListTotals().entries, 1u);
+  EXPECT_FALSE(EnterFolderRow(-1));
+  EXPECT_TRUE(EnterFolderRow(0));  // Enter on the folder's row goes in
+  WaitForFill();
+  EXPECT_EQ(FolderRows(), (std::vector<std::string>{"d"}));
 
-  SelectTreeFolderFromCombo("B");  // typed into the address box
+  Select("B");
   WaitForFill();
   EXPECT_EQ(FolderRows(), (std::vector<std::string>{"y.txt"}));
   EXPECT_STREQ(GetEntryEncryptedText(GetRowRecord(folder_, 0)), "");
   EXPECT_TRUE(SelectParentTreeFolder());
   WaitForFill();
   EXPECT_EQ(TreeView_GetSelection(tree_), TreeView_GetRoot(tree_));
-  EXPECT_EQ(FolderRows(), (std::vector<std::string>{"top.txt"}));
+  EXPECT_EQ(FolderRows(), (std::vector<std::string>{"B", "a", "top.txt"})) << "folders, then the entries";
+  EXPECT_EQ(ListView_GetNextItem(folder_, -1, LVNI_SELECTED), 0) << "the folder left is selected";
   EXPECT_FALSE(SelectParentTreeFolder()) << "the root has no parent";
 }
 
