@@ -120,6 +120,10 @@ bool OpenArchiveTakesFiles() {
 bool RunWindowCreation(const char* target, char (*files)[kPathBuf], int count, int add) {
   CreationChoice choice;
   DefaultCreationChoice(&choice);
+  DescribeCreationSubject(files, count, choice.subject, sizeof choice.subject);
+  snprintf(choice.target, sizeof choice.target, "%s", target);
+  // Files added while the tree shows a folder go into that folder.
+  if (add) CurrentTreeFolder(choice.prefix, sizeof choice.prefix);
   // Level, password and the folder inside are the ZIP engine's; a TAR takes the files as they are.
   const ArchiveFormat* format = ArchiveWriterFor(target, add, false);
   bool zipOptions = !format || format->creationOptions;

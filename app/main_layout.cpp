@@ -128,7 +128,13 @@ void LayoutMainControls() {
   GetWindowRect(m.address, &comboRect);
   top += (comboRect.bottom - comboRect.top) + ScaleMain(4);
 
+  // A maximised window has no edge to drag: the grip goes, as Windows' own windows drop it,
+  // and the bar is painted again at its new width (else the old grip stays where it was).
+  LONG_PTR style = GetWindowLongPtrA(m.status, GWL_STYLE);
+  LONG_PTR wanted = IsZoomed(m.hwnd) ? (style & ~SBARS_SIZEGRIP) : (style | SBARS_SIZEGRIP);
+  if (wanted != style) SetWindowLongPtrA(m.status, GWL_STYLE, wanted);
   SendMessageA(m.status, WM_SIZE, 0, 0);
+  InvalidateRect(m.status, nullptr, TRUE);
   RECT statusRect;
   GetWindowRect(m.status, &statusRect);
   int bottom = height - (statusRect.bottom - statusRect.top);

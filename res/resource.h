@@ -95,6 +95,7 @@
 #define IDC_CREATION_RECURSE 3106
 #define IDC_CREATION_OK 3107
 #define IDC_CREATION_CANCEL 3108
+#define IDC_CREATION_SUBJECT 3109
 
 // ---- Configuration dialog (3200..3299) ----
 #define IDC_CFG_TABS 3200

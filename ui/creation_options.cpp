@@ -13,6 +13,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace {
@@ -21,7 +22,8 @@ CreationOptionsPrompt g_optionsPrompt;
 ChooseFilesPrompt g_chooseFilesPrompt;
 
 // The client area, in pixels at 96 dots per inch.
-constexpr int kWidth = 370, kHeight = 258;
+constexpr int kWidth = 370, kHeight = 290;
+constexpr int kTop = 32;  // below the line that names what is added
 
 HWND AddLabelled(const DialogLayout& layout, int text, int y, int id, DWORD style) {
   layout.Add("STATIC", GetGenericText(text), 0, -1, 15, y + 3, 150, 20);
@@ -38,24 +40,30 @@ void AddCheck(const DialogLayout& layout, int text, int y, int id, int checked) 
 void InitDialog(HWND dialog, const CreationChoice* choice) {
   DialogLayout layout(dialog);
   layout.SizeClient(kWidth, kHeight, DialogPlace::kScreenCentre);
-  SetWindowTextA(dialog, GetGenericText(KLANG_GEN_ADD_TO_ARCHIVE));
-  layout.Add("STATIC", GetGenericText(KLANG_GEN_COMPRESSION_LEVEL), 0, -1, 15, 18, 150, 20);
-  HWND level =
-      layout.Add("COMBOBOX", "", WS_TABSTOP | WS_VSCROLL | CBS_DROPDOWNLIST, IDC_CREATION_LEVEL, 170, 15, 80, 200);
+  char title[kPathBuf + 64];
+  const char* name = strrchr(choice->target, '\\');
+  name = name ? name + 1 : choice->target;
+  snprintf(title, sizeof title, *name ? "%s - %s" : "%s", GetGenericText(KLANG_GEN_ADD_TO_ARCHIVE), name);
+  SetWindowTextA(dialog, title);
+  layout.Add("STATIC", choice->subject, SS_ENDELLIPSIS | SS_NOPREFIX, IDC_CREATION_SUBJECT, 15, 10, 335, 20);
+  layout.Add("STATIC", GetGenericText(KLANG_GEN_COMPRESSION_LEVEL), 0, -1, 15, kTop + 18, 150, 20);
+  HWND level = layout.Add("COMBOBOX", "", WS_TABSTOP | WS_VSCROLL | CBS_DROPDOWNLIST, IDC_CREATION_LEVEL, 170,
+                          kTop + 15, 180, 200);
   for (int i = 0; i <= 9; ++i) {
-    char text[4];
-    snprintf(text, sizeof text, "%d", i);
+    char text[64];
+    FormatCompressionLevel(i, text, sizeof text);
     SendMessageA(level, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text));
   }
   SendMessageA(level, CB_SETCURSEL, choice->level, 0);
-  SetWindowTextA(AddLabelled(layout, KLANG_GEN_FOLDER_IN_ARCHIVE, 50, IDC_CREATION_PREFIX, 0), choice->prefix);
-  AddLabelled(layout, KLANG_GEN_PASSWORD, 85, IDC_CREATION_PASSWORD, ES_PASSWORD);
-  AddLabelled(layout, KLANG_GEN_CONFIRM_PASSWORD, 115, IDC_CREATION_CONFIRM, ES_PASSWORD);
-  AddCheck(layout, KLANG_GEN_STORE_NAMES_ONLY, 155, IDC_CREATION_PLAIN, choice->plain);
-  AddCheck(layout, KLANG_GEN_INCLUDE_SUBFOLDERS, 180, IDC_CREATION_RECURSE, choice->recurse);
-  layout.Add("BUTTON", GetGenericText(KLANG_GEN_OK), WS_TABSTOP | BS_DEFPUSHBUTTON, IDC_CREATION_OK, 105, 220, 75, 23);
-  layout.Add("BUTTON", GetGenericText(KLANG_GEN_CANCEL), WS_TABSTOP | BS_PUSHBUTTON, IDC_CREATION_CANCEL, 195, 220, 75,
-             23);
+  SetWindowTextA(AddLabelled(layout, KLANG_GEN_FOLDER_IN_ARCHIVE, kTop + 50, IDC_CREATION_PREFIX, 0), choice->prefix);
+  AddLabelled(layout, KLANG_GEN_PASSWORD, kTop + 85, IDC_CREATION_PASSWORD, ES_PASSWORD);
+  AddLabelled(layout, KLANG_GEN_CONFIRM_PASSWORD, kTop + 115, IDC_CREATION_CONFIRM, ES_PASSWORD);
+  AddCheck(layout, KLANG_GEN_STORE_NAMES_ONLY, kTop + 155, IDC_CREATION_PLAIN, choice->plain);
+  AddCheck(layout, KLANG_GEN_INCLUDE_SUBFOLDERS, kTop + 180, IDC_CREATION_RECURSE, choice->recurse);
+  layout.Add("BUTTON", GetGenericText(KLANG_GEN_OK), WS_TABSTOP | BS_DEFPUSHBUTTON, IDC_CREATION_OK, 105, kTop + 220,
+             75, 23);
+  layout.Add("BUTTON", GetGenericText(KLANG_GEN_CANCEL), WS_TABSTOP | BS_PUSHBUTTON, IDC_CREATION_CANCEL, 195,
+             kTop + 220, 75, 23);
   SendMessageA(dialog, DM_SETDEFID, IDC_CREATION_OK, 0);
   SetFocus(level);
 }
@@ -126,6 +134,27 @@ int RealChooseFiles(HWND owner, const char* title, char (*files)[kPathBuf], int 
 }
 
 }  // namespace
+
+void FormatCompressionLevel(int level, char* out, size_t outSize) {
+  static const struct {
+    int level, text;
+  } kNames[] = {{0, KLANG_GEN_LEVEL_STORE},  {1, KLANG_GEN_LEVEL_FASTEST}, {3, KLANG_GEN_LEVEL_FAST},
+                {6, KLANG_GEN_LEVEL_NORMAL}, {8, KLANG_GEN_LEVEL_MAXIMUM}, {9, KLANG_GEN_LEVEL_ULTRA}};
+  snprintf(out, outSize, "%d", level);
+  for (const auto& n : kNames)
+    if (n.level == level) snprintf(out, outSize, "%d - %s", level, GetGenericText(n.text));
+}
+
+void DescribeCreationSubject(char (*files)[kPathBuf], int count, char* out, size_t outSize) {
+  std::string text;
+  for (int i = 0; i < count && text.size() < outSize; ++i) {
+    std::string path = files[i];
+    while (path.size() > 3 && (path.back() == '\\' || path.back() == '/')) path.pop_back();
+    size_t cut = path.find_last_of("\\/");
+    text += (i ? ", " : "") + (cut == std::string::npos || path.size() <= 3 ? path : path.substr(cut + 1));
+  }
+  snprintf(out, outSize, "%s", text.c_str());
+}
 
 void DefaultCreationChoice(CreationChoice* choice) {
   memset(choice, 0, sizeof *choice);

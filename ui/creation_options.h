@@ -10,7 +10,14 @@ struct CreationChoice {
   char prefix[kPathBuf];      // folder inside the archive, "" for none
   int plain;
   int recurse;
+  char subject[kPathBuf * 2];  // what goes in, as the dialog names it ("a.txt, b.txt"); "" for nothing
+  char target[kPathBuf];       // the archive's name for the dialog's title; "" for none
 };
+
+// "a.txt, b.txt, docs" of the chosen files' and folders' own names, cut to size.
+void DescribeCreationSubject(char (*files)[kPathBuf], int count, char* out, size_t outSize);
+// "6 - Normal": a level with its name, or the bare number for a level without one.
+void FormatCompressionLevel(int level, char* out, size_t outSize);
 
 // Fills choice with the defaults: the configured level ("DefaultCompression"), no password,
 // no prefix, folders kept and walked into.

@@ -110,6 +110,12 @@
 #define KLANG_GEN_OF                              86  /* of */
 #define KLANG_GEN_CONFIRM_PASSWORD                88  /* Confirm password: */
 #define KLANG_GEN_PASSWORDS_DIFFER                89  /* The two passwords differ. */
+#define KLANG_GEN_LEVEL_STORE                    100  /* Store */
+#define KLANG_GEN_LEVEL_FASTEST                  101  /* Fastest */
+#define KLANG_GEN_LEVEL_FAST                     102  /* Fast */
+#define KLANG_GEN_LEVEL_NORMAL                   103  /* Normal */
+#define KLANG_GEN_LEVEL_MAXIMUM                  104  /* Maximum */
+#define KLANG_GEN_LEVEL_ULTRA                    105  /* Ultra */
 
 /* GetPluginText */
 #define KLANG_PLUGIN_VOLUME_MISSING                3  /* A volume of the archive could not be opened. */

@@ -105,6 +105,13 @@ const LangText generic[] = {
     {87, "About Kestrelia", "Über Kestrelia"},
     {KLANG_GEN_CONFIRM_PASSWORD, "Confirm password:", "Kennwort bestätigen:"},
     {KLANG_GEN_PASSWORDS_DIFFER, "The two passwords differ.", "Die beiden Kennwörter sind verschieden."},
+    // The compression levels' names, shown beside levels 0, 1, 3, 6, 8 and 9.
+    {KLANG_GEN_LEVEL_STORE, "Store", "Speichern"},
+    {KLANG_GEN_LEVEL_FASTEST, "Fastest", "Am schnellsten"},
+    {KLANG_GEN_LEVEL_FAST, "Fast", "Schnell"},
+    {KLANG_GEN_LEVEL_NORMAL, "Normal", "Normal"},
+    {KLANG_GEN_LEVEL_MAXIMUM, "Maximum", "Maximal"},
+    {KLANG_GEN_LEVEL_ULTRA, "Ultra", "Ultra"},
 };
 }  // namespace
 
