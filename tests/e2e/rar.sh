@@ -25,13 +25,15 @@ screenshot rar_tree
 click_tree_item docs "$out"
 out=$(until_shown "| numbers.txt |")
 expect_contains "the folder's files are listed" "| zero.bin |" "$out"
+# The subfolder's row comes first and stands for everything below it.
+expect_contains "the subfolder comes first" "row 0: | deep |" "$out"
 select_top_rows 2 "$out"
-extract_selection 'C:\kestrelia_e2e_rar\sel' "$work/sel/plain/docs/zero.bin" "$work/sel/plain/docs/numbers.txt"
+extract_selection 'C:\kestrelia_e2e_rar\sel' "$work/sel/plain/docs/deep/note.md" "$work/sel/plain/docs/numbers.txt"
 screenshot rar_selection_extracted
-for name in docs/numbers.txt docs/zero.bin; do
+for name in docs/numbers.txt docs/deep/note.md; do
   cmp -s "$data/src/$name" "$work/sel/plain/$name" || { echo "FAIL: $name differs"; failures=$((failures + 1)); }
 done
-expect_eq "only the selection" "docs/numbers.txt docs/zero.bin" "$(files_below "$work/sel/plain")"
+expect_eq "only the selection" "docs/deep/note.md docs/numbers.txt" "$(files_below "$work/sel/plain")"
 close_after_run
 
 # "-x": the notice, the chooser, then a folder named after the archive ("solid").

@@ -30,7 +30,8 @@ expect_contains "nested entry row" "| note.md |" "$out"
 expect_contains "nested entry path with /" "| docs/deep/er/" "$out"
 expect_contains "status count" "status 1: 7 " "$out"
 
-# The folder tree (View > Folder tree), then a click on "docs" lists its two files.
+# The folder tree (View > Folder tree), then a click on "docs" lists its subfolder and its
+# two files; the subfolder's row and the first file are extracted, the folder whole.
 out=$(show_tree docs)
 expect_contains "the tree shows the top folders" "tree item data at" "$out"
 screenshot tar_tree
@@ -38,11 +39,12 @@ click_tree_item docs "$out"
 out=$(until_shown "| numbers.txt |")
 expect_contains "the folder's files are listed" "| zero.bin |" "$out"
 select_top_rows 2 "$out"
-extract_selection 'C:\kestrelia_e2e_tar\sel' "$work/sel/gnu_pax/docs/zero.bin" "$work/sel/gnu_pax/docs/numbers.txt"
-until_shown "list rows: 2" >/dev/null
+expect_contains "the subfolder comes first" "row 0: | deep |" "$out"
+extract_selection 'C:\kestrelia_e2e_tar\sel' "$work/sel/gnu_pax/docs/deep/er/note.md" "$work/sel/gnu_pax/docs/numbers.txt"
+until_shown "list rows: 3" >/dev/null
 screenshot tar_selection_extracted
-same_as_bsdtar "$work/sel/gnu_pax" docs/numbers.txt docs/zero.bin
-expect_eq "only the selection" "docs/numbers.txt docs/zero.bin" "$(files_below "$work/sel/gnu_pax")"
+same_as_bsdtar "$work/sel/gnu_pax" docs/deep/er/note.md docs/numbers.txt
+expect_eq "only the selection" "docs/deep/er/note.md docs/numbers.txt" "$(files_below "$work/sel/gnu_pax")"
 close_after_run
 
 # "-x": the notice, the chooser, then a folder named after the archive ("gnu_pax").
