@@ -75,7 +75,8 @@ void GoToAddress(const char* typed);
 // The address box's notifications; false when the command came from elsewhere.
 bool HandleAddressCommand(WPARAM wParam, LPARAM lParam);
 void ExtractSelectedTreeFolder();
-// The selected folder's properties; the whole archive's in the full list.
+// A selected row's properties (an entry's, or the folder a folder's row stands for), else the
+// selected folder's; the whole archive's in the full list.
 void ShowFolderProperties();
 void GoToParentFolder();
 bool HasParentFolder();

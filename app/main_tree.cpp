@@ -6,9 +6,11 @@
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "model/folder_tree.h"
+#include "model/liststruct.h"
 #include "services/log.h"
 #include "ui/entry_list.h"
 #include "ui/entry_rewrite.h"
+#include "ui/entry_view.h"
 #include "ui/folder_tree_view.h"
 #include "formats/archive_runs.h"
 #include "formats/open_archive.h"
@@ -259,6 +261,17 @@ void ExtractSelectedTreeFolder() {
 
 void ShowFolderProperties() {
   MainWindowState& m = Main();
+  HWND view = CurrentView();
+  // A selected row's own: an entry's, or the folder a folder's row stands for.
+  if (!IsTreeFocused()) {
+    if (ShowEntryProperties(view)) return;
+    const liststruct* r = GetRowRecord(view, FocusedEntryRow(view));
+    HTREEITEM folder = r && r->folder ? FindTreeItemString(m.tree, (std::string(r->path) + r->filename).c_str()) : nullptr;
+    if (folder) {
+      DisplayTreeItemProperties(folder);
+      return;
+    }
+  }
   // The list of every entry has no folders of its own: the whole archive is shown.
   if (!IsTreeInStep() && GetEntryRowCount(m.list) > 0) EnsureTreeInStep(m.list);
   DisplayTreeItemProperties(m.presentation == PRESENT_FOLDER_TREE ? SelectedFolder() : TreeView_GetRoot(m.tree));

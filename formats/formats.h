@@ -8,6 +8,7 @@
 #pragma once
 #include "services/base.h"
 
+#include "jobs/entry_details.h"
 #include "jobs/entry_stream.h"
 #include "jobs/extract_job.h"
 
@@ -42,6 +43,11 @@ typedef int (*RewriteProc)(const char* archive, RBTree* changes, char* failure, 
 // given (""; none), shows its progress and its result. 0 when the program was made.
 typedef int (*SelfExtractingProc)(const char* archive, const char* password, HWND owner);
 
+// One entry by its full name as the list shows it: 0, else it could not be read.
+typedef int (*EntryDetailsProc)(const char* archive, const char* entryName, EntryDetails* out);
+// The archive's own comment (UTF-8, "" for none): 0, else it could not be read.
+typedef int (*ArchiveCommentProc)(const char* archive, std::string* comment);
+
 // A null operation means the kind cannot do it (its plug-in is missing or it has none).
 // The extraction, folder and test workers are defined with the runs in jobs/extract_job.h.
 struct ArchiveOperations {
@@ -56,6 +62,8 @@ struct ArchiveOperations {
   RewriteProc rename;              // entries renamed or moved
   EncryptionProc detectEncryption;
   SelfExtractingProc selfExtracting;  // the archive made into a self-extracting program
+  EntryDetailsProc details;        // an entry's method, checksum, attributes and comment
+  ArchiveCommentProc comment;      // the archive's comment
   OpenReaderProc openReader;       // entries read as streams (jobs/entry_stream.h)
 };
 

@@ -22,6 +22,8 @@ void RegisterZipFormat() {
   ops.detectEncryption = DetectArchiveEncryption;
   ops.selfExtracting = MakeSelfExtractingProgram;
   ops.openReader = OpenZipReader;
+  ops.details = ReadZipEntryDetails;
+  ops.comment = ReadZipComment;
   RegisterArchiveOperations(ARCHIVE_ZIP, ops);
   RegisterArchiveOperations(ARCHIVE_ZIP64, ops);
 }

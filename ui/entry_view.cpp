@@ -10,8 +10,11 @@
 #include "services/log.h"
 #include "services/prompts.h"
 #include "services/worker.h"
+#include "model/folder_tree.h"
 #include "ui/entry_list.h"
 
+#include <cinttypes>
+#include <cstdio>
 #include <string>
 
 int ViewSelectedEntry(int openWith) {
@@ -39,4 +42,68 @@ int ViewSelectedEntry(int openWith) {
   int result = format->ops.view(archive, full.c_str(), openWith);
   ReleaseOperation(OPERATION_JOB);
   return result;
+}
+
+namespace {
+
+std::string Line(const char* label, const std::string& value) { return std::string(label) + "\t " + value + "\n"; }
+std::string Label(const char* title) { return std::string(title) + ":"; }
+
+std::string SizeText(uint64_t bytes) {
+  char size[64];
+  FormatTreeSizeText(static_cast<double>(bytes), size, sizeof size);
+  return std::string(size) + " (" + std::to_string(bytes) + " B)";
+}
+
+// "RHSA" as Explorer's column spells them, a folder's "D" first.
+std::string AttributeText(uint32_t attributes) {
+  std::string text;
+  if (attributes & FILE_ATTRIBUTE_DIRECTORY) text += 'D';
+  if (attributes & FILE_ATTRIBUTE_READONLY) text += 'R';
+  if (attributes & FILE_ATTRIBUTE_HIDDEN) text += 'H';
+  if (attributes & FILE_ATTRIBUTE_SYSTEM) text += 'S';
+  if (attributes & FILE_ATTRIBUTE_ARCHIVE) text += 'A';
+  return text.empty() ? "-" : text;
+}
+
+}  // namespace
+
+std::string ReadArchiveComment() {
+  const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind());
+  std::string comment;
+  if (format && format->ops.comment && *GetCurrentArchivePath()) format->ops.comment(GetCurrentArchivePath(), &comment);
+  return comment;
+}
+
+bool ShowEntryProperties(HWND list) {
+  int row = list ? FocusedEntryRow(list) : -1;
+  const liststruct* r = row >= 0 ? GetRowRecord(list, row) : nullptr;
+  if (!r || r->folder) return false;
+  char date[80];
+  MakeDateText(r->date, date, sizeof date);
+  std::string text = std::string(GetMessageText(KLANG_MSG_ENTRY_PROPERTIES)) + "\n\"" + r->filename + "\"\n\n";
+  text += Line(Label(GetDescriptionPath()).c_str(), *r->path ? r->path : "\\");
+  text += Line(GetMessageText(KLANG_MSG_PROPERTIES_UNCOMPRESSED), SizeText(r->uncompressed));
+  text += Line(GetMessageText(KLANG_MSG_PROPERTIES_COMPRESSED), SizeText(r->compressed));
+  text += Line(Label(GetDescriptionCompressionRatio()).c_str(), r->rate);
+  text += Line(Label(GetDescriptionDate()).c_str(), date);
+  bool encrypted = *GetEntryEncryptedText(r) != '\0';
+  text += Line(Label(GetDescriptionEncrypted()).c_str(), GetMessageText(encrypted ? KLANG_MSG_YES : KLANG_MSG_NO));
+  // What only the archive's record knows, where the kind reads it.
+  const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind());
+  EntryDetails details;
+  std::string full = std::string(r->path) + r->filename;
+  if (format && format->ops.details && format->ops.details(GetCurrentArchivePath(), full.c_str(), &details) == 0) {
+    text += Line(GetMessageText(KLANG_MSG_PROPERTIES_METHOD), details.method);
+    if (details.hasCrc) {
+      char crc[16];
+      snprintf(crc, sizeof crc, "%08" PRIX32, details.crc);
+      text += Line(GetMessageText(KLANG_MSG_PROPERTIES_CRC), crc);
+    }
+    text += Line(GetMessageText(KLANG_MSG_PROPERTIES_ATTRIBUTES), AttributeText(details.attributes));
+    if (!details.comment.empty())
+      text += "\n" + std::string(GetMessageText(KLANG_MSG_PROPERTIES_COMMENT)) + "\n" + details.comment + "\n";
+  }
+  PromptMessageBox(GetMainWindowHandle(), text.c_str(), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+  return true;
 }

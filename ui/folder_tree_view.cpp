@@ -12,6 +12,7 @@
 #include "services/prompts.h"
 #include "services/worker.h"
 #include "ui/entry_list.h"
+#include "ui/entry_view.h"
 #include "ui/listing_status.h"
 
 #include <shellapi.h>
@@ -638,7 +639,13 @@ void DisplayTreeItemProperties(HTREEITEM item) {
            totals.entries, GetMessageText(KLANG_MSG_PROPERTIES_FOLDERS), totals.folders,
            GetMessageText(KLANG_MSG_PROPERTIES_COMPRESSED), compressed,
            GetMessageText(KLANG_MSG_PROPERTIES_UNCOMPRESSED), uncompressed);
-  PromptMessageBox(g_views.window, text, "Kestrelia", MB_OK | MB_ICONINFORMATION);
+  std::string shown = text;
+  // The whole archive's properties carry its comment, shown nowhere else.
+  if (IsRootItem(tree, item)) {
+    std::string comment = ReadArchiveComment();
+    if (!comment.empty()) shown += "\n\n" + std::string(GetMessageText(KLANG_MSG_PROPERTIES_COMMENT)) + "\n" + comment;
+  }
+  PromptMessageBox(g_views.window, shown.c_str(), "Kestrelia", MB_OK | MB_ICONINFORMATION);
 }
 
 bool SelectParentTreeFolder() {

@@ -24,3 +24,8 @@ int DetectArchiveEncryption(const char* archive);
 // ZIP's stream reading: entries in the order of the archive's directory, named as the list
 // shows them; an encrypted one asks for the password when none is set.
 std::unique_ptr<ArchiveReader> OpenZipReader(const char* archive, int* error);
+
+struct EntryDetails;
+// ZIP's entry properties and archive comment (zip/entry_details.cpp).
+int ReadZipEntryDetails(const char* archive, const char* entryName, EntryDetails* out);
+int ReadZipComment(const char* archive, std::string* comment);

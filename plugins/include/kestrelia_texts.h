@@ -75,6 +75,13 @@
 #define KLANG_MSG_ALL_ARCHIVES                   140  /* All archives */
 #define KLANG_MSG_ALL_FILES                      141  /* All files */
 #define KLANG_MSG_SELECTED                       142  /* selected */
+#define KLANG_MSG_ENTRY_PROPERTIES               180  /* Properties of the entry */
+#define KLANG_MSG_PROPERTIES_METHOD              181  /* Method: */
+#define KLANG_MSG_PROPERTIES_CRC                 182  /* CRC: */
+#define KLANG_MSG_PROPERTIES_ATTRIBUTES          183  /* Attributes: */
+#define KLANG_MSG_PROPERTIES_COMMENT             184  /* Comment: */
+#define KLANG_MSG_YES                            185  /* yes */
+#define KLANG_MSG_NO                             186  /* no */
 #define KLANG_MSG_SIMULATED_CHANGES              160  /* Simulation: nothing was written. These changes would be made: */
 #define KLANG_MSG_NOTHING_MATCHED                161  /* No entry of the archive is concerned: the archive was not changed. */
 

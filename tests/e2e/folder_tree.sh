@@ -14,6 +14,8 @@ head -c 700 /dev/zero | tr '\0' 'c' > "$work/project/docs/img/b.png"
 echo "int main() { return 0; }" > "$work/project/src/main.c"
 echo top > "$work/project/top.txt"
 (cd "$work/project" && zip -q -r ../nested.zip docs src top.txt)
+echo "snapshot of the project" | zip -q -z "$work/nested.zip"
+crc=$(python3 -c 'import sys, zlib; print("%08X" % zlib.crc32(open(sys.argv[1], "rb").read()))' "$work/project/docs/readme.txt")
 
 start_program "$(winpath "$work/nested.zip")"
 inspect --wait 60 --until-rows 5 --rows 0 >/dev/null
@@ -86,6 +88,25 @@ expect_contains "properties count the folders below" "Folders:		 1" "$box"
 expect_contains "properties sum the sizes" "Uncompressed:	 1.95 KB" "$box"
 screenshot folder_properties
 xdotool key Return
+wait_gone '#32770'
+
+# A selected entry's own properties: what its row shows and what the archive's record adds.
+xdotool key Down Home Down alt+Return  # img, then readme.txt
+eventually 30 shows "Properties of the entry" --class '#32770'
+box=$(inspect --class '#32770')
+expect_contains "the entry's name" '"readme.txt"' "$box"
+expect_contains "its method" "Deflate" "$box"
+expect_contains "its CRC" "$crc" "$box"
+expect_contains "its size" "(1000 B)" "$box"
+screenshot entry_properties
+xdotool key Return
+wait_gone '#32770'
+# The whole archive's carry its comment.
+xdotool key BackSpace
+eventually 30 shows "| top.txt |" --rows 10
+xdotool mousemove "$lx" "$((ly + 150))" click 1
+xdotool key alt+Return
+expect_box "the archive's properties show its comment" "snapshot of the project" archive_properties
 wait_gone '#32770'
 stop_program
 finish
