@@ -39,7 +39,9 @@ bool g_fillDeferred = false;
 bool g_synchronizing = false;
 std::string g_folderAfterDerive;  // selected by the next derivation when the tree has it
 std::vector<std::string> g_expandedAfterDerive;  // folders the next derivation opens again
-std::string g_rowAfterFill;  // the full name of the row the next fill selects
+// The full name of the row the fills of one folder (its path, "docs\" or "" for the top)
+// select.
+std::string g_rowAfterFill, g_rowAfterFillFolder;
 // The items placed by the running synchronisation, by folder path: a parent with thousands
 // of folders would otherwise be searched child by child for every new one.
 std::unordered_map<std::string, HTREEITEM> g_placed;
@@ -128,16 +130,17 @@ void WriteFolderListStatusBar() {
 }
 
 // The row asked for by KeepTreePlace or by the way out of a folder, once the list holds the
-// folder's rows in their order.
-void SelectRowAfterFill() {
-  std::string wanted;
-  wanted.swap(g_rowAfterFill);
+// folder's rows in their order. Every fill of that folder selects it until another row is
+// asked for: a derivation fills the top first, and a rewrite's end may fill twice.
+void SelectRowAfterFill(const char* key) {
+  const char* folder;
+  ReadDepthKey(key, &folder);
   HWND list = g_views.folderList;
-  if (wanted.empty() || !list) return;
+  if (g_rowAfterFill.empty() || !list || g_rowAfterFillFolder != folder) return;
   size_t rows = GetEntryRowCount(list);
   for (size_t row = 0; row < rows; ++row) {
     const liststruct* r = GetRowRecord(list, static_cast<int>(row));
-    if (!r || _stricmp((std::string(r->path) + r->filename).c_str(), wanted.c_str()) != 0) continue;
+    if (!r || _stricmp((std::string(r->path) + r->filename).c_str(), g_rowAfterFill.c_str()) != 0) continue;
     ListView_SetItemState(list, -1, 0, LVIS_SELECTED);
     ListView_SetItemState(list, static_cast<int>(row), LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
     ListView_EnsureVisible(list, static_cast<int>(row), FALSE);
@@ -505,6 +508,7 @@ void KeepTreePlace(const char* rowName) {
     HTREEITEM selected = TreeView_GetSelection(tree);
     std::string path;
     if (selected) ItemPath(tree, selected, path, nullptr);
+    g_rowAfterFillFolder = path;
     if (!path.empty()) path.pop_back();  // the trailing separator
     g_folderAfterDerive = path;
     g_rowAfterFill = rowName ? rowName : "";
@@ -587,7 +591,7 @@ DWORD WINAPI DoTvnChanged(LPVOID parameter) {
   SetTreeListRefilling(0);
   WriteFolderListStatusBar();
   if (g_views.afterFill) g_views.afterFill();
-  SelectRowAfterFill();
+  SelectRowAfterFill(key);
   EndFill(key);
   return 0;
 }
@@ -657,6 +661,7 @@ bool SelectParentTreeFolder() {
   // The folder just left is the selected row of its parent's list, as in Explorer.
   std::string path;
   ItemPath(tree, left, path, nullptr);
+  ItemPath(tree, parent, g_rowAfterFillFolder, nullptr);
   if (!path.empty()) path.pop_back();
   g_rowAfterFill = path;
   TreeView_SelectItem(tree, parent);

@@ -108,5 +108,21 @@ xdotool mousemove "$lx" "$((ly + 150))" click 1
 xdotool key alt+Return
 expect_box "the archive's properties show its comment" "snapshot of the project" archive_properties
 wait_gone '#32770'
+
+# Deleting inside a folder stays there, on the row that took the deleted one's place.
+address 'docs'
+eventually 30 shows "| readme.txt |" --rows 10
+xdotool mousemove "$lx" "$((ly + 150))" click 1
+xdotool key Down Home Down Delete  # readme.txt, the last row
+inspect --class '#32770' --wait 30 --yes >/dev/null
+gone_and_stayed() {
+  out=$(inspect --rows 10)
+  ! grep -qF "| readme.txt |" <<<"$out" && grep -q '^tree item docs at.*(selected)' <<<"$out" &&
+    grep -q "list first selected: 0" <<<"$out"
+}
+eventually 60 gone_and_stayed
+expect_contains "the folder stays shown" "(selected)" "$(grep '^tree item docs at' <<<"$out")"
+expect_contains "the row before it is selected" "list first selected: 0" "$out"
+expect_contains "the tree keeps its open branch" "tree item docs\\img" "$out"
 stop_program
 finish
