@@ -268,3 +268,21 @@ TEST_P(TarChanges, KeepTheCompressionTheFoldersAndWhatIsTheUsers) {
 INSTANTIATE_TEST_SUITE_P(Table, TarChanges, ::testing::ValuesIn(kTarChanges));
 
 }  // namespace
+
+namespace {
+
+// A copy that meets damage half way fails: the archive stays as it was and no working file
+// is left beside it.
+TEST_F(TarFormat, ARewriteThatMeetsDamageLeavesTheArchiveAsItWas) {
+  RegisterTarFormat();
+  std::string dir = ScratchDir("tar_damaged"), archive = dir + "\\truncated.tar.gz";
+  ASSERT_TRUE(CopyFileA(TestData("truncated.tar.gz").c_str(), archive.c_str(), FALSE));
+  std::string bytes = ReadFileBytes(archive), failure;
+  TarChangeCase c = {"rename in a damaged archive", "truncated.tar.gz", TarJob::Rename, "readme.txt", "r.txt"};
+  EXPECT_LT(RunTarChange(c, archive, true, &failure), 0);
+  EXPECT_NE(failure.find(archive), std::string::npos) << failure;
+  EXPECT_EQ(ReadFileBytes(archive), bytes);
+  EXPECT_FALSE(Exists(archive + ".tmp"));
+}
+
+}  // namespace
