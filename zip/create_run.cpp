@@ -76,6 +76,92 @@ void TellFailure(bool silent, int sentence, const char* archive, DWORD error) {
   Tell(silent, text.c_str(), MB_ICONERROR);
 }
 
+// The files the block names, or those of its folder, in the order they are written.
+uint64_t CollectRunFiles(ZipWorkBlock* block, ZipListElement** head) {
+  ZipListElement* tail = nullptr;
+  if (block->files) return CollectBlockFiles(block, head, &tail);
+  if (block->folder[0]) return CollectFolderFiles(block->folder, strlen(block->folder), block->recurse, head, &tail);
+  return 0;
+}
+
+// Nothing is written to the archive itself: a working file beside it takes its place only
+// once it is complete, so a failure or a cancel leaves any old archive as it was. The
+// working file opened for writing (with the old archive's entries when appending), or null
+// with the system's reason in *error.
+zipFile OpenWorkingArchive(const char* archive, bool append, char* work, DWORD* error) {
+  zipFile zip = nullptr;
+  *error = ClaimWorkingFile(archive, work);
+  if (!*error && append) *error = CopyToWorkingFile(archive, work);
+  if (*error) return nullptr;
+  zlib_filefunc64_def functions;
+  FillWriteBufferedFileFunctions(&functions);
+  if (append)
+    Log(5, GetVerbose(), "ZipWorkDirectoryThread(): appending to (HWND) %p - (HWND)tree_list: %p", Owner(),
+        GetCurrentControlBlock() ? GetCurrentControlBlock()->treeList : nullptr);
+  zip = zipOpen2_64(work, append ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE, nullptr, &functions);
+  if (zip)
+    MarkWorkingFile(work);
+  else
+    DiscardWorkingFile(work);
+  return zip;
+}
+
+struct Written {
+  int result;
+  bool cancelled;
+  DWORD error;
+};
+
+// Writes the files into the working archive and closes it; a whole one replaces the archive
+// (flushed first when it replaces an old one), anything less is discarded.
+Written WriteWorkingArchive(ZipWorkBlock* block, zipFile zip, ZipListElement* head, uint64_t total, const char* work,
+                            bool exists) {
+  bool silent = block->silent != 0;
+  if (!silent) {
+    SetProgressMinimum(0);
+    SetProgressMaximum(100);
+  }
+  uint64_t step = total / 100 ? total / 100 : 1;
+  int written = silent ? ZipFileListSilent(head, &block->options, zip, step, total)
+                       : ZipFileList_64(head, &block->options, zip, step, total);
+  Written w = {CREATE_OK, IsCancelledByUser() != 0, GetLastWriteError()};
+  if (w.cancelled) Log(1, GetVerbose(), "ZipWorkDirectoryThread: IsCanceledByUser() returns true");
+  int closed = zipClose(zip, nullptr);
+  if (!w.error && closed != ZIP_OK) w.error = GetLastError() ? GetLastError() : ERROR_WRITE_FAULT;
+  if (w.cancelled || written || closed != ZIP_OK) {
+    DiscardWorkingFile(work);
+    w.result = w.cancelled ? CREATE_CANCELLED : CREATE_WRITE_FAILED;
+    if (!w.cancelled) Log(-1, GetVerbose(), "ZipWorkDirectoryThread: not ok %s %d\n", block->archive, closed);
+  } else if ((exists && (w.error = FlushWorkingFile(work)) != 0) ||
+             (w.error = ReplaceWithWorkingFile(work, block->archive)) != 0) {
+    // An old archive is replaced only by a new one that is on the disk.
+    DiscardWorkingFile(work);
+    w.result = CREATE_WRITE_FAILED;
+  }
+  return w;
+}
+
+// Closes the progress and tells the user how the writing ended.
+void TellWritten(ZipWorkBlock* block, bool append, const Written& w) {
+  bool silent = block->silent != 0;
+  if (!silent) {
+    if (w.cancelled) CloseProgressDialogAfterCancel();
+    else CloseProgressDialog();
+  }
+  if (w.cancelled) {
+    Log(1, GetVerbose(), "ZipWorkDirectoryThread(): canceled by user (2)");
+    // A new archive that never came to be is no longer the current one.
+    if (!append && !FileExists(block->archive) && !strcmp(GetCurrentArchivePath(), block->archive))
+      SetCurrentArchivePath("");
+    Tell(silent, GetMessageText(KLANG_MSG_CREATION_CANCELLED), MB_ICONINFORMATION);
+  } else if (w.result != CREATE_OK) {
+    TellFailure(silent, append ? KLANG_MSG_ARCHIVE_UNCHANGED : KLANG_MSG_CANNOT_WRITE_ARCHIVE, block->archive,
+                w.error);
+  } else {
+    ReportSkipped(silent);
+  }
+}
+
 int Run(ZipWorkBlock* block) {
   DWORD start = GetTickCount();
   bool silent = block->silent != 0;
@@ -90,15 +176,7 @@ int Run(ZipWorkBlock* block) {
   if (!silent) StartProgressDialog(true, GetMessageText(KLANG_MSG_COLLECTING_FILES));
 
   ZipListElement* head = nullptr;
-  ZipListElement* tail = nullptr;
-  uint64_t total = 0;
-  if (block->files) {
-    total = CollectBlockFiles(block, &head, &tail);
-  } else if (block->folder[0]) {
-    total = CollectFolderFiles(block->folder, strlen(block->folder), block->recurse, &head, &tail);
-  }
-
-  int result = CREATE_OK;
+  uint64_t total = CollectRunFiles(block, &head);
   if (!head) {
     Log(1, GetVerbose(), "ZipWorkDirectoryThread(): empty list nothing to compress %d", block->fileCount);
     if (!silent && IsProgressDialogStarted()) CloseProgressDialog();
@@ -119,23 +197,10 @@ int Run(ZipWorkBlock* block) {
     return CREATE_OK;
   }
 
-  // Nothing is written to the archive itself: a working file beside it takes its place only
-  // once it is complete, so a failure or a cancel leaves any old archive as it was.
   bool append = block->add && FileExists(block->archive);
   char work[kPathBuf];
-  zipFile zip = nullptr;
-  DWORD error = ClaimWorkingFile(block->archive, work);
-  if (!error && append) error = CopyToWorkingFile(block->archive, work);
-  if (!error) {
-    zlib_filefunc64_def functions;
-    FillWriteBufferedFileFunctions(&functions);
-    if (append)
-      Log(5, GetVerbose(), "ZipWorkDirectoryThread(): appending to (HWND) %p - (HWND)tree_list: %p", Owner(),
-          GetCurrentControlBlock() ? GetCurrentControlBlock()->treeList : nullptr);
-    zip = zipOpen2_64(work, append ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE, nullptr, &functions);
-    if (zip) MarkWorkingFile(work);
-    else DiscardWorkingFile(work);
-  }
+  DWORD error = 0;
+  zipFile zip = OpenWorkingArchive(block->archive, append, work, &error);
   if (!zip) {
     Log(-1, GetVerbose(), "ZipWorkDirectoryThread(): error opening %s", block->archive);
     FreeZipList(head);
@@ -143,51 +208,15 @@ int Run(ZipWorkBlock* block) {
     TellFailure(silent, append ? KLANG_MSG_ARCHIVE_UNCHANGED : KLANG_MSG_CANNOT_CREATE_ARCHIVE, block->archive, error);
     return CREATE_OPEN_FAILED;
   }
-
-  if (!silent) {
-    SetProgressMinimum(0);
-    SetProgressMaximum(100);
-  }
-  uint64_t step = total / 100 ? total / 100 : 1;
   DWORD writing = GetTickCount();
-  int written = silent ? ZipFileListSilent(head, &block->options, zip, step, total)
-                       : ZipFileList_64(head, &block->options, zip, step, total);
+  Written w = WriteWorkingArchive(block, zip, head, total, work, exists);
   FreeZipList(head);
-  bool cancelled = IsCancelledByUser() != 0;
-  if (cancelled) Log(1, GetVerbose(), "ZipWorkDirectoryThread: IsCanceledByUser() returns true");
-  error = GetLastWriteError();
-  int closed = zipClose(zip, nullptr);
-  if (!error && closed != ZIP_OK) error = GetLastError() ? GetLastError() : ERROR_WRITE_FAULT;
-  if (cancelled || written || closed != ZIP_OK) {
-    DiscardWorkingFile(work);
-    result = cancelled ? CREATE_CANCELLED : CREATE_WRITE_FAILED;
-    if (!cancelled) Log(-1, GetVerbose(), "ZipWorkDirectoryThread: not ok %s %d\n", block->archive, closed);
-  } else if ((exists && (error = FlushWorkingFile(work)) != 0) ||
-             (error = ReplaceWithWorkingFile(work, block->archive)) != 0) {
-    // An old archive is replaced only by a new one that is on the disk.
-    DiscardWorkingFile(work);
-    result = CREATE_WRITE_FAILED;
-  }
-  if (!silent) {
-    if (cancelled) CloseProgressDialogAfterCancel();
-    else CloseProgressDialog();
-  }
-  if (cancelled) {
-    Log(1, GetVerbose(), "ZipWorkDirectoryThread(): canceled by user (2)");
-    // A new archive that never came to be is no longer the current one.
-    if (!append && !FileExists(block->archive) && !strcmp(GetCurrentArchivePath(), block->archive))
-      SetCurrentArchivePath("");
-    Tell(silent, GetMessageText(KLANG_MSG_CREATION_CANCELLED), MB_ICONINFORMATION);
-  } else if (result != CREATE_OK) {
-    TellFailure(silent, append ? KLANG_MSG_ARCHIVE_UNCHANGED : KLANG_MSG_CANNOT_WRITE_ARCHIVE, block->archive, error);
-  } else {
-    ReportSkipped(silent);
-  }
+  TellWritten(block, append, w);
   DWORD end = GetTickCount();
   Log(1, GetVerbose(), "time measure collecting files and compression (zip16): %d - compression alone: %d\n",
       static_cast<int>(end - start), static_cast<int>(end - writing));
   Log(1, GetVerbose(), "ZipWorkDirectoryThread finished %s\n", block->archive);
-  return result;
+  return w.result;
 }
 
 }  // namespace
