@@ -9,6 +9,7 @@
 // One call per kind whose adapter is linked in; a kind without one keeps null operations and
 // is refused with the program's message.
 void RegisterArchiveFormats() {
+  InstallKindTable();
   RegisterZipFormat();
   RegisterTarFormat();
   RegisterRarFormat();

@@ -2,6 +2,7 @@
 #include "formats/formats.h"
 
 #include "kestrelia_lang.h"
+#include "model/archive_kind.h"
 #include "services/log.h"
 
 #include <cstdio>
@@ -48,7 +49,14 @@ ArchiveFormat* Row(int kind) {
   return nullptr;
 }
 
+char SeparatorOf(int kind, const char* who) { return ArchiveFormatOrZip(kind, who)->separator; }
+
 }  // namespace
+
+void InstallKindTable() {
+  SetKindSeparatorLookup(SeparatorOf);
+  if (!GetArchiveKind()) SetArchiveKind(DefaultArchiveKind());
+}
 
 const ArchiveFormat* FindArchiveFormat(int kind) { return Row(kind); }
 

@@ -94,8 +94,12 @@ const ArchiveFormat* FindArchiveFormat(int kind);
 const ArchiveFormat* ArchiveFormatOrZip(int kind, const char* who);
 // An adapter hands in its operations (ZIP's come from the ZIP engine the same way).
 void RegisterArchiveOperations(int kind, const ArchiveOperations& ops);
-// Every adapter linked into the program registers (formats/adapters.cpp).
+// Every adapter linked into the program registers (formats/adapters.cpp), after
+// InstallKindTable.
 void RegisterArchiveFormats();
+// The program starts with the default kind, and the model (which sits below the table) asks
+// the table for separators through the lookup handed in here.
+void InstallKindTable();
 
 bool IsKnownArchiveKind(int kind);
 // The open dialog's file types as "name|patterns|" pairs: every archive kind together

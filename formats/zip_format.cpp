@@ -26,4 +26,5 @@ void RegisterZipFormat() {
   ops.comment = ReadZipComment;
   RegisterArchiveOperations(ARCHIVE_ZIP, ops);
   RegisterArchiveOperations(ARCHIVE_ZIP64, ops);
+  SetLargeZipKind(ARCHIVE_ZIP64);
 }

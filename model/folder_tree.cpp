@@ -165,7 +165,7 @@ ListingTotals& GetFolderListTotals() { return g_folderTotals; }
 char TreeSeparator(const char* caller) {
   char who[kPathBuf];
   snprintf(who, sizeof who, "%s:", caller);
-  return ArchiveFormatOrZip(GetArchiveKind(), who)->separator;
+  return CurrentKindSeparator(who);
 }
 
 void MakeDepthKey(int depth, const char* text, char* out, size_t outSize) {

@@ -2,6 +2,7 @@
 #include "ui/search.h"
 
 #include "formats/content_search.h"
+#include "formats/formats.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/archive_kind.h"

@@ -445,7 +445,7 @@ int RewriteZip(const WalkRequest& request, const char* archive) {
   const char* caller = request.caller;
   t_failure[0] = '\0';
   if (t_report) t_report->clear();
-  ArchiveFormatOrZip(GetArchiveKind(), caller);  // logs an unknown kind; the walk is ZIP's anyway
+  CurrentKindSeparator(caller);  // logs an unknown kind; the walk is ZIP's anyway
   char temporary[kPathBuf] = "";
   if (!request.simulation) {
     // Refused before any work: the user made the archive read-only, and it stays so.

@@ -17,6 +17,12 @@
 
 #include <objbase.h>
 
+namespace {
+int g_largeKind;
+}  // namespace
+
+void SetLargeZipKind(int kind) { g_largeKind = kind; }
+
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -150,8 +156,8 @@ int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel) {
   CloseListingProgress(&progress);
   // Such an archive is of the kind ZIP64, which the rewrite and the content search refuse.
   if (NeedsZip64(block->path, global.number_entry, largest)) {
-    block->kind = ARCHIVE_ZIP64;
-    SetArchiveKind(ARCHIVE_ZIP64);
+    block->kind = g_largeKind;
+    SetArchiveKind(g_largeKind);
   }
   views.finishListing();
   views.rows.finished(block);

@@ -14,3 +14,6 @@ DWORD WINAPI ListZipFilesThread(LPVOID block);
 int do_listing(unzFile archive, ArchiveControlBlock* block, int withCancel);
 // The failure text shown when the archive cannot be opened.
 void MakeZipOpenErrorText(const char* path, char* out, size_t outSize);
+// The kind an archive that needs the 64-bit fields is listed as, handed in by the table of
+// kinds.
+void SetLargeZipKind(int kind);

@@ -7,6 +7,7 @@
 
 #include "formats/rar_format.h"
 #include "model/app_state.h"
+#include "formats/formats.h"
 #include "model/archive_kind.h"
 #include "model/listing_totals.h"
 #include "model/namelist.h"

@@ -7,6 +7,7 @@
 #include "archive_fixtures.h"
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
+#include "formats/formats.h"
 #include "model/archive_kind.h"
 #include "services/prompts.h"
 #include "services/worker.h"

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "model/app_state.h"
+#include "formats/formats.h"
 #include "model/archive_kind.h"
 #include "model/entry_rows.h"
 #include "model/liststruct.h"

@@ -5,6 +5,7 @@
 
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
+#include "formats/formats.h"
 #include "model/archive_kind.h"
 #include "services/folder_picker.h"
 #include "services/overwrite_dialog.h"

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "formats/formats.h"
 #include "model/app_state.h"
 #include "model/archive_kind.h"
 #include "model/entry_rows.h"
@@ -26,6 +27,7 @@ namespace {
 class FolderTreeView : public ::testing::Test {
  protected:
   void SetUp() override {
+    InstallKindTable();
     SetCurrentArchivePath("C:\\archives\\test.zip");
     SetArchiveKind(ARCHIVE_ZIP);
     SetTreeInStep(0);

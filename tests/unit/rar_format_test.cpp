@@ -12,6 +12,7 @@
 #include "archive_fixtures.h"
 #include "formats/rar_format.h"
 #include "kestrelia_lang.h"
+#include "formats/formats.h"
 #include "model/archive_kind.h"
 #include "model/entry_rows.h"
 #include "model/listing_totals.h"

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "formats/formats.h"
 #include "model/archive_kind.h"
 #include "model/rbtree.h"
 #include "test_support.h"

@@ -6,6 +6,7 @@
 
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
+#include "formats/formats.h"
 #include "model/archive_kind.h"
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
@@ -80,6 +81,7 @@ TEST(ZipListing, ListingSetsTheArchiveFlagAndKind) {
     const char* archive;
     int encrypted, kind;
   } cases[] = {{"zip_encrypted.zip", 1, ARCHIVE_ZIP}, {"zip_deflated.zip", 0, ARCHIVE_ZIP}, {"zip64_big.zip", 0, ARCHIVE_ZIP64}};
+  RegisterArchiveFormats();
   for (const auto& c : cases) {
     SetArchiveKind(ARCHIVE_ZIP);
     ListArchive(c.archive);
