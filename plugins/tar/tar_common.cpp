@@ -153,6 +153,10 @@ archive* OpenTarReader(const char* path, std::string* error) {
   archive_read_support_filter_gzip(reader);
   archive_read_support_filter_bzip2(reader);
   archive_read_support_filter_compress(reader);
+  archive_read_support_filter_xz(reader);
+  archive_read_support_filter_lzma(reader);
+  archive_read_support_filter_zstd(reader);
+  archive_read_support_filter_lz4(reader);
   archive_read_support_format_tar(reader);
   archive_read_support_format_gnutar(reader);
   // Raw names come out byte for byte as U+0000..U+00FF, whatever the process's locale, so

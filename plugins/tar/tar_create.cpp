@@ -29,6 +29,10 @@ int FilterFromName(const std::string& name) {
     return ARCHIVE_FILTER_BZIP2;
   if (EndsWithNoCase(name, ".gz") || EndsWithNoCase(name, ".tgz")) return ARCHIVE_FILTER_GZIP;
   if (EndsWithNoCase(name, ".z")) return ARCHIVE_FILTER_COMPRESS;
+  if (EndsWithNoCase(name, ".xz") || EndsWithNoCase(name, ".txz")) return ARCHIVE_FILTER_XZ;
+  if (EndsWithNoCase(name, ".zst") || EndsWithNoCase(name, ".tzst")) return ARCHIVE_FILTER_ZSTD;
+  if (EndsWithNoCase(name, ".lz4")) return ARCHIVE_FILTER_LZ4;
+  if (EndsWithNoCase(name, ".lzma") || EndsWithNoCase(name, ".tlz")) return ARCHIVE_FILTER_LZMA;
   return ARCHIVE_FILTER_NONE;
 }
 

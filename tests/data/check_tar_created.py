@@ -29,7 +29,8 @@ def check(what, got, want):
 
 
 src = os.path.join(root, "src")
-for name, magic in [("new.tar", None), ("new.tar.gz", b"\x1f\x8b"), ("new.tar.bz2", b"BZh")]:
+for name, magic in [("new.tar", None), ("new.tar.gz", b"\x1f\x8b"), ("new.tar.bz2", b"BZh"),
+                    ("new.tar.xz", b"\xfd7zXZ"), ("new.tzst", b"\x28\xb5\x2f\xfd"), ("new.tar.lz4", b"\x04\x22\x4d\x18")]:
     check(name + " entries", listing(name), ["readme.txt", "docs/numbers.txt", "empty/"])
     if magic:
         check(name + " compression", open(os.path.join(created, name), "rb").read(len(magic)), magic)

@@ -4,7 +4,7 @@
     make_tar_inputs.py OUTDIR
 
 Peers' archives: GNU tar in its ustar, pax and gnu formats, bsdtar, python's tarfile; plain,
-gzip and bzip2; names longer than 100 characters, empty folders, an archive of folders only.
+gzip, bzip2, xz, zstd, lz4, lzma and compress; names longer than 100 characters, empty folders, an archive of folders only.
 Beside each one: <name>.expect, what `bsdtar -tvf` lists (size, minute, name per line), and
 ref_<name>/, what `bsdtar -xf` made of it. Hostile and damaged archives are built by hand.
 """
@@ -79,7 +79,8 @@ def expect(archive):
     out = subprocess.run(["bsdtar", "-tvf", archive], check=True, capture_output=True,
                          env=dict(os.environ, LC_ALL="C.UTF-8")).stdout.decode()
     names = subprocess.run(["bsdtar", "-tf", archive], check=True, capture_output=True).stdout.decode()
-    with tarfile.open(archive) as tf:
+    plain = subprocess.run(["bsdcat", archive], check=True, capture_output=True).stdout
+    with tarfile.open(fileobj=io.BytesIO(plain)) as tf:
         times = {m.name.rstrip("/"): int(m.mtime) for m in tf.getmembers()}
     lines = []
     for verbose, name in zip(out.splitlines(), names.splitlines()):
@@ -157,12 +158,17 @@ def main():
     gnu("gnu_pax.tar.gz", "--format=pax", "-z")
     gnu("gnu_gnu.tar.bz2", "--format=gnu", "-j")
     gnu("gnu_gnu.tgz", "--format=gnu", "-z", dot=True)
+    for name, compressor in [("gnu_pax.tar.xz", "xz"), ("gnu_pax.tzst", "zstd"), ("gnu_pax.tar.lz4", "lz4"),
+                             ("gnu_pax.tar.lzma", "lzma")]:
+        gnu(name, "--format=pax", "--use-compress-program=" + compressor)
     gnu("folders.tar", "--format=gnu", source=folders)
     gnu("names_gnu.tar", "--format=gnu", source=names)
     gnu("names_pax.tar.gz", "--format=pax", "-z", source=names)
     run("bsdtar", "--format=ustar", "-cf", os.path.join(out, "bsd_ustar.tar"), "-C", src,
         "readme.txt", "docs", "empty", "data")
     made.append("bsd_ustar.tar")
+    run("bsdtar", "--format=pax", "-Z", "-cf", os.path.join(out, "bsd_pax.tar.Z"), "-C", src, *sorted(os.listdir(src)))
+    made.append("bsd_pax.tar.Z")
     for fmt, name in [("pax", "bsd_pax.tar.bz2"), ("gnutar", "bsd_gnu.tar.gz")]:
         run("bsdtar", "--format=" + fmt, "-a", "-cf", os.path.join(out, name), "-C", src, *sorted(os.listdir(src)))
         made.append(name)

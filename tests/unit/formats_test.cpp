@@ -27,7 +27,11 @@ TEST(Formats, NameTestsRunInTableOrder) {
       {"x.tar.z", ARCHIVE_TAR},
       {"x.tar.bz2", ARCHIVE_TAR},
       {"x.gz", ARCHIVE_TAR},
-      {"x.tar.xz", 0},
+      {"x.tar.xz", ARCHIVE_TAR},
+      {"x.TZST", ARCHIVE_TAR},
+      {"x.tar.lz4", ARCHIVE_TAR},
+      {"x.tlz", ARCHIVE_TAR},
+      {"x.txt.xz", 0},
       {"guitar", ARCHIVE_TAR},  // a plain suffix test, on purpose
       {"CD.ISO", ARCHIVE_ISO},
       {"disc.nrg", ARCHIVE_ISO},

@@ -23,7 +23,8 @@ namespace {
 
 const char* const kArchives[] = {"gnu_ustar.tar", "gnu_pax.tar.gz", "gnu_gnu.tar.bz2", "gnu_gnu.tgz",
                                  "folders.tar",   "bsd_ustar.tar",  "bsd_pax.tar.bz2", "bsd_gnu.tar.gz",
-                                 "py_ustar.tar",  "py_pax.tar.gz",   "names_gnu.tar",   "names_pax.tar.gz"};
+                                 "py_ustar.tar",  "py_pax.tar.gz",   "names_gnu.tar",   "names_pax.tar.gz",
+                                 "gnu_pax.tar.xz", "gnu_pax.tzst",    "gnu_pax.tar.lz4", "gnu_pax.tar.lzma", "bsd_pax.tar.Z"};
 
 struct Listed {
   uint32_t size;
@@ -174,7 +175,7 @@ TEST(TarDll, CreatesAndExtendsArchives) {
   std::string base = Separated(TestData("src") + "\\");
   NameList files({TestData("src/readme.txt"), TestData("src/docs/numbers.txt"), TestData("src/empty/"),
                   TestData("src/no-such-file.txt")});
-  for (const char* name : {"new.tar", "new.tar.gz", "new.tar.bz2"}) {
+  for (const char* name : {"new.tar", "new.tar.gz", "new.tar.bz2", "new.tar.xz", "new.tzst", "new.tar.lz4"}) {
     char result[TAR_RESULT_TEXT_SIZE] = {};
     TarDll::TarCreate()((created + "\\" + name).c_str(), base.c_str(), nullptr, result, 4,
                                     files.list.first);

@@ -172,8 +172,11 @@ void WriteFile(const std::string& path, const std::string& bytes) {
 
 // The compression, by the first bytes.
 std::string Compression(const std::string& path) {
-  std::string head = ReadFileBytes(path).substr(0, 3);
-  return head == "BZh" ? "bzip2" : head.substr(0, 2) == "\x1f\x8b" ? "gzip" : "none";
+  std::string head = ReadFileBytes(path).substr(0, 4);
+  if (head.substr(0, 3) == "BZh") return "bzip2";
+  if (head.substr(0, 2) == "\x1f\x8b") return "gzip";
+  if (head == "\xfd" "7zX") return "xz";
+  return head == "\x28\xb5\x2f\xfd" ? "zstd" : "none";
 }
 
 enum class TarJob { Rename, Delete, Add };
@@ -193,6 +196,8 @@ const TarChangeCase kTarChanges[] = {
     {"move a file in a bzip2 archive", "gnu_gnu.tar.bz2", TarJob::Rename, "docs/zero.bin", "empty\\zero.bin"},
     {"move a folder in a bzip2 archive", "gnu_gnu.tar.bz2", TarJob::Rename, "docs\\", "empty\\inner\\docs\\"},
     {"add to a bzip2 archive", "gnu_gnu.tar.bz2", TarJob::Add, "new.txt", nullptr},
+    {"rename in an xz archive", "gnu_pax.tar.xz", TarJob::Rename, "readme.txt", "docs\\readme.txt"},
+    {"delete from a zstd archive", "gnu_pax.tzst", TarJob::Delete, "data/", nullptr},
 };
 
 // What a name becomes: unchanged, gone (""), or with the new path in place of the old.
