@@ -18,10 +18,12 @@
 #include "services/log.h"
 #include "services/prompts.h"
 #include "services/worker.h"
+#include "settings/options.h"
 #include "ui/search.h"
 #include "settings/registry_text.h"
 #include "ui/entry_list.h"
 #include "ui/entry_rewrite.h"
+#include "ui/menu_style.h"
 #include "ui/update_check.h"
 #include "formats/archive_runs.h"
 #include "jobs/extract_archive.h"
@@ -276,6 +278,7 @@ HMENU BuildMainMenu() {
     }
     AppendMenuA(bar, MF_POPUP, reinterpret_cast<UINT_PTR>(popup), GetMenuText(layout.menu));
   }
+  StyleMenus(bar, IsUseModernMenuStyle() != 0);
   return bar;
 }
 

@@ -17,6 +17,7 @@
 #include "services/worker.h"
 #include "settings/load.h"
 #include "settings/window_placement.h"
+#include "ui/menu_style.h"
 #include "ui/entry_list.h"
 #include "ui/folder_tree_view.h"
 #include "ui/clipboard_chain.h"
@@ -267,6 +268,15 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
       return 0;
     case 0x02E0:  // WM_DPICHANGED
       return MsgDpiChanged(hwnd, wParam, reinterpret_cast<const RECT*>(lParam));
+    case WM_MEASUREITEM:
+      if (MeasureStyledMenuItem(hwnd, reinterpret_cast<MEASUREITEMSTRUCT*>(lParam))) return TRUE;
+      return DefWindowProcA(hwnd, message, wParam, lParam);
+    case WM_DRAWITEM:
+      if (DrawStyledMenuItem(reinterpret_cast<const DRAWITEMSTRUCT*>(lParam))) return TRUE;
+      return DefWindowProcA(hwnd, message, wParam, lParam);
+    case WM_MENUCHAR:
+      if (LRESULT found = StyledMenuChar(reinterpret_cast<HMENU>(lParam), static_cast<char>(LOWORD(wParam)))) return found;
+      return DefWindowProcA(hwnd, message, wParam, lParam);
     case WM_INITMENUPOPUP:
       EnableMenuCommands(reinterpret_cast<HMENU>(wParam));
       CheckPresentationItems(reinterpret_cast<HMENU>(wParam));

@@ -52,8 +52,13 @@ expect_eq "language" 0x7 "$(reg_value "$key" language)"
 expect_contains "the class-file program" 'C:\jad\jad.exe' "$(wine reg query "$key" /v JadPath 2>/dev/null)"
 expect_eq "ZIP archives open with Kestrelia" ZipFile "$(reg_default "$zipkey")"
 expect_eq "so do .war files" ZipFile "$(reg_default 'HKCU\Software\Classes\.war')"
-# The language applies at once: the dialog opened again speaks German.
-inspect --command $configuration >/dev/null
+# The language and the menu style apply at once: the menus, now drawn by the program, answer
+# their German letters, and the dialog opened again speaks German.
+xdotool windowactivate --sync "$(xdotool search --name '^Kestrelia$' | head -1)" 2>/dev/null
+xdotool key alt+x
+eventually 30 menus_open 1
+screenshot modern_menu
+xdotool key k
 expect_shown "the new language at once" 'window "Konfiguration"' --class '#32770'
 inspect "${dialog[@]}" Konfiguration --close >/dev/null
 wait_gone '#32770' Konfiguration
