@@ -33,10 +33,10 @@ bool EndsWithAny(const char* name, const char* const (&suffixes)[N]) {
   return false;
 }
 
-// The newer compressions of a TAR, beside the names the classic test knows (which it keeps
-// deciding alone, down to its bare "tar" suffix).
+// The newer compressions of a TAR, and single compressed files, beside the names the classic
+// test knows (which it keeps deciding alone, down to its bare "tar" suffix).
 bool IsTarFamilyFile(const char* name) {
-  static const char* const kSuffixes[] = {".tar.xz", ".txz", ".tar.zst", ".tzst", ".tar.lz4", ".tar.lzma", ".tlz"};
+  static const char* const kSuffixes[] = {".bz2", ".xz", ".txz", ".zst", ".tzst", ".lz4", ".lzma", ".tlz"};
   return IsTarFile(name) || EndsWithAny(name, kSuffixes);
 }
 
@@ -45,7 +45,7 @@ bool IsTarFamilyFile(const char* name) {
 ArchiveFormat g_formats[] = {
     {ARCHIVE_ZIP, "ZIP", IsZipFile, '\\', true, nullptr, 0, "*.zip;*.jar;*.war", 143, {}},
     {ARCHIVE_TAR, "TAR", IsTarFamilyFile, '/', false, nullptr, 0,
-     "*.tar;*.tgz;*.gz;*.tar.z;*.tar.bz2;*.tar.xz;*.txz;*.tar.zst;*.tzst;*.tar.lz4;*.tar.lzma;*.tlz", 144, {}},
+     "*.tar;*.tgz;*.gz;*.tar.z;*.tar.bz2;*.bz2;*.xz;*.txz;*.zst;*.tzst;*.lz4;*.lzma;*.tlz", 144, {}},
     {ARCHIVE_ISO, "ISO", IsIsoFile, '\\', false, "not supported on iso file", 0, "*.iso;*.nrg", 145, {}},
     {ARCHIVE_RAR, "RAR", IsRarFile, '\\', false, "not supported on rar file", 81, "*.rar", 146, {}},
     {ARCHIVE_ZIP64, "ZIP64", nullptr, '\\', true, "not supported on zip64 file", 101, nullptr, 0, {}},

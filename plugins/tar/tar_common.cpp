@@ -6,6 +6,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <map>
+#include <mutex>
 
 std::wstring WideFromUtf8(const char* text) {
   if (!text || !*text) return std::wstring();
@@ -147,7 +149,20 @@ std::string EntryHardlinkUtf8(archive* reader, archive_entry* entry) {
   return NameUtf8(reader, wide, raw);
 }
 
-archive* OpenTarReader(const char* path, std::string* error) {
+namespace {
+
+// What a single compressed file's one entry is: the file's name without the compression's
+// suffix, and the file's time (the compressed stream keeps neither in a form libarchive gives).
+struct SingleFile {
+  std::wstring name;
+  time_t modified;
+};
+std::mutex g_singleLock;
+// By reader; OpenTarReader sets or clears its reader's row, so a row left by a freed reader is
+// never read for another.
+std::map<archive*, SingleFile> g_singleFiles;
+
+archive* OpenWith(const std::wstring& path, bool raw, std::string* error) {
   archive* reader = archive_read_new();
   if (!reader) return nullptr;
   archive_read_support_filter_gzip(reader);
@@ -157,18 +172,93 @@ archive* OpenTarReader(const char* path, std::string* error) {
   archive_read_support_filter_lzma(reader);
   archive_read_support_filter_zstd(reader);
   archive_read_support_filter_lz4(reader);
-  archive_read_support_format_tar(reader);
-  archive_read_support_format_gnutar(reader);
-  // Raw names come out byte for byte as U+0000..U+00FF, whatever the process's locale, so
-  // that NameUtf8 sees the bytes the archive holds.
-  archive_read_set_format_option(reader, "tar", "hdrcharset", "CP28591");
-  std::wstring wide = WideFromUtf8(path);
-  if (archive_read_open_filename_w(reader, wide.c_str(), 1 << 16) != ARCHIVE_OK) {
+  if (raw) {
+    archive_read_support_format_raw(reader);
+  } else {
+    archive_read_support_format_tar(reader);
+    archive_read_support_format_gnutar(reader);
+    // Raw names come out byte for byte as U+0000..U+00FF, whatever the process's locale, so
+    // that NameUtf8 sees the bytes the archive holds.
+    archive_read_set_format_option(reader, "tar", "hdrcharset", "CP28591");
+  }
+  if (archive_read_open_filename_w(reader, path.c_str(), 1 << 16) != ARCHIVE_OK) {
     if (error) *error = archive_error_string(reader) ? archive_error_string(reader) : "cannot open";
     archive_read_free(reader);
     return nullptr;
   }
   return reader;
+}
+
+SingleFile SingleFileOf(const std::wstring& path) {
+  size_t slash = path.find_last_of(L"\\/");
+  std::wstring name = slash == std::wstring::npos ? path : path.substr(slash + 1);
+  size_t dot = name.find_last_of(L'.');
+  if (dot != std::wstring::npos && dot > 0) name.erase(dot);
+  SingleFile file{name, 0};
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  if (GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) {
+    uint64_t ticks = (static_cast<uint64_t>(data.ftLastWriteTime.dwHighDateTime) << 32) | data.ftLastWriteTime.dwLowDateTime;
+    file.modified = static_cast<time_t>(ticks / 10000000ULL - 11644473600ULL);
+  }
+  return file;
+}
+
+}  // namespace
+
+archive* OpenTarReader(const char* path, std::string* error) {
+  std::wstring wide = WideFromUtf8(path);
+  archive* reader = OpenWith(wide, false, error);
+  bool single = false;
+  if (!reader) {
+    // No TAR inside a compression: the compressed file itself is the one entry. A file that
+    // is not compressed stays refused.
+    reader = OpenWith(wide, true, nullptr);
+    if (reader && archive_filter_code(reader, 0) == ARCHIVE_FILTER_NONE) {
+      archive_read_free(reader);
+      reader = nullptr;
+    }
+    single = reader != nullptr;
+  }
+  if (reader) {
+    std::lock_guard<std::mutex> lock(g_singleLock);
+    if (single)
+      g_singleFiles[reader] = SingleFileOf(wide);
+    else
+      g_singleFiles.erase(reader);
+  }
+  return reader;
+}
+
+bool IsSingleCompressedFile(archive* reader) {
+  std::lock_guard<std::mutex> lock(g_singleLock);
+  return g_singleFiles.count(reader) != 0;
+}
+
+int NextTarHeader(archive* reader, archive_entry** entry) {
+  int status = archive_read_next_header(reader, entry);
+  if (status != ARCHIVE_OK && status != ARCHIVE_WARN) return status;
+  std::lock_guard<std::mutex> lock(g_singleLock);
+  auto single = g_singleFiles.find(reader);
+  if (single != g_singleFiles.end()) {
+    archive_entry_copy_pathname_w(*entry, single->second.name.c_str());
+    archive_entry_set_mtime(*entry, single->second.modified, 0);
+  }
+  return status;
+}
+
+int64_t SingleFileSize(const char* path) {
+  std::string error;
+  archive* reader = OpenTarReader(path, &error);
+  archive_entry* entry;
+  int64_t size = -1;
+  if (reader && NextTarHeader(reader, &entry) == ARCHIVE_OK) {
+    static char buffer[1 << 16];
+    la_ssize_t n;
+    for (size = 0; (n = archive_read_data(reader, buffer, sizeof buffer)) > 0;) size += n;
+    if (n < 0) size = -1;
+  }
+  if (reader) archive_read_free(reader);
+  return size;
 }
 
 void DosDateTimeFromUnix(time_t seconds, uint16_t* dosDate, uint16_t* dosTime) {

@@ -22,9 +22,17 @@ std::string Utf8FromWide(const wchar_t* text);
 std::string EntryNameUtf8(archive* reader, archive_entry* entry);
 std::string EntryHardlinkUtf8(archive* reader, archive_entry* entry);
 
-// A reader for the TAR family (plain, gzip, bzip2, compress) opened on the file; null when
-// it cannot be opened, with the reason in error (when given).
+// A reader for the TAR family (plain, or compressed with gzip, bzip2, compress, xz, lzma, zstd
+// or lz4) opened on the file; null when it cannot be opened, with the reason in error (when
+// given). A compressed file without a TAR inside reads as one entry (IsSingleCompressedFile).
 archive* OpenTarReader(const char* path, std::string* error);
+bool IsSingleCompressedFile(archive* reader);
+// archive_read_next_header for OpenTarReader's readers: a single compressed file's entry is
+// named after the file without its last suffix and dated like the file.
+int NextTarHeader(archive* reader, archive_entry** entry);
+// The decompressed size of a single compressed file (the stream does not declare it); -1 when
+// it cannot be read to its end.
+int64_t SingleFileSize(const char* path);
 
 // The entry's modification time as the MS-DOS date and time of the local time zone.
 void DosDateTimeFromUnix(time_t seconds, uint16_t* dosDate, uint16_t* dosTime);

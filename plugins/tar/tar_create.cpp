@@ -221,7 +221,7 @@ bool CopyOldEntries(const char* path, archive* out, TarChangeFn change, void* co
   archive_entry* entry;
   bool ok = true;
   for (;;) {
-    int status = archive_read_next_header(reader, &entry);
+    int status = NextTarHeader(reader, &entry);
     if (status == ARCHIVE_EOF) break;
     if (status < ARCHIVE_WARN) {
       *error = archive_error_string(reader) ? archive_error_string(reader) : "damaged archive";
@@ -267,14 +267,25 @@ int DropReplaced(void* context, const char* name, char*, size_t) {
   return static_cast<const std::unordered_set<std::string>*>(context)->count(name) ? TAR_DROP : TAR_KEEP;
 }
 
+// OldFilter's answer for a compressed file that holds no TAR: nothing can be written into it.
+const int kSingleFile = -2;
+
 int OldFilter(const char* path) {
   archive* reader = OpenTarReader(path, nullptr);
   if (!reader) return -1;
   archive_entry* entry;
-  archive_read_next_header(reader, &entry);  // the filters are known once a header was read
-  int filter = archive_filter_code(reader, 0);
+  NextTarHeader(reader, &entry);  // the filters are known once a header was read
+  int filter = IsSingleCompressedFile(reader) ? kSingleFile : archive_filter_code(reader, 0);
   archive_read_free(reader);
   return filter;
+}
+
+void RefuseOld(char* result, const char* archivePath, int filter) {
+  if (filter == kSingleFile)
+    SetResultText(result, '1', '0', "%s is a single compressed file, not an archive: nothing can be written into it",
+                  archivePath);
+  else
+    SetResultText(result, '1', '0', "cannot read %s", archivePath);
 }
 
 }  // namespace
@@ -315,7 +326,7 @@ int __cdecl TarCreateAdd(const char* archivePath, const char* baseFolder, TarNam
   bool exists = GetFileAttributesW(WideFromUtf8(archivePath).c_str()) != INVALID_FILE_ATTRIBUTES;
   int filter = exists ? OldFilter(archivePath) : FilterFromName(archivePath);
   if (filter < 0) {
-    SetResultText(result, '1', '0', "cannot read %s", archivePath);
+    RefuseOld(result, archivePath, filter);
     return 1;
   }
   std::unordered_set<std::string> replaced;
@@ -357,7 +368,7 @@ int __cdecl TarRewrite(const char* archivePath, const char* newPath, TarChangeFn
   }
   int filter = OldFilter(archivePath);
   if (filter < 0) {
-    SetResultText(result, '1', '0', "cannot read %s", archivePath);
+    RefuseOld(result, archivePath, filter);
     return 1;
   }
   archive* out = archive_write_new();

@@ -93,7 +93,7 @@ int WriteEntries(archive* reader, archive* writer, const Wanted& wanted, TarProg
   archive_entry* entry;
   for (;;) {
     if (ProgressStopped(progress)) return 100;
-    int status = archive_read_next_header(reader, &entry);
+    int status = NextTarHeader(reader, &entry);
     if (status == ARCHIVE_EOF) return 0;
     if (status < ARCHIVE_WARN) {
       Fail(outcome, archive_error_string(reader));
@@ -119,7 +119,7 @@ int WriteEntries(archive* reader, archive* writer, const Wanted& wanted, TarProg
       Fail(outcome, archive_error_string(writer));
       continue;
     }
-    CopyResult copied = archive_entry_size(entry) > 0 ? CopyData(reader, writer, progress) : COPY_OK;
+    CopyResult copied = archive_entry_size(entry) > 0 || !archive_entry_size_is_set(entry) ? CopyData(reader, writer, progress) : COPY_OK;
     if (copied != COPY_OK) {
       Fail(outcome, copied == COPY_READ_FAILED ? archive_error_string(reader) : archive_error_string(writer));
       archive_write_finish_entry(writer);

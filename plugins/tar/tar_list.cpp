@@ -31,7 +31,7 @@ void ReportDamage(TarListing* listing, const char* reason) {
 int Deliver(TarListing* listing, TarFindRecord* record) {
   if (!listing || !record || listing->ended || !listing->reader) return 1;
   archive_entry* entry = nullptr;
-  int status = archive_read_next_header(listing->reader, &entry);
+  int status = NextTarHeader(listing->reader, &entry);
   if (status == ARCHIVE_EOF || (status != ARCHIVE_OK && status != ARCHIVE_WARN)) {
     listing->ended = true;
     listing->damaged = status != ARCHIVE_EOF;
@@ -39,7 +39,7 @@ int Deliver(TarListing* listing, TarFindRecord* record) {
     return 1;
   }
   memset(record, 0, sizeof *record);
-  la_int64_t size = archive_entry_size(entry);
+  la_int64_t size = IsSingleCompressedFile(listing->reader) ? SingleFileSize(listing->path.c_str()) : archive_entry_size(entry);
   uint64_t whole = size < 0 ? 0 : static_cast<uint64_t>(size);
   record->size = static_cast<uint32_t>(whole);
   record->sizeHigh = static_cast<uint32_t>(whole >> 32);

@@ -183,6 +183,11 @@ def main():
     for name, data in [("add/readme.txt", b"replacement readme\n"), ("add/extra/new.txt", b"new\n")]:
         os.makedirs(os.path.dirname(os.path.join(out, name)), exist_ok=True)
         open(os.path.join(out, name), "wb").write(data)
+    # Single compressed files: no TAR inside.
+    for name, tool in [("notes.txt.gz", "gzip"), ("notes.txt.bz2", "bzip2"), ("notes.txt.xz", "xz"),
+                       ("notes.txt.zst", "zstd"), ("notes.txt.lz4", "lz4")]:
+        with open(os.path.join(src, "docs/numbers.txt"), "rb") as source, open(os.path.join(out, name), "wb") as f:
+            subprocess.run([tool, "-c"], stdin=source, stdout=f, check=True)
     hostile(out)
     legacy(out)
     damaged(out, os.path.join(out, "gnu_pax.tar.gz"))

@@ -31,7 +31,8 @@ TEST(Formats, NameTestsRunInTableOrder) {
       {"x.TZST", ARCHIVE_TAR},
       {"x.tar.lz4", ARCHIVE_TAR},
       {"x.tlz", ARCHIVE_TAR},
-      {"x.txt.xz", 0},
+      {"notes.txt.zst", ARCHIVE_TAR},
+      {"x.xz.txt", 0},
       {"guitar", ARCHIVE_TAR},  // a plain suffix test, on purpose
       {"CD.ISO", ARCHIVE_ISO},
       {"disc.nrg", ARCHIVE_ISO},

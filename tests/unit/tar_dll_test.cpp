@@ -167,6 +167,28 @@ TEST(TarDll, DamagedArchivesEndTheirListingWithWhatWasRead) {
   EXPECT_EQ(Extract(TestData("garbage.tar"), out, nullptr)[0], '1');
 }
 
+// A compressed file without a TAR inside is one entry named after it; nothing is written into it.
+TEST(TarDll, SingleCompressedFileIsOneEntry) {
+  std::string numbers = ReadFileBytes(TestData("src/docs/numbers.txt"));
+  for (const char* name : {"notes.txt.gz", "notes.txt.bz2", "notes.txt.xz", "notes.txt.zst", "notes.txt.lz4"}) {
+    std::vector<Listed> listed = List(TestData(name));
+    ASSERT_EQ(listed.size(), 1u) << name;
+    EXPECT_EQ(listed[0].name, "notes.txt") << name;
+    EXPECT_EQ(listed[0].size, numbers.size()) << name;
+    std::string out = ScratchDir("tar_single");
+    EXPECT_EQ(Extract(TestData(name), out, nullptr).substr(0, 2), "00") << name;
+    EXPECT_EQ(ReadFileBytes(out + "\\notes.txt"), numbers) << name;
+    std::string copy = out + "\\" + name;
+    CopyFileA(TestData(name).c_str(), copy.c_str(), FALSE);
+    NameList adds({TestData("add/readme.txt")});
+    char result[TAR_RESULT_TEXT_SIZE] = {};
+    TarDll::TarCreateAdd()(copy.c_str(), (TestData("add") + "\\").c_str(), adds.list.first, nullptr, nullptr,
+                           TAR_ADD_APPEND, result);
+    EXPECT_TRUE(strstr(result, "single compressed file")) << name << ": " << result;
+    EXPECT_EQ(ReadFileBytes(copy), ReadFileBytes(TestData(name))) << name;
+  }
+}
+
 // Written into the test data's created/ folder; tests/data/check_tar_created.py reads them
 // back with bsdtar.
 TEST(TarDll, CreatesAndExtendsArchives) {
