@@ -6,6 +6,8 @@
 #include "services/log.h"
 
 #include <cstdio>
+#include <cstring>
+#include <vector>
 
 namespace {
 
@@ -155,14 +157,51 @@ bool HasZipSignature(const unsigned char* b, size_t count) {
   return count > 4 && b[0] == 'P' && b[1] == 'K' && (b[2] == 3 || b[2] == 5) && (b[3] == 4 || b[3] == 6);
 }
 
+namespace {
+
+bool At(const unsigned char* bytes, size_t count, size_t offset, const char* magic, size_t length) {
+  return offset + length <= count && memcmp(bytes + offset, magic, length) == 0;
+}
+
+// A ZIP appended to a program (a self-extracting archive) ends with its end record; the
+// record may be followed by a comment of up to 64 KiB.
+bool EndsWithZipDirectory(FILE* f) {
+  std::vector<unsigned char> tail(65536 + 22);
+  if (_fseeki64(f, 0, SEEK_END) != 0) return false;
+  long long size = _ftelli64(f);
+  long long from = size > static_cast<long long>(tail.size()) ? size - static_cast<long long>(tail.size()) : 0;
+  if (_fseeki64(f, from, SEEK_SET) != 0) return false;
+  size_t got = fread(tail.data(), 1, tail.size(), f);
+  for (size_t i = got >= 22 ? got - 22 + 1 : 0; i-- > 0;)
+    if (At(tail.data(), got, i, "PK\5\6", 4)) return true;
+  return false;
+}
+
+// The kind a file's first bytes show. A compressed stream is TAR's: a TAR inside it or a single
+// compressed file.
+int KindBySignature(FILE* f) {
+  std::vector<unsigned char> head(0x8006);
+  size_t got = fread(head.data(), 1, head.size(), f);
+  const unsigned char* b = head.data();
+  if (HasZipSignature(b, got)) return ARCHIVE_ZIP;
+  if (At(b, got, 0, "Rar!\x1a\x07", 6)) return ARCHIVE_RAR;
+  if (At(b, got, 257, "ustar", 5) || At(b, got, 0, "\x1f\x8b", 2) || At(b, got, 0, "BZh", 3) ||
+      At(b, got, 0, "\xfd" "7zXZ\0", 6) || At(b, got, 0, "\x28\xb5\x2f\xfd", 4) ||
+      At(b, got, 0, "\x04\x22\x4d\x18", 4) || At(b, got, 0, "\x1f\x9d", 2))
+    return ARCHIVE_TAR;
+  if (At(b, got, 0x8001, "CD001", 5)) return ARCHIVE_ISO;
+  if (At(b, got, 0, "MZ", 2) && EndsWithZipDirectory(f)) return ARCHIVE_ZIP;
+  return 0;
+}
+
+}  // namespace
+
 int DecideArchiveKind(const char* path) {
   int kind = GetArchiveKindFromName(path);
   if (kind) return kind;
-  unsigned char head[512];
-  size_t got = 0;
-  if (FILE* f = fopen(path, "rb")) {
-    got = fread(head, 1, sizeof head, f);
-    fclose(f);
-  }
-  return HasZipSignature(head, got) ? ARCHIVE_ZIP : 0;
+  FILE* f = fopen(path, "rb");
+  if (!f) return 0;
+  kind = KindBySignature(f);
+  fclose(f);
+  return kind;
 }

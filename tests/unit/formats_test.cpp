@@ -43,7 +43,7 @@ TEST(Formats, NameTestsRunInTableOrder) {
   for (const Case& c : cases) EXPECT_EQ(GetArchiveKindFromName(c.name), c.kind) << (c.name ? c.name : "(null)");
 }
 
-TEST(Formats, UnknownNamesAreSniffedForZip) {
+TEST(Formats, UnknownNamesAreSniffed) {
   struct Case {
     std::string bytes;
     int kind;
@@ -54,6 +54,15 @@ TEST(Formats, UnknownNamesAreSniffedForZip) {
       {std::string("PK\5\4\0", 5), ARCHIVE_ZIP},
       {std::string("PK\3\4", 4), 0},  // more than four bytes are needed
       {std::string("PK\7\10\0", 5), 0},
+      {std::string("Rar!\x1a\x07\x01\x00", 8), ARCHIVE_RAR},
+      {std::string(257, '\0') + "ustar\0" "00", ARCHIVE_TAR},
+      {std::string("\x1f\x8b\x08\x00", 4), ARCHIVE_TAR},  // gzip: a TAR or a single file inside
+      {"BZh91AY&SY", ARCHIVE_TAR},
+      {std::string("\xfd" "7zXZ\0\0", 8), ARCHIVE_TAR},
+      {std::string("\x28\xb5\x2f\xfd\x24", 5), ARCHIVE_TAR},
+      {std::string(0x8001, '\0') + "CD001", ARCHIVE_ISO},
+      {"MZ" + std::string(70000, 'x') + std::string("PK\5\6", 4) + std::string(18, '\0'), ARCHIVE_ZIP},
+      {"MZ" + std::string(70000, 'x'), 0},  // a program with nothing appended
       {"plain text, no archive", 0},
       {"", 0},
   };
