@@ -12,6 +12,7 @@
 #include "jobs/entry_name_safety.h"
 #include "jobs/extract_job.h"
 #include "jobs/extract_run.h"
+#include "jobs/system_words.h"
 
 #include <cstdio>
 #include <cstring>
@@ -169,7 +170,8 @@ int RunHeaderEntries(const HeaderSource& source, HeaderRun* run) {
       continue;
     }
     int failed = source.process(source.context, run->operation, run->destination, target.c_str());
-    if (failed) AddEntryFailure(&run->failures, run->caller, entry.name.c_str(), failed);
+    DWORD error = failed == FAILURE_WRITE && source.systemError ? source.systemError(source.context) : 0;
+    if (failed) AddEntryFailure(&run->failures, run->caller, entry.name.c_str(), failed, SystemErrorText(error).c_str());
     if (folder) continue;
     if (!failed) run->taken.push_back(target);
     progress.Taken(entry.size);
@@ -233,6 +235,12 @@ int ExtractHeaderEntries(const HeaderKind& kind, ExtractJob* job, const char* fo
   CloseRunProgress(job->silent != 0);
   ForgetWrongPassword(run);
   if (result != 1) ReportRun(run);
+  // The run's own list too, for its outcome (the exit code of "-x" and the tools); the
+  // message above has told the user already.
+  for (const EntryFailure& failure : run.failures.items)
+    AddRunFailure(failure.name.c_str(), failure.reason, failure.detail.empty() ? nullptr : failure.detail.c_str());
+  if (run.damaged) AddRunFailure(job->archive, FAILURE_TRUNCATED, run.damage.empty() ? nullptr : run.damage.c_str());
+  if (result != 1) MarkRunFailuresTold();
   if (job->done) SetEvent(job->done);
   return result;
 }

@@ -44,6 +44,9 @@ struct HeaderSource {
   // Does the operation to the entry of the last header: writes it to folder joined with name
   // for HEADER_EXTRACT. 0 when done, else the EntryFailureReason of why not.
   int (*process)(void* context, HeaderOperation operation, const char* folder, const char* name);
+  // After process answered FAILURE_WRITE: the system's error behind it (0: not known), so the
+  // report gives the system's reason.
+  DWORD (*systemError)(void* context) = nullptr;
 };
 
 // Lists every entry into the block's list and totals (folders add nothing, every entry is

@@ -67,6 +67,7 @@ struct IsoWalk {
   IsoEntries calls;
   IsoHandle image = nullptr;
   uint64_t progress = 0;
+  DWORD systemError = 0;  // behind the last failed write
   char fullName[ISO_FULL_NAME_SIZE];
 };
 
@@ -97,12 +98,17 @@ int ProcessIsoEntry(void* context, HeaderOperation operation, const char* folder
     case ISO_REFUSED_NAME: return FAILURE_UNSAFE_NAME;
     case ISO_BAD_DATA: return FAILURE_TRUNCATED;
     case ISO_ECREATE:
-    case ISO_EWRITE: return FAILURE_WRITE;
+    case ISO_EWRITE:
+      // The library's last call into the system is the one that failed.
+      walk->systemError = GetLastError();
+      return FAILURE_WRITE;
     default: return operation == HEADER_SKIP ? 0 : FAILURE_DATA_ERROR;
   }
 }
 
-HeaderSource SourceOf(IsoWalk* walk) { return {walk, NextIsoHeader, ProcessIsoEntry}; }
+DWORD IsoSystemError(void* context) { return static_cast<IsoWalk*>(context)->systemError; }
+
+HeaderSource SourceOf(IsoWalk* walk) { return {walk, NextIsoHeader, ProcessIsoEntry, IsoSystemError}; }
 
 // iso_open and iso_init; false (with the console line) when the image cannot be read.
 bool OpenIsoImage(IsoWalk* walk, const char* path) {

@@ -15,6 +15,7 @@
 #include "jobs/entry_failures.h"
 #include "jobs/entry_stream.h"
 #include "jobs/extract_job.h"
+#include "jobs/extract_run.h"
 
 #include <objbase.h>
 
@@ -300,10 +301,12 @@ struct RarWalk {
   int error = 0;           // the library's code that ended the walk early
   std::string errorEntry;  // the entry it happened on, when one
   std::wstring destination;  // with its last "\"; set by the first write
+  DWORD systemError = 0;     // behind the last failed write
   std::unordered_set<std::wstring> folders;  // made (or found) by this walk
   uint64_t archiveSize = 0;  // of an archive of one volume; 0 otherwise
   uint64_t packed = 0;       // the entries' data so far
   int lastCode = 0;          // the library's answer for the last entry processed
+  unsigned long written = 0; // files written, for their working names
 };
 
 // Opens the archive for the walk (false: the open record says why).
@@ -358,7 +361,21 @@ int WriteRarEntry(RarWalk* walk, const char* folder, const char* name) {
   }
   size_t folderEnd = target.rfind(L'\\');
   if (folderEnd != std::wstring::npos && folderEnd >= from) MakeFolders(target.substr(0, folderEnd), from, &walk->folders);
-  return walk->api.RARProcessFileW(walk->archive, RAR_EXTRACT, nullptr, &target[0]);
+  // The library writes where it is told: a working name beside the target, which takes the
+  // target's name only when the library found the entry whole (a failed or damaged entry
+  // leaves nothing, and harms no file it was to replace).
+  std::wstring working = target.substr(0, folderEnd == std::wstring::npos ? 0 : folderEnd + 1);
+  wchar_t part[48];
+  swprintf(part, sizeof part / sizeof part[0], L"~kst%lx-r%lx.part", GetCurrentProcessId(),
+           static_cast<unsigned long>(++walk->written));
+  working += part;
+  int code = walk->api.RARProcessFileW(walk->archive, RAR_EXTRACT, nullptr, &working[0]);
+  if (code == 0 && MoveFileExW(working.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING)) return 0;
+  walk->systemError = code == 0 || code == ERAR_ECREATE || code == ERAR_EWRITE ? GetLastError() : 0;
+  // What damaged data gave may be kept for what could be read; what a wrong password gave never.
+  bool keep = code == ERAR_BAD_DATA && !(walk->header->data.Flags & RHDF_ENCRYPTED) && KeepsBrokenEntries();
+  if (!keep || !MoveFileExW(working.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING)) DeleteFileW(working.c_str());
+  return code ? code : ERAR_ECREATE;
 }
 
 int ProcessRarEntry(void* context, HeaderOperation operation, const char* folder, const char* name) {
@@ -390,7 +407,9 @@ int ProcessRarEntry(void* context, HeaderOperation operation, const char* folder
   return operation == HEADER_SKIP ? 0 : code == ERAR_EOPEN ? FAILURE_TRUNCATED : FAILURE_DATA_ERROR;
 }
 
-HeaderSource SourceOf(RarWalk* walk) { return {walk, NextRarHeader, ProcessRarEntry}; }
+DWORD RarSystemError(void* context) { return static_cast<RarWalk*>(context)->systemError; }
+
+HeaderSource SourceOf(RarWalk* walk) { return {walk, NextRarHeader, ProcessRarEntry, RarSystemError}; }
 
 // The user's text for the code that ended a walk early.
 std::string WalkEndText(int code) {

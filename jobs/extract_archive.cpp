@@ -13,6 +13,7 @@
 #include "services/prompts.h"
 #include "services/worker.h"
 #include "jobs/entry_failures.h"
+#include "jobs/extract_run.h"
 
 #include <commctrl.h>
 
@@ -123,7 +124,7 @@ bool EnsurePassword(char* jobPassword) {
 void ReportRunFailures() {
   if (GetLastWrongPasswordCount()) SetCurrentPassword("");
   const EntryFailures& failures = GetLastRunFailures();
-  if (failures.items.empty()) return;
+  if (failures.items.empty() || AreRunFailuresTold()) return;
   Log(1, GetVerbose(), "ExtractArchive: %u entries not extracted or damaged", static_cast<unsigned>(failures.items.size()));
   ReportEntryFailures(failures, Owner(), GetMessageText(kEntryFailuresHeading));
 }

@@ -29,6 +29,7 @@ std::string g_refused;
 size_t g_refusedCount;
 size_t g_wrongPasswords;
 EntryFailures g_failures;
+bool g_failuresTold;
 // Per-entry progress not shown yet: the steps and the name, and when the dialog last heard.
 int g_pendingSteps;
 char g_pendingName[kPathBuf];
@@ -78,6 +79,7 @@ void ClearLastRunReport() {
   g_refusedCount = 0;
   g_wrongPasswords = 0;
   g_failures.items.clear();
+  g_failuresTold = false;
 }
 
 void BeginExtractionRun(HWND mainWindow, bool testOnly, bool silent) {
@@ -191,6 +193,8 @@ void AddRunSystemFailure(const char* name, DWORD error) {
 }
 
 const EntryFailures& GetLastRunFailures() { return g_failures; }
+void MarkRunFailuresTold() { g_failuresTold = true; }
+bool AreRunFailuresTold() { return g_failuresTold; }
 
 int ExtractionOutcome(int workerResult) {
   if (workerResult) return workerResult;

@@ -52,6 +52,11 @@ int EntryWriteFailed(const char* name, const char* target, DWORD error, bool atC
 // Whether a damaged entry stays under its name ("keep broken files").
 bool KeepsBrokenEntries();
 
+// The kind's own message has told the user of the run's failures: the end of the run shows
+// no second one.
+void MarkRunFailuresTold();
+bool AreRunFailuresTold();
+
 // Copies the run's refused names into a job's fields (the job owns the copy).
 void CopyRefusedNames(char** names, size_t* count);
 
