@@ -49,7 +49,7 @@ ArchiveFormat g_formats[] = {
     {ARCHIVE_TAR, "TAR", IsTarFamilyFile, '/', false, nullptr, 0,
      "*.tar;*.tgz;*.gz;*.tar.z;*.tar.bz2;*.bz2;*.xz;*.txz;*.zst;*.tzst;*.lz4;*.lzma;*.tlz", 144, {}},
     {ARCHIVE_ISO, "ISO", IsIsoFile, '\\', false, "not supported on iso file", 0, "*.iso;*.nrg", 145, {}},
-    {ARCHIVE_RAR, "RAR", IsRarFile, '\\', false, "not supported on rar file", 81, "*.rar", 146, {}},
+    {ARCHIVE_RAR, "RAR", IsRarFile, '\\', false, "not supported on rar file", 0, "*.rar", 146, {}},
     {ARCHIVE_ZIP64, "ZIP64", nullptr, '\\', true, "not supported on zip64 file", 101, nullptr, 0, {}},
 };
 

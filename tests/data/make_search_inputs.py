@@ -55,8 +55,9 @@ subprocess.run(["tar", "--no-recursion", "-czf", os.path.join(out, "search.tar.g
 subprocess.run(["xorriso", "-as", "mkisofs", "-quiet", "-R", "-J", "-o", os.path.join(out, "search.iso"), src],
                check=True, stderr=subprocess.DEVNULL)
 for archive, switches in [("search.rar", []), ("secret.rar", ["-pright"])]:
-    subprocess.run([RAR, "a", "-idq", "-r"] + switches + [os.path.join(out, archive), "."], cwd=src, check=True,
-                   stdout=subprocess.DEVNULL)
+    # Named one by one: with -r rar takes the folder's own order, not the other archives'.
+    subprocess.run([RAR, "a", "-idq"] + switches + [os.path.join(out, archive)] + [n for n in names if n[-1] != "/"],
+                   cwd=src, check=True, stdout=subprocess.DEVNULL)
 subprocess.run(["zip", "-q", "-P", "right", os.path.join(out, "secret.zip"), "-@"], cwd=src, check=True,
                input="\n".join(names).encode())
 subprocess.run(["7zz", "a", "-tzip", "-bd", "-bso0", "-mem=AES256", "-pright", os.path.join(out, "aes.zip")]

@@ -136,7 +136,8 @@ TEST(ContentSearch, WalksVisitTheHitsInArchiveOrder) {
   struct {
     int kind;
     const char* name;
-  } archives[] = {{ARCHIVE_ZIP, "search.zip"}, {ARCHIVE_TAR, "search.tar.gz"}, {ARCHIVE_ISO, "search.iso"}};
+  } archives[] = {{ARCHIVE_ZIP, "search.zip"}, {ARCHIVE_TAR, "search.tar.gz"}, {ARCHIVE_ISO, "search.iso"},
+                  {ARCHIVE_RAR, "search.rar"}};
   for (const auto& a : archives)
     for (const auto& c : cases) {
       std::vector<int> read;
