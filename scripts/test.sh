@@ -7,8 +7,7 @@ trap 'kestrelia_wine_down; kestrelia_display_down' EXIT
 kestrelia_display_up
 kestrelia_wine_up
 cd "$build"
-# A test that fails is run once more before the run counts it as failed: three windowed tests
-# (the settings that persist across runs, the rewrite's folder list, a password check on random
-# inputs) fail now and then on a loaded machine for reasons not yet mended; a real fault fails
-# both runs.
+# A test that fails is run once more before the run counts it as failed, and ctest's output
+# names it: a guard for windowed tests on a loaded machine (the three known causes of such
+# failures, and two runs sharing one display, are mended); a real fault fails both runs.
 ctest --output-on-failure --repeat until-pass:2 "$@"
