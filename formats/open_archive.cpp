@@ -82,8 +82,11 @@ int OpenCompressedFile(const char* path, HWND owner) {
 
   int kind = DecideArchiveKind(path);
   if (!kind) {
-    PromptMessageBox(owner ? owner : GetMainWindowHandle(), GetMessageText(KLANG_MSG_NOT_AN_ARCHIVE), "Kestrelia",
-                     MB_ICONINFORMATION);
+    char text[kPathBuf * 3];
+    snprintf(text, sizeof text, "%s \"%s\" %s:\n%s", GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path,
+             GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL), GetMessageText(KLANG_MSG_OPEN_UNKNOWN_KIND));
+    PromptMessageBox(owner ? owner : GetMainWindowHandle(), text, GetMessageText(KLANG_MSG_ERROR_TITLE),
+                     MB_ICONERROR);
     ReleaseOperation(OPERATION_OPEN);
     return OPEN_REFUSED;
   }

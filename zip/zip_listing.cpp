@@ -176,16 +176,19 @@ void MakeZipOpenErrorText(const char* path, char* out, size_t outSize) {
                GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path, GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL),
                system);
     else
-      snprintf(out, outSize, "%s \"%s\" %s:\n%s\n%s", GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path,
-               GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL), system, zipError);
+      snprintf(out, outSize, "%s \"%s\" %s:\n%s", GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path,
+               GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL), system);
     SetStoredSystemError(0);
   } else if (IsDebugConsole()) {
     snprintf(out, outSize, "(DebugConsole)\nLine: %d ziperror: %s\n%s \"%s\" %s", 6009, zipError,
              GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path, GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL));
   } else {
-    // The container library's reason tells a damaged archive from a file that is no archive.
-    snprintf(out, outSize, "%s \"%s\" %s:\n%s", GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path,
-             GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL), zipError);
+    // The container library's reason is for the debug console; the user hears whether the
+    // file is no archive or a damaged one.
+    int reason = ZipOpenFailureText(path);
+    snprintf(out, outSize, reason == KLANG_MSG_MISSING_OR_IN_USE ? "%s \"%s\" %s %s" : "%s \"%s\" %s:\n%s",
+             GetMessageText(KLANG_MSG_CANNOT_OPEN_THE_FILE), path, GetMessageText(KLANG_MSG_CANNOT_OPEN_TAIL),
+             GetMessageText(reason));
   }
 }
 

@@ -1,11 +1,14 @@
 #include "services/base.h"
 #include "zip/zip_open.h"
 
+#include "kestrelia_texts.h"
 #include "model/app_state.h"
 #include "services/log.h"
 #include "zip/zip_io.h"
 
 #include <cstdio>
+#include <cstring>
+#include <vector>
 
 namespace {
 
@@ -50,6 +53,26 @@ unzFile OpenOnce(const char* path, zlib_filefunc64_def* functions) {
 }
 
 }  // namespace
+
+// The end record sits in the last 22 bytes plus a comment of up to 65,535; a file that has
+// none is either no ZIP archive or one whose end was cut off, which its first local header tells.
+int ZipOpenFailureText(const char* path) {
+  FILE* f = fopen(path, "rb");
+  if (!f) return KLANG_MSG_MISSING_OR_IN_USE;
+  unsigned char head[4] = {};
+  size_t headRead = fread(head, 1, sizeof head, f);
+  _fseeki64(f, 0, SEEK_END);
+  long long size = _ftelli64(f);
+  long long tail = size < 65557 ? size : 65557;
+  std::vector<unsigned char> end(static_cast<size_t>(tail));
+  _fseeki64(f, size - tail, SEEK_SET);
+  size_t endRead = tail ? fread(end.data(), 1, end.size(), f) : 0;
+  fclose(f);
+  for (size_t i = endRead >= 4 ? endRead - 4 + 1 : 0; i-- > 0;)
+    if (memcmp(&end[i], "PK\x05\x06", 4) == 0) return KLANG_MSG_OPEN_DAMAGED;
+  if (headRead == 4 && memcmp(head, "PK\x03\x04", 4) == 0) return KLANG_MSG_OPEN_CUT_SHORT;
+  return KLANG_MSG_OPEN_NOT_ZIP;
+}
 
 int GetUnzipErrorIndex() { return g_unzipError; }
 void SetUnzipErrorIndex(int index) { g_unzipError = index; }

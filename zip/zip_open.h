@@ -15,3 +15,7 @@ unzFile MyWaitunzOpen2_64With(const char* path, DWORD wait, zlib_filefunc64_def*
 int GetUnzipErrorIndex();
 void SetUnzipErrorIndex(int index);
 const char* GetUnzipErrorText(int index);
+
+// Why a file that would not open as a ZIP archive fails, in the user's words: the number of
+// the message that says so (not a ZIP archive at all, cut short before its end, or damaged).
+int ZipOpenFailureText(const char* path);

@@ -6,7 +6,7 @@
    Every number of a range below answers with a non-empty text in every language; a number
    outside the ranges answers with the empty string, never with a null pointer.
 
-     GetMessageText              0..116, 130..147, 160..161
+     GetMessageText              0..116, 130..158, 160..161
      GetGenericText              0..87
      GetMenuText                 5001..5005 (the menus of res/resource.h)
      GetMenuItemText             4001..4032 except 4025 (command identifiers of res/resource.h);
@@ -27,9 +27,9 @@
                                  name is written in its own language, so that a reader finds
                                  his language whatever the current one is.
 
-   GetConfirmationDialogText() gives the four button labels of the overwrite question in
-   answer order (overwrite, overwrite all, skip, cancel), separated by '\n', for example
-   "&Yes\nYes to &all\n&No\n&Cancel"; the caller splits it.
+   GetConfirmationDialogText() gives the six button labels of the overwrite question in
+   answer order (overwrite, overwrite all, skip, cancel, skip all, rename), separated by '\n',
+   for example "&Yes\nYes to &all\n&No\n&Cancel\nN&o to all\n&Rename"; the caller splits it.
 
    GetConsoleHelpText() is the help for the command line; its lines end with "\r\n".
 

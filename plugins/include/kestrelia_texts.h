@@ -57,6 +57,7 @@
 #define KLANG_MSG_COLLECTING_FILES                84  /* Collecting files */
 #define KLANG_MSG_RENAMING                        85  /* Renaming */
 #define KLANG_MSG_ELAPSED_TIME                    86  /* Elapsed time: */
+#define KLANG_MSG_REMAINING_TIME                  87  /* Remaining time: */
 #define KLANG_MSG_SPEED                           88  /* Speed: */
 #define KLANG_MSG_FOLDER_NOT_FOUND                91  /* The folder cannot be found. */
 #define KLANG_MSG_NAME_TAKEN                      92  /* An entry of this name already exists in the archive. */
@@ -65,6 +66,8 @@
 #define KLANG_MSG_FOLDER_EXISTS                   96  /* The folder already exists: */
 #define KLANG_MSG_NO_MEMORY                       97  /* Not enough memory. */
 #define KLANG_MSG_MISSING_OR_IN_USE               99  /* (it does not exist or another program is using it). */
+#define KLANG_MSG_EXTRACTION_FINISHED             18  /* Extraction finished. */
+#define KLANG_MSG_EXTRACTION_CANCELLED            19  /* Extraction was cancelled. */
 #define KLANG_MSG_COMPUTING_CHECKSUM             102  /* Computing the checksum */
 #define KLANG_MSG_TOO_LARGE_FOR_MEMORY           114  /* too large to be read into memory */
 #define KLANG_MSG_DISK_FULL_GO_ON                117  /* Go on with the next entries? Those that do not fit... */
@@ -75,6 +78,17 @@
 #define KLANG_MSG_ALL_ARCHIVES                   140  /* All archives */
 #define KLANG_MSG_ALL_FILES                      141  /* All files */
 #define KLANG_MSG_SELECTED                       142  /* selected */
+#define KLANG_MSG_OPEN_UNKNOWN_KIND              148  /* It is not an archive of a kind that Kestrelia can open. */
+#define KLANG_MSG_OPEN_NOT_ZIP                   149  /* It is not a ZIP archive: its contents are in another format. */
+#define KLANG_MSG_OPEN_CUT_SHORT                 150  /* The archive is damaged: it was cut short and its end is miss... */
+#define KLANG_MSG_OPEN_DAMAGED                   151  /* The archive is damaged: its table of contents cannot be read. */
+#define KLANG_MSG_OVERWRITE_EXISTING             152  /* Existing file: */
+#define KLANG_MSG_OVERWRITE_INCOMING             153  /* From the archive: */
+#define KLANG_MSG_BYTES                          154  /* bytes */
+#define KLANG_MSG_FILE_EXTRACTED_TO              155  /* file extracted to */
+#define KLANG_MSG_FILES_EXTRACTED_TO             156  /* files extracted to */
+#define KLANG_MSG_CANCELLED_AFTER                157  /* Cancelled after */
+#define KLANG_MSG_FAILED                         158  /* failed */
 #define KLANG_MSG_ENTRY_PROPERTIES               180  /* Properties of the entry */
 #define KLANG_MSG_PROPERTIES_METHOD              181  /* Method: */
 #define KLANG_MSG_PROPERTIES_CRC                 182  /* CRC: */

@@ -2,8 +2,8 @@
 // pieces of composed sentences, so each is worded to read right in its composition:
 //   3 4 <size> - 5 <size>              the status bar's sizes
 //   1 6 / <n> 7                        the status bar's count
-//   14 <name> 15 ?                     the overwrite question, 16 its title
-//   35 "<path>" 36 99 / 35 "<path>" 36:\n<system>   an archive that cannot be opened
+//   14 <path> 15 ?\n\n152 <size>, <date>\n153 <size>, <date>   the overwrite question, 16 its title
+//   35 "<path>" 36 99 / 35 "<path>" 36:\n<system or 148..151>   an archive that cannot be opened
 //   57 "<folder>" 58 <n> 59 <n> 60 <size> 61 <size>  folder properties, 62 the root's name
 //   "<text>" 45                        nothing found
 //   75?\n<path>                        starting a program
@@ -34,8 +34,8 @@ const LangText messages[] = {
     {KLANG_MSG_OVERWRITE_EXISTS, "already exists. Overwrite it", "existiert bereits. Überschreiben"},
     {KLANG_MSG_OVERWRITE_TITLE, "Confirm overwrite", "Überschreiben bestätigen"},
     {17, "Compressing", "Komprimiere"},
-    {18, "Extraction finished.", "Das Entpacken ist beendet."},
-    {19, "Extraction was cancelled.", "Das Entpacken wurde abgebrochen."},
+    {KLANG_MSG_EXTRACTION_FINISHED, "Extraction finished.", "Das Entpacken ist beendet."},
+    {KLANG_MSG_EXTRACTION_CANCELLED, "Extraction was cancelled.", "Das Entpacken wurde abgebrochen."},
     {20, "The archive was created.", "Das Archiv wurde erstellt."},
     {21, "The entries were deleted.", "Die Einträge wurden gelöscht."},
     {22, "Save self-extracting archive as", "Selbstentpackendes Archiv speichern unter"},
@@ -120,7 +120,7 @@ const LangText messages[] = {
     {KLANG_MSG_COLLECTING_FILES, "Collecting files", "Sammle Dateien"},
     {KLANG_MSG_RENAMING, "Renaming", "Benenne um"},
     {KLANG_MSG_ELAPSED_TIME, "Elapsed time:", "Verstrichene Zeit:"},
-    {87, "Remaining time:", "Verbleibende Zeit:"},
+    {KLANG_MSG_REMAINING_TIME, "Remaining time:", "Verbleibende Zeit:"},
     {KLANG_MSG_SPEED, "Speed:", "Geschwindigkeit:"},
     {89, "The file is too large to be shown.", "Die Datei ist zu groß, um angezeigt zu werden."},
     {90, "The picture cannot be shown.", "Das Bild kann nicht angezeigt werden."},
@@ -193,6 +193,23 @@ const LangText messages[] = {
     {146, "RAR archives", "RAR-Archive"},
     {147, "Protect the self-extracting archive with a password?\n\nWithout the password nobody can extract it.",
      "Das selbstentpackende Archiv mit einem Kennwort schützen?\n\nOhne das Kennwort kann es niemand entpacken."},
+    // Why an archive cannot be opened, the line after 35 "<path>" 36:
+    {KLANG_MSG_OPEN_UNKNOWN_KIND, "It is not an archive of a kind that Kestrelia can open.",
+     "Sie ist kein Archiv einer Art, die Kestrelia öffnen kann."},
+    {KLANG_MSG_OPEN_NOT_ZIP, "It is not a ZIP archive: its contents are in another format.",
+     "Sie ist kein ZIP-Archiv: ihr Inhalt hat ein anderes Format."},
+    {KLANG_MSG_OPEN_CUT_SHORT, "The archive is damaged: it was cut short and its end is missing.",
+     "Das Archiv ist beschädigt: es wurde abgeschnitten, sein Ende fehlt."},
+    {KLANG_MSG_OPEN_DAMAGED, "The archive is damaged: its table of contents cannot be read.",
+     "Das Archiv ist beschädigt: sein Inhaltsverzeichnis kann nicht gelesen werden."},
+    {KLANG_MSG_OVERWRITE_EXISTING, "Existing file:", "Vorhandene Datei:"},
+    {KLANG_MSG_OVERWRITE_INCOMING, "From the archive:", "Aus dem Archiv:"},
+    {KLANG_MSG_BYTES, "bytes", "Bytes"},
+    // A run's result in the status bar: <n> 155/156 <folder> or 157 <n> <of> <total>, then ", <n> 158"
+    {KLANG_MSG_FILE_EXTRACTED_TO, "file extracted to", "Datei entpackt nach"},
+    {KLANG_MSG_FILES_EXTRACTED_TO, "files extracted to", "Dateien entpackt nach"},
+    {KLANG_MSG_CANCELLED_AFTER, "Cancelled after", "Abgebrochen nach"},
+    {KLANG_MSG_FAILED, "failed", "fehlgeschlagen"},
     {KLANG_MSG_SIMULATED_CHANGES, "Simulation: nothing was written. These changes would be made:",
      "Simulation: es wurde nichts geschrieben. Diese Änderungen würden vorgenommen:"},
     {KLANG_MSG_NOTHING_MATCHED, "No entry of the archive is concerned: the archive was not changed.",
@@ -202,6 +219,7 @@ const LangText messages[] = {
 
 const LangTable kMessages = KLANG_TABLE_OF(messages);
 
-// The overwrite question's buttons in answer order: overwrite, overwrite all, skip, cancel.
-const char* const kConfirmationEn = "&Yes\nYes to &all\n&No\n&Cancel";
-const char* const kConfirmationDe = "&Ja\nJa, a&lle\n&Nein\n&Abbrechen";
+// The overwrite question's buttons in answer order: overwrite, overwrite all, skip, cancel,
+// skip all, write under a free name.
+const char* const kConfirmationEn = "&Yes\nYes to &all\n&No\n&Cancel\nN&o to all\n&Rename";
+const char* const kConfirmationDe = "&Ja\nJa, a&lle\n&Nein\n&Abbrechen\n&Keine überschreiben\n&Umbenennen";

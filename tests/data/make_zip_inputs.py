@@ -138,6 +138,12 @@ def main(out):
         data = f.read()
     with open(os.path.join(out, "damaged.zip"), "wb") as f:
         f.write(data[: len(data) - 30])
+    # A text file under a ZIP name, and a whole archive whose end record places its directory
+    # past the end of the file.
+    shutil.copy(os.path.join(out, "plain.txt"), os.path.join(out, "renamed_text.zip"))
+    end = data.rindex(b"PK\x05\x06")
+    with open(os.path.join(out, "bad_directory.zip"), "wb") as f:
+        f.write(data[:end + 16] + struct.pack("<I", 0x7FFFFFF0) + data[end + 20:])
 
     # Names that reach outside the destination beside one that does not, each holding its name.
     raw_zip(os.path.join(out, "hostile.zip"), [dict(name=n.encode(), data=n.encode()) for n in

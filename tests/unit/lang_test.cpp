@@ -118,7 +118,7 @@ TEST_F(Lang, OverwriteQuestionHasFourLabelsInAnswerOrder) {
   for (int language : kLanguages) {
     SetLanguage(language);
     std::vector<std::string> labels = Split(GetConfirmationDialogText(), '\n');
-    ASSERT_EQ(labels.size(), 4u) << GetConfirmationDialogText();
+    ASSERT_EQ(labels.size(), 6u) << GetConfirmationDialogText();
     std::set<char> letters;
     for (const std::string& label : labels) {
       EXPECT_EQ(Ampersands(label), 1) << label;
