@@ -15,6 +15,7 @@
 #include <initializer_list>
 
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -45,6 +46,11 @@ void RebuildTreeList() {
 void FocusCurrentView() {
   HWND view = CurrentView();
   if (view) PostMessageA(Main().hwnd, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(view), TRUE);
+}
+
+// Posted after the run's last timer message, which would otherwise write over it.
+void ShowRunResult(const char* text) {
+  if (Main().hwnd) PostMessageA(Main().hwnd, WM_APP_RUN_RESULT, 0, reinterpret_cast<LPARAM>(_strdup(text)));
 }
 
 void ResetSortMarkHook() { ResetSortMarks(); }
@@ -89,5 +95,6 @@ void InstallViewHooks() {
   hooks.applyStoredSort = ApplyStoredSortHook;
   hooks.resetSortMark = ResetSortMarkHook;
   hooks.isTreeListRefilling = IsTreeListRefilling;
+  hooks.showRunResult = ShowRunResult;
   InstallListingViews(Main().hwnd);
 }

@@ -27,6 +27,7 @@
 #include "ui/search.h"
 #include "formats/archive_runs.h"
 #include "jobs/extract_archive.h"
+#include "jobs/extract_run.h"
 #include "formats/open_archive.h"
 
 #include <commctrl.h>
@@ -261,6 +262,10 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
       return MsgTimer(wParam);
     case WM_APP_EXTRACTION_TIMER:
       return MsgExtractionTimer(wParam != 0);
+    case WM_APP_RUN_RESULT:
+      SendMessageA(g_main.status, SB_SETTEXTA, 2, lParam);
+      free(reinterpret_cast<void*>(lParam));
+      return 0;
     case WM_DROPFILES:
       return MsgDropFiles(reinterpret_cast<HDROP>(wParam));
     case WM_SETFOCUS:

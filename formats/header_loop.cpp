@@ -13,6 +13,8 @@
 #include "jobs/extract_job.h"
 #include "jobs/extract_run.h"
 #include "jobs/system_words.h"
+#include "jobs/overwrite_question.h"
+#include "services/long_path.h"
 
 #include <cstdio>
 #include <cstring>
@@ -87,24 +89,24 @@ struct RunProgress {
   }
 };
 
-enum OverwriteAnswer { WRITE_IT, SKIP_IT, STOP_RUN };
-
-// Asks before an existing file is replaced; "yes to all" turns the question off for the run.
-OverwriteAnswer AskOverwrite(const HeaderRun& run, const std::string& name) {
-  if (!run.overwriteMode || *run.overwriteMode != OVERWRITE_ASK) return WRITE_IT;
-  std::string target = run.destination && *run.destination ? run.destination : ".";
-  if (target.back() != '\\' && target.back() != '/') target += '\\';
-  target += name;
-  if (GetFileAttributesA(target.c_str()) == INVALID_FILE_ATTRIBUTES) return WRITE_IT;
-  std::string text = std::string(GetMessageText(KLANG_MSG_OVERWRITE_THE_FILE)) + " " + target + " " +
-                     GetMessageText(KLANG_MSG_OVERWRITE_EXISTS) + " ?";
-  switch (PromptOverwrite(GetForegroundWindow(), text.c_str(), GetMessageText(KLANG_MSG_OVERWRITE_TITLE),
-                          GetConfirmationDialogText())) {
-    case 0: return WRITE_IT;
-    case 1: *run.overwriteMode = OVERWRITE_ALL; return WRITE_IT;
-    case 2: return SKIP_IT;
-    default: return STOP_RUN;
-  }
+// Asks before an existing file is replaced; the answers "to all" hold for the rest of the run.
+// A renamed entry is written under *name, the free name beside the existing file.
+ExistingTarget AskOverwrite(const HeaderRun& run, const HeaderEntry& entry, std::string* name) {
+  if (!run.overwriteMode || *run.overwriteMode == OVERWRITE_ALWAYS || *run.overwriteMode == OVERWRITE_ALL)
+    return EXISTING_REPLACE;
+  std::string folder = run.destination && *run.destination ? run.destination : ".";
+  if (folder.back() != '\\' && folder.back() != '/') folder += '\\';
+  std::string target = folder + *name;
+  if (GetFileAttributesW(WidePath(target.c_str()).c_str()) == INVALID_FILE_ATTRIBUTES) return EXISTING_REPLACE;
+  const EntryStamp& t = entry.stamp;
+  unsigned long dosDate = t.year >= 1980 ? (static_cast<unsigned long>(t.year - 1980) << 25) | (t.month << 21) |
+                                               (t.day << 16) | (t.hour << 11) | (t.minute << 5) | (t.second / 2)
+                                         : 0;
+  std::string renamed;
+  ExistingTarget answer = DecideExistingTarget(target.c_str(), IncomingFile{entry.size, dosDate}, run.overwriteMode,
+                                               &renamed);
+  if (answer == EXISTING_RENAME) *name = renamed.substr(folder.size());
+  return answer;
 }
 
 }  // namespace
@@ -159,13 +161,13 @@ int RunHeaderEntries(const HeaderSource& source, HeaderRun* run) {
     }
     size_t slash = run->withoutPath ? entry.name.rfind('\\') : std::string::npos;
     std::string target = slash == std::string::npos ? entry.name : entry.name.substr(slash + 1);
-    OverwriteAnswer answer = folder || !writes ? WRITE_IT : AskOverwrite(*run, target);
-    if (answer == STOP_RUN) {
+    ExistingTarget answer = folder || !writes ? EXISTING_REPLACE : AskOverwrite(*run, entry, &target);
+    if (answer == EXISTING_STOP) {
       Log(1, GetVerbose(), "%s: user stopped extraction", run->caller);
       result = 100;
       break;
     }
-    if (answer == SKIP_IT) {
+    if (answer == EXISTING_SKIP) {
       source.process(source.context, HEADER_SKIP, nullptr, nullptr);
       continue;
     }
@@ -173,6 +175,7 @@ int RunHeaderEntries(const HeaderSource& source, HeaderRun* run) {
     DWORD error = failed == FAILURE_WRITE && source.systemError ? source.systemError(source.context) : 0;
     if (failed) AddEntryFailure(&run->failures, run->caller, entry.name.c_str(), failed, SystemErrorText(error).c_str());
     if (folder) continue;
+    NoteEntryTaken();
     if (!failed) run->taken.push_back(target);
     progress.Taken(entry.size);
   }

@@ -19,6 +19,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -174,6 +175,13 @@ void RecordRun(const ExtractRun* run, int result) {
   RecordExtraction(run->job.archive, destination, RunEntryCount(run), recorded);
 }
 
+void ShowRunResult(const ExtractRun& run, int result) {
+  if (run.job.silent || !GetViewHooks().showRunResult) return;
+  std::string text = RunResultText(GetLastRunTally(), GetLastRunFailures().items.size(),
+                                   result == EXTRACT_CANCELLED, run.job.destination);
+  GetViewHooks().showRunResult(text.c_str());
+}
+
 int RunBody(ExtractRun* run) {
   // A worker that keeps no run report must not show the last run's.
   ClearLastRunReport();
@@ -182,6 +190,7 @@ int RunBody(ExtractRun* run) {
   if (!run->job.silent && IsProgressDialogStarted()) CloseProgressDialog();
   g_lastRun = {ExtractionOutcome(result), GetLastRunFailures().items.size()};
   RecordRun(run, result);
+  ShowRunResult(*run, result);
   ReportRunFailures();
   Log(5, GetVerbose(), "ExtractArchive: %s finished with %d, %u entries failed", run->job.archive, result,
       static_cast<unsigned>(g_lastRun.failed));
@@ -370,15 +379,22 @@ void StartArchiveTest(TestProc worker, const EntrySelection* chosen) {
   RunOnThread(TestArchiveThread, run);
 }
 
-void FormatExtractionTimer(char* out, size_t outSize, DWORD elapsedMs, uint64_t bytes) {
-  DWORD seconds = elapsedMs / 1000;
-  double rate = elapsedMs ? static_cast<double>(bytes) * 1000.0 / elapsedMs : 0.0;
-  static const char* const kUnits[] = {"B/s", "KB/s", "MB/s", "GB/s"};
-  int unit = 0;
-  while (rate >= 1024.0 && unit < 3) {
-    rate /= 1024.0;
-    ++unit;
+
+std::string RunResultText(const RunTally& tally, size_t failed, bool cancelled, const char* destination) {
+  std::string text;
+  uint64_t written = tally.taken - std::min<uint64_t>(tally.taken, tally.skipped + failed);
+  if (cancelled) {
+    text = std::string(GetMessageText(KLANG_MSG_CANCELLED_AFTER)) + " " + GroupedCount(tally.taken);
+    if (tally.planned >= tally.taken && tally.planned)
+      text += std::string(" ") + GetGenericText(KLANG_GEN_OF) + " " + GroupedCount(tally.planned);
+  } else if (!tally.taken && !failed) {
+    // A kind whose library keeps its count to itself.
+    return GetMessageText(KLANG_MSG_EXTRACTION_FINISHED);
+  } else {
+    text = GroupedCount(written) + " " +
+           GetMessageText(written == 1 ? KLANG_MSG_FILE_EXTRACTED_TO : KLANG_MSG_FILES_EXTRACTED_TO) + " " +
+           (destination && *destination ? destination : ".");
   }
-  snprintf(out, outSize, "%s %lu:%02lu:%02lu  %s %.1f %s", GetMessageText(KLANG_MSG_ELAPSED_TIME), seconds / 3600,
-           seconds / 60 % 60, seconds % 60, GetMessageText(KLANG_MSG_SPEED), rate, kUnits[unit]);
+  if (failed) text += ", " + GroupedCount(failed) + " " + GetMessageText(KLANG_MSG_FAILED);
+  return text;
 }

@@ -4,6 +4,7 @@
 #include "services/base.h"
 
 #include "jobs/extract_job.h"
+#include "jobs/extract_run.h"
 
 #include <string>
 
@@ -52,5 +53,6 @@ struct ExtractRunResult {
 };
 ExtractRunResult GetLastExtractRunResult();
 
-// The status bar's words while a run goes on: elapsed time and transfer rate.
-void FormatExtractionTimer(char* out, size_t outSize, DWORD elapsedMs, uint64_t bytes);
+// The short result of an extraction for the status bar: "2,895 files extracted to C:\x",
+// "Cancelled after 1,204 of 2,895", each followed by ", 3 failed" when entries failed.
+std::string RunResultText(const RunTally& tally, size_t failed, bool cancelled, const char* destination);

@@ -14,6 +14,7 @@ enum OverwriteMode {
   OVERWRITE_ALWAYS = 0,  // replace existing files without asking
   OVERWRITE_ASK = 1,     // ask per existing file
   OVERWRITE_ALL = 2,     // the user answered "yes to all": no more questions this run
+  OVERWRITE_SKIP_ALL = 3,  // the user answered "no to all": existing files stay, unasked
 };
 
 // Results of the per-entry writer beyond the engine's own codes.
@@ -58,7 +59,7 @@ struct ExtractJob {
   char destination[kPathBuf];  // the working directory for the run; empty keeps the current one
   int overwriteMode;           // OverwriteMode; may change from ASK to ALL during the run
   int withoutPath;             // 1: every file lands in the destination under its last name
-  int countEntries;            // 1: progress counts entries, never bytes
+  int countEntries;            // 1: asked for the whole archive (the bar still counts bytes)
   const EntrySelection* chosen; // the rows a run takes, copied before it started; none: see extractAll
   HWND mainWindow;
   int silent;                  // no progress dialog; names only logged
@@ -76,6 +77,7 @@ struct ExtractJob {
   size_t refusedCount;
   int testOnly;                // 1: every entry is read and checked, nothing is written
   uint64_t tested;             // entries read by a testing run (folders not counted)
+  uint64_t bytes;              // the run's bytes, which its bar counts; 0: it counts entries
 };
 
 // A kind's extraction worker: runs a job (destination, password and flags filled in); with

@@ -2,6 +2,7 @@
 #include "jobs/extract_run.h"
 
 #include "kestrelia_lang.h"
+#include "model/folder_tree.h"
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
@@ -30,12 +31,16 @@ size_t g_refusedCount;
 size_t g_wrongPasswords;
 EntryFailures g_failures;
 bool g_failuresTold;
+RunTally g_tally;
 // Per-entry progress not shown yet: the steps and the name, and when the dialog last heard.
 int g_pendingSteps;
 char g_pendingName[kPathBuf];
 bool g_pendingNameSet;
 DWORD g_lastShown;
 constexpr DWORD kShowIntervalMs = 100;
+// The figures above the bar change a few times a second: more is only flicker.
+DWORD g_lastFigures;
+constexpr DWORD kFiguresIntervalMs = 250;
 // The data ranges of the run's entries so far, start to end.
 std::map<uint64_t, uint64_t> g_dataRanges;
 
@@ -75,6 +80,7 @@ size_t GetLastRefusedCount() { return g_refusedCount; }
 size_t GetLastWrongPasswordCount() { return g_wrongPasswords; }
 
 void ClearLastRunReport() {
+  g_tally = RunTally{};
   g_refused.clear();
   g_refusedCount = 0;
   g_wrongPasswords = 0;
@@ -90,11 +96,14 @@ void BeginExtractionRun(HWND mainWindow, bool testOnly, bool silent) {
   g_refusingFolder.clear();
   g_byteCounter = 0;
   g_lastPercent = -1;
+  uint64_t planned = g_tally.planned;  // known before the run began
   ClearLastRunReport();
+  g_tally.planned = planned;
   g_dataRanges.clear();
   g_pendingSteps = 0;
   g_pendingNameSet = false;
   g_lastShown = GetTickCount() - kShowIntervalMs;
+  g_lastFigures = GetTickCount() - kFiguresIntervalMs;
   t_runActive = true;
   SwitchTimer(mainWindow, true);
   g_startTick = GetTickCount();
@@ -139,8 +148,34 @@ ChunkWriter* RunChunkWriter() {
 
 uint64_t* ExtractionByteCounter() { return &g_byteCounter; }
 
+std::string ByteFiguresText(uint64_t done, uint64_t total, DWORD elapsedMs) {
+  if (done > total) done = total;
+  char doneText[32], totalText[32], line[kPathBuf];
+  FormatTreeSizeText(static_cast<double>(done), doneText, sizeof doneText);
+  FormatTreeSizeText(static_cast<double>(total), totalText, sizeof totalText);
+  int percent = total ? static_cast<int>(done * 100 / total) : 100;
+  int n = snprintf(line, sizeof line, "%s %s %s  (%d%%)", doneText, GetGenericText(KLANG_GEN_OF), totalText, percent);
+  // The rate of the run so far; the first second says too little to guess from.
+  if (done && done < total && elapsedMs >= 1000 && n > 0) {
+    uint64_t left = static_cast<uint64_t>(static_cast<double>(elapsedMs) * static_cast<double>(total - done) /
+                                          static_cast<double>(done) / 1000.0 + 0.5);
+    snprintf(line + n, sizeof line - n, "   %s %llu:%02llu:%02llu", GetMessageText(KLANG_MSG_REMAINING_TIME),
+             static_cast<unsigned long long>(left / 3600), static_cast<unsigned long long>(left / 60 % 60),
+             static_cast<unsigned long long>(left % 60));
+  }
+  return line;
+}
+
 void AdvanceByteProgress(uint64_t counter, uint64_t total) {
   if (!total) return;
+  DWORD now = GetTickCount();
+  if (now - g_lastFigures >= kFiguresIntervalMs || counter >= total) {
+    g_lastFigures = now;
+    SetProgressFigures(ByteFiguresText(counter, total, now - g_startTick).c_str());
+    char timer[kPathBuf];
+    FormatExtractionTimer(timer, sizeof timer, now - g_startTick, counter);
+    SetProgressSecondLine(timer);
+  }
   int percent = static_cast<int>(std::lround(static_cast<double>(counter) / static_cast<double>(total) * 100.0));
   if (percent <= g_lastPercent) return;
   HWND dialog = GetProgressDialog();
@@ -303,4 +338,33 @@ int ShowRunMessage(const char* text, const char* title, UINT flags) {
   int answer = PromptMessageBox(GetForegroundWindow(), text, title, flags);
   if (hidden) ShowWindow(dialog, SW_SHOW);
   return answer;
+}
+
+void NoteRunPlanned(uint64_t files) { g_tally.planned = files; }
+void NoteEntryTaken() { ++g_tally.taken; }
+void NoteEntrySkipped() { ++g_tally.skipped; }
+const RunTally& GetLastRunTally() { return g_tally; }
+
+std::string GroupedCount(uint64_t n) {
+  char digits[32], grouped[64];
+  snprintf(digits, sizeof digits, "%llu", static_cast<unsigned long long>(n));
+  if (!GetNumberFormatA(LOCALE_USER_DEFAULT, 0, digits, nullptr, grouped, sizeof grouped)) return digits;
+  // The locale's format adds decimals; a count has none.
+  char decimal[8] = ".";
+  GetLocaleInfoA(LOCALE_USER_DEFAULT, LOCALE_SDECIMAL, decimal, sizeof decimal);
+  if (char* cut = strstr(grouped, decimal)) *cut = 0;
+  return grouped;
+}
+
+void FormatExtractionTimer(char* out, size_t outSize, DWORD elapsedMs, uint64_t bytes) {
+  DWORD seconds = elapsedMs / 1000;
+  double rate = elapsedMs ? static_cast<double>(bytes) * 1000.0 / elapsedMs : 0.0;
+  static const char* const kUnits[] = {"B/s", "KB/s", "MB/s", "GB/s"};
+  int unit = 0;
+  while (rate >= 1024.0 && unit < 3) {
+    rate /= 1024.0;
+    ++unit;
+  }
+  snprintf(out, outSize, "%s %lu:%02lu:%02lu  %s %.1f %s", GetMessageText(KLANG_MSG_ELAPSED_TIME), seconds / 3600,
+           seconds / 60 % 60, seconds % 60, GetMessageText(KLANG_MSG_SPEED), rate, kUnits[unit]);
 }

@@ -3,6 +3,8 @@
 #pragma once
 #include "services/base.h"
 
+#include <string>
+
 // Starts a run: counters cleared, start tick taken, the timer on the main window started.
 // A testing run reads and checks every entry as an extraction would, and writes nothing.
 // A silent run asks nothing: a full disk or a folder that refuses fails each entry in turn.
@@ -25,8 +27,12 @@ ChunkWriter* RunChunkWriter();
 // The running byte counter's home (do_write_currentfile adds to it through a pointer).
 uint64_t* ExtractionByteCounter();
 // Moves a percentage bar to counter/total, touching the dialog only when the rounded
-// percentage grew since the last call of this run.
+// percentage grew since the last call of this run; the figures above the bar (bytes done of
+// the total, percent, time left) and the elapsed time and speed follow a few times a second.
 void AdvanceByteProgress(uint64_t counter, uint64_t total);
+// "1.20 GB of 2.95 GB  (40%)   Remaining time: 0:00:07": the time left is guessed from the
+// rate so far, once a second has passed.
+std::string ByteFiguresText(uint64_t done, uint64_t total, DWORD elapsedMs);
 // Names the entry under way and, with step, counts one entry on the bar. The dialog is told
 // at most ten times a second: every change is a message to the dialog's thread and a repaint,
 // which costs more than writing a small file. The run's end shows what was left over.
@@ -69,3 +75,19 @@ bool ClaimEntryData(uint64_t start, uint64_t size);
 // Shows a box from the worker with the progress dialog hidden meanwhile, as every question
 // of a run is shown.
 int ShowRunMessage(const char* text, const char* title, UINT flags);
+
+// What the last run did with its files, for the short result the window shows at its end.
+struct RunTally {
+  uint64_t planned;  // files the run set out to write (0: not known)
+  uint64_t taken;    // files it reached: written, failed or skipped
+  uint64_t skipped;  // left alone at the user's word (overwrite question)
+};
+void NoteRunPlanned(uint64_t files);
+void NoteEntryTaken();
+void NoteEntrySkipped();
+const RunTally& GetLastRunTally();
+// A count in the user's grouping: "2,895".
+std::string GroupedCount(uint64_t n);
+
+// The status bar's words while a run goes on: elapsed time and transfer rate.
+void FormatExtractionTimer(char* out, size_t outSize, DWORD elapsedMs, uint64_t bytes);

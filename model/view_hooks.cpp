@@ -9,7 +9,7 @@ int Zero() { return 0; }
 void NothingBlock(ArchiveControlBlock*) {}
 ViewHooks g_hooks = {Nothing, Nothing, NothingBool, NothingText, NothingText, Nothing, Nothing, Nothing, Nothing,
                      Nothing, Nothing, Zero,
-                     {NothingBlock, NothingBlock, NothingBlock, NothingBlock, NothingBlock}};
+                     {NothingBlock, NothingBlock, NothingBlock, NothingBlock, NothingBlock}, NothingText};
 }  // namespace
 
 ViewHooks& GetViewHooks() { return g_hooks; }

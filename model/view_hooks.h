@@ -29,6 +29,7 @@ struct ViewHooks {
   void (*resetSortMark)();                 // no sort column, both directions ascending
   int (*isTreeListRefilling)();            // the status bar is left alone while set
   ListingRowHooks rows;
+  void (*showRunResult)(const char* text);  // a run's short result in the status bar
 };
 
 ViewHooks& GetViewHooks();

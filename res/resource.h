@@ -134,7 +134,7 @@
 
 // ---- Overwrite question (12010..12019) ----
 #define IDC_OVERWRITE_TEXT 12010
-#define IDC_OVERWRITE_FIRST 12011  // overwrite, overwrite all, skip, cancel follow in order
+#define IDC_OVERWRITE_FIRST 12011  // one per answer: overwrite, overwrite all, skip, cancel, skip all, rename
 
 // ---- Progress dialog (30000..30099, 40001..40099 for its drawn lines) ----
 #define IDC_PROGRESS_BAR 30000
@@ -143,6 +143,7 @@
 #define IDC_PROGRESS_DETAIL 30003
 #define IDC_PROGRESS_SECOND_LINE 30004
 #define IDC_PROGRESS_EXPAND_ICON 30005
+#define IDC_PROGRESS_FIGURES 30006
 #define IDC_PROGRESS_TOP_LINE 40001
 #define IDC_PROGRESS_BUTTON_LINE 40002
 
@@ -160,6 +161,8 @@
 // Main window, posted by an extraction worker: wParam 1 starts IDT_EXTRACTION, 0 kills it
 // (timers belong to the window's own thread).
 #define WM_APP_EXTRACTION_TIMER (WM_APP + 99)
+// Main window, posted at a run's end: lParam is its result text (malloc'ed; the window frees it).
+#define WM_APP_RUN_RESULT (WM_APP + 100)
 // Main window, sent by a rewrite worker: lParam is the finished job, which ApplyEntryRewrite
 // takes over.
 #define WM_APP_ENTRIES_REWRITTEN (WM_APP + 0x120)

@@ -10,7 +10,9 @@
 
 namespace {
 
-constexpr int kButtons = 4;
+constexpr int kButtons = 6;
+// Answers in the order the buttons stand: the ones that write, the ones that keep, then Cancel.
+constexpr int kShownOrder[kButtons] = {0, 1, 2, 4, 5, 3};
 
 struct OverwriteDialogData {
   const char* text;
@@ -27,10 +29,13 @@ void InitOverwriteDialog(HWND dialog, const OverwriteDialogData* data) {
   DialogLayout layout(dialog);
   SetWindowTextA(dialog, data->title);
   int margin = layout.Scale(kMargin), gap = layout.Scale(kGap), buttonHeight = layout.Scale(kButtonHeight);
-  int buttonWidth = layout.Scale(kButtonWidth);
-  for (const std::string& label : data->labels)
+  int buttonWidth = layout.Scale(kButtonWidth), shown = 0;
+  for (const std::string& label : data->labels) {
+    if (label.empty()) continue;  // a caller that offers fewer answers
+    ++shown;
     buttonWidth = std::max<int>(buttonWidth, layout.MeasureText(label.c_str()).cx + layout.Scale(kButtonPadding));
-  int buttonsWidth = kButtons * buttonWidth + (kButtons - 1) * gap;
+  }
+  int buttonsWidth = shown * buttonWidth + (shown - 1) * gap;
   SIZE textSize = layout.MeasureText(data->text, GetSystemMetrics(SM_CXSCREEN) * 3 / 4);
   int clientWidth = 2 * margin + std::max<int>(textSize.cx, buttonsWidth);
   int clientHeight = 3 * margin + textSize.cy + buttonHeight;
@@ -38,10 +43,11 @@ void InitOverwriteDialog(HWND dialog, const OverwriteDialogData* data) {
   RECT text = {margin, margin, clientWidth - margin, margin + textSize.cy};
   layout.AddAt("STATIC", data->text, SS_LEFT | SS_NOPREFIX, IDC_OVERWRITE_TEXT, text);
   int x = (clientWidth - buttonsWidth) / 2, y = text.bottom + margin;
-  for (int i = 0; i < kButtons; ++i) {
+  for (int answer : kShownOrder) {
+    if (data->labels[answer].empty()) continue;
     RECT r = {x, y, x + buttonWidth, y + buttonHeight};
-    layout.AddAt("BUTTON", data->labels[i].c_str(), WS_TABSTOP | (i == 0 ? BS_DEFPUSHBUTTON : BS_PUSHBUTTON),
-                 IDC_OVERWRITE_FIRST + i, r);
+    layout.AddAt("BUTTON", data->labels[answer].c_str(),
+                 WS_TABSTOP | (answer == 0 ? BS_DEFPUSHBUTTON : BS_PUSHBUTTON), IDC_OVERWRITE_FIRST + answer, r);
     x += buttonWidth + gap;
   }
   SendMessageA(dialog, DM_SETDEFID, IDC_OVERWRITE_FIRST, 0);

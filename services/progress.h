@@ -35,6 +35,8 @@ HWND GetProgressDialog();
 // The title line (the current item; "/" is shown as "\"), the second line and the detail.
 void SetProgressTitle(const char* text);
 void SetProgressSecondLine(const char* text);
+// The line above the bar: how much is done of how much, and how long the rest will take.
+void SetProgressFigures(const char* text);
 // Stored as pending when no dialog exists yet; applied when it initialises.
 void SetProgressDetail(const char* text);
 void SetProgressDetailRepaint(const char* text);

@@ -61,6 +61,7 @@ void LayoutProgressDialog(HWND dialog, bool again) {
                MulDiv(GetSystemMetrics(SM_CYHSCROLL), 96, w->dpi));
   layout.Place(IDC_PROGRESS_TITLE, 0, 0, kTitleWidth, kHeaderHeight);
   layout.Place(IDC_PROGRESS_SECOND_LINE, 0, kHeaderHeight, kWidth, kSecondLineHeight);
+  layout.Place(IDC_PROGRESS_FIGURES, 20, x ? 89 : 67, kWidth - 40, 20);
   layout.Place(IDC_PROGRESS_EXPAND_ICON, kTitleWidth, 0, kWidth - kTitleWidth, kHeaderHeight);
   layout.Place(IDC_PROGRESS_TOP_LINE, 0, x ? 83 : 61, kWidth, 2);
   layout.Place(IDC_PROGRESS_CANCEL, 210, x ? 152 : 130, 80, x ? 23 : 22);
@@ -109,6 +110,7 @@ void CreateProgressControls(HWND dialog, ProgressDialogWindow* w) {
   // The detail is only a store of text that the title line draws.
   ShowWindow(layout.Add("STATIC", "", 0, IDC_PROGRESS_DETAIL, 0, 0, 0, 0), SW_HIDE);
   layout.Add("STATIC", "", SS_OWNERDRAW, IDC_PROGRESS_SECOND_LINE, 0, 0, 0, 0);
+  layout.Add("STATIC", "", SS_LEFT | SS_NOPREFIX | SS_ENDELLIPSIS, IDC_PROGRESS_FIGURES, 0, 0, 0, 0);
   HWND icon = layout.Add("STATIC", "", SS_OWNERDRAW | SS_NOTIFY, IDC_PROGRESS_EXPAND_ICON, 0, 0, 0, 0);
   SetWindowSubclass(icon, ExpandIconProc, 0, 0);
   layout.Add("STATIC", "", SS_ETCHEDHORZ, IDC_PROGRESS_TOP_LINE, 0, 0, 0, 0);
@@ -166,7 +168,7 @@ void DrawSecondLine(HWND dialog, const DRAWITEMSTRUCT* item) {
   ControlText(item->hwndItem, text, sizeof text);
   HGDIOBJ old = SelectObject(item->hDC, reinterpret_cast<HFONT>(SendMessageA(dialog, WM_GETFONT, 0, 0)));
   RECT r = item->rcItem;
-  r.left += Scale(w, 270);
+  r.left += Scale(w, 20);
   r.top += Scale(w, 5);
   DrawTextA(item->hDC, text, -1, &r, DT_SINGLELINE | DT_NOPREFIX | DT_END_ELLIPSIS);
   SelectObject(item->hDC, old);

@@ -153,6 +153,8 @@ void SetProgressTitle(const char* text) { SetDialogText(IDC_PROGRESS_TITLE, text
 
 void SetProgressSecondLine(const char* text) { SetDialogText(IDC_PROGRESS_SECOND_LINE, text, IDC_PROGRESS_SECOND_LINE); }
 
+void SetProgressFigures(const char* text) { SetDialogText(IDC_PROGRESS_FIGURES, text, IDC_PROGRESS_FIGURES); }
+
 void SetProgressDetail(const char* text) {
   HWND dialog = g_dialog;
   if (!dialog || !GetDlgItem(dialog, IDC_PROGRESS_DETAIL)) {

@@ -15,8 +15,8 @@ struct Prompts {
   // The folder chooser, starting in folder (kPathBuf, in and out); services/folder_picker.h
   // adds a check box to the next choice.
   bool (*browseFolder)(HWND owner, const char* title, char* folder);
-  // The four-button overwrite question; labels holds the four captions separated by '\n'.
-  // Returns the pressed button 0..3 (yes, yes to all, no, cancel), -1 when closed.
+  // The overwrite question; labels holds its captions in answer order separated by '\n'.
+  // Returns the answer 0..5 (yes, yes to all, no, cancel, no to all, rename), -1 when closed.
   int (*overwriteQuestion)(HWND owner, const char* text, const char* title, const char* labels);
   // The password dialog; fills password (kPathBuf) and returns true only on OK.
   bool (*password)(HWND owner, char* password);

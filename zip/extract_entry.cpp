@@ -12,6 +12,7 @@
 #include "jobs/entry_file.h"
 #include "zip/entry_methods.h"
 #include "jobs/extract_run.h"
+#include "jobs/overwrite_question.h"
 #include "zip/whole_deflate.h"
 
 #include <io.h>
@@ -20,6 +21,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -78,19 +80,6 @@ const char* LastSeparator(const char* name) {
 void ToBackslashes(char* text) {
   for (char* p = text; *p; ++p)
     if (*p == '/') *p = '\\';
-}
-
-int AskOverwrite(const char* target) {
-  char text[kPathBuf * 2];
-  snprintf(text, sizeof text, "%s %s %s ?", GetMessageText(KLANG_MSG_OVERWRITE_THE_FILE), target,
-           GetMessageText(KLANG_MSG_OVERWRITE_EXISTS));
-  HWND dialog = GetProgressDialog();
-  bool hidden = dialog && IsWindowVisible(dialog);
-  if (hidden) ShowWindow(dialog, SW_HIDE);
-  int answer = PromptOverwrite(GetForegroundWindow(), text, GetMessageText(KLANG_MSG_OVERWRITE_TITLE),
-                               GetConfirmationDialogText());
-  if (hidden) ShowWindow(dialog, SW_SHOW);
-  return answer;
 }
 
 // Makes every folder of a path that is not there; 0, or the system's error for the first that
@@ -325,16 +314,18 @@ int OpenForWrite(unzFile zip, const unz_file_info64& info, const char* nameInArc
 
 enum class Existing { kWrite, kSkip, kCancel };
 
-// A file that is there is replaced only when the user says so.
-Existing AskIfThere(const char* target, int* overwriteMode) {
-  if (!EntryTargetExists(target)) return Existing::kWrite;
-  switch (AskOverwrite(target)) {
-    case 0:
+// A file that is there is replaced only when the user says so, or the entry is written beside
+// it under a free name (*target switched to that name).
+Existing AskIfThere(const char** target, const unz_file_info64& info, int* overwriteMode, std::string* renamed) {
+  if (!EntryTargetExists(*target)) return Existing::kWrite;
+  IncomingFile incoming = {info.uncompressed_size, info.dosDate};
+  switch (DecideExistingTarget(*target, incoming, overwriteMode, renamed)) {
+    case EXISTING_REPLACE:
       return Existing::kWrite;
-    case 1:
-      *overwriteMode = OVERWRITE_ALL;
+    case EXISTING_RENAME:
+      *target = renamed->c_str();
       return Existing::kWrite;
-    case 2:
+    case EXISTING_SKIP:
       return Existing::kSkip;
     default:
       return Existing::kCancel;
@@ -456,7 +447,9 @@ int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, cons
   }
 
   Existing existing = Existing::kWrite;
-  if (!testing && *overwriteMode == OVERWRITE_ASK && !folder) existing = AskIfThere(target, overwriteMode);
+  std::string renamed;
+  if (!testing && (*overwriteMode == OVERWRITE_ASK || *overwriteMode == OVERWRITE_SKIP_ALL) && !folder)
+    existing = AskIfThere(&target, info, overwriteMode, &renamed);
   if (existing != Existing::kWrite || folder) {
     if (folder && !testing) CreateFolderEntry(target);
     result = CloseOpenEntry(zip);

@@ -69,22 +69,30 @@ uint64_t RowBytes(HWND list, const std::vector<int>& rows) {
   return sum;
 }
 
-// Only runs of at most 99 entries count bytes, so summing the archive itself is cheap and,
-// unlike a listing's totals, always about this archive.
-uint64_t ArchiveBytes(unzFile zip) {
+// Unlike a listing's totals, always about this archive; one more walk of the directory costs
+// little beside writing its entries.
+uint64_t ArchiveBytes(unzFile zip, uint64_t* files) {
   uint64_t sum = 0;
+  *files = 0;
+  char name[kPathBuf];
   for (int err = unzGoToFirstFile(zip); err == UNZ_OK; err = unzGoToNextFile(zip)) {
     unz_file_info64 info;
-    if (unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) == UNZ_OK)
-      sum += info.uncompressed_size;
+    if (unzGetCurrentFileInfo64(zip, &info, name, sizeof name, nullptr, 0, nullptr, 0) != UNZ_OK) continue;
+    sum += info.uncompressed_size;
+    size_t length = strlen(name);
+    if (length && name[length - 1] != '/' && name[length - 1] != '\\') ++*files;
   }
   unzGoToFirstFile(zip);
   return sum;
 }
 
+// The run's bytes, and how many files it sets out to write.
 uint64_t TotalBytes(const ExtractJob* job) {
-  if (job->chosen) return job->chosen->bytes;
-  return ArchiveBytes(static_cast<unzFile>(job->engine));
+  uint64_t files = job->total;
+  uint64_t bytes = job->chosen ? job->chosen->bytes : ArchiveBytes(static_cast<unzFile>(job->engine), &files);
+  if (job->chosen) files = job->chosen->names.size();
+  NoteRunPlanned(files);
+  return bytes;
 }
 
 void StepIfCounting(const ExtractJob* job, bool perEntry) {
@@ -242,13 +250,13 @@ int RunExtraction(RunRequest request) {
   job->selection = index;
   job->extractAll = request.wholeArchive ? 1 : request.extractAll;
   job->total = (!request.wholeArchive && selected > 0) ? static_cast<uint64_t>(selected) : global.number_entry;
-  // A few entries are counted in bytes even for the whole archive: one large entry would
-  // otherwise leave the bar empty until it is whole.
-  job->progressPerEntry = request.wholeArchive && job->total > 99 ? 1 : 0;
+  job->progressPerEntry = request.wholeArchive ? 1 : 0;
   job->testOnly = request.testOnly;
   if (!request.silent) {
-    bool counting = job->progressPerEntry || job->total > 99 || request.countEntries;
-    int maximum = counting ? static_cast<int>(job->total > INT_MAX ? INT_MAX : job->total) : 100;
+    // The bar counts bytes whenever there are any: however many entries a run has, one large
+    // entry would otherwise hold it still until it is whole.
+    job->bytes = TotalBytes(job);
+    int maximum = job->bytes ? 100 : static_cast<int>(job->total > INT_MAX ? INT_MAX : job->total);
     SetProgressMinimum(0);
     SetProgressMaximum(maximum);
   }
@@ -291,9 +299,9 @@ int FillZipTreeWithWholeList(HWND list, RBTree* tree) {
 }
 
 int UnZipWorkThread(ExtractJob* job) {
-  bool perEntry = job->progressPerEntry || job->countEntries || job->total > 99;
-  int byBytes = perEntry ? 0 : 1;
-  uint64_t totalBytes = byBytes ? TotalBytes(job) : 0;
+  uint64_t totalBytes = job->bytes;
+  int byBytes = totalBytes ? 1 : 0;
+  bool perEntry = !byBytes;
   BeginExtractionRun(job->mainWindow, job->testOnly != 0, job->silent != 0);
   unzFile zip = static_cast<unzFile>(job->engine);
 
@@ -326,6 +334,7 @@ int UnZipWorkThread(ExtractJob* job) {
     if (!job->testOnly && JudgeEntryName(target, reason, sizeof reason) != ENTRY_NAME_OK) {
       Log(-1, GetVerbose(), "UnZipWorkThread: entry \"%s\" refused (%s) - not written", name, reason);
       AddRefusedName(name, reason);
+      NoteEntryTaken();
       StepIfCounting(job, perEntry);
       continue;
     }
@@ -334,7 +343,9 @@ int UnZipWorkThread(ExtractJob* job) {
     else
       Log(6, GetVerbose(), "%s", withoutPath);
 
-    if (job->testOnly && !entryName.empty() && entryName.back() != '/' && entryName.back() != '\\') ++job->tested;
+    bool file = !entryName.empty() && entryName.back() != '/' && entryName.back() != '\\';
+    if (job->testOnly && file) ++job->tested;
+    if (file) NoteEntryTaken();
     last = do_write_currentfile(zip, &job->withoutPath, &job->overwriteMode, job->password, job->mainWindow,
                                 info, name, withoutPath, byBytes, totalBytes, ExtractionByteCounter(), job->silent);
     if (last == EXTRACT_CANCELLED) {

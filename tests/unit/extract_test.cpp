@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
@@ -41,10 +42,12 @@ struct Script {
   std::deque<std::string> passwords;  // empty: the user cancels
   int overwriteAsked = 0;
   int passwordAsked = 0;
+  std::string question;  // the last overwrite question's text
 } g_script;
 
-int ScriptedOverwrite(HWND, const char*, const char*, const char*) {
+int ScriptedOverwrite(HWND, const char* text, const char*, const char*) {
   ++g_script.overwriteAsked;
+  g_script.question = text;
   if (g_script.overwriteAnswers.empty()) return 0;
   int answer = g_script.overwriteAnswers.front();
   g_script.overwriteAnswers.pop_front();
@@ -219,6 +222,28 @@ TEST_F(Extract, OverwriteQuestionAnswers) {
   EXPECT_EQ(g_script.overwriteAsked, 3);
   EXPECT_EQ(countOld(), 1);
   EXPECT_EQ(mode, OVERWRITE_ASK) << "yes to all lasts one run";
+  // The question names the whole path as the user writes it, and both files' sizes.
+  EXPECT_NE(g_script.question.find(destination + "\\"), std::string::npos) << g_script.question;
+  EXPECT_EQ(g_script.question.substr(0, g_script.question.find('\n')).find('/'), std::string::npos)
+      << g_script.question;
+  EXPECT_NE(g_script.question.find(std::string(GetMessageText(KLANG_MSG_OVERWRITE_EXISTING)) + " 3 "),
+            std::string::npos) << g_script.question;
+  EXPECT_NE(g_script.question.find(GetMessageText(KLANG_MSG_OVERWRITE_INCOMING)), std::string::npos);
+
+  // Rename writes beside the old file under a free name; no to all keeps every other one unasked.
+  makeOld();
+  g_script.overwriteAsked = 0;
+  g_script.overwriteAnswers = {5, 4};
+  EXPECT_EQ(Run(nullptr, "deflated.zip", destination, 1, 0, &mode), 0);
+  EXPECT_EQ(g_script.overwriteAsked, 2);
+  EXPECT_EQ(countOld(), static_cast<int>(files.size()));
+  std::set<std::string> now = FileNames(Contents(destination));
+  std::vector<std::string> added;
+  for (const std::string& name : now)
+    if (!files.count(name)) added.push_back(name);
+  ASSERT_EQ(added.size(), 1u);
+  EXPECT_NE(added[0].find(" (2)"), std::string::npos) << added[0];
+  remove((destination + "\\" + added[0]).c_str());
 
   // Cancel, or a question closed without an answer, ends the run at once.
   makeOld();

@@ -76,32 +76,50 @@ TEST(PasswordDialogTest, OkAndEnterStoreTheTypedPasswordTheOthersKeepTheOld) {
 
 TEST(OverwriteDialogTest, EachButtonAnswersItsNumberClosingMinusOne) {
   ResetPrompts();
-  for (int button = -1; button < 5; ++button) {
+  const char* kLabels = "&Yes\nYes to &all\n&No\n&Cancel\nN&o to all\n&Rename";
+  for (int button = -1; button < 7; ++button) {
     std::string text, labels;
     std::thread helper([&] {
       EXPECT_TRUE(OnDialog("Overwrite?", [&](HWND dialog) {
         char shown[kPathBuf];
         GetDlgItemTextA(dialog, IDC_OVERWRITE_TEXT, shown, sizeof shown);
         text = shown;
-        for (int i = 0; i < 4; ++i) {
+        for (int i = 0; i < 6; ++i) {
           GetDlgItemTextA(dialog, IDC_OVERWRITE_FIRST + i, shown, sizeof shown);
           labels += std::string(shown) + "|";
         }
         if (button < 0)
           Close(dialog);
-        else if (button == 4)
+        else if (button == 6)
           Key(dialog, IDC_OVERWRITE_FIRST, VK_ESCAPE);
         else
           Click(dialog, IDC_OVERWRITE_FIRST + button);
       }));
     });
-    int answer =
-        PromptOverwrite(nullptr, "The file a.txt already exists ?", "Overwrite?", "&Yes\nYes to &all\n&No\n&Cancel");
+    int answer = PromptOverwrite(nullptr, "The file a.txt already exists ?", "Overwrite?", kLabels);
     helper.join();
-    EXPECT_EQ(answer, button == 4 ? -1 : button);
+    EXPECT_EQ(answer, button == 6 ? -1 : button);
     EXPECT_EQ(text, "The file a.txt already exists ?");
-    EXPECT_EQ(labels, "&Yes|Yes to &all|&No|&Cancel|");
+    EXPECT_EQ(labels, "&Yes|Yes to &all|&No|&Cancel|N&o to all|&Rename|");
   }
+}
+
+TEST(RunResultText, SaysWhatTheRunDid) {
+  SetLanguage(KLANG_LANGUAGE_ENGLISH);
+  const struct {
+    RunTally tally;
+    size_t failed;
+    bool cancelled;
+    const char* text;
+  } kCases[] = {
+      {{2895, 2895, 0}, 0, false, "2,895 files extracted to C:\\out"},
+      {{1, 1, 0}, 0, false, "1 file extracted to C:\\out"},
+      {{10, 10, 2}, 3, false, "5 files extracted to C:\\out, 3 failed"},
+      {{2895, 1204, 0}, 0, true, "Cancelled after 1,204 of 2,895"},
+      {{0, 7, 0}, 1, true, "Cancelled after 7, 1 failed"},
+      {{0, 0, 0}, 0, false, "Extraction finished."},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(RunResultText(c.tally, c.failed, c.cancelled, "C:\\out"), c.text);
 }
 
 // ---- runs with scripted answers ----
