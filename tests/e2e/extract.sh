@@ -3,6 +3,12 @@
 # command line, each answered through the real folder chooser with a typed path. The files
 # on disk, in a folder named after the archive, must be what unzip makes of the same archive.
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
+# error_box TEXT: the error box that shows TEXT, once it does; the progress dialog behind it is
+# a dialog of the same class, so the box is told by its title and its text.
+error_box() {
+  eventually 60 shows "$1" --class '#32770' --title 'Kestrelia - Error'
+  inspect --class '#32770' --title 'Kestrelia - Error'
+}
 data=${KESTRELIA_TESTDATA:?}
 fresh_work kestrelia_e2e_extract
 
@@ -79,14 +85,14 @@ if [ "$(id -u)" = 0 ] && mount -t tmpfs -o size=1m tmpfs "$small" 2>/dev/null; t
   focus Kestrelia
   xdotool key Return
   choose_folder "$(winpath "$small")"
-  question=$(inspect --class '#32770' --wait 60)
+  question=$(error_box small)
   screenshot disk_full_question
   expect_contains "a full disk is asked about once, naming the folder" "small" "$question"
-  inspect --class '#32770' --yes >/dev/null
-  report=$(inspect --class '#32770' --wait 60)
+  inspect --class '#32770' --title 'Kestrelia - Error' --yes >/dev/null
+  report=$(error_box big.bin)
   screenshot disk_full_report
   expect_contains "the report names the entry that did not fit" "big.bin" "$report"
-  inspect --class '#32770' --ok >/dev/null
+  inspect --class '#32770' --title 'Kestrelia - Error' --ok >/dev/null
   code=0
   eventually 60 ended || kill "$app"
   wait "$app" || code=$?
@@ -101,10 +107,10 @@ if [ "$(id -u)" = 0 ] && mount -t tmpfs -o size=1m tmpfs "$small" 2>/dev/null; t
   focus Kestrelia
   xdotool key Return
   choose_folder "$(winpath "$readonly")"
-  question=$(inspect --class '#32770' --wait 60)
+  question=$(error_box readonly)
   screenshot read_only_question
   expect_contains "a read-only folder is asked about once" "readonly" "$question"
-  inspect --class '#32770' --yes >/dev/null
+  inspect --class '#32770' --title 'Kestrelia - Error' --yes >/dev/null
   choose_folder "$(winpath "$work/elsewhere")"
   expect_exit "-x in the folder chosen instead"
   unzip -q "$work/many.zip" -d "$work/ref_many"
