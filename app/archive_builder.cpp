@@ -117,13 +117,16 @@ bool OpenArchiveTakesFiles() {
 
 // Adds the files (or the one folder) to target after the options dialog; add is 0 for a new
 // archive. True when the worker started.
-bool RunWindowCreation(const char* target, char (*files)[kPathBuf], int count, int add) {
+bool RunWindowCreation(const char* target, char (*files)[kPathBuf], int count, int add, const char* folder = "") {
   CreationChoice choice;
   DefaultCreationChoice(&choice);
   DescribeCreationSubject(files, count, choice.subject, sizeof choice.subject);
   snprintf(choice.target, sizeof choice.target, "%s", target);
-  // Files added while the tree shows a folder go into that folder.
-  if (add) CurrentTreeFolder(choice.prefix, sizeof choice.prefix);
+  // Files go into the tree folder they were dropped on, else into the one the tree shows.
+  if (folder && *folder)
+    snprintf(choice.prefix, sizeof choice.prefix, "%s", folder);
+  else if (add)
+    CurrentTreeFolder(choice.prefix, sizeof choice.prefix);
   // Level, password and the folder inside are the ZIP engine's; a TAR takes the files as they are.
   const ArchiveFormat* format = ArchiveWriterFor(target, add, false);
   bool zipOptions = !format || format->creationOptions;
@@ -241,12 +244,12 @@ bool CanAddToOpenArchive() {
   return format && format->ops.add;
 }
 
-bool AddDroppedFiles(char (*files)[kPathBuf], int count) {
+bool AddDroppedFiles(char (*files)[kPathBuf], int count, const char* folder) {
   if (!count || !CanAddToOpenArchive()) return false;
   CreationClaim claim;
   if (RefuseWhenBusy(claim)) return true;
   char archive[kPathBuf];
   snprintf(archive, sizeof archive, "%s", GetCurrentArchivePath());
-  claim.handedOver = RunWindowCreation(archive, files, count, 1);
+  claim.handedOver = RunWindowCreation(archive, files, count, 1, folder);
   return true;
 }

@@ -13,9 +13,10 @@ void CmdAddFiles();
 void CmdAddFolder();
 // An archive is open and its kind is one the program writes, so files can be added to it.
 bool CanAddToOpenArchive();
-// Files and folders dropped on the window while a ZIP archive is open go into it; false
-// when no archive that can take them is open (the caller then opens a dropped archive).
-bool AddDroppedFiles(char (*files)[kPathBuf], int count);
+// Files and folders dropped or pasted on the window while an archive that takes files is
+// open go into it, below folder ("docs\\" proposed as the folder inside; "" its top); false
+// when no archive that can take them is open.
+bool AddDroppedFiles(char (*files)[kPathBuf], int count, const char* folder = "");
 
 // The application's creation settings, kept for the session.
 int IsSilentCreation();

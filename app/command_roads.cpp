@@ -10,6 +10,7 @@
 #include "services/worker.h"
 #include "formats/open_archive.h"
 #include "jobs/extract_archive.h"
+#include "ui/picture_viewer.h"
 
 #include <cstdio>
 
@@ -21,6 +22,9 @@ void OpenCommandLineFile(const char* path) {
   }
   if (IsPictureFile(path)) {
     Log(1, GetVerbose(), "OpenCommandLineFile: picture %s", path);
+    char full[kPathBuf];
+    if (!GetFullPathNameA(path, sizeof full, full, nullptr)) snprintf(full, sizeof full, "%s", path);
+    ShowPictureViewer(PictureSource{"", 0, {full}}, 0);
     return;
   }
   Log(1, GetVerbose(), "OpenCommandLineFile: ignoring %s", path);

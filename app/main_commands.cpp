@@ -151,6 +151,10 @@ const Command kCommands[] = {
     {IDM_EXIT, CmdExit, KEY_SHOWN_ONLY, FALT, VK_F4, 0},
     {IDM_VIEW_ENTRY, CmdViewEntry, KEY_SHOWN_ONLY, 0, VK_RETURN, kOnSelection},
     {IDM_OPEN_WITH, CmdOpenWith, KEY_NONE, 0, 0, kOnSelection},
+    {IDM_CUT, CmdCut, KEY_ACCELERATOR, FCONTROL, 'X', kOnSelection},
+    {IDM_COPY, CmdCopy, KEY_ACCELERATOR, FCONTROL, 'C', kOnSelection},
+    {IDM_PASTE, CmdPaste, KEY_ACCELERATOR, FCONTROL, 'V', kOnArchive | NEED_WRITABLE},
+    {IDM_CUT_PASTED, CmdCutPasted, KEY_NONE, 0, 0, 0},
     {IDM_DELETE, CmdDelete, KEY_ACCELERATOR, 0, VK_DELETE, kOnSelection},
     {IDM_RENAME, CmdRename, KEY_ACCELERATOR, 0, VK_F2, kOnSelection},
     {IDM_SELECT_ALL, CmdSelectAll, KEY_ACCELERATOR, FCONTROL, 'A', NEED_ARCHIVE | NEED_ROWS},
@@ -226,7 +230,7 @@ namespace {
 
 struct MenuLayout {
   int menu;
-  int items[14];  // 0 ends, -1 is a separator
+  int items[18];  // 0 ends, -1 is a separator
 };
 
 const MenuLayout kMenus[] = {
@@ -234,7 +238,7 @@ const MenuLayout kMenus[] = {
      {IDM_OPEN, IDM_RECENT, IDM_CLOSE_ARCHIVE, -1, IDM_NEW_ARCHIVE, IDM_ADD_FILES, IDM_ADD_FOLDER, -1,
       IDM_EXTRACT_ALL, IDM_EXTRACT_SELECTED, IDM_TEST_ARCHIVE, -1, IDM_SELF_EXTRACTING, 0}},
     {IDM_MENU_EDIT,
-     {IDM_VIEW_ENTRY, IDM_OPEN_WITH, -1, IDM_DELETE, IDM_RENAME, -1, IDM_SELECT_ALL, IDM_FIND, IDM_FIND_IN_CONTENTS,
+     {IDM_VIEW_ENTRY, IDM_OPEN_WITH, -1, IDM_CUT, IDM_COPY, IDM_PASTE, -1, IDM_DELETE, IDM_RENAME, -1, IDM_SELECT_ALL, IDM_FIND, IDM_FIND_IN_CONTENTS,
       IDM_FIND_NEXT, IDM_FIND_PREVIOUS, 0}},
     {IDM_MENU_VIEW, {IDM_FULL_LIST, IDM_FOLDER_TREE, -1, IDM_RELOAD, -1, IDM_PROPERTIES, 0}},
     {IDM_MENU_TOOLS, {IDM_CONFIGURATION, IDM_LANGUAGE, IDM_HISTORY, IDM_REGISTRY_VALUES, 0}},

@@ -87,12 +87,21 @@ bool IsTreeFocused();
 void EditSelectedTreeFolder();
 // Dragging the bar between the tree and its list; false when the mouse is elsewhere.
 bool HandleSplitterMouse(UINT message, LPARAM lParam);
-// Rows of the folder list dragged onto a folder of the tree move there: LVN_BEGINDRAG starts
-// it, the main window's captured mouse ends it on the button's release.
-void BeginRowDrag(HWND list);
-void CancelRowDrag();
-bool HandleRowDragMouse(UINT message, LPARAM lParam);
 bool SetSplitterCursor();
+
+// Entries out and files in (main_transfer.cpp). A drag of rows or of a tree folder goes out
+// to the shell as files; the folder list's rows dropped on a folder of the tree move there.
+void BeginEntryDrag(HWND list);
+void BeginTreeFolderDrag(HTREEITEM item);
+// Files from the shell (both drop roads): added to the open archive, into the tree folder
+// under the pointer; an archive opens when none is open or the open one takes no files.
+void OnFilesDropped(char (*files)[kPathBuf], int count);
+void RegisterWindowDropTarget(HWND hwnd);
+void CmdCut();
+void CmdCopy();
+void CmdPaste();
+// A target pasted the cut entries: they leave the archive.
+void CmdCutPasted();
 
 // The hooks the archive engines call while they list (main_hooks.cpp).
 void InstallViewHooks();

@@ -28,7 +28,6 @@ namespace {
 
 constexpr int kMinPane = 40;
 bool g_dragging = false;
-HWND g_rowDrag = nullptr;  // the list whose selected rows are dragged towards the tree
 
 enum TreeMenuCommand { TREE_MENU_EXTRACT = 1, TREE_MENU_PROPERTIES = 2 };
 
@@ -201,6 +200,10 @@ bool HandleFolderTreeNotify(NMHDR* header, LRESULT* result) {
         OnTreeRightClick();
         *result = 1;
         return true;
+      case TVN_BEGINDRAGA:
+      case TVN_BEGINDRAGW:
+        BeginTreeFolderDrag(reinterpret_cast<NMTREEVIEWA*>(header)->itemNew.hItem);
+        return true;
       case TVN_BEGINLABELEDITA:
       case TVN_BEGINLABELEDITW: {
         // The root item is the archive itself; a folder only where entries may be renamed.
@@ -340,50 +343,6 @@ bool HandleSplitterMouse(UINT message, LPARAM lParam) {
     default:
       return false;
   }
-}
-
-void BeginRowDrag(HWND list) {
-  MainWindowState& m = Main();
-  if (m.presentation != PRESENT_FOLDER_TREE || list != m.treeList || !ListView_GetSelectedCount(list)) return;
-  g_rowDrag = list;
-  SetCapture(m.hwnd);
-}
-
-void CancelRowDrag() {
-  if (!g_rowDrag) return;
-  g_rowDrag = nullptr;
-  TreeView_SelectDropTarget(Main().tree, nullptr);
-}
-
-namespace {
-// The tree item under a point of the main window's client area; null beside the items.
-HTREEITEM TreeItemAt(LPARAM lParam) {
-  MainWindowState& m = Main();
-  TVHITTESTINFO hit = {};
-  hit.pt = POINT{GET_X_LPARAM(lParam), GET_Y_LPARAM(lParam)};
-  MapWindowPoints(m.hwnd, m.tree, &hit.pt, 1);
-  HTREEITEM item = TreeView_HitTest(m.tree, &hit);
-  return hit.flags & TVHT_ONITEM ? item : nullptr;
-}
-}  // namespace
-
-bool HandleRowDragMouse(UINT message, LPARAM lParam) {
-  MainWindowState& m = Main();
-  if (!g_rowDrag) return false;
-  if (message == WM_MOUSEMOVE) {
-    TreeView_SelectDropTarget(m.tree, TreeItemAt(lParam));
-  } else if (message == WM_LBUTTONUP) {
-    HWND list = g_rowDrag;
-    HTREEITEM item = TreeItemAt(lParam);
-    CancelRowDrag();
-    ReleaseCapture();
-    if (item) {
-      char folder[kPathBuf];
-      TreeViewGetPath(m.tree, item, folder, sizeof folder, 0, 0);
-      MoveSelectedEntries(list, folder);
-    }
-  }
-  return true;
 }
 
 bool SetSplitterCursor() {

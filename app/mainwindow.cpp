@@ -45,15 +45,6 @@ MainWindowState g_main = {};
 // Listing and every worker read the list rows that closing frees.
 bool OperationRunning() { return IsBusy() || IsOpenInProgress(); }
 
-// Dropped on an open ZIP archive, files and folders go into it; otherwise the first one is
-// opened as an archive, by the open dialog's road. Both drop roads (WM_DROPFILES and OLE)
-// come here.
-void OnFilesDropped(char (*files)[kPathBuf], int count) {
-  if (!count) return;
-  Log(1, GetVerbose(), "MainWndProc: dropped %s (%d)", files[0], count);
-  if (!AddDroppedFiles(files, count)) OpenCompressedFile(files[0], g_main.hwnd);
-}
-
 LRESULT MsgCreate(HWND hwnd) {
   SetMainWindowHandle(hwnd);
   g_main.dpi = static_cast<UINT>(WindowDpi(hwnd));
@@ -63,7 +54,7 @@ LRESULT MsgCreate(HWND hwnd) {
   InstallViewHooks();
   LoadSystemImageLists();
   DragAcceptFiles(hwnd, TRUE);
-  RegisterFileDropTarget(hwnd, OnFilesDropped);
+  RegisterWindowDropTarget(hwnd);
   return 0;
 }
 
@@ -115,12 +106,8 @@ LRESULT MsgNotify(NMHDR* header) {
         OnEntryListClick(header->hwndFrom, click->iItem, click->iSubItem);
         return 0;
       }
-      case LVN_KEYDOWN:  // Ctrl+X marks the selected entries as cut
-        if (reinterpret_cast<NMLVKEYDOWN*>(header)->wVKey == 'X' && GetKeyState(VK_CONTROL) < 0)
-          CutSelectedEntries(header->hwndFrom);
-        return 0;
       case LVN_BEGINDRAG:
-        BeginRowDrag(header->hwndFrom);
+        BeginEntryDrag(header->hwndFrom);
         return 0;
       case LVN_ITEMACTIVATE:  // a double click on a row; Enter arrives as IDOK
         OnMainCommand(IDOK);
@@ -239,11 +226,8 @@ LRESULT CALLBACK MainWndProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPar
     case WM_LBUTTONDOWN:
     case WM_MOUSEMOVE:
     case WM_LBUTTONUP:
-      if (HandleRowDragMouse(message, lParam) || HandleSplitterMouse(message, lParam)) return 0;
+      if (HandleSplitterMouse(message, lParam)) return 0;
       return DefWindowProcA(hwnd, message, wParam, lParam);
-    case WM_CAPTURECHANGED:
-      if (reinterpret_cast<HWND>(lParam) != hwnd) CancelRowDrag();
-      return 0;
     case WM_SETCURSOR:
       // Opening waits for a file another program holds and lists it: the pointer says so.
       if (IsOpenInProgress() && LOWORD(lParam) == HTCLIENT) {

@@ -15,6 +15,9 @@
 #include "services/prompts.h"
 #include "services/system_libraries.h"
 #include "ui/clipboard_chain.h"
+#include "ui/entry_transfer.h"
+#include "ui/picture_viewer.h"
+#include "ui/text_viewer.h"
 #include "ui/update_check.h"
 #include "settings/options.h"
 #include "jobs/extract_job.h"
@@ -76,8 +79,11 @@ int MessageLoop() {
     HWND main = GetMainWindow();
     HWND modeless = GetCurrentModelessDialog();
     if (modeless && IsWindow(modeless) && IsDialogMessageA(modeless, &msg)) continue;
-    // While a name is edited in place, Delete and F2 belong to the edit box.
-    if (main && !IsEditBox(msg.hwnd) && TranslateAcceleratorA(main, GetMainAccelerators(), &msg)) continue;
+    if (TranslateViewerMessage(&msg) || TranslatePictureMessage(&msg)) continue;
+    // While a name is edited in place, Delete and F2 belong to the edit box; the viewers'
+    // windows keep their keys.
+    bool ofMain = main && (msg.hwnd == main || IsChild(main, msg.hwnd));
+    if (ofMain && !IsEditBox(msg.hwnd) && TranslateAcceleratorA(main, GetMainAccelerators(), &msg)) continue;
     // Tab and the arrow keys move between the main window's controls as in a dialog.
     if (main && IsWindow(main) && !IsAddressBoxKey(&msg) && IsDialogMessageA(main, &msg)) continue;
     TranslateMessage(&msg);
@@ -92,9 +98,18 @@ void LoadOptionalRmLibrary() {
   if (!LoadRuntimeLibrary(&RmLibrary::Library())) printf("could not find \"%s\"\n", KESTRELIA_RM_FILE);
 }
 
+BOOL CALLBACK CloseWindowLeft(HWND window, LPARAM) {
+  DestroyWindow(window);
+  return TRUE;
+}
+
 // The window left the clipboard chain and revoked its drop target while it was destroyed.
 void ShutDown() {
   if (IsHistoryActivated()) StopHistory();
+  // Viewers still open keep their place, and let go of the files they read.
+  EnumThreadWindows(GetCurrentThreadId(), CloseWindowLeft, 0);
+  // Entries on the clipboard read from an archive and a temporary folder that end here.
+  ReleaseOwnClipboard();
   OleUninitialize();
   // What the viewers wrote to the temporary folder goes with the program.
   DeleteTempFiles();

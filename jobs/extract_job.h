@@ -106,6 +106,8 @@ bool DosDateToUtcFileTime(unsigned long dosDate, FILETIME* utc);
 
 // The names of temporary files written for viewing; deleted at exit.
 void AddTempFile(const char* path);
+// A folder made in the temporary folder for a transfer; deleted at exit with what it holds.
+void AddTempFolder(const char* path);
 void DeleteTempFiles();
 // The temporary folder joined with a plain name (the folder, with its trailing separator,
 // in folder); "c:" stands in for a machine without one. False when the whole name does not fit.

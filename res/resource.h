@@ -65,9 +65,24 @@
 #define IDM_FIND_PREVIOUS 4031
 // Tools, added later.
 #define IDM_HISTORY 4032
+// Edit, added later.
+#define IDM_CUT 4043
+#define IDM_COPY 4044
+#define IDM_PASTE 4045
+// The viewers' own items.
+#define IDM_VIEWER_PRINT 4035
+#define IDM_VIEWER_CLOSE 4036
+#define IDM_VIEWER_FONT 4037
+#define IDM_VIEWER_ZOOM_IN 4038
+#define IDM_VIEWER_ZOOM_OUT 4039
+#define IDM_VIEWER_FIT 4040
+#define IDM_VIEWER_NEXT 4041
+#define IDM_VIEWER_PREVIOUS 4042
 
 // Keys without a menu item: the parent of the selected folder (Backspace in the views too).
 #define IDM_PARENT_FOLDER 4090
+// Posted when a target reports that the cut entries were pasted.
+#define IDM_CUT_PASTED 4091
 
 // The recent files (4100..4199), one identifier per slot.
 #define IDM_RECENT_FIRST 4100
@@ -85,6 +100,9 @@
 #define IDT_SELECTION_STATUS 9997   // folds a burst of selection changes into one status text
 #define IDT_CLOSE_WHEN_STOPPED 9998  // a close request waits for the cancelled run to stop
 #define IDT_EXTRACTION 9999          // the status bar's elapsed time and rate during a run
+
+// ---- Viewer windows (1100..1199) ----
+#define IDC_VIEWER_TEXT 1101
 
 // ---- Creation options dialog (3100..3199) ----
 #define IDC_CREATION_LEVEL 3101

@@ -232,3 +232,38 @@ int OpenAs(const char* path) {
   }
   return StartProcess(nullptr, commandLine);
 }
+
+bool ProcessJad(const char* jadPath, const char* classFile, std::string& text) {
+  text.clear();
+  SECURITY_ATTRIBUTES inherit = {sizeof inherit, nullptr, TRUE};
+  HANDLE readEnd = nullptr, writeEnd = nullptr, ownRead = nullptr;
+  if (!jadPath || !*jadPath || !CreatePipe(&readEnd, &writeEnd, &inherit, 65535)) return false;
+  // The child must not hold the end this side reads, or the pipe never ends.
+  DuplicateHandle(GetCurrentProcess(), readEnd, GetCurrentProcess(), &ownRead, 0, FALSE, DUPLICATE_SAME_ACCESS);
+  CloseHandle(readEnd);
+  char line[2 * kPathBuf + 64];
+  snprintf(line, sizeof line, "%s -p -t4 -lradix10 -radix10 %s", jadPath, classFile);
+  STARTUPINFOA startup = {};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESTDHANDLES | STARTF_USESHOWWINDOW;
+  startup.wShowWindow = SW_HIDE;
+  startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+  startup.hStdOutput = writeEnd;
+  startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  PROCESS_INFORMATION process = {};
+  bool started = CreateProcessA(nullptr, line, nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr, nullptr, &startup, &process);
+  if (!started) {
+    Log(1, GetVerbose(), "ProcessJad: cannot CreateProcess %s err: %lu", line, GetLastError());
+  } else {
+    Log(5, GetVerbose(), "ProcessJad: CreateProcess was successful %s", line);
+    WaitForSingleObject(process.hProcess, 5000);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+  }
+  CloseHandle(writeEnd);
+  char piece[1024];
+  DWORD got = 0;
+  while (started && ReadFile(ownRead, piece, sizeof piece, &got, nullptr) && got) text.append(piece, got);
+  CloseHandle(ownRead);
+  return started;
+}

@@ -3,6 +3,8 @@
 #pragma once
 #include "services/base.h"
 
+#include <string>
+
 // Opens the file with the program associated with its extension, on a thread of its own so a
 // slow program start never blocks the window; a name without an association opens in the
 // program registered for text files. Program files are started only after the user agreed.
@@ -20,3 +22,6 @@ bool IsProgramFile(const char* path);
 // and "/dde" get a blank and the quoted path, anything else the path appended. False when
 // the result does not fit kPathBuf.
 bool ShapeCommandLine(const char* command, const char* path, char (&out)[kPathBuf]);
+// Runs the class-file tool (jadPath) on a class file and collects what it prints, the
+// class's source text; false when the tool could not be started.
+bool ProcessJad(const char* jadPath, const char* classFile, std::string& text);

@@ -2,6 +2,7 @@
 #include "ui/drop_target.h"
 
 #include "services/log.h"
+#include "ui/entry_data_object.h"
 
 #include <ole2.h>
 #include <shellapi.h>
@@ -14,9 +15,15 @@ const FORMATETC kFileList = {CF_HDROP, nullptr, DVASPECT_CONTENT, -1, TYMED_HGLO
 struct FileDropTarget final : IDropTarget {
   LONG references = 1;
   FileDropProc onDrop;
+  OwnEntriesDropProc onOwnEntries;
   bool acceptable = false;
+  bool own = false;  // rows of this window, which move rather than add
 
-  explicit FileDropTarget(FileDropProc proc) : onDrop(proc) {}
+  FileDropTarget(FileDropProc proc, OwnEntriesDropProc ownProc) : onDrop(proc), onOwnEntries(ownProc) {}
+
+  DWORD OwnEffect(POINTL at, bool release) {
+    return onOwnEntries && onOwnEntries(at, release) ? DROPEFFECT_MOVE : DROPEFFECT_NONE;
+  }
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
     if (!out) return E_POINTER;
@@ -35,22 +42,29 @@ struct FileDropTarget final : IDropTarget {
     return static_cast<ULONG>(left);
   }
 
-  HRESULT STDMETHODCALLTYPE DragEnter(IDataObject* data, DWORD, POINTL, DWORD* effect) override {
+  HRESULT STDMETHODCALLTYPE DragEnter(IDataObject* data, DWORD, POINTL at, DWORD* effect) override {
     FORMATETC format = kFileList;
-    acceptable = data && data->QueryGetData(&format) == S_OK;
-    *effect = acceptable ? DROPEFFECT_COPY : DROPEFFECT_NONE;
+    own = IsOwnEntryData(data);
+    acceptable = !own && data && data->QueryGetData(&format) == S_OK;
+    *effect = own ? OwnEffect(at, false) : acceptable ? DROPEFFECT_COPY : DROPEFFECT_NONE;
     return S_OK;
   }
-  HRESULT STDMETHODCALLTYPE DragOver(DWORD, POINTL, DWORD* effect) override {
-    *effect = acceptable ? DROPEFFECT_COPY : DROPEFFECT_NONE;
+  HRESULT STDMETHODCALLTYPE DragOver(DWORD, POINTL at, DWORD* effect) override {
+    *effect = own ? OwnEffect(at, false) : acceptable ? DROPEFFECT_COPY : DROPEFFECT_NONE;
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE DragLeave() override {
-    acceptable = false;
+    if (own && onOwnEntries) onOwnEntries(POINTL{-32768, -32768}, false);
+    acceptable = own = false;
     return S_OK;
   }
-  HRESULT STDMETHODCALLTYPE Drop(IDataObject* data, DWORD, POINTL, DWORD* effect) override {
+  HRESULT STDMETHODCALLTYPE Drop(IDataObject* data, DWORD, POINTL at, DWORD* effect) override {
     *effect = DROPEFFECT_NONE;
+    if (own) {
+      own = false;
+      *effect = OwnEffect(at, true);
+      return S_OK;
+    }
     FORMATETC format = kFileList;
     STGMEDIUM medium = {};
     if (!data || data->GetData(&format, &medium) != S_OK) return S_OK;
@@ -76,8 +90,8 @@ int DroppedFileNames(HDROP drop, std::vector<char>& names) {
   return static_cast<int>(count);
 }
 
-bool RegisterFileDropTarget(HWND window, FileDropProc onDrop) {
-  FileDropTarget* target = new FileDropTarget(onDrop);
+bool RegisterFileDropTarget(HWND window, FileDropProc onDrop, OwnEntriesDropProc onOwnEntries) {
+  FileDropTarget* target = new FileDropTarget(onDrop, onOwnEntries);
   HRESULT result = RegisterDragDrop(window, target);
   // OLE keeps its own reference while registered.
   target->Release();

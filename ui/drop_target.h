@@ -7,9 +7,12 @@
 
 // Every dropped path, in the shell's order.
 typedef void (*FileDropProc)(char (*files)[kPathBuf], int count);
+// The program's own entries dragged over the window, at a point of the screen: whether they
+// may land there; release is set for the drop itself.
+typedef bool (*OwnEntriesDropProc)(POINTL screen, bool release);
 
 // Registers the window (OLE must be initialised on this thread). False when OLE refused.
-bool RegisterFileDropTarget(HWND window, FileDropProc onDrop);
+bool RegisterFileDropTarget(HWND window, FileDropProc onDrop, OwnEntriesDropProc onOwnEntries = nullptr);
 void RevokeFileDropTarget(HWND window);
 // The files of a shell file list, as both roads read them, kPathBuf characters each into
 // names; their count.

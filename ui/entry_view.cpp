@@ -7,15 +7,90 @@
 #include "model/archive_kind.h"
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
+#include "services/external_app.h"
 #include "services/log.h"
 #include "services/prompts.h"
 #include "services/worker.h"
 #include "model/folder_tree.h"
+#include "settings/options.h"
+#include "settings/values.h"
+#include "jobs/extract_job.h"
 #include "ui/entry_list.h"
+#include "ui/entry_transfer.h"
+#include "ui/picture_viewer.h"
+#include "ui/text_viewer.h"
 
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 #include <string>
+
+namespace {
+
+std::string FullName(const liststruct* record) {
+  return std::string(record->path ? record->path : "") + (record->filename ? record->filename : "");
+}
+
+bool EndsWithNoCase(const std::string& name, const char* ending) {
+  size_t e = strlen(ending);
+  return name.size() >= e && !_stricmp(name.c_str() + name.size() - e, ending);
+}
+
+// Every picture of the list in its order, so the viewer's next and previous follow the list.
+bool ViewPicture(HWND list, const std::string& chosen) {
+  PictureSource source{GetCurrentArchivePath(), GetArchiveKind(), {}};
+  size_t index = 0;
+  size_t rows = GetEntryRowCount(list);
+  for (size_t row = 0; row < rows; ++row) {
+    const liststruct* record = GetRowRecord(list, static_cast<int>(row));
+    if (!record || !IsPictureName(record->filename)) continue;
+    std::string name = FullName(record);
+    if (name == chosen) index = source.names.size();
+    source.names.push_back(name);
+  }
+  return ShowPictureViewer(source, index) != nullptr;
+}
+
+bool ViewText(const std::string& name) {
+  IStream* stream = nullptr;
+  if (FAILED(OpenEntryStream(GetCurrentArchivePath(), GetArchiveKind(), name.c_str(), GetCurrentPassword(), &stream)))
+    return false;
+  HWND window = ShowTextViewer(stream, name.c_str());
+  stream->Release();
+  return window != nullptr;
+}
+
+// The class file goes through the tool named in the settings; its source text is shown.
+bool ViewClassSource(const std::string& name) {
+  std::string bytes;
+  if (!ReadEntryBytes(GetCurrentArchivePath(), GetArchiveKind(), name.c_str(), 64u << 20, bytes)) return false;
+  const char* part = strrchr(name.c_str(), '\\');
+  const char* slash = strrchr(name.c_str(), '/');
+  if (!part || (slash && slash > part)) part = slash;
+  char target[kPathBuf], folder[kPathBuf];
+  if (!TempTarget(part ? part + 1 : name.c_str(), target, folder)) return false;
+  HANDLE file = CreateFileA(target, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return false;
+  DWORD written = 0;
+  WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+  CloseHandle(file);
+  AddTempFile(target);
+  std::string source;
+  if (!ProcessJad(GetJadPath(), target, source)) return false;
+  return ShowTextViewerText(source, name.c_str()) != nullptr;
+}
+
+// The built-in viewer that fits the entry, when the options prefer them; false when none
+// fits or it could not show the entry.
+bool ViewInternally(HWND list, const std::string& name) {
+  if (!IsOpenPreferredInternally()) return false;
+  if (IsPictureName(name.c_str())) return ViewPicture(list, name);
+  if (EndsWithNoCase(name, ".class") && IsUseJadForClassFiles() && GetJadPath()[0]) return ViewClassSource(name);
+  if (IsTextName(name.c_str())) return ViewText(name);
+  return false;
+}
+
+}  // namespace
 
 int ViewSelectedEntry(int openWith) {
   ArchiveControlBlock* block = GetCurrentControlBlock();
@@ -27,6 +102,8 @@ int ViewSelectedEntry(int openWith) {
     Log(5, GetVerbose(), "ViewSelectedEntry: nothing selected");
     return 1;
   }
+  std::string full = FullName(record);
+  if (!openWith && ViewInternally(list, full)) return 0;
   int kind = GetArchiveKind();
   const ArchiveFormat* format = FindArchiveFormat(kind);
   if (!format || !format->ops.view) {
@@ -38,7 +115,6 @@ int ViewSelectedEntry(int openWith) {
     PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_BUSY), "Kestrelia", MB_OK | MB_ICONINFORMATION);
     return 1;
   }
-  std::string full = std::string(record->path ? record->path : "") + (record->filename ? record->filename : "");
   int result = format->ops.view(archive, full.c_str(), openWith);
   ReleaseOperation(OPERATION_JOB);
   return result;

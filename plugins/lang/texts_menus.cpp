@@ -50,6 +50,17 @@ const LangText menuItems[] = {
     {4028, "&About Kestrelia...", "Ü&ber Kestrelia..."},
     {4031, "Find &previous", "&Rückwärts suchen"},
     {4032, "&History of extractions...", "&Verlauf der Entpackvorgänge..."},
+    {4043, "Cu&t", "Ausschnei&den"},
+    {4044, "C&opy", "&Kopieren"},
+    {4045, "Pa&ste", "Einfü&gen"},
+    // The viewers' windows
+    {4035, "&Print...", "&Drucken..."},
+    {4036, "&Close", "&Schließen"},
+    {4038, "Zoom &in", "Ver&größern"},
+    {4039, "Zoom &out", "Ver&kleinern"},
+    {4040, "&Fit to window", "&An Fenster anpassen"},
+    {4041, "&Next picture", "&Nächstes Bild"},
+    {4042, "&Previous picture", "&Vorheriges Bild"},
 };
 
 const LangText popup[] = {
@@ -59,9 +70,9 @@ const LangText popup[] = {
     {3, "Extract &all...", "Alles en&tpacken..."},
     {4, "&Delete", "&Löschen"},
     {5, "Re&name", "&Umbenennen"},
-    {6, "Cu&t", "&Ausschneiden"},
+    {6, "Cu&t", "Ausschnei&den"},
     {7, "&Copy", "&Kopieren"},
-    {8, "&Paste", "E&infügen"},
+    {8, "&Paste", "Einfü&gen"},
     {9, "&Select all", "Alles &markieren"},
     {10, "&Find...", "&Suchen..."},
     {11, "Find in c&ontents...", "Im I&nhalt suchen..."},

@@ -12,6 +12,10 @@
 // (exit code 0 once it is gone).
 // --drop PATH drops a file on the window as the shell would (WM_DROPFILES).
 // --move X,Y places the window's top left corner there, as a person's drag would end.
+// --paste DIR pastes the clipboard's files into DIR as the shell's paste does: every file a
+// descriptor names, its bytes read from the stream the program hands over, then the report of
+// a finished paste (the move effect for cut entries). Prints "pasted N".
+// --copy-file PATH puts a file on the clipboard as the shell's copy does.
 // --ok, --yes and --no press the window's OK, Yes or No button (a message box answers only its buttons).
 // --set ID VALUE works the window's control ID as a person would, before it is read: a tab
 // control shows page VALUE, a push button is clicked, a check box or radio button is clicked
@@ -266,6 +270,95 @@ TopSearch FindShown(const char* cls, const char* title) {
 
 HWND FindShownWindow(const char* cls, const char* title) { return FindShown(cls, title).found; }
 
+CLIPFORMAT Format(const char* name) { return static_cast<CLIPFORMAT>(RegisterClipboardFormatA(name)); }
+
+DWORD ReadEffect(IDataObject* data, const char* name) {
+  FORMATETC format = {Format(name), nullptr, DVASPECT_CONTENT, -1, TYMED_HGLOBAL};
+  STGMEDIUM medium = {};
+  if (data->GetData(&format, &medium) != S_OK) return DROPEFFECT_COPY;
+  DWORD effect = *static_cast<DWORD*>(GlobalLock(medium.hGlobal));
+  GlobalUnlock(medium.hGlobal);
+  ReleaseStgMedium(&medium);
+  return effect;
+}
+
+void ReportEffect(IDataObject* data, const char* name, DWORD effect) {
+  FORMATETC format = {Format(name), nullptr, DVASPECT_CONTENT, -1, TYMED_HGLOBAL};
+  STGMEDIUM medium = {TYMED_HGLOBAL};
+  medium.hGlobal = GlobalAlloc(GMEM_MOVEABLE, sizeof effect);
+  *static_cast<DWORD*>(GlobalLock(medium.hGlobal)) = effect;
+  GlobalUnlock(medium.hGlobal);
+  // Under Wine another process's paste gets a copy of the data that takes no reports
+  // (E_NOTIMPL); the shell's report reaches the source only on Windows.
+  if (data->SetData(&format, &medium, TRUE) != S_OK) ReleaseStgMedium(&medium);
+}
+
+bool WriteStream(IStream* stream, const std::wstring& path) {
+  HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return false;
+  char piece[65536];
+  ULONG got = 0;
+  DWORD written = 0;
+  bool ok = true;
+  while (ok && SUCCEEDED(stream->Read(piece, sizeof piece, &got)) && got)
+    ok = WriteFile(file, piece, got, &written, nullptr) && written == got;
+  CloseHandle(file);
+  return ok;
+}
+
+int PasteInto(const char* folder) {
+  OleInitialize(nullptr);
+  IDataObject* data = nullptr;
+  int pasted = -1;
+  if (SUCCEEDED(OleGetClipboard(&data)) && data) {
+    FORMATETC format = {Format(CFSTR_FILEDESCRIPTORW), nullptr, DVASPECT_CONTENT, -1, TYMED_HGLOBAL};
+    STGMEDIUM medium = {};
+    if (data->GetData(&format, &medium) == S_OK) {
+      pasted = 0;
+      wchar_t base[MAX_PATH];
+      MultiByteToWideChar(CP_UTF8, 0, folder, -1, base, MAX_PATH);
+      auto* group = static_cast<FILEGROUPDESCRIPTORW*>(GlobalLock(medium.hGlobal));
+      for (UINT i = 0; i < group->cItems; ++i) {
+        const FILEDESCRIPTORW& d = group->fgd[i];
+        std::wstring path = std::wstring(base) + L"\\" + d.cFileName;
+        if (d.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+          CreateDirectoryW(path.c_str(), nullptr);
+          continue;
+        }
+        FORMATETC contents = {Format(CFSTR_FILECONTENTS), nullptr, DVASPECT_CONTENT, static_cast<LONG>(i), TYMED_ISTREAM};
+        STGMEDIUM stream = {};
+        if (data->GetData(&contents, &stream) != S_OK) continue;
+        if (WriteStream(stream.pstm, path)) ++pasted;
+        ReleaseStgMedium(&stream);
+      }
+      GlobalUnlock(medium.hGlobal);
+      ReleaseStgMedium(&medium);
+      DWORD effect = ReadEffect(data, CFSTR_PREFERREDDROPEFFECT) & DROPEFFECT_MOVE ? DROPEFFECT_MOVE : DROPEFFECT_COPY;
+      ReportEffect(data, CFSTR_PERFORMEDDROPEFFECT, effect);
+      ReportEffect(data, CFSTR_PASTESUCCEEDED, effect);
+    }
+    data->Release();
+  }
+  printf("pasted %d\n", pasted);
+  OleUninitialize();
+  return pasted >= 0 ? 0 : 1;
+}
+
+int CopyFileToClipboard(const char* path) {
+  size_t n = strlen(path);
+  HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, sizeof(DROPFILES) + n + 2);
+  DROPFILES* files = static_cast<DROPFILES*>(GlobalLock(block));
+  files->pFiles = sizeof(DROPFILES);
+  memcpy(reinterpret_cast<char*>(files + 1), path, n);
+  GlobalUnlock(block);
+  if (!OpenClipboard(nullptr)) return 1;
+  EmptyClipboard();
+  bool set = SetClipboardData(CF_HDROP, block) != nullptr;
+  CloseClipboard();
+  printf(set ? "copied\n" : "not copied\n");
+  return set ? 0 : 1;
+}
+
 bool TitleContains(HWND hwnd, const char* text) {
   char title[512] = "";
   GetWindowTextA(hwnd, title, sizeof title);
@@ -337,6 +430,8 @@ int main(int argc, char** argv) {
       sets.emplace_back(atoi(argv[i + 1]), argv[i + 2]);
       i += 2;
     }
+    else if (!strcmp(argv[i], "--paste") && i + 1 < argc) return PasteInto(argv[i + 1]);
+    else if (!strcmp(argv[i], "--copy-file") && i + 1 < argc) return CopyFileToClipboard(argv[i + 1]);
     else if (!strcmp(argv[i], "--count") && i + 1 < argc) {
       // "#32768" counts the open menus.
       printf("shown %s: %d\n", argv[i + 1], FindShown(argv[i + 1], nullptr).shown);

@@ -1,0 +1,336 @@
+#include "services/base.h"
+#include "ui/entry_transfer.h"
+
+#include "formats/formats.h"
+#include "jobs/extract_job.h"
+#include "model/app_state.h"
+#include "model/archive_kind.h"
+#include "model/entry_rows.h"
+#include "model/liststruct.h"
+#include "services/log.h"
+#include "services/progress.h"
+#include "services/prompts.h"
+#include "services/worker.h"
+#include "settings/values.h"
+#include "ui/drop_target.h"
+
+#include <commctrl.h>
+#include <shlobj.h>
+#include <shlwapi.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+std::string Backslashed(std::string name) {
+  for (char& c : name)
+    if (c == '/') c = '\\';
+  return name;
+}
+
+// A folder of the temporary folder that no earlier transfer used, deleted at shut-down.
+bool FreshTempFolder(char (&fresh)[kPathBuf]) {
+  char unused[kPathBuf], folder[kPathBuf];
+  TempTarget("", unused, folder);
+  static unsigned s_serial;
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    snprintf(fresh, sizeof fresh, "%sKestrelia_%lu_t%u", folder, GetCurrentProcessId(), ++s_serial);
+    if (CreateDirectoryA(fresh, nullptr)) {
+      AddTempFolder(fresh);
+      return true;
+    }
+    if (GetLastError() != ERROR_ALREADY_EXISTS) break;
+  }
+  Log(1, GetVerbose(), "FreshTempFolder: no folder in %s (%lu)", folder, GetLastError());
+  return false;
+}
+
+// The kind's extraction worker, silent, on the calling thread; it holds the one operation
+// claim while it runs, so no rewrite changes the archive under it.
+int WriteEntries(const char* archive, int kind, const std::vector<std::string>& names, const char* folder,
+                 const char* password) {
+  const ArchiveFormat* format = FindArchiveFormat(kind);
+  if (!format || !format->ops.extract || names.empty()) return -1;
+  if (ClaimOperation(OPERATION_JOB) != OPERATION_NONE) {
+    Log(1, GetVerbose(), "WriteEntries: another operation runs");
+    return -1;
+  }
+  EntrySelection chosen;
+  chosen.names = names;
+  ExtractJob job;
+  memset(&job, 0, sizeof job);
+  snprintf(job.destination, sizeof job.destination, "%s", folder);
+  snprintf(job.archive, sizeof job.archive, "%s", archive);
+  snprintf(job.password, sizeof job.password, "%s", password ? password : "");
+  job.overwriteMode = OVERWRITE_ALWAYS;
+  job.silent = 1;
+  job.countEntries = 1;
+  job.mainWindow = GetMainWindowHandle();
+  job.chosen = &chosen;
+  CancelProgress(0);
+  ClearLastRunReport();
+  int result = format->ops.extract(&job);
+  SecureZeroMemory(job.password, sizeof job.password);
+  ReleaseOperation(OPERATION_JOB);
+  return result;
+}
+
+struct ArchiveEntrySource final : EntrySource {
+  std::string archive, password;
+  int kind;
+  ArchiveEntrySource(const char* a, int k, const char* p) : archive(a), password(p ? p : ""), kind(k) {}
+  ~ArchiveEntrySource() override { SecureZeroMemory(&password[0], password.size()); }
+  HRESULT Open(const TransferEntry& entry, IStream** out) override {
+    return OpenEntryStream(archive.c_str(), kind, entry.name.c_str(), password.c_str(), out);
+  }
+  int WriteAll(const std::vector<TransferEntry>& entries, const char* folder) override {
+    std::vector<std::string> names;
+    for (const TransferEntry& e : entries) names.push_back(e.name);
+    return WriteEntries(archive.c_str(), kind, names, folder, password.c_str());
+  }
+};
+
+FILETIME EntryTime(const liststruct* record) {
+  FILETIME local = {}, utc = {};
+  if (SystemTimeToFileTime(&record->date, &local)) LocalFileTimeToFileTime(&local, &utc);
+  return utc;
+}
+
+TransferEntry EntryOfRecord(const liststruct* record, size_t keepFrom) {
+  std::string name = std::string(record->path ? record->path : "") + (record->filename ? record->filename : "");
+  std::string relative = Backslashed(name);
+  relative = keepFrom <= relative.size() ? relative.substr(keepFrom) : relative;
+  return TransferEntry{name, relative, record->uncompressed, EntryTime(record)};
+}
+
+// Holds the mouse's drag: DoDragDrop asks it whether to go on and which pointer to show.
+struct EntryDropSource final : IDropSource {
+  LONG references = 1;
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+    if (!out) return E_POINTER;
+    if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDropSource)) {
+      *out = static_cast<IDropSource*>(this);
+      AddRef();
+      return S_OK;
+    }
+    *out = nullptr;
+    return E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references)); }
+  ULONG STDMETHODCALLTYPE Release() override {
+    LONG left = InterlockedDecrement(&references);
+    if (!left) delete this;
+    return static_cast<ULONG>(left);
+  }
+  HRESULT STDMETHODCALLTYPE QueryContinueDrag(BOOL escape, DWORD keys) override {
+    if (escape) return DRAGDROP_S_CANCEL;
+    if (!(keys & (MK_LBUTTON | MK_RBUTTON))) return DRAGDROP_S_DROP;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GiveFeedback(DWORD) override { return DRAGDROP_S_USEDEFAULTCURSORS; }
+};
+
+// The list's own picture of the dragged rows, faded by "DragLayered" when it is set.
+void SetDragImage(IDataObject* data, HWND list) {
+  IDragSourceHelper* helper = nullptr;
+  if (!list || FAILED(CoCreateInstance(CLSID_DragDropHelper, nullptr, CLSCTX_INPROC_SERVER, IID_IDragSourceHelper,
+                                       reinterpret_cast<void**>(&helper))))
+    return;
+  POINT at = {};
+  GetCursorPos(&at);
+  ScreenToClient(list, &at);
+  int alpha = GetDragLayered();
+  POINT origin = {};
+  HIMAGELIST image = ListView_CreateDragImage(list, ListView_GetNextItem(list, -1, LVNI_SELECTED), &origin);
+  IMAGEINFO info = {};
+  if (image && ImageList_GetImageInfo(image, 0, &info)) {
+    SHDRAGIMAGE drag = {};
+    BITMAP bits = {};
+    GetObjectA(info.hbmImage, sizeof bits, &bits);
+    drag.sizeDragImage = {bits.bmWidth, bits.bmHeight};
+    drag.ptOffset = {at.x - origin.x, at.y - origin.y};
+    drag.hbmpDragImage = static_cast<HBITMAP>(CopyImage(info.hbmImage, IMAGE_BITMAP, 0, 0, LR_CREATEDIBSECTION));
+    drag.crColorKey = GetSysColor(COLOR_WINDOW);
+    if (alpha >= 0 && alpha <= 255 && drag.hbmpDragImage) {
+      // The helper draws the picture as it is; the fade is put into its pixels.
+      DIBSECTION section = {};
+      if (GetObjectA(drag.hbmpDragImage, sizeof section, &section) == sizeof section && section.dsBm.bmBitsPixel == 32) {
+        BYTE* p = static_cast<BYTE*>(section.dsBm.bmBits);
+        for (LONG i = 0; i < section.dsBm.bmWidth * section.dsBm.bmHeight; ++i, p += 4)
+          for (int c = 0; c < 4; ++c) p[c] = static_cast<BYTE>(p[c] * alpha / 255);
+      }
+    }
+    if (drag.hbmpDragImage && FAILED(helper->InitializeFromBitmap(&drag, data))) DeleteObject(drag.hbmpDragImage);
+  } else {
+    helper->InitializeFromWindow(list, &at, data);
+  }
+  if (image) ImageList_Destroy(image);
+  helper->Release();
+}
+
+DWORD RunDrag(IDataObject* data, HWND list) {
+  SetDragImage(data, list);
+  EntryDropSource* source = new EntryDropSource();
+  DWORD effect = DROPEFFECT_NONE;
+  HRESULT result = DoDragDrop(data, source, DROPEFFECT_COPY, &effect);
+  source->Release();
+  Log(5, GetVerbose(), "DragEntriesOut: DoDragDrop 0x%lx, effect %lu", static_cast<unsigned long>(result), effect);
+  return result == DRAGDROP_S_DROP ? effect : DROPEFFECT_NONE;
+}
+
+struct DragThreadBlock {
+  std::vector<TransferEntry> entries;
+  std::string archive, password;
+  int kind;
+};
+
+// A drag of its own keeps the window painting while a slow target reads the entries.
+DWORD WINAPI DragThread(LPVOID parameter) {
+  DragThreadBlock* block = static_cast<DragThreadBlock*>(parameter);
+  if (SUCCEEDED(OleInitialize(nullptr))) {
+    IDataObject* data = CreateEntryDataObject(
+        block->entries, NewArchiveEntrySource(block->archive.c_str(), block->kind, block->password.c_str()),
+        DROPEFFECT_COPY, nullptr);
+    RunDrag(data, nullptr);
+    data->Release();
+    OleUninitialize();
+  }
+  SecureZeroMemory(&block->password[0], block->password.size());
+  delete block;
+  return 0;
+}
+
+bool EnsureTransferPassword() {
+  if (!IsArchiveEncrypted() || GetCurrentPassword()[0]) return true;
+  char typed[kPathBuf] = "";
+  if (!PromptPassword(GetMainWindowHandle(), typed)) return false;
+  SetCurrentPassword(typed);
+  SecureZeroMemory(typed, sizeof typed);
+  return true;
+}
+
+}  // namespace
+
+HRESULT OpenEntryStream(const char* archive, int kind, const char* entry, const char* password, IStream** out) {
+  *out = nullptr;
+  char folder[kPathBuf];
+  if (!FreshTempFolder(folder)) return E_FAIL;
+  if (WriteEntries(archive, kind, {entry}, folder, password) != 0) return E_FAIL;
+  std::string path = std::string(folder) + "\\" + Backslashed(entry);
+  int n = MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, nullptr, 0);
+  std::wstring wide(static_cast<size_t>(n), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, &wide[0], n);
+  HRESULT result = SHCreateStreamOnFileEx(wide.c_str(), STGM_READ | STGM_SHARE_DENY_WRITE, 0, FALSE, nullptr, out);
+  if (FAILED(result)) Log(1, GetVerbose(), "OpenEntryStream: %s was not written (0x%lx)", entry, static_cast<unsigned long>(result));
+  return result;
+}
+
+bool ReadEntryBytes(const char* archive, int kind, const char* entry, size_t limit, std::string& bytes) {
+  bytes.clear();
+  IStream* stream = nullptr;
+  if (FAILED(OpenEntryStream(archive, kind, entry, GetCurrentPassword(), &stream))) return false;
+  char piece[65536];
+  ULONG got = 0;
+  bool whole = true;
+  while (SUCCEEDED(stream->Read(piece, sizeof piece, &got)) && got) {
+    if (bytes.size() + got > limit) {
+      whole = false;
+      break;
+    }
+    bytes.append(piece, got);
+  }
+  stream->Release();
+  return whole;
+}
+
+EntrySource* NewArchiveEntrySource(const char* archive, int kind, const char* password) {
+  return new ArchiveEntrySource(archive, kind, password);
+}
+
+std::vector<TransferEntry> TransferEntriesOfRows(HWND list, const std::vector<int>& rows, const char* base) {
+  std::vector<TransferEntry> entries;
+  std::string prefix = Backslashed(base ? base : "");
+  for (int row : rows) {
+    const liststruct* record = GetRowRecord(list, row);
+    if (!record || !record->filename || !*record->filename) continue;
+    std::string path = Backslashed(record->path ? record->path : "");
+    entries.push_back(EntryOfRecord(record, path.compare(0, prefix.size(), prefix) == 0 ? prefix.size() : 0));
+  }
+  return entries;
+}
+
+std::vector<TransferEntry> TransferEntriesBelowFolder(HWND list, const char* folder) {
+  std::string inside = Backslashed(folder ? folder : "");
+  if (!inside.empty() && inside.back() != '\\') inside += '\\';
+  // The folder itself lands: its name is kept, what is above it is not.
+  size_t nameStart = inside.size() > 1 ? inside.rfind('\\', inside.size() - 2) : std::string::npos;
+  size_t keepFrom = nameStart == std::string::npos ? 0 : nameStart + 1;
+  std::vector<TransferEntry> entries;
+  size_t count = GetEntryRowCount(list);
+  for (size_t row = 0; row < count; ++row) {
+    const liststruct* record = GetRowRecord(list, static_cast<int>(row));
+    if (!record || !record->filename || !*record->filename) continue;
+    std::string path = Backslashed(record->path ? record->path : "");
+    if (path.compare(0, inside.size(), inside) == 0) entries.push_back(EntryOfRecord(record, keepFrom));
+  }
+  return entries;
+}
+
+IDataObject* MakeWindowDataObject(const std::vector<TransferEntry>& entries, DWORD preferredEffect) {
+  const char* archive = GetCurrentArchivePath();
+  if (entries.empty() || !*archive || !EnsureTransferPassword()) return nullptr;
+  return CreateEntryDataObject(entries, NewArchiveEntrySource(archive, GetArchiveKind(), GetCurrentPassword()),
+                               preferredEffect, nullptr);
+}
+
+DWORD DragEntriesOut(const std::vector<TransferEntry>& entries, HWND dragImageFrom) {
+  if (entries.empty() || !*GetCurrentArchivePath() || !EnsureTransferPassword()) return DROPEFFECT_NONE;
+  if (IsDragAsThread()) {
+    DragThreadBlock* block = new DragThreadBlock{entries, GetCurrentArchivePath(), GetCurrentPassword(), GetArchiveKind()};
+    if (StartWorker("DragEntriesOut", DragThread, block)) return DROPEFFECT_NONE;
+    delete block;
+  }
+  IDataObject* data = MakeWindowDataObject(entries, DROPEFFECT_COPY);
+  if (!data) return DROPEFFECT_NONE;
+  DWORD effect = RunDrag(data, dragImageFrom);
+  data->Release();
+  return effect;
+}
+
+bool CopyEntriesToClipboard(const std::vector<TransferEntry>& entries, bool cut, PasteReportProc onPasted) {
+  const char* archive = GetCurrentArchivePath();
+  if (entries.empty() || !*archive || !EnsureTransferPassword()) return false;
+  IDataObject* data = CreateEntryDataObject(entries, NewArchiveEntrySource(archive, GetArchiveKind(), GetCurrentPassword()),
+                                            cut ? DROPEFFECT_MOVE : DROPEFFECT_COPY, cut ? onPasted : nullptr);
+  HRESULT result = OleSetClipboard(data);
+  data->Release();
+  if (FAILED(result)) Log(1, GetVerbose(), "CopyEntriesToClipboard: OleSetClipboard 0x%lx", static_cast<unsigned long>(result));
+  return SUCCEEDED(result);
+}
+
+std::vector<std::string> ClipboardFileNames() {
+  std::vector<std::string> names;
+  IDataObject* data = nullptr;
+  if (FAILED(OleGetClipboard(&data)) || !data) return names;
+  FORMATETC format = {CF_HDROP, nullptr, DVASPECT_CONTENT, -1, TYMED_HGLOBAL};
+  STGMEDIUM medium = {};
+  // The program's own entries would be written out only to be added back.
+  if (!IsOwnEntryData(data) && data->GetData(&format, &medium) == S_OK) {
+    std::vector<char> buffer;
+    int count = DroppedFileNames(static_cast<HDROP>(medium.hGlobal), buffer);
+    for (int i = 0; i < count; ++i) names.emplace_back(&buffer[static_cast<size_t>(i) * kPathBuf]);
+    ReleaseStgMedium(&medium);
+  }
+  data->Release();
+  return names;
+}
+
+void ReleaseOwnClipboard() {
+  IDataObject* data = nullptr;
+  if (SUCCEEDED(OleGetClipboard(&data)) && data) {
+    bool own = IsOwnEntryData(data);
+    data->Release();
+    if (own) OleSetClipboard(nullptr);
+  }
+}
