@@ -226,6 +226,12 @@ BOOL CALLBACK DumpChild(HWND child, LPARAM) {
   // that the control was created with.
   DWORD_PTR got = 0;
   SendMessageTimeoutA(child, WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text), SMTO_ABORTIFHUNG, 2000, &got);
+  // A rich edit control holds Unicode text; this process's code page would lose its scripts.
+  if (!_strnicmp(cls, "RichEdit", 8)) {
+    wchar_t wide[512] = L"";
+    SendMessageTimeoutW(child, WM_GETTEXT, 512, reinterpret_cast<LPARAM>(wide), SMTO_ABORTIFHUNG, 2000, &got);
+    WideCharToMultiByte(CP_UTF8, 0, wide, -1, text, sizeof text, nullptr, nullptr);
+  }
   LONG_PTR kind = GetWindowLongPtrA(child, GWL_STYLE) & BS_TYPEMASK;
   bool checkable = !_stricmp(cls, "Button") && kind >= BS_CHECKBOX && kind <= BS_AUTORADIOBUTTON && kind != BS_GROUPBOX &&
                    kind != BS_USERBUTTON;
