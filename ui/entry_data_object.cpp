@@ -195,6 +195,11 @@ struct EntryDataObject final : IDataObject {
     }
     if (StoredFormat* s = FindStored(format)) {
       medium->tymed = s->medium.tymed;
+      if (s->medium.tymed == TYMED_ISTREAM && s->medium.pstm) {
+        medium->pstm = s->medium.pstm;
+        medium->pstm->AddRef();
+        return S_OK;
+      }
       if (s->medium.tymed != TYMED_HGLOBAL) return DV_E_TYMED;
       SIZE_T size = GlobalSize(s->medium.hGlobal);
       medium->hGlobal = CopyToGlobal(GlobalLock(s->medium.hGlobal), size);

@@ -2,6 +2,7 @@
 #include "ui/entry_transfer.h"
 
 #include "formats/formats.h"
+#include "jobs/entry_stream.h"
 #include "jobs/extract_job.h"
 #include "model/app_state.h"
 #include "model/archive_kind.h"
@@ -22,6 +23,13 @@
 #include <cstring>
 
 namespace {
+
+std::wstring Wide(const std::string& text) {
+  int n = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
+  std::wstring out(static_cast<size_t>(n > 0 ? n - 1 : 0), L'\0');
+  if (n > 1) MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, &out[0], n);
+  return out;
+}
 
 std::string Backslashed(std::string name) {
   for (char& c : name)
@@ -76,13 +84,106 @@ int WriteEntries(const char* archive, int kind, const std::vector<std::string>& 
   return result;
 }
 
+// An entry's bytes as COM asks for them, pulled from the kind's reader piece by piece.
+struct ReaderStream final : IStream {
+  LONG references = 1;
+  std::unique_ptr<ArchiveReader> reader;
+  StreamEntry entry;
+  uint64_t position = 0;
+  bool ended = false;
+  ReaderStream(std::unique_ptr<ArchiveReader> from, const StreamEntry& found) : reader(std::move(from)), entry(found) {}
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+    if (!out) return E_POINTER;
+    if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IStream) || IsEqualIID(iid, IID_ISequentialStream)) {
+      *out = static_cast<IStream*>(this);
+      AddRef();
+      return S_OK;
+    }
+    *out = nullptr;
+    return E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references)); }
+  ULONG STDMETHODCALLTYPE Release() override {
+    LONG left = InterlockedDecrement(&references);
+    if (!left) delete this;
+    return static_cast<ULONG>(left);
+  }
+  // A failure ends the stream with an error, so a target never keeps a partial file as good.
+  HRESULT STDMETHODCALLTYPE Read(void* data, ULONG size, ULONG* read) override {
+    ULONG got = 0;
+    while (got < size && !ended) {
+      int64_t n = reader->Read(static_cast<char*>(data) + got, size - got);
+      if (n < 0) {
+        Log(1, GetVerbose(), "ReaderStream: %s: %s", entry.name.c_str(), EntryStreamErrorText(static_cast<int>(n)));
+        if (read) *read = 0;
+        return E_FAIL;
+      }
+      if (n == 0) ended = true;
+      got += static_cast<ULONG>(n);
+    }
+    position += got;
+    if (read) *read = got;
+    return got < size ? S_FALSE : S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE Write(const void*, ULONG, ULONG*) override { return STG_E_ACCESSDENIED; }
+  // Only forward: what a target skips is read and dropped.
+  HRESULT STDMETHODCALLTYPE Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* now) override {
+    int64_t target = origin == STREAM_SEEK_SET ? move.QuadPart
+                     : origin == STREAM_SEEK_CUR ? static_cast<int64_t>(position) + move.QuadPart
+                                                 : static_cast<int64_t>(entry.size) + move.QuadPart;
+    if (target < static_cast<int64_t>(position)) return STG_E_INVALIDFUNCTION;
+    char piece[65536];
+    while (static_cast<int64_t>(position) < target && !ended) {
+      uint64_t want = static_cast<uint64_t>(target) - position;
+      ULONG got = 0;
+      if (FAILED(Read(piece, static_cast<ULONG>(want < sizeof piece ? want : sizeof piece), &got))) return E_FAIL;
+    }
+    if (now) now->QuadPart = position;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE CopyTo(IStream* to, ULARGE_INTEGER count, ULARGE_INTEGER* read, ULARGE_INTEGER* written) override {
+    char piece[65536];
+    uint64_t done = 0;
+    while (done < count.QuadPart) {
+      ULONG got = 0, put = 0;
+      uint64_t want = count.QuadPart - done;
+      HRESULT result = Read(piece, static_cast<ULONG>(want < sizeof piece ? want : sizeof piece), &got);
+      if (FAILED(result)) return result;
+      if (!got) break;
+      if (FAILED(to->Write(piece, got, &put)) || put != got) return STG_E_WRITEFAULT;
+      done += got;
+    }
+    if (read) read->QuadPart = done;
+    if (written) written->QuadPart = done;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE Commit(DWORD) override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE Revert() override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return STG_E_INVALIDFUNCTION; }
+  HRESULT STDMETHODCALLTYPE UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return STG_E_INVALIDFUNCTION; }
+  HRESULT STDMETHODCALLTYPE Stat(STATSTG* stat, DWORD flags) override {
+    memset(stat, 0, sizeof *stat);
+    stat->type = STGTY_STREAM;
+    stat->cbSize.QuadPart = entry.size;
+    if (!(flags & STATFLAG_NONAME)) {
+      std::wstring name = Wide(entry.name);
+      stat->pwcsName = static_cast<wchar_t*>(CoTaskMemAlloc((name.size() + 1) * sizeof(wchar_t)));
+      if (stat->pwcsName) memcpy(stat->pwcsName, name.c_str(), (name.size() + 1) * sizeof(wchar_t));
+    }
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE Clone(IStream**) override { return E_NOTIMPL; }
+};
+
 struct ArchiveEntrySource final : EntrySource {
   std::string archive, password;
   int kind;
   ArchiveEntrySource(const char* a, int k, const char* p) : archive(a), password(p ? p : ""), kind(k) {}
   ~ArchiveEntrySource() override { SecureZeroMemory(&password[0], password.size()); }
   HRESULT Open(const TransferEntry& entry, IStream** out) override {
-    return OpenEntryStream(archive.c_str(), kind, entry.name.c_str(), password.c_str(), out);
+    return OpenEntryIStream(archive.c_str(), kind, entry.name.c_str(), password.c_str(), out);
   }
   int WriteAll(const std::vector<TransferEntry>& entries, const char* folder) override {
     std::vector<std::string> names;
@@ -212,24 +313,32 @@ bool EnsureTransferPassword() {
 
 }  // namespace
 
-HRESULT OpenEntryStream(const char* archive, int kind, const char* entry, const char* password, IStream** out) {
+HRESULT OpenEntryIStream(const char* archive, int kind, const char* entry, const char* password, IStream** out) {
   *out = nullptr;
+  int error = 0;
+  StreamEntry found;
+  std::unique_ptr<ArchiveReader> reader = OpenEntryStream(kind, archive, entry, &found, &error);
+  if (reader) {
+    *out = new ReaderStream(std::move(reader), found);
+    return S_OK;
+  }
+  if (error != STREAM_UNSUPPORTED) {
+    Log(1, GetVerbose(), "OpenEntryIStream: %s: %s", entry, EntryStreamErrorText(error));
+    return E_FAIL;
+  }
   char folder[kPathBuf];
   if (!FreshTempFolder(folder)) return E_FAIL;
   if (WriteEntries(archive, kind, {entry}, folder, password) != 0) return E_FAIL;
   std::string path = std::string(folder) + "\\" + Backslashed(entry);
-  int n = MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, nullptr, 0);
-  std::wstring wide(static_cast<size_t>(n), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, &wide[0], n);
-  HRESULT result = SHCreateStreamOnFileEx(wide.c_str(), STGM_READ | STGM_SHARE_DENY_WRITE, 0, FALSE, nullptr, out);
-  if (FAILED(result)) Log(1, GetVerbose(), "OpenEntryStream: %s was not written (0x%lx)", entry, static_cast<unsigned long>(result));
+  HRESULT result = SHCreateStreamOnFileEx(Wide(path).c_str(), STGM_READ | STGM_SHARE_DENY_WRITE, 0, FALSE, nullptr, out);
+  if (FAILED(result)) Log(1, GetVerbose(), "OpenEntryIStream: %s was not written (0x%lx)", entry, static_cast<unsigned long>(result));
   return result;
 }
 
 bool ReadEntryBytes(const char* archive, int kind, const char* entry, size_t limit, std::string& bytes) {
   bytes.clear();
   IStream* stream = nullptr;
-  if (FAILED(OpenEntryStream(archive, kind, entry, GetCurrentPassword(), &stream))) return false;
+  if (FAILED(OpenEntryIStream(archive, kind, entry, GetCurrentPassword(), &stream))) return false;
   char piece[65536];
   ULONG got = 0;
   bool whole = true;

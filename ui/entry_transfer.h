@@ -9,9 +9,11 @@
 #include <string>
 #include <vector>
 
-// A stream over one entry of an archive of the given kind, from its first byte, with the
-// password given ("" for none). S_OK with *out set.
-HRESULT OpenEntryStream(const char* archive, int kind, const char* entry, const char* password, IStream** out);
+// A stream over one entry of an archive of the given kind, from its first byte, read through
+// the kind's reader as the stream is read (a wrong password or damage fails the read, never
+// gives wrong bytes). A kind without a reader writes the entry to the temporary folder first,
+// with the password given ("" for none). S_OK with *out set.
+HRESULT OpenEntryIStream(const char* archive, int kind, const char* entry, const char* password, IStream** out);
 // Reads a whole entry into memory, at most limit bytes; false when it could not be read or
 // is larger.
 bool ReadEntryBytes(const char* archive, int kind, const char* entry, size_t limit, std::string& bytes);

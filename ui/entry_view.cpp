@@ -53,7 +53,7 @@ bool ViewPicture(HWND list, const std::string& chosen) {
 
 bool ViewText(const std::string& name) {
   IStream* stream = nullptr;
-  if (FAILED(OpenEntryStream(GetCurrentArchivePath(), GetArchiveKind(), name.c_str(), GetCurrentPassword(), &stream)))
+  if (FAILED(OpenEntryIStream(GetCurrentArchivePath(), GetArchiveKind(), name.c_str(), GetCurrentPassword(), &stream)))
     return false;
   HWND window = ShowTextViewer(stream, name.c_str());
   stream->Release();
