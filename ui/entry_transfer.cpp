@@ -274,7 +274,9 @@ DWORD RunDrag(IDataObject* data, HWND list) {
   SetDragImage(data, list);
   EntryDropSource* source = new EntryDropSource();
   DWORD effect = DROPEFFECT_NONE;
-  HRESULT result = DoDragDrop(data, source, DROPEFFECT_COPY, &effect);
+  // Moving is offered for the folder list's rows dropped on a folder of the tree; a target
+  // outside never takes entries out of the archive.
+  HRESULT result = DoDragDrop(data, source, DROPEFFECT_COPY | DROPEFFECT_MOVE, &effect);
   source->Release();
   Log(5, GetVerbose(), "DragEntriesOut: DoDragDrop 0x%lx, effect %lu", static_cast<unsigned long>(result), effect);
   return result == DRAGDROP_S_DROP ? effect : DROPEFFECT_NONE;
