@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The shell's roads as a person takes them: Ctrl+C on rows (a folder and names in several
 # scripts among them) and a paste in a folder land the entries' bytes; Ctrl+V adds a copied
-# file; Enter views texts in three encodings and a picture inside the program; a picture
-# named on the command line opens the picture viewer.
+# file; a row dragged onto a tree folder moves there; Enter views texts in three encodings and
+# a picture inside the program; a picture named on the command line opens the picture viewer.
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 key='HKCU\Software\Kestrelia'
 fresh_work shell_e2e
@@ -83,6 +83,24 @@ wait_dialog "Add to archive" >/dev/null
 inspect --class '#32770' --title "Add to archive" --ok >/dev/null
 expect_shown "the pasted file is an entry" "| added.txt |" --rows 10
 expect_contains "the archive holds it" "added.txt" "$(unzip -l "$work/shell.zip")"
+
+# In the folder tree, a row of the folder list dragged onto a folder of the tree moves there.
+xdotool key alt+v
+eventually 30 menus_open 1
+xdotool key t
+expect_shown "the folder tree is shown" "tree item texts at" --rows 10
+read -r tx ty < <(inspect --rows 10 | grep "^tree item texts at" | awk '{print $5, $6}')
+read -r rx ry < <(row_at picture.png)
+xdotool mousemove "$rx" "$ry" mousedown 1
+sleep 0.3
+for step in 1 2 3 4 5 6 7 8; do
+  xdotool mousemove $((rx + (tx - rx) * step / 8)) $((ry + (ty - ry) * step / 8))
+  sleep 0.1
+done
+xdotool mouseup 1
+moved() { unzip -l "$work/shell.zip" | grep -q "texts/picture.png"; }
+eventually 30 moved || true
+expect_contains "the dragged row moved into the folder" "texts/picture.png" "$(unzip -l "$work/shell.zip")"
 stop_program
 
 start_program "$(winpath "$work/loose.png")"
