@@ -93,11 +93,6 @@ int ExtractToTemp(const char* entryPath, char* outPath);
 int CreateFileContents(const char* entryPath, char* outPath);
 
 struct NameList;
-// Writes every selected row of an entry list below one fresh folder in the temporary folder,
-// folders kept, nothing asked, and appends to written the paths of what landed at its top
-// level (what a drop on the shell needs). 0 on success.
-int ExtractMultipleFiles(HWND list, NameList* written);
-
 // The parameter block of ExtractTreeItemThread, allocated with calloc by the starter and
 // freed by the thread.
 struct TreeExtractBlock {

@@ -2,13 +2,7 @@
 #include "zip/extract.h"
 
 #include "model/app_state.h"
-#include "model/entry_rows.h"
-#include "model/liststruct.h"
-#include "model/namelist.h"
 #include "services/log.h"
-#include "services/progress.h"
-#include "services/worker.h"
-#include "ui/entry_list.h"
 #include "jobs/entry_name_safety.h"
 #include "zip/zip_open.h"
 
@@ -16,7 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -71,27 +64,6 @@ int WriteEntryToTemp(const char* caller, const char* entryPath, char* outPath, b
   return 0;
 }
 
-// A folder no earlier drag used, so that everything in it may be replaced without asking.
-bool MakeFreshFolder(char (&fresh)[kPathBuf]) {
-  char unused[kPathBuf], folder[kPathBuf];
-  TempTarget("", unused, folder);
-  static unsigned s_serial;
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    snprintf(fresh, sizeof fresh, "%sKestrelia_%lu_%u", folder, GetCurrentProcessId(), ++s_serial);
-    if (CreateDirectoryA(fresh, nullptr)) return true;
-    if (GetLastError() != ERROR_ALREADY_EXISTS) break;
-  }
-  Log(1, GetVerbose(), "ExtractMultipleFiles: cannot create a folder in %s (%lu)", folder, GetLastError());
-  return false;
-}
-
-// "dir" of "dir\sub\a.txt", "a.txt" of "a.txt": what lands directly in the fresh folder.
-std::string TopComponent(const liststruct* record) {
-  std::string full = std::string(record->path ? record->path : "") + (record->filename ? record->filename : "");
-  size_t cut = full.find_first_of("\\/");
-  return cut == std::string::npos ? full : full.substr(0, cut);
-}
-
 }  // namespace
 
 int ExtractToTemp(const char* entryPath, char* outPath) {
@@ -100,40 +72,4 @@ int ExtractToTemp(const char* entryPath, char* outPath) {
 
 int CreateFileContents(const char* entryPath, char* outPath) {
   return WriteEntryToTemp("CreateFileContents", entryPath, outPath, true);
-}
-
-int ExtractMultipleFiles(HWND list, NameList* written) {
-  const char* archive = GetCurrentArchivePath();
-  if (!archive || !*archive || !list || !written) {
-    Log(1, GetVerbose(), "ExtractMultipleFiles: no archive or no list");
-    return -1;
-  }
-  // The run moves the working directory, below which a running extraction writes.
-  std::vector<int> rows = SelectedEntryRows(list);
-  if (rows.empty() || ClaimOperation(OPERATION_JOB) != OPERATION_NONE) return -1;
-  char fresh[kPathBuf];
-  if (!MakeFreshFolder(fresh)) {
-    ReleaseOperation(OPERATION_JOB);
-    return -1;
-  }
-
-  // Nothing else runs while the user drags; a cancel left from an earlier run must not end this one.
-  CancelProgress(0);
-  int withoutPath = 0, mode = OVERWRITE_ALWAYS;
-  const char* password = GetCurrentPassword()[0] ? GetCurrentPassword() : nullptr;
-  int result = ExtractZipFilesFromList(list, archive, &withoutPath, &mode, password, fresh, 0, 1, 1);
-  ReleaseOperation(OPERATION_JOB);
-
-  // Only what is there: a refused or unreadable entry has no place in the drop.
-  for (int row : rows) {
-    liststruct* record = GetRowRecord(list, row);
-    if (!record) continue;
-    std::string top = TopComponent(record);
-    if (top.empty() || top == "." || JudgeEntryName(top.c_str(), nullptr, 0) != ENTRY_NAME_OK) continue;
-    std::string path = std::string(fresh) + "\\" + top;
-    if (Exists(path.c_str())) NameListInsertCopyUnique(written, path.c_str());
-  }
-  Log(5, GetVerbose(), "ExtractMultipleFiles: %s finished with %d, %u paths", fresh, result,
-      static_cast<unsigned>(written->count));
-  return result;
 }

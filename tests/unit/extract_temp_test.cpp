@@ -1,4 +1,4 @@
-// Extraction to the temporary folder (viewing, dragging, opening in programs) and of the
+// Extraction to the temporary folder (viewing, opening in programs) and of the
 // entries below a folder of the tree, on archives made by the peer tools.
 #include "services/base.h"
 
@@ -139,75 +139,6 @@ TEST_F(TempExtract, CreateFileContentsReplacesAnEarlierCopy) {
 
   DeleteTempFiles();
   EXPECT_FALSE(Exists(target));
-}
-
-std::set<std::string> Elements(const NameList* list) {
-  std::set<std::string> out;
-  for (NameCell* cell = list->first; cell; cell = cell->next) out.insert(static_cast<const char*>(cell->element));
-  return out;
-}
-
-// The one folder every path of the drop lies in, or "" when they differ.
-std::string CommonFolder(const std::set<std::string>& paths) {
-  std::string folder;
-  for (const std::string& path : paths) {
-    std::string own = path.substr(0, path.find_last_of('\\'));
-    if (!folder.empty() && own != folder) return "";
-    folder = own;
-  }
-  return folder;
-}
-
-// A drag writes the selection below a fresh folder of the temporary folder and hands on the
-// top-level paths; hostile names stay inside it; the same drag again gets a folder of its own.
-TEST_F(TempExtract, ExtractMultipleFilesKeepsFoldersBelowAFreshFolder) {
-  std::string climbed = TempFolder() + "evil.txt";
-  DeleteFileA(climbed.c_str());
-  struct Case {
-    const char* archive;
-    std::vector<const char*> rows;  // empty: all
-    std::set<std::string> top, files;
-  } cases[] = {
-      {"deflated.zip", {"readme.txt", "docs\\numbers.txt", "docs\\deep\\er\\note.md"}, {"readme.txt", "docs"},
-       {"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"}},
-      {"hostile.zip", {}, {"ok.txt", "okdir"}, {"ok.txt", "okdir/fine.txt"}},
-  };
-  for (const Case& c : cases) {
-    ListedArchive listed(c.archive);
-    SetCurrentArchivePath(listed.block.path);
-    for (const char* row : c.rows) listed.Select(row);
-    if (c.rows.empty()) listed.SelectAll();
-    std::string earlier;
-    for (int drag = 0; drag < 2; ++drag) {
-      NameList* written = NameListCreate();
-      ASSERT_EQ(ExtractMultipleFiles(listed.window.list, written), 0) << c.archive;
-      std::set<std::string> paths = Elements(written);
-      NameListDestroy(&written);
-      std::string fresh = CommonFolder(paths);
-      ASSERT_FALSE(fresh.empty()) << c.archive;
-      EXPECT_EQ(fresh.rfind(TempFolder(), 0), 0u) << fresh;
-      EXPECT_NE(fresh, earlier);
-      earlier = fresh;
-      std::set<std::string> top;
-      for (const std::string& path : paths) top.insert(path.substr(fresh.size() + 1));
-      EXPECT_EQ(top, c.top) << c.archive;
-      EXPECT_EQ(FileNames(fresh), c.files) << c.archive;
-      if (c.files.count("docs/deep/er/note.md")) {
-        EXPECT_EQ(ReadFileBytes(fresh + "\\docs\\deep\\er\\note.md"),
-                  ReadFileBytes(TestData("ref_deflated\\docs\\deep\\er\\note.md")));
-      }
-    }
-  }
-  EXPECT_FALSE(Exists(climbed));
-  EXPECT_EQ(Questions(), 0);
-
-  // Nothing selected: nothing to drag.
-  ListedArchive listed("deflated.zip");
-  SetCurrentArchivePath(listed.block.path);
-  NameList* written = NameListCreate();
-  EXPECT_NE(ExtractMultipleFiles(listed.window.list, written), 0);
-  EXPECT_EQ(written->count, 0u);
-  NameListDestroy(&written);
 }
 
 // Runs the thread as a starter would and waits for its event.
