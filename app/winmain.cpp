@@ -27,6 +27,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 KESTRELIA_RUNTIME_LIBRARY(RmLibrary, KESTRELIA_RM_FILE, KESTRELIA_RM_API_LIST)
@@ -98,8 +99,11 @@ void LoadOptionalRmLibrary() {
   if (!LoadRuntimeLibrary(&RmLibrary::Library())) printf("could not find \"%s\"\n", KESTRELIA_RM_FILE);
 }
 
+// Only the program's own windows: OLE and the input method keep hidden windows of their own
+// on this thread until OleUninitialize.
 BOOL CALLBACK CloseWindowLeft(HWND window, LPARAM) {
-  DestroyWindow(window);
+  char name[64] = "";
+  if (GetClassNameA(window, name, sizeof name) && !strncmp(name, "Kestrelia", 9)) DestroyWindow(window);
   return TRUE;
 }
 
