@@ -232,7 +232,47 @@ struct EntryDropSource final : IDropSource {
   HRESULT STDMETHODCALLTYPE GiveFeedback(DWORD) override { return DRAGDROP_S_USEDEFAULTCURSORS; }
 };
 
-// The list's own picture of the dragged rows, faded by "DragLayered" when it is set.
+// The rows' picture as the list draws it, in a 32-bit bitmap whose background is clear and
+// whose rows are as opaque as "DragLayered" says (fully while it is unset).
+HBITMAP LayeredRowsPicture(HIMAGELIST image, SIZE* size) {
+  int width = 0, height = 0;
+  if (!ImageList_GetIconSize(image, &width, &height) || width <= 0 || height <= 0) return nullptr;
+  BITMAPINFO info = {};
+  info.bmiHeader = {sizeof info.bmiHeader, width, -height, 1, 32, BI_RGB};
+  void* bits = nullptr;
+  HDC dc = CreateCompatibleDC(nullptr);
+  HBITMAP picture = CreateDIBSection(dc, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+  if (!picture) {
+    DeleteDC(dc);
+    return nullptr;
+  }
+  HGDIOBJ old = SelectObject(dc, picture);
+  const COLORREF key = RGB(255, 0, 255);
+  HBRUSH back = CreateSolidBrush(key);
+  RECT all = {0, 0, width, height};
+  FillRect(dc, &all, back);
+  DeleteObject(back);
+  ImageList_Draw(image, 0, dc, 0, 0, ILD_NORMAL);
+  GdiFlush();
+  int alpha = GetDragLayered();
+  uint32_t opacity = alpha >= 0 && alpha <= 255 ? static_cast<uint32_t>(alpha) : 255;
+  uint32_t* p = static_cast<uint32_t*>(bits);
+  for (int i = 0; i < width * height; ++i) {
+    uint32_t c = p[i] & 0xFFFFFF;
+    if (c == 0xFF00FF) {
+      p[i] = 0;
+      continue;
+    }
+    // Premultiplied, as the drag helper takes a 32-bit picture.
+    uint32_t r = (c >> 16) * opacity / 255, g = ((c >> 8) & 0xFF) * opacity / 255, b = (c & 0xFF) * opacity / 255;
+    p[i] = opacity << 24 | r << 16 | g << 8 | b;
+  }
+  SelectObject(dc, old);
+  DeleteDC(dc);
+  *size = SIZE{width, height};
+  return picture;
+}
+
 void SetDragImage(IDataObject* data, HWND list) {
   IDragSourceHelper* helper = nullptr;
   if (!list || FAILED(CoCreateInstance(CLSID_DragDropHelper, nullptr, CLSCTX_INPROC_SERVER, IID_IDragSourceHelper,
@@ -241,31 +281,16 @@ void SetDragImage(IDataObject* data, HWND list) {
   POINT at = {};
   GetCursorPos(&at);
   ScreenToClient(list, &at);
-  int alpha = GetDragLayered();
   POINT origin = {};
   HIMAGELIST image = ListView_CreateDragImage(list, ListView_GetNextItem(list, -1, LVNI_SELECTED), &origin);
-  IMAGEINFO info = {};
-  if (image && ImageList_GetImageInfo(image, 0, &info)) {
-    SHDRAGIMAGE drag = {};
-    BITMAP bits = {};
-    GetObjectA(info.hbmImage, sizeof bits, &bits);
-    drag.sizeDragImage = {bits.bmWidth, bits.bmHeight};
-    drag.ptOffset = {at.x - origin.x, at.y - origin.y};
-    drag.hbmpDragImage = static_cast<HBITMAP>(CopyImage(info.hbmImage, IMAGE_BITMAP, 0, 0, LR_CREATEDIBSECTION));
-    drag.crColorKey = GetSysColor(COLOR_WINDOW);
-    if (alpha >= 0 && alpha <= 255 && drag.hbmpDragImage) {
-      // The helper draws the picture as it is; the fade is put into its pixels.
-      DIBSECTION section = {};
-      if (GetObjectA(drag.hbmpDragImage, sizeof section, &section) == sizeof section && section.dsBm.bmBitsPixel == 32) {
-        BYTE* p = static_cast<BYTE*>(section.dsBm.bmBits);
-        for (LONG i = 0; i < section.dsBm.bmWidth * section.dsBm.bmHeight; ++i, p += 4)
-          for (int c = 0; c < 4; ++c) p[c] = static_cast<BYTE>(p[c] * alpha / 255);
-      }
-    }
-    if (drag.hbmpDragImage && FAILED(helper->InitializeFromBitmap(&drag, data))) DeleteObject(drag.hbmpDragImage);
-  } else {
+  SHDRAGIMAGE drag = {};
+  drag.hbmpDragImage = image ? LayeredRowsPicture(image, &drag.sizeDragImage) : nullptr;
+  drag.ptOffset = {at.x - origin.x, at.y - origin.y};
+  drag.crColorKey = CLR_NONE;
+  if (!drag.hbmpDragImage)
     helper->InitializeFromWindow(list, &at, data);
-  }
+  else if (FAILED(helper->InitializeFromBitmap(&drag, data)))
+    DeleteObject(drag.hbmpDragImage);
   if (image) ImageList_Destroy(image);
   helper->Release();
 }
