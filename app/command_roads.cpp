@@ -3,6 +3,7 @@
 
 #include "model/app_state.h"
 #include "model/archive_kind.h"
+#include "services/history.h"
 #include "services/log.h"
 #include "services/prompts.h"
 #include "formats/archive_runs.h"
@@ -10,6 +11,8 @@
 #include "services/worker.h"
 #include "formats/open_archive.h"
 #include "jobs/extract_archive.h"
+#include "settings/load.h"
+#include "settings/options.h"
 #include "ui/picture_viewer.h"
 
 #include <cstdio>
@@ -31,6 +34,9 @@ void OpenCommandLineFile(const char* path) {
 }
 
 int RunExtractRoad(char (*args)[kPathBuf], int count) {
+  // No window, but the user's choices still hold: the language of the messages, what to do
+  // with broken entries, the history.
+  LoadSettings(nullptr);
   int kind = GetArchiveKindFromName(args[1]);
   if (kind) SetArchiveKind(kind);
   PromptMessageBox(nullptr, args[1], "Kestrelia", MB_OK);
@@ -38,6 +44,9 @@ int RunExtractRoad(char (*args)[kPathBuf], int count) {
   const ArchiveFormat* format = FindArchiveFormat(GetArchiveKind());
   if (format && format->ops.detectEncryption) format->ops.detectEncryption(args[1]);
   Log(5, GetVerbose(), "RunExtractRoad: %s (%d arguments)", args[1], count);
+  // A script's extraction belongs in the history like the window's; a history sealed with a
+  // password stays shut, since a script cannot answer the question.
+  if (IsHistoryActivated() && !IsHistoryPassword()) StartHistory(nullptr, false);
   // The run goes on a thread of its own while this one keeps pumping: the progress dialog,
   // owned by whatever window of ours was in front, talks to this thread as it appears, and
   // a thread that does not answer would hold it back until the close gave up waiting.
@@ -50,6 +59,7 @@ int RunExtractRoad(char (*args)[kPathBuf], int count) {
       DispatchMessageA(&message);
     }
   }
+  StopHistory();
   // A script must be able to trust the exit code: any entry that failed or was refused, or a
   // run that was called off, is not a success.
   return GetLastExtractRunResult().outcome ? 1 : 0;

@@ -57,6 +57,10 @@ close_after_run
 # ---- "-x": no window, a notice with the archive's name, then the folder chooser ----
 mkdir -p "$work/x" "$work/ref"
 cp "$data/zip_deflated.zip" "$work/x/"
+# With the history on (and no password on it) a script's extraction is recorded too.
+history_dir=$(echo "$WINEPREFIX"/drive_c/users/*/AppData/Roaming)/Kestrelia
+rm -rf "$history_dir"
+wine reg add 'HKCU\Software\Kestrelia' /v configuration /t REG_DWORD /d $((0x40000 | 6)) /f >/dev/null 2>&1
 start_program -x "$(winpath "$work/x/zip_deflated.zip")"
 notice=$(wait_dialog "Kestrelia") || true
 expect_contains "the notice names the archive" "zip_deflated.zip" "$notice"
@@ -66,6 +70,8 @@ focus Kestrelia
 xdotool key Return
 choose_folder 'C:\kestrelia_e2e_extract\x'
 expect_exit "-x exit code"
+wine reg delete 'HKCU\Software\Kestrelia' /v configuration /f >/dev/null 2>&1
+expect_contains "-x is recorded in the history" zip_deflated.zip "$(cat "$history_dir/history.dat" 2>/dev/null)"
 unzip -q "$work/x/zip_deflated.zip" -d "$work/ref"
 expect_same_tree "-x extracted what unzip extracts" "$work/ref" "$work/x/zip_deflated"
 
