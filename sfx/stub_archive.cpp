@@ -3,6 +3,7 @@
 
 #include "sfx/sfx_cipher.h"
 #include "jobs/entry_name_safety.h"
+#include "zip/aes_entry.h"
 #include "zip/entry_names.h"
 
 #include <unzip.h>
@@ -12,10 +13,11 @@
 
 namespace {
 
-// Stored, deflated, and the newer methods the container library hands to its own decoders
-// (LZMA 14, Zstandard 93, XZ 95); the stub carries no bzip2.
-bool StubDecodes(uLong method) { return method == 0 || method == Z_DEFLATED || method == 14 || method == 93 || method == 95; }
-
+// Stored, deflated, bzip2, and the newer methods the container library hands to its own
+// decoders (LZMA 14, Zstandard 93, XZ 95).
+bool StubDecodes(uLong method) {
+  return method == 0 || method == Z_DEFLATED || method == 12 || method == 14 || method == 93 || method == 95;
+}
 
 constexpr WORD kHeaderId = 111;
 constexpr WORD kNeutral = MAKELANGID(LANG_NEUTRAL, SUBLANG_NEUTRAL);
@@ -95,6 +97,13 @@ unzFile OpenZip(const StubArchive& archive, MemoryStream* source) {
 struct Entry {
   std::string name;
   unz_file_info64 info;
+  bool aes = false;  // a WinZip AES entry: the program's own reader decrypts it
+  AesField field = {};
+
+  // The AES reader unpacks stored, deflated and bzip2 data under its encryption.
+  bool Decodable() const {
+    return aes ? field.method == 0 || field.method == Z_DEFLATED || field.method == 12 : StubDecodes(info.compression_method);
+  }
 };
 
 // Walks the central directory; calls visit with each entry positioned as current.
@@ -103,9 +112,56 @@ bool ForEachEntry(unzFile zip, Visit visit) {
   for (int status = unzGoToFirstFile(zip); status == UNZ_OK; status = unzGoToNextFile(zip)) {
     Entry entry;
     if (ReadCurrentEntryName(zip, &entry.info, &entry.name) != UNZ_OK) return false;
+    entry.aes = entry.info.compression_method == 99 && ReadAesField(zip, &entry.field);
     if (!visit(entry)) return true;
   }
   return true;
+}
+
+// The current entry's bytes, decrypted and unpacked, by whichever reader its method needs.
+struct EntryReader {
+  unzFile zip;
+  AesReader* aes = nullptr;
+
+  // UNZ_OK, or kAesWrongPassword before anything is read.
+  int Open(const Entry& entry, const char* password) {
+    if (entry.aes) return AesOpen(zip, entry.info, entry.field, password, &aes);
+    return (entry.info.flag & 1) ? unzOpenCurrentFilePassword(zip, password) : unzOpenCurrentFile(zip);
+  }
+  int Read(void* buffer, unsigned size) { return aes ? AesRead(aes, buffer, size) : unzReadCurrentFile(zip, buffer, size); }
+  // UNZ_OK only for an entry read whole whose check (CRC, AES code) holds.
+  int Close() {
+    AesReader* reader = aes;
+    aes = nullptr;
+    return reader ? AesClose(reader) : unzCloseCurrentFile(zip);
+  }
+};
+
+// Whether the password opens the archive's entries: the smallest protected entry is read
+// through to its check, so a wrong password is known before anything is written (traditional
+// encryption's one check byte lets a wrong password through one time in 256).
+bool PasswordFits(unzFile zip, const char* password) {
+  unz64_file_pos smallest = {};
+  uint64_t smallestSize = UINT64_MAX;
+  bool any = false;
+  ForEachEntry(zip, [&](const Entry& entry) {
+    if ((entry.info.flag & 1) && entry.Decodable() && entry.info.compressed_size < smallestSize) {
+      smallestSize = entry.info.compressed_size;
+      any = unzGetFilePos64(zip, &smallest) == UNZ_OK;
+    }
+    return true;
+  });
+  if (!any || unzGoToFilePos64(zip, &smallest) != UNZ_OK) return true;
+  Entry entry;
+  if (ReadCurrentEntryName(zip, &entry.info, &entry.name) != UNZ_OK) return true;
+  entry.aes = entry.info.compression_method == 99 && ReadAesField(zip, &entry.field);
+  EntryReader reader{zip};
+  if (reader.Open(entry, password) != UNZ_OK) return false;
+  std::vector<char> buffer(1 << 16);
+  int got;
+  while ((got = reader.Read(buffer.data(), static_cast<unsigned>(buffer.size()))) > 0) {
+  }
+  return reader.Close() == UNZ_OK && got == 0;
 }
 
 bool MakeFolders(const std::wstring& path, size_t from) {
@@ -140,13 +196,13 @@ struct Run {
   // Written under a working name, put in place only when whole and its CRC checked.
   bool WriteFile(const Entry& entry, const std::wstring& target) {
     std::wstring working = target + L".ksx~";
-    int opened = (entry.info.flag & 1) ? unzOpenCurrentFilePassword(zip, password) : unzOpenCurrentFile(zip);
-    if (opened != UNZ_OK) return false;
+    EntryReader reader{zip};
+    if (reader.Open(entry, password) != UNZ_OK) return false;
     HANDLE file = CreateFileW(working.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     bool ok = file != INVALID_HANDLE_VALUE;
     std::vector<char> buffer(1 << 16);
     while (ok) {
-      int got = unzReadCurrentFile(zip, buffer.data(), static_cast<unsigned>(buffer.size()));
+      int got = reader.Read(buffer.data(), static_cast<unsigned>(buffer.size()));
       if (got <= 0) {
         ok = got == 0;
         break;
@@ -159,7 +215,7 @@ struct Run {
         ok = false;
       }
     }
-    ok = unzCloseCurrentFile(zip) == UNZ_OK && ok;
+    ok = reader.Close() == UNZ_OK && ok;
     if (file != INVALID_HANDLE_VALUE) {
       if (ok) SetTimes(file, entry.info);
       CloseHandle(file);
@@ -185,7 +241,7 @@ struct Run {
       return true;
     }
     size_t slash = target.rfind(L'\\');
-    if (!StubDecodes(entry.info.compression_method)) {
+    if (!entry.Decodable()) {
       Problem(&report->refused, entry.name);
       done += entry.info.uncompressed_size;
       return true;
@@ -277,6 +333,14 @@ int ExtractStubArchive(const StubArchive& archive, const char* destination, cons
                        const StubExtractCallbacks& callbacks, StubExtractReport* report) {
   StubListing listing;
   if (!ListStubArchive(archive, &listing)) return STUB_NO_ARCHIVE;
+  if (listing.encryptedEntries) {
+    MemoryStream source;
+    unzFile zip = OpenZip(archive, &source);
+    if (!zip) return STUB_NO_ARCHIVE;
+    bool fits = PasswordFits(zip, password ? password : "");
+    unzClose(zip);
+    if (!fits) return STUB_WRONG_PASSWORD;
+  }
   std::wstring root = Widen(destination);
   while (root.size() > 3 && (root.back() == L'\\' || root.back() == L'/')) root.pop_back();
   DWORD attributes = GetFileAttributesW(root.c_str());

@@ -13,6 +13,9 @@ printf 'japanese\n' > "src/日本語.txt"
 printf 'russian\n' > "src/Русский/файл.txt"
 printf 'greek\n' > "src/sub/Ελληνικά ü.txt"
 (cd src && zip -qr ../plain.zip . && zip -qr -P zz ../crypt.zip .)
+# Entries the program reads that the container library alone cannot: WinZip AES (here over
+# bzip2, both roads at once) and bzip2 without encryption.
+(cd src && 7zz a -tzip -mem=AES256 -mm=BZip2 -p'aes zz' ../aes.zip . >/dev/null && 7zz a -tzip -mm=BZip2 ../bzip2.zip . >/dev/null)
 python3 - <<'PY'
 import zipfile
 with zipfile.ZipFile("hostile.zip", "w") as z:
@@ -27,11 +30,14 @@ sfx plain.zip plain.exe
 sfx plain.zip sealed.exe 'geheim Ü'
 sfx plain.zip window.exe 'open sesame'
 sfx crypt.zip crypt.exe
+sfx aes.zip aes.exe
+sfx bzip2.zip bzip2.exe
 sfx hostile.zip hostile.exe
-expect_eq "the engine tool makes five programs" "5" "$(ls plain.exe sealed.exe crypt.exe hostile.exe window.exe 2>/dev/null | wc -l)"
+made="plain.exe sealed.exe crypt.exe aes.exe bzip2.exe hostile.exe window.exe"
+expect_eq "the engine tool makes seven programs" "7" "$(ls $made 2>/dev/null | wc -l)"
 
 # Each made program alone in an empty folder: nothing of the program's beside it.
-mkdir alone && cp plain.exe sealed.exe crypt.exe hostile.exe window.exe alone/
+mkdir alone && cp $made alone/
 cd alone
 expect_eq "silent run exits 0" 0 "$(run plain.exe /s /d 'C:\kestrelia_e2e_sfx\out_plain')"
 expect_same_tree "silent run writes every entry byte for byte" ../src ../out_plain
@@ -39,9 +45,15 @@ expect_eq "the sealed program with its password" 0 "$(run sealed.exe /s /d 'C:\k
 expect_same_tree "the sealed program's entries" ../src ../out_sealed
 expect_eq "encrypted entries with their password" 0 "$(run crypt.exe /s /d 'C:\kestrelia_e2e_sfx\out_crypt' /p zz)"
 expect_same_tree "the encrypted entries" ../src ../out_crypt
+expect_eq "AES entries with their password" 0 "$(run aes.exe /s /d 'C:\kestrelia_e2e_sfx\out_aes' /p 'aes zz')"
+expect_same_tree "the AES entries" ../src ../out_aes
+expect_eq "bzip2 entries" 0 "$(run bzip2.exe /s /d 'C:\kestrelia_e2e_sfx\out_bzip2')"
+expect_same_tree "the bzip2 entries" ../src ../out_bzip2
 
-expect_eq "a wrong password exits 3" 3 "$(run sealed.exe /s /d 'C:\kestrelia_e2e_sfx\out_wrong' /p 'geheim')"
-expect_eq "and writes nothing" "" "$(ls -d ../out_wrong 2>/dev/null)"
+for program in sealed crypt aes; do
+  expect_eq "$program: a wrong password exits 3" 3 "$(run $program.exe /s /d "C:\\kestrelia_e2e_sfx\\wrong_$program" /p 'geheim')"
+  expect_eq "$program: and writes nothing" "" "$(ls -d ../wrong_$program 2>/dev/null)"
+done
 python3 - <<'PY'
 data = bytearray(open("sealed.exe", "rb").read())
 at = data.rfind(b"KSX1") + 40 + 200000
