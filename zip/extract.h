@@ -10,17 +10,9 @@
 struct RBTree;
 struct EntrySelection;
 
-// The selection index of a run: the full paths ("\\" separators) of a list view's selected
-// rows, or of every row. 0 on success, -1 when the list has no rows behind it.
-int FillZipTreeWithSelectedFromList(HWND list, RBTree* tree);
-int FillZipTreeWithWholeList(HWND list, RBTree* tree);
-// Extracts the selected entries of a list view (or the whole list when extractAll is 1).
-int ExtractZipFilesFromList(HWND source, const char* archive, int* withoutPath, int* overwriteMode,
-                            const char* password, const char* destination, int extractAll, int silent,
-                            int countEntries);
-// The whole archive without a selection index, one progress step per entry.
-int ExtractZipFilesFromListMF(HWND source, const char* archive, int* withoutPath, int* overwriteMode,
-                              const char* password, const char* destination, int ignored, int silent);
+// Extracts every entry of the archive.
+int ExtractZipArchive(const char* archive, int* withoutPath, int* overwriteMode, const char* password,
+                      const char* destination, int silent);
 // The entry loop of a run; 100 when cancelled, else 0.
 int UnZipWorkThread(ExtractJob* job);
 
@@ -73,16 +65,14 @@ int CopyOpenEntry(const char* caller, unzFile zip, const unz_file_info64& info, 
 // Makes the named entry current: as spelt, else with "/" for every "\\".
 int LocateEntry(unzFile zip, const char* name);
 
-// Extracts the entries whose paths the selection holds (keys with "\\" or "/"), as
-// ExtractZipFilesFromList does with a list's selection. The run destroys the index, so its
-// deleteKey must be set. Messages begin with caller. Progress counts entries.
+// Extracts the entries whose paths the selection holds (keys with "\\" or "/"). The run
+// destroys the index, so its deleteKey must be set. Messages begin with caller. Progress
+// counts entries.
 int ExtractZipFilesFromIndex(const char* caller, const char* archive, RBTree* selection, int* withoutPath,
                              int* overwriteMode, const char* password, const char* destination, int silent);
-// Extracts the rows a list's selection held when it was copied, as ExtractZipFilesFromList
-// does with the list itself, on any thread.
+// Extracts the rows a list's selection held when it was copied, on any thread.
 int ExtractZipFilesFromSelection(const EntrySelection& chosen, const char* archive, int* withoutPath,
-                                 int* overwriteMode, const char* password, const char* destination, int silent,
-                                 int countEntries);
+                                 int* overwriteMode, const char* password, const char* destination, int silent);
 
 // One entry of the open archive (GetCurrentArchivePath) written to the temporary folder
 // under its last name and recorded for deletion at exit; outPath (kPathBuf) receives the

@@ -4,41 +4,23 @@
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
-#include "model/liststruct.h"
 #include "model/rbtree.h"
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
-#include "ui/entry_list.h"
 #include "jobs/entry_name_safety.h"
 #include "zip/entry_names.h"
 #include "jobs/extract_run.h"
 #include "zip/whole_deflate.h"
 #include "zip/zip_open.h"
 
-#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <vector>
 
 namespace {
-
-bool InsertRowPath(HWND list, int row, RBTree* tree) {
-  liststruct* record = GetRowRecord(list, row);
-  if (!record) return false;
-  size_t pathLength = record->path ? strlen(record->path) : 0;
-  size_t nameLength = record->filename ? strlen(record->filename) : 0;
-  char* key = static_cast<char*>(malloc(pathLength + nameLength + 1));
-  if (!key) return false;
-  memcpy(key, record->path, pathLength);
-  memcpy(key + pathLength, record->filename, nameLength);
-  key[pathLength + nameLength] = 0;
-  RBTreeInsert(tree, key, nullptr);
-  return true;
-}
 
 const char* LastComponent(const char* name) {
   const char* part = name;
@@ -60,13 +42,6 @@ bool IsSelected(RBTree* selection, const std::string& name) {
   if (RBTreeSearch(selection, &key[0])) return true;
   Replace(&key[0], '\\', '/');
   return RBTreeSearch(selection, &key[0]) != nullptr;
-}
-
-uint64_t RowBytes(HWND list, const std::vector<int>& rows) {
-  uint64_t sum = 0;
-  for (int row : rows)
-    if (liststruct* record = GetRowRecord(list, row)) sum += record->uncompressed;
-  return sum;
 }
 
 // Unlike a listing's totals, always about this archive; one more walk of the directory costs
@@ -106,8 +81,7 @@ bool EnterDestination(const char* destination, char* previous) {
   if (SetCurrentDirectoryA(destination)) return true;
   CreateDirectoryPath(destination);
   if (SetCurrentDirectoryA(destination)) return true;
-  Log(0, GetVerbose(), "ExtractZipFilesFromList: cannot enter the destination %s - # %lu", destination,
-      GetLastError());
+  Log(0, GetVerbose(), "ExtractZip: cannot enter the destination %s - # %lu", destination, GetLastError());
   return false;
 }
 
@@ -119,184 +93,120 @@ void CloseDialogUnlessSilent(int silent) {
     CloseProgressDialog();
 }
 
+// What a run is asked to do. Its entries come as data (a selection copied from the window on
+// the window's thread, or the tree's range of names), never from a window.
 struct RunRequest {
   const char* prefix;  // the public function's name, first word of its messages
-  HWND source;
   const char* archive;
   int withoutPath;
   int overwriteMode;
   const char* password;
   const char* destination;
-  int extractAll;
   int silent;
-  int countEntries;
-  bool wholeArchive;   // no selection index; past 99 entries, one progress step per entry
-  RBTree* selection;   // chosen by the caller (the run frees it); none: the source's rows
+  RBTree* selection;   // the entries to take (the run frees it); none: the whole archive
   const EntrySelection* chosen;  // what the selection was copied from, for its sizes
   int testOnly;        // read and check every entry, write nothing
   uint64_t* tested;    // receives how many entries a test read
 };
 
-// An empty index of entry names that owns its keys; null (told) when memory runs out.
-RBTree* NewNameIndex() {
+void TellMemoryError() {
+  PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(KLANG_MSG_ERROR_TITLE),
+                   MB_OK | MB_ICONERROR);
+}
+
+// The run's index of a copied selection, owning its keys; null (told) when memory runs out.
+RBTree* IndexOfSelection(const EntrySelection& chosen) {
   RBTree* index = RBTreeCreate();
   if (!index) {
-    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(KLANG_MSG_ERROR_TITLE),
-                     MB_OK | MB_ICONERROR);
+    TellMemoryError();
     return nullptr;
   }
   index->deleteKey = free;
-  return index;
-}
-
-// The entries a run takes: the caller's index, or the rows of the source list (all of them
-// for extract all, after which the run works from the index). Null when there is none
-// (running out of memory is told), the run's folder already left.
-RBTree* ChooseEntries(RunRequest* request, const char* previous) {
-  if (request->selection) return request->selection;
-  RBTree* index = NewNameIndex();
-  if (!index) {
-    SetCurrentDirectoryA(previous);
-    return nullptr;
-  }
-  int filled = 0;
-  if (!request->extractAll) {
-    filled = FillZipTreeWithSelectedFromList(request->source, index);
-  } else if (request->source && HasEntryRows(request->source)) {
-    filled = FillZipTreeWithWholeList(request->source, index);
-    request->extractAll = 0;
-  }
-  if (filled) {
-    SetCurrentDirectoryA(previous);
-    RBTreeDestroy(&index);
-  }
-  return index;
-}
-
-// The run's index of a copied selection; null (told) when memory runs out.
-RBTree* IndexOfSelection(const EntrySelection& chosen) {
-  RBTree* index = NewNameIndex();
-  if (!index) return nullptr;
   for (const std::string& name : chosen.names) RBTreeInsert(index, _strdup(name.c_str()), nullptr);
   return index;
 }
 
-int RunExtraction(RunRequest request) {
-  const char* prefix = request.prefix;
-  Log(7, GetVerbose(), "%s: cancelledByUser(1)? %d", prefix, IsCancelledByUser());
-  char previous[kPathBuf];
-  if (!EnterDestination(request.destination, previous)) {
-    RBTreeDestroy(&request.selection);
-    CloseDialogUnlessSilent(request.silent);
-    return -1;
-  }
-  int selected = 0;
-  // A list read here is read on its own window's thread: the caller runs the whole run.
-  EntrySelection fromList;
-  if (request.source && IsWindow(request.source)) {
-    std::vector<int> rows = SelectedEntryRows(request.source);
-    selected = static_cast<int>(rows.size());
-    if (selected > 0 && HasEntryRows(request.source)) {
-      fromList.bytes = RowBytes(request.source, rows);
-      request.chosen = &fromList;
-    }
-  }
-
-  RBTree* index = nullptr;
-  if (!request.wholeArchive) {
-    if (request.selection) selected = static_cast<int>(std::min<size_t>(request.selection->count, INT_MAX));
-    index = ChooseEntries(&request, previous);
-    if (!index) {
-      CloseDialogUnlessSilent(request.silent);
-      return -1;
-    }
-  }
-
+unzFile OpenForRun(const RunRequest& request) {
   unzFile zip = MyWaitunzOpen2_64(request.archive, 3000);
-  if (!zip) {
-    char text[kPathBuf * 2];
-    snprintf(text, sizeof text, "%s: (5) %s cannot be opened", prefix, request.archive);
-    PromptMessageBox(GetForegroundWindow(), text, GetMessageText(KLANG_MSG_ERROR_TITLE),
-                     MB_OK | MB_ICONERROR | MB_TOPMOST);
-    SetCurrentDirectoryA(previous);
-    RBTreeDestroy(&index);
-    CloseDialogUnlessSilent(request.silent);
-    return -1;
+  if (zip) return zip;
+  char text[kPathBuf * 2];
+  snprintf(text, sizeof text, "%s: (5) %s cannot be opened", request.prefix, request.archive);
+  PromptMessageBox(GetForegroundWindow(), text, GetMessageText(KLANG_MSG_ERROR_TITLE),
+                   MB_OK | MB_ICONERROR | MB_TOPMOST);
+  return nullptr;
+}
+
+// The job's block for an open archive; null (told) when memory runs out.
+ExtractJob* NewJob(const RunRequest& request, unzFile zip) {
+  ExtractJob* job = static_cast<ExtractJob*>(calloc(1, sizeof(ExtractJob)));
+  if (!job) {
+    TellMemoryError();
+    return nullptr;
   }
   unz_global_info64 global = {};
   int error = unzGetGlobalInfo64(zip, &global);
-  if (error != UNZ_OK) Log(0, GetVerbose(), "%s: error %d with zipfile in unzGetGlobalInfo", prefix, error);
-
-  ExtractJob* job = static_cast<ExtractJob*>(calloc(1, sizeof(ExtractJob)));
-  if (!job) {
-    PromptMessageBox(GetForegroundWindow(), "Memory error", GetMessageText(KLANG_MSG_ERROR_TITLE),
-                     MB_OK | MB_ICONERROR);
-    unzClose(zip);
-    SetCurrentDirectoryA(previous);
-    RBTreeDestroy(&index);
-    CloseDialogUnlessSilent(request.silent);
-    return -1;
-  }
+  if (error != UNZ_OK) Log(0, GetVerbose(), "%s: error %d with zipfile in unzGetGlobalInfo", request.prefix, error);
   snprintf(job->destination, sizeof job->destination, "%s", request.destination ? request.destination : "");
   job->overwriteMode = request.overwriteMode;
   job->withoutPath = request.withoutPath;
-  job->countEntries = request.countEntries;
   job->chosen = request.chosen;
   job->mainWindow = GetMainWindowHandle();
   job->silent = request.silent;
   snprintf(job->archive, sizeof job->archive, "%s", request.archive);
   snprintf(job->password, sizeof job->password, "%s", request.password ? request.password : "");
   job->engine = zip;
-  job->selection = index;
-  job->extractAll = request.wholeArchive ? 1 : request.extractAll;
-  job->total = (!request.wholeArchive && selected > 0) ? static_cast<uint64_t>(selected) : global.number_entry;
-  job->progressPerEntry = request.wholeArchive ? 1 : 0;
+  job->selection = request.selection;
+  job->extractAll = request.selection ? 0 : 1;
+  job->total = request.selection ? request.selection->count : global.number_entry;
   job->testOnly = request.testOnly;
-  if (!request.silent) {
-    // The bar counts bytes whenever there are any: however many entries a run has, one large
-    // entry would otherwise hold it still until it is whole.
-    job->bytes = TotalBytes(job);
-    int maximum = job->bytes ? 100 : static_cast<int>(job->total > INT_MAX ? INT_MAX : job->total);
-    SetProgressMinimum(0);
-    SetProgressMaximum(maximum);
-  }
+  return job;
+}
 
+// The bar counts bytes whenever there are any: however many entries a run has, one large
+// entry would otherwise hold it still until it is whole.
+void SizeProgress(ExtractJob* job) {
+  job->bytes = TotalBytes(job);
+  int maximum = job->bytes ? 100 : static_cast<int>(job->total > INT_MAX ? INT_MAX : job->total);
+  SetProgressMinimum(0);
+  SetProgressMaximum(maximum);
+}
+
+int RunJob(const RunRequest& request, unzFile zip) {
+  ExtractJob* job = NewJob(request, zip);
+  if (!job) return -1;
+  if (!request.silent) SizeProgress(job);
   int result = UnZipWorkThread(job);
   if (request.tested) *request.tested = job->tested;
-
-  SetCurrentDirectoryA(previous);
-  unzClose(zip);
-  RBTreeDestroy(&index);
   free(job->refused);
   free(job);
-  if (!request.silent) {
-    if (result == 0 && IsCancelledByUser()) {
-      printf("%s mismatch: IsCancelledByUser set to TRUE - but last return value was zero\n", prefix);
-      result = EXTRACT_CANCELLED;
-    }
+  if (!request.silent && result == 0 && IsCancelledByUser()) {
+    printf("%s mismatch: IsCancelledByUser set to TRUE - but last return value was zero\n", request.prefix);
+    result = EXTRACT_CANCELLED;
   }
-  Log(7, GetVerbose(), "%s cancelledByUser(2)? %d", prefix, IsCancelledByUser());
+  return result;
+}
+
+// Enters the destination, opens the archive, runs the job, and leaves things as it found
+// them: the working directory back, the selection freed, the progress dialog closed.
+int RunExtraction(RunRequest request) {
+  Log(7, GetVerbose(), "%s: cancelledByUser(1)? %d", request.prefix, IsCancelledByUser());
+  char previous[kPathBuf];
+  int result = -1;
+  if (EnterDestination(request.destination, previous)) {
+    if (unzFile zip = OpenForRun(request)) {
+      result = RunJob(request, zip);
+      unzClose(zip);
+    }
+    SetCurrentDirectoryA(previous);
+  }
+  RBTreeDestroy(&request.selection);
+  Log(7, GetVerbose(), "%s cancelledByUser(2)? %d", request.prefix, IsCancelledByUser());
   CloseDialogUnlessSilent(request.silent);
-  Log(5, GetVerbose(), "%s finished and progress destroyed", prefix);
+  Log(5, GetVerbose(), "%s finished and progress destroyed", request.prefix);
   return result;
 }
 
 }  // namespace
-
-int FillZipTreeWithSelectedFromList(HWND list, RBTree* tree) {
-  if (!list || !tree || !HasEntryRows(list)) return -1;
-  for (int row : SelectedEntryRows(list))
-    if (!InsertRowPath(list, row, tree)) return -1;
-  return 0;
-}
-
-int FillZipTreeWithWholeList(HWND list, RBTree* tree) {
-  if (!list || !tree || !HasEntryRows(list)) return -1;
-  size_t rows = GetEntryRowCount(list);
-  for (size_t row = 0; row < rows; ++row)
-    if (!InsertRowPath(list, static_cast<int>(row), tree)) return -1;
-  return 0;
-}
 
 int UnZipWorkThread(ExtractJob* job) {
   uint64_t totalBytes = job->bytes;
@@ -374,41 +284,30 @@ int UnZipWorkThread(ExtractJob* job) {
   return (IsCancelledByUser() || last == EXTRACT_CANCELLED) ? EXTRACT_CANCELLED : 0;
 }
 
-int ExtractZipFilesFromList(HWND source, const char* archive, int* withoutPath, int* overwriteMode,
-                            const char* password, const char* destination, int extractAll, int silent,
-                            int countEntries) {
-  RunRequest request = {"ExtractZipFilesFromList", source, archive, withoutPath ? *withoutPath : 0,
-                        overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, extractAll,
-                        silent, countEntries, false, nullptr, nullptr, 0, nullptr};
-  return RunExtraction(request);
-}
-
-int ExtractZipFilesFromListMF(HWND source, const char* archive, int* withoutPath, int* overwriteMode,
-                              const char* password, const char* destination, int ignored, int silent) {
-  (void)ignored;
-  RunRequest request = {"ExtractZipFilesFromListMF", source, archive, withoutPath ? *withoutPath : 0,
-                        overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, 1, silent, 1,
-                        true, nullptr, nullptr, 0, nullptr};
+int ExtractZipArchive(const char* archive, int* withoutPath, int* overwriteMode, const char* password,
+                      const char* destination, int silent) {
+  RunRequest request = {"ExtractZipArchive", archive, withoutPath ? *withoutPath : 0,
+                        overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, silent,
+                        nullptr, nullptr, 0, nullptr};
   return RunExtraction(request);
 }
 
 int ExtractZipFilesFromIndex(const char* caller, const char* archive, RBTree* selection, int* withoutPath,
                              int* overwriteMode, const char* password, const char* destination, int silent) {
   if (!selection) return -1;
-  RunRequest request = {caller, nullptr, archive, withoutPath ? *withoutPath : 0,
-                        overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, 0, silent, 1,
-                        false, selection, nullptr, 0, nullptr};
+  RunRequest request = {caller, archive, withoutPath ? *withoutPath : 0,
+                        overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, silent,
+                        selection, nullptr, 0, nullptr};
   return RunExtraction(request);
 }
 
 int ExtractZipFilesFromSelection(const EntrySelection& chosen, const char* archive, int* withoutPath,
-                                 int* overwriteMode, const char* password, const char* destination, int silent,
-                                 int countEntries) {
+                                 int* overwriteMode, const char* password, const char* destination, int silent) {
   RBTree* index = IndexOfSelection(chosen);
   if (!index) return -1;
-  RunRequest request = {"ExtractZipFilesFromList", nullptr, archive, withoutPath ? *withoutPath : 0,
-                        overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, 0,
-                        silent, countEntries, false, index, &chosen, 0, nullptr};
+  RunRequest request = {"ExtractZipFilesFromSelection", archive, withoutPath ? *withoutPath : 0,
+                        overwriteMode ? *overwriteMode : OVERWRITE_ASK, password, destination, silent,
+                        index, &chosen, 0, nullptr};
   return RunExtraction(request);
 }
 
@@ -416,7 +315,7 @@ int TestZipFiles(const char* archive, const EntrySelection* chosen, int silent, 
   *tested = 0;
   RBTree* index = chosen ? IndexOfSelection(*chosen) : nullptr;
   if (chosen && !index) return -1;
-  RunRequest request = {"TestZipFiles", nullptr, archive, 0, OVERWRITE_ALWAYS, nullptr, nullptr, 0, silent, 1,
-                        !chosen, index, chosen, 1, tested};
+  RunRequest request = {"TestZipFiles", archive, 0, OVERWRITE_ALWAYS, nullptr, nullptr, silent,
+                        index, chosen, 1, tested};
   return RunExtraction(request);
 }

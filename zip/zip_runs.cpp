@@ -11,15 +11,12 @@
 int ExtractArchiveZipWorker(ExtractJob* job) {
   const char* password = job->password[0] ? job->password : nullptr;
   int result;
-  if (job->done) {
-    result = ExtractZipFilesFromListMF(nullptr, job->archive, &job->withoutPath, &job->overwriteMode, password,
-                                       job->destination, 0, job->silent);
-  } else if (job->chosen) {
+  if (job->chosen) {
     result = ExtractZipFilesFromSelection(*job->chosen, job->archive, &job->withoutPath, &job->overwriteMode,
-                                          password, job->destination, job->silent, job->countEntries);
+                                          password, job->destination, job->silent);
   } else {
-    result = ExtractZipFilesFromList(nullptr, job->archive, &job->withoutPath, &job->overwriteMode, password,
-                                     job->destination, job->extractAll, job->silent, job->countEntries);
+    result = ExtractZipArchive(job->archive, &job->withoutPath, &job->overwriteMode, password, job->destination,
+                               job->silent);
   }
   if (result == EXTRACT_CANCELLED && job->cancelled) *job->cancelled = 1;
   if (job->done) SetEvent(job->done);

@@ -93,8 +93,7 @@ class Names : public ::testing::Test {
   }
   static int All(const std::string& archive, const std::string& destination) {
     int withoutPath = 0, mode = OVERWRITE_ALWAYS;
-    return ExtractZipFilesFromList(nullptr, TestData(archive).c_str(), &withoutPath, &mode, "kestrel",
-                                   destination.c_str(), 1, 1, 1);
+    return ExtractZipArchive(TestData(archive).c_str(), &withoutPath, &mode, "kestrel", destination.c_str(), 1);
   }
   static void ExpectSameAsReference(const std::string& archive) {
     std::string stem = archive.substr(0, archive.size() - 4);

@@ -19,6 +19,7 @@
 #include "jobs/entry_file.h"
 #include "jobs/system_words.h"
 #include "settings/values.h"
+#include "ui/entry_list.h"
 #include "zip/extract.h"
 #include "zip/zip_listing.h"
 #include "zip/zip_open.h"
@@ -104,16 +105,26 @@ class Extract : public ::testing::Test {
     ResetPrompts();
   }
 
-  // One run as the window starts it: the whole archive without a list, else the list's
-  // selected rows (all of them with extractAll). A given mode is the caller's, kept across runs.
-  int Run(HWND list, const std::string& archive, const std::string& destination, int extractAll, int withoutPath = 0,
-          int* mode = nullptr, int silent = 1) {
-    int always = OVERWRITE_ALWAYS;
-    return ExtractZipFilesFromList(list, TestData(archive).c_str(), &withoutPath, mode ? mode : &always, "",
-                                   destination.c_str(), extractAll, silent, list == nullptr && extractAll);
-  }
+  // The whole archive; a given mode is the caller's, kept across runs.
   int All(const std::string& archive, const std::string& destination, int mode = OVERWRITE_ALWAYS, int silent = 1) {
-    return Run(nullptr, archive, destination, 1, 0, &mode, silent);
+    return AllKeepingMode(archive, destination, &mode, silent);
+  }
+  int AllKeepingMode(const std::string& archive, const std::string& destination, int* mode, int silent = 1) {
+    int withoutPath = 0;
+    return ExtractZipArchive(TestData(archive).c_str(), &withoutPath, mode, "", destination.c_str(), silent);
+  }
+  // The rows selected in a list, copied as the window copies them before a run.
+  int Selected(HWND list, const std::string& archive, const std::string& destination, int withoutPath,
+               int silent = 1) {
+    EntrySelection chosen;
+    CopyEntrySelection(list, &chosen);
+    return Chosen(chosen, archive, destination, withoutPath, silent);
+  }
+  int Chosen(const EntrySelection& chosen, const std::string& archive, const std::string& destination,
+             int withoutPath, int silent = 1) {
+    int mode = OVERWRITE_ASK;
+    return ExtractZipFilesFromSelection(chosen, TestData(archive).c_str(), &withoutPath, &mode, "",
+                                        destination.c_str(), silent);
   }
 
   RecordedBoxes boxes;
@@ -131,63 +142,42 @@ TEST_F(Extract, WholeArchivesMatchUnzip) {
     ExpectSameAsUnzip(destination, name);
     EXPECT_EQ(GetLastRefusedCount(), 0u);
   }
-  // The road that makes a missing destination first.
+  // A destination that is not there yet is made first.
   std::string destination = ScratchDir("missing") + "\\not\\yet";
-  int withoutPath = 0, mode = OVERWRITE_ALWAYS;
-  EXPECT_EQ(ExtractZipFilesFromListMF(nullptr, TestData("deflated.zip").c_str(), &withoutPath, &mode, "",
-                                      destination.c_str(), 0, 1),
-            0);
+  EXPECT_EQ(All("deflated.zip", destination), 0);
   ExpectSameAsUnzip(destination, "deflated");
 }
 
+// The selection reaches the run as names copied from the list; an archive written elsewhere
+// may spell a selected name with the other separator.
 TEST_F(Extract, SelectionWritesOnlyTheSelectedFiles) {
   ListedArchive listed("deflated.zip");
   listed.Select("readme.txt");
   listed.Select("docs\\numbers.txt");
   listed.Select("docs\\deep\\er\\note.md");
-  FolderContents reference = Contents(TestData("ref_deflated"));
-  std::set<std::string> selected = {"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"};
+  EntrySelection rows;
+  CopyEntrySelection(listed.window.list, &rows);
+  EntrySelection separators;  // backslash.zip names the first with "\" and the second with "/"
+  separators.names = {"win/dir/file.txt", "unix\\named.txt"};
   struct Case {
-    int extractAll, withoutPath;
+    const EntrySelection& chosen;
+    const char* archive;
+    int withoutPath;
     std::set<std::string> files;
   } cases[] = {
-      {0, 0, selected},
-      {0, 1, {"readme.txt", "numbers.txt", "note.md"}},
-      {1, 0, FileNames(reference)},  // every listed file
+      {rows, "deflated.zip", 0, {"readme.txt", "docs/numbers.txt", "docs/deep/er/note.md"}},
+      {rows, "deflated.zip", 1, {"readme.txt", "numbers.txt", "note.md"}},
+      {separators, "backslash.zip", 0, {"win/dir/file.txt", "unix/named.txt"}},
   };
+  FolderContents reference = Contents(TestData("ref_deflated"));
   for (const Case& c : cases) {
     std::string destination = ScratchDir("selection");
-    EXPECT_EQ(Run(listed.window.list, "deflated.zip", destination, c.extractAll, c.withoutPath), 0);
+    EXPECT_EQ(Chosen(c.chosen, c.archive, destination, c.withoutPath), 0) << c.archive << c.withoutPath;
     FolderContents got = Contents(destination);
-    EXPECT_EQ(FileNames(got), c.files) << c.extractAll << c.withoutPath;
-    EXPECT_FALSE(got.folders.count("empty_dir")) << "folder entries are no rows";
-    if (c.withoutPath) continue;
+    EXPECT_EQ(FileNames(got), c.files) << c.archive << c.withoutPath;
+    if (c.withoutPath || c.chosen.names != rows.names) continue;
     for (const auto& file : got.files) EXPECT_TRUE(file.second.bytes == reference.files[file.first].bytes);
   }
-}
-
-TEST_F(Extract, SelectionFindsEntriesWhateverTheSeparator) {
-  std::string destination = ScratchDir("separators");
-  unzFile zip = MyWaitunzOpen2_64(TestData("backslash.zip").c_str(), 0);
-  ASSERT_NE(zip, nullptr);
-  RBTree* selection = RBTreeCreate();
-  // The archive names the first with "\" and the second with "/"; the selection the reverse.
-  RBTreeInsert(selection, const_cast<char*>("win/dir/file.txt"), nullptr);
-  RBTreeInsert(selection, const_cast<char*>("unix\\named.txt"), nullptr);
-  ExtractJob job = {};
-  job.silent = 1;
-  job.engine = zip;
-  job.selection = selection;
-  job.total = 2;
-  job.countEntries = 1;
-  ASSERT_TRUE(SetCurrentDirectoryA(destination.c_str()));
-  int result = UnZipWorkThread(&job);
-  SetCurrentDirectoryA(before_.c_str());
-  unzClose(zip);
-  RBTreeDestroy(&selection);
-  free(job.refused);
-  EXPECT_EQ(result, 0);
-  EXPECT_EQ(FileNames(Contents(destination)), (std::set<std::string>{"win/dir/file.txt", "unix/named.txt"}));
 }
 
 int CancellingOverwrite(HWND, const char*, const char*, const char*) {
@@ -218,7 +208,7 @@ TEST_F(Extract, OverwriteQuestionAnswers) {
   makeOld();
   g_script.overwriteAnswers = {2, 0, 1};
   int mode = OVERWRITE_ASK;
-  EXPECT_EQ(Run(nullptr, "deflated.zip", destination, 1, 0, &mode), 0);
+  EXPECT_EQ(AllKeepingMode("deflated.zip", destination, &mode), 0);
   EXPECT_EQ(g_script.overwriteAsked, 3);
   EXPECT_EQ(countOld(), 1);
   EXPECT_EQ(mode, OVERWRITE_ASK) << "yes to all lasts one run";
@@ -234,7 +224,7 @@ TEST_F(Extract, OverwriteQuestionAnswers) {
   makeOld();
   g_script.overwriteAsked = 0;
   g_script.overwriteAnswers = {5, 4};
-  EXPECT_EQ(Run(nullptr, "deflated.zip", destination, 1, 0, &mode), 0);
+  EXPECT_EQ(AllKeepingMode("deflated.zip", destination, &mode), 0);
   EXPECT_EQ(g_script.overwriteAsked, 2);
   EXPECT_EQ(countOld(), static_cast<int>(files.size()));
   std::set<std::string> now = FileNames(Contents(destination));
@@ -250,7 +240,7 @@ TEST_F(Extract, OverwriteQuestionAnswers) {
   for (int answer : {3, -1}) {
     g_script.overwriteAsked = 0;
     g_script.overwriteAnswers = {answer};
-    EXPECT_EQ(Run(nullptr, "deflated.zip", destination, 1, 0, &mode), EXTRACT_CANCELLED);
+    EXPECT_EQ(AllKeepingMode("deflated.zip", destination, &mode), EXTRACT_CANCELLED);
     EXPECT_EQ(g_script.overwriteAsked, 1);
     EXPECT_EQ(countOld(), static_cast<int>(files.size()));
   }
@@ -259,7 +249,7 @@ TEST_F(Extract, OverwriteQuestionAnswers) {
   // nothing after it.
   GetPrompts().overwriteQuestion = CancellingOverwrite;
   g_script.overwriteAsked = 0;
-  EXPECT_EQ(Run(nullptr, "deflated.zip", destination, 1, 0, &mode), EXTRACT_CANCELLED);
+  EXPECT_EQ(AllKeepingMode("deflated.zip", destination, &mode), EXTRACT_CANCELLED);
   CancelProgress(0);
   EXPECT_EQ(g_script.overwriteAsked, 1) << "no entry after the cancelled one";
   EXPECT_EQ(countOld(), static_cast<int>(files.size()) - 1);
@@ -336,7 +326,8 @@ TEST_F(Extract, HostileNamesNeverLeaveTheDestination) {
   outer = ScratchDir("hostile_flat");
   destination = outer + "\\inner";
   ListedArchive listed("hostile.zip");
-  EXPECT_EQ(Run(listed.window.list, "hostile.zip", destination, 1, 1), 0);
+  listed.SelectAll();
+  EXPECT_EQ(Selected(listed.window.list, "hostile.zip", destination, 1), 0);
   for (const std::string& name : FileNames(Contents(outer))) EXPECT_EQ(name.rfind("inner/", 0), 0u) << name;
   EXPECT_EQ(Contents(outer).folders, (std::set<std::string>{"inner"}));
   std::string flatRefused = GetLastRefusedNames();
@@ -347,14 +338,9 @@ TEST_F(Extract, HostileNamesNeverLeaveTheDestination) {
 }
 
 TEST_F(Extract, ArchiveThatCannotBeOpened) {
-  std::string destination = ScratchDir("no_archive");
-  EXPECT_EQ(Run(nullptr, "missing.zip", destination, 1), -1);
+  EXPECT_EQ(All("missing.zip", ScratchDir("no_archive")), -1);
   ASSERT_EQ(boxes.texts.size(), 1u);
-  EXPECT_EQ(boxes.texts[0], "ExtractZipFilesFromList: (5) " + TestData("missing.zip") + " cannot be opened");
-
-  // A selection without a list to take it from.
-  EXPECT_EQ(Run(nullptr, "deflated.zip", destination, 0), -1);
-  EXPECT_TRUE(Contents(destination).files.empty());
+  EXPECT_EQ(boxes.texts[0], "ExtractZipArchive: (5) " + TestData("missing.zip") + " cannot be opened");
 }
 
 // A few selected rows: the progress bar shows bytes in percent.
@@ -364,8 +350,7 @@ TEST_F(Extract, WithTheProgressDialog) {
   listed.Select("docs\\numbers.txt");
   std::string destination = ScratchDir("progress_bytes");
   StartProgressDialog(true, nullptr);
-  int mode = OVERWRITE_ASK;
-  EXPECT_EQ(Run(listed.window.list, "deflated.zip", destination, 0, 0, &mode, 0), 0);
+  EXPECT_EQ(Selected(listed.window.list, "deflated.zip", destination, 0, 0), 0);
   EXPECT_EQ(GetProgressDialog(), nullptr);
   EXPECT_EQ(FileNames(Contents(destination)), (std::set<std::string>{"data/mixed.bin", "docs/numbers.txt"}));
   EXPECT_EQ(GetExtractionByteCounter(), Contents(destination).files["data/mixed.bin"].bytes.size() +
