@@ -16,7 +16,10 @@
 #include "services/worker.h"
 #include "jobs/change_set.h"
 #include "jobs/create_job.h"
+#include "jobs/entry_failures.h"
 #include "jobs/extract_job.h"
+#include "jobs/extract_run.h"
+#include "jobs/pushed_entry.h"
 #include "jobs/safe_replace.h"
 #include "jobs/system_words.h"
 #include "settings/values.h"
@@ -158,6 +161,53 @@ DWORD WINAPI ListTarFilesThread(LPVOID parameter) {
   return EndListingThread();
 }
 
+namespace {
+
+// The library's file entries are written by the program, as every kind's are.
+struct TarSink {
+  PushedEntry entry;
+  int* overwriteMode;  // null: replace
+};
+
+int SinkAnswer(int pushed) {
+  return pushed == PUSHED_WRITE ? TAR_SINK_WRITE : pushed == PUSHED_STOP ? TAR_SINK_STOP : TAR_SINK_SKIP;
+}
+
+int SinkBegin(void* context, const char* name, uint64_t size, uint64_t fileTime) {
+  TarSink* sink = static_cast<TarSink*>(context);
+  std::string target = name;
+  for (char& c : target)
+    if (c == '/') c = '\\';
+  return SinkAnswer(BeginPushedEntry(&sink->entry, name, target.c_str(), size, fileTime, sink->overwriteMode));
+}
+
+int SinkData(void* context, const void* bytes, size_t size) {
+  return PushEntryBytes(&static_cast<TarSink*>(context)->entry, bytes, size) ? 0 : 1;
+}
+
+int SinkEnd(void* context, int how, const char* detail) {
+  int failure = how == TAR_SINK_DAMAGED ? FAILURE_DATA_ERROR : 0;
+  return SinkAnswer(EndPushedEntry(&static_cast<TarSink*>(context)->entry, failure, detail, how == TAR_SINK_CANCELLED));
+}
+
+}  // namespace
+
+int RunTarExtraction(const char* archive, TarNameList* names, ExtractJob* job, char* text, uint64_t size) {
+  auto extract = LoadTarLibrary() ? TarDll::TarExtract() : nullptr;
+  if (!extract) return 2;
+  bool asks = !job->silent && (job->overwriteMode == OVERWRITE_ASK || job->overwriteMode == OVERWRITE_SKIP_ALL);
+  TarSink sink = {{}, asks ? &job->overwriteMode : nullptr};
+  TarFileSink calls = {&sink, SinkBegin, SinkData, SinkEnd};
+  BeginExtractionRun(job->mainWindow, false, job->silent != 0);
+  int outcome = extract(archive, names && names->count ? names : nullptr, job->silent ? nullptr : GetProgressDialog(),
+                        text, job->destination, static_cast<uint32_t>(size), static_cast<uint32_t>(size >> 32),
+                        job->silent, &calls);
+  // The archive's own end is a failure of the run too: what lay behind it was never written.
+  if (outcome == 2) AddRunFailure(archive, FAILURE_TRUNCATED);
+  EndExtractionRun(job->mainWindow);
+  return outcome;
+}
+
 int ExtractTarFilesFromList(ExtractJob* job) {
   char previous[kPathBuf] = "";
   if (job->destination[0]) {
@@ -180,14 +230,15 @@ int ExtractTarFilesFromList(ExtractJob* job) {
   int result = 0;
   if (!EnsureTarLibrary()) {
     result = 1;
-  } else if (auto extract = TarDll::TarExtract()) {
+  } else if (TarDll::TarExtract()) {
     char text[TAR_RESULT_TEXT_SIZE] = {};
     uint64_t size = perItem ? 0 : total;
-    int outcome = extract(job->archive, names.list.count ? &names.list : nullptr,
-                          job->silent ? nullptr : GetProgressDialog(), text, job->destination,
-                          static_cast<uint32_t>(size), static_cast<uint32_t>(size >> 32), 0);
+    NoteRunPlanned(items);
+    int outcome = RunTarExtraction(job->archive, &names.list, job, text, size);
     Log(-1, GetVerbose(), "ExtractTarFilesFromListThread: ReturnText %s", text);
-    result = outcome == 100 || text[0] == '2' ? 100 : 0;
+    // Refused names are told in their own message below, not in the run's list: the run
+    // still did not write everything.
+    result = outcome == 100 || text[0] == '2' ? 100 : text[1] == '1' ? EXTRACT_SOME_FAILED : 0;
     if (result == 100 && job->cancelled) *job->cancelled = 1;
     // Refused names follow the first line of the result text.
     if (text[1] == '1') {
@@ -217,14 +268,17 @@ int ViewTarFile(const char* archive, const char* entryName, int openWith) {
   char folder[kPathBuf];
   if (!GetTempPathA(sizeof folder, folder)) snprintf(folder, sizeof folder, "c:");
   if (!EnsureTarLibrary()) return 1;
-  auto extract = TarDll::TarExtract();
-  if (!extract) {
+  if (!TarDll::TarExtract()) {
     Log(6, GetVerbose(), "ViewTarFile: TarExtractArchive not found");
     ShowLibraryMessage(KLANG_GEN_TAR_FUNCTION_MISSING);
     return 1;
   }
   char text[TAR_RESULT_TEXT_SIZE] = {};
-  extract(archive, &names.list, nullptr, text, folder, 0, 0, 1);
+  // A run of its own, asking nothing: an entry that cannot be written is told below.
+  ExtractJob view = {};
+  view.silent = 1;
+  snprintf(view.destination, sizeof view.destination, "%s", folder);
+  RunTarExtraction(archive, &names.list, &view, text);
   Log(5, GetVerbose(), "ViewTarFile: ReturnText %s", text);
   int result = 1;
   for (TarNameNode* node = names.list.first; node; node = node->next) {

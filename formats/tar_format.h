@@ -26,6 +26,12 @@ DWORD WINAPI ListTarFilesThread(LPVOID block);
 // The extraction worker of a run (ExtractTarFilesFromListThread's body): 0, or 100 when the
 // user cancelled.
 int ExtractTarFilesFromList(ExtractJob* job);
+// One run of tar.dll's extraction with the program's writer of file entries, below
+// job->destination, asking as job->overwriteMode says (silent: nothing asked, every file
+// replaced): the library's answer (0, 1 an entry failed or was refused, 2 the archive could not
+// be read to its end, 100 stopped) and its result text in text (TAR_RESULT_TEXT_SIZE bytes).
+// The run's failures are GetLastRunFailures'.
+int RunTarExtraction(const char* archive, TarNameList* names, ExtractJob* job, char* text, uint64_t size = 0);
 // Writes one entry (its full "/" name) to the temporary folder and opens it; 0 when handed on.
 int ViewTarFile(const char* archive, const char* entryName, int openWith);
 

@@ -4,6 +4,7 @@
 #include "services/log.h"
 
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -69,6 +70,46 @@ DWORD OpenEntryFile(EntryFile* file, const char* target) {
   }
   file->working.clear();
   return ERROR_CANNOT_MAKE;
+}
+
+namespace {
+
+// Makes every folder of a path that is not there; 0, or the system's error for the first that
+// could not be made.
+DWORD MakeFolders(const char* path) {
+  char copy[kPathBuf];
+  snprintf(copy, sizeof copy, "%s", path);
+  size_t length = strlen(copy);
+  DWORD first = 0;
+  for (size_t i = 1; i <= length; ++i) {
+    if (i < length && copy[i] != '\\' && copy[i] != '/') continue;
+    if (copy[i - 1] == ':' || copy[i - 1] == '\\' || copy[i - 1] == '/') continue;  // a drive, or "\\server"
+    char kept = copy[i];
+    copy[i] = 0;
+    if (!CreateDirectoryA(copy, nullptr)) {
+      DWORD error = GetLastError();
+      if (error != ERROR_ALREADY_EXISTS && !first) first = error;
+    }
+    copy[i] = kept;
+  }
+  return first;
+}
+
+}  // namespace
+
+DWORD OpenEntryFileMakingFolders(EntryFile* file, const char* target) {
+  DWORD error = OpenEntryFile(file, target);
+  if (error != ERROR_PATH_NOT_FOUND) return error;
+  char folder[kPathBuf];
+  snprintf(folder, sizeof folder, "%s", target);
+  char* cut = nullptr;
+  for (char* p = folder; *p; ++p)
+    if (*p == '/' || *p == '\\') cut = p;
+  if (!cut) return error;
+  *cut = 0;
+  DWORD made = MakeFolders(folder);
+  error = OpenEntryFile(file, target);
+  return error && made ? made : error;
 }
 
 DWORD CommitEntryFile(EntryFile* file) {

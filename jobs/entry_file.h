@@ -27,6 +27,11 @@ bool EntryTargetExists(const char* target);
 // Makes the working file beside target (the target itself is not touched); 0, or the system's
 // error (the folder refuses, is missing, the name is too long).
 DWORD OpenEntryFile(EntryFile* file, const char* target);
+// OpenEntryFile after making the folders of the target's path that are missing (the archive
+// has no entry for them, or it comes later). A destination that refuses answers with the
+// folder's error ("access denied"), where the file's own create would only say that its
+// folder is missing.
+DWORD OpenEntryFileMakingFolders(EntryFile* file, const char* target);
 // Closes the working file and gives it the target's name, replacing what was there; 0, or the
 // system's error (the working file is then gone and the target as it was).
 DWORD CommitEntryFile(EntryFile* file);

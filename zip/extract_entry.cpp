@@ -70,53 +70,14 @@ bool EndsWithSeparator(const char* name) {
   return length && (name[length - 1] == '/' || name[length - 1] == '\\');
 }
 
-const char* LastSeparator(const char* name) {
-  const char* last = nullptr;
-  for (const char* p = name; *p; ++p)
-    if (*p == '/' || *p == '\\') last = p;
-  return last;
-}
-
 void ToBackslashes(char* text) {
   for (char* p = text; *p; ++p)
     if (*p == '/') *p = '\\';
 }
 
-// Makes every folder of a path that is not there; 0, or the system's error for the first that
-// could not be made: a read-only destination answers "access denied" here, where the file's
-// own create would only say that its folder is missing.
-DWORD MakeFolders(const char* path) {
-  char copy[kPathBuf];
-  snprintf(copy, sizeof copy, "%s", path);
-  size_t length = strlen(copy);
-  DWORD first = 0;
-  for (size_t i = 1; i <= length; ++i) {
-    if (i < length && copy[i] != '\\' && copy[i] != '/') continue;
-    if (copy[i - 1] == ':' || copy[i - 1] == '\\' || copy[i - 1] == '/') continue;  // a drive, or "\\server"
-    char kept = copy[i];
-    copy[i] = 0;
-    if (!CreateDirectoryA(copy, nullptr)) {
-      DWORD error = GetLastError();
-      if (error != ERROR_ALREADY_EXISTS && !first) first = error;
-    }
-    copy[i] = kept;
-  }
-  return first;
-}
-
-// Makes the entry's working file; a folder of its path that is missing (the archive has no
-// entry for it, or it comes later) is made first. 0, or the system's error.
+// Makes the entry's working file; a folder of its path that is missing is made first.
 DWORD OpenWorkingFile(EntryFile* file, const char* target, int withoutPath) {
-  DWORD error = OpenEntryFile(file, target);
-  if (error != ERROR_PATH_NOT_FOUND || withoutPath) return error;
-  char folder[kPathBuf];
-  snprintf(folder, sizeof folder, "%s", target);
-  char* cut = const_cast<char*>(LastSeparator(folder));
-  if (!cut) return error;
-  *cut = 0;
-  DWORD made = MakeFolders(folder);
-  error = OpenEntryFile(file, target);
-  return error && made ? made : error;
+  return withoutPath ? OpenEntryFile(file, target) : OpenEntryFileMakingFolders(file, target);
 }
 
 // The run's answer to an entry the system refused: EXTRACT_WRITE_ERROR to go on with the next,

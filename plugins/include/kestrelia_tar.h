@@ -77,7 +77,10 @@ typedef void* TarHandle;
 /* The entry points, as a list of X(name, result, parameters) in the form of every plug-in
  * list. TarFindFirst and TarFindNext answer 0 while a record was delivered, non-zero at the
  * end (or at a damaged record). TarExtract takes the selection's total size in two halves,
- * low first, and a quiet flag (1 when one entry is written for viewing). */
+ * low first, a quiet flag (1 when one entry is written for viewing) and the program's writer
+ * of file entries (TarFileSink, below; without one no file entry is written); it answers 0,
+ * 1 when an entry failed or was refused, 2 when the archive could not be opened or read to its
+ * end, 100 when the run was stopped. */
 /* TarReadData reads the data of the entry the last TarFindFirst or TarFindNext delivered:
  * the count of bytes, 0 at its end, -1 when the data is damaged or cut short. After the
  * find loop ended it answers 0 when the archive ended whole, -1 when it ended at damage. */
@@ -95,6 +98,28 @@ typedef int (*TarMessageBoxFn)(void* owner, const char* text, const char* title,
 #define TAR_RENAME 1
 #define TAR_DROP 2
 typedef int (*TarChangeFn)(void* context, const char* name, char* newName, size_t newNameSize);
+/* TarExtract's writer of file entries: the library reads each file's data and hands it to the
+ * program, which writes it (under a working name, with its own questions and failure report);
+ * folders and hard links the library makes itself. begin is asked first (name: "/"-separated
+ * UTF-8, judged safe, relative to the destination; fileTime: the modification time in 100 ns
+ * ticks since 1601, UTC, 0 when the entry has none) and answers TAR_SINK_WRITE, TAR_SINK_SKIP or
+ * TAR_SINK_STOP. data takes the bytes in order, holes of sparse entries filled; non-zero: the
+ * writer gave the entry up, nothing more is sent. end tells how the data ended (TAR_SINK_WHOLE,
+ * TAR_SINK_DAMAGED with libarchive's words, TAR_SINK_CANCELLED) and answers TAR_SINK_WRITE when
+ * the file is on the disk, TAR_SINK_SKIP when it failed and the run goes on, TAR_SINK_STOP when
+ * the run stops. */
+#define TAR_SINK_WRITE 0
+#define TAR_SINK_SKIP 1
+#define TAR_SINK_STOP 2
+#define TAR_SINK_WHOLE 0
+#define TAR_SINK_DAMAGED 1
+#define TAR_SINK_CANCELLED 2
+typedef struct TarFileSink {
+  void* context;
+  int (*begin)(void* context, const char* name, uint64_t size, uint64_t fileTime);
+  int (*data)(void* context, const void* bytes, size_t size);
+  int (*end)(void* context, int how, const char* detail);
+} TarFileSink;
 #define KESTRELIA_TAR_FILE TAR_DLL_NAME
 #define KESTRELIA_TAR_API_LIST(X)                                                                      \
   X(TarOpenArchive, TarHandle, (void* owner, const char* path, int mode))                              \
@@ -103,7 +128,7 @@ typedef int (*TarChangeFn)(void* context, const char* name, char* newName, size_
   X(TarCloseArchive, int, (TarHandle archive))                                                         \
   X(TarExtract, int,                                                                                   \
     (const char* archive, TarNameList* names, void* progress, char* result, const char* destination,   \
-     uint32_t sizeLow, uint32_t sizeHigh, int quiet))                                                  \
+     uint32_t sizeLow, uint32_t sizeHigh, int quiet, const TarFileSink* sink))                         \
   X(TarCreate, int,                                                                                    \
     (const char* archive, const char* baseFolder, void* progress, char* result, int fileCount,         \
      TarNameNode* files))                                                                              \

@@ -1,7 +1,8 @@
 // Extraction: the named entries (all when no list is given) go below the destination folder.
-// libarchive writes them with its secure options; before that every name, and every hard
-// link's target, passes the program's own name judge, and symbolic links are not written at
-// all, so nothing an archive says can put a file outside the destination.
+// A file's data goes to the program's writer, which writes it as it writes every kind's
+// entries; folders and hard links libarchive makes with its secure options. Before that every
+// name, and every hard link's target, passes the program's own name judge, and symbolic links
+// are not written at all, so nothing an archive says can put a file outside the destination.
 #include "services/base.h"
 #include "tar_common.h"
 
@@ -88,8 +89,81 @@ CopyResult CopyData(archive* reader, archive* writer, TarProgress* progress) {
   }
 }
 
-int WriteEntries(archive* reader, archive* writer, const Wanted& wanted, TarProgress* progress,
-                 Outcome* outcome) {
+// The modification time as the sink takes it: 100 ns ticks since 1601, 0 for none.
+uint64_t FileTimeOf(archive_entry* entry) {
+  if (!archive_entry_mtime_is_set(entry)) return 0;
+  int64_t seconds = static_cast<int64_t>(archive_entry_mtime(entry)) + 11644473600LL;
+  if (seconds <= 0) return 0;
+  return static_cast<uint64_t>(seconds) * 10000000ULL + static_cast<uint64_t>(archive_entry_mtime_nsec(entry)) / 100;
+}
+
+// Hands a file entry's data to the program's writer in order, the holes of a sparse entry as
+// zeros; the data's end: TAR_SINK_WHOLE (also when the writer gave the entry up: it knows
+// why), TAR_SINK_DAMAGED (*damage: libarchive's words) or TAR_SINK_CANCELLED.
+int SendData(archive* reader, archive_entry* entry, const TarFileSink& sink, TarProgress* progress,
+             std::string* damage) {
+  static const char kZeros[1 << 16] = {};
+  uint64_t at = 0;
+  // Sends the zeros of a hole up to offset; false when the writer gave up.
+  auto fill = [&](uint64_t offset) {
+    for (; at < offset;) {
+      size_t part = offset - at < sizeof kZeros ? static_cast<size_t>(offset - at) : sizeof kZeros;
+      if (sink.data(sink.context, kZeros, part)) return false;
+      at += part;
+    }
+    return true;
+  };
+  for (;;) {
+    // A large entry is cancelled in its middle, not after it was written to its end.
+    if (ProgressStopped(progress)) return TAR_SINK_CANCELLED;
+    const void* block;
+    size_t size;
+    la_int64_t offset;
+    int status = archive_read_data_block(reader, &block, &size, &offset);
+    if (status == ARCHIVE_EOF) break;
+    if (status < ARCHIVE_WARN) {
+      const char* why = archive_error_string(reader);
+      *damage = why ? why : "";
+      return TAR_SINK_DAMAGED;
+    }
+    if (!fill(static_cast<uint64_t>(offset)) || (size && sink.data(sink.context, block, size))) return TAR_SINK_WHOLE;
+    at += size;
+    ProgressBytes(progress, size);
+  }
+  if (archive_entry_size_is_set(entry) && archive_entry_size(entry) > 0)
+    fill(static_cast<uint64_t>(archive_entry_size(entry)));
+  return TAR_SINK_WHOLE;
+}
+
+// A file entry through the program's writer: 0 to go on, 1 when the archive cannot be read
+// further, 100 when the run stops.
+int WriteFileEntry(archive* reader, archive_entry* entry, const std::string& name, const TarFileSink* sink,
+                   TarProgress* progress, Outcome* outcome) {
+  if (!sink) {
+    Fail(outcome, "no writer for files");
+    return 0;
+  }
+  uint64_t size = archive_entry_size_is_set(entry) && archive_entry_size(entry) > 0
+                      ? static_cast<uint64_t>(archive_entry_size(entry)) : 0;
+  int begun = sink->begin(sink->context, name.c_str(), size, FileTimeOf(entry));
+  if (begun == TAR_SINK_STOP) return 100;
+  if (begun == TAR_SINK_SKIP) return 0;
+  std::string damage;
+  int how = SendData(reader, entry, *sink, progress, &damage);
+  int ended = sink->end(sink->context, how, damage.c_str());
+  if (ended == TAR_SINK_WRITE) {
+    ++outcome->written;
+    ProgressEntryDone(progress);
+  } else {
+    Fail(outcome, how == TAR_SINK_DAMAGED ? damage.c_str() : nullptr);
+  }
+  if (how == TAR_SINK_CANCELLED || ended == TAR_SINK_STOP) return 100;
+  // A damaged or cut archive: nothing behind this point can be read.
+  return how == TAR_SINK_DAMAGED ? 1 : 0;
+}
+
+int WriteEntries(archive* reader, archive* writer, const TarFileSink* sink, const Wanted& wanted,
+                 TarProgress* progress, Outcome* outcome) {
   archive_entry* entry;
   for (;;) {
     if (ProgressStopped(progress)) return 100;
@@ -111,7 +185,14 @@ int WriteEntries(archive* reader, archive* writer, const Wanted& wanted, TarProg
       Refuse(outcome, name);
       continue;
     }
-    // The names libarchive writes are the judged ones, in the program's own conversion.
+    // A file's data goes to the program's writer, which writes it as it writes every kind's.
+    if (type == AE_IFREG && link.empty()) {
+      int run = WriteFileEntry(reader, entry, name, sink, progress, outcome);
+      if (run) return run;
+      continue;
+    }
+    // Folders and hard links: the names libarchive writes are the judged ones, in the
+    // program's own conversion.
     archive_entry_copy_pathname_w(entry, WideFromUtf8(name.c_str()).c_str());
     if (!link.empty()) archive_entry_copy_hardlink_w(entry, WideFromUtf8(link.c_str()).c_str());
     status = archive_write_header(writer, entry);
@@ -123,7 +204,6 @@ int WriteEntries(archive* reader, archive* writer, const Wanted& wanted, TarProg
     if (copied != COPY_OK) {
       Fail(outcome, copied == COPY_READ_FAILED ? archive_error_string(reader) : archive_error_string(writer));
       archive_write_finish_entry(writer);
-      // A damaged or cut archive: nothing behind this point can be read.
       if (copied == COPY_READ_FAILED) return 1;
       continue;
     }
@@ -149,7 +229,7 @@ void CreateFolderChain(const std::wstring& folder) {
 
 extern "C" int __cdecl TarExtract(const char* archivePath, TarNameList* names, void* progressWindow,
                                                          char* result, const char* destination, uint32_t sizeLow,
-                                                         uint32_t sizeHigh, int quiet) {
+                                                         uint32_t sizeHigh, int quiet, const TarFileSink* sink) {
   Wanted wanted;
   CollectWanted(names, &wanted);
   TarProgress progress;
@@ -159,7 +239,7 @@ extern "C" int __cdecl TarExtract(const char* archivePath, TarNameList* names, v
   archive* reader = OpenTarReader(archivePath, &error);
   if (!reader) {
     SetResultText(result, '1', '0', "cannot open %s: %s", archivePath ? archivePath : "", error.c_str());
-    return 1;
+    return 2;
   }
   // Relative names below the destination: the working directory is the destination for
   // the run, as the program's own extraction does it, and is restored afterwards.
@@ -181,7 +261,7 @@ extern "C" int __cdecl TarExtract(const char* archivePath, TarNameList* names, v
                                              ARCHIVE_EXTRACT_SECURE_NOABSOLUTEPATHS |
                                              ARCHIVE_EXTRACT_SECURE_SYMLINKS);
   Outcome outcome;
-  int run = WriteEntries(reader, writer, wanted, &progress, &outcome);
+  int run = WriteEntries(reader, writer, sink, wanted, &progress, &outcome);
   ProgressFlush(&progress);
   // Folder times are set here, after everything inside them was written.
   archive_write_close(writer);
@@ -198,5 +278,5 @@ extern "C" int __cdecl TarExtract(const char* archivePath, TarNameList* names, v
   SetResultText(result, code, code2, "%u written, %u refused, %u failed%s%s%s%s", outcome.written, outcome.refused,
                 outcome.failed, outcome.firstError.empty() ? "" : ": ", outcome.firstError.c_str(),
                 outcome.refusedNames.empty() ? "" : "\n", outcome.refusedNames.c_str());
-  return code == '0' ? 0 : 1;
+  return run ? 2 : code == '0' ? 0 : 1;
 }

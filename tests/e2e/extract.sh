@@ -84,27 +84,31 @@ if [ "$(id -u)" = 0 ] && mount -t tmpfs -o size=1m tmpfs "$small" 2>/dev/null; t
   trap 'umount "$small" "$readonly" 2>/dev/null; rm -rf "$work"' EXIT
   head -c 3000000 /dev/urandom >"$work/src/big.bin"
   for i in $(seq -w 1 20); do head -c 8000 /dev/urandom >"$work/src/small$i.bin"; done
-  (cd "$work/src" && zip -q -0 "$work/many.zip" big.bin small*.bin)
+  (cd "$work/src" && zip -q -0 "$work/many.zip" big.bin small*.bin && tar cf "$work/many.tar" big.bin small*.bin)
 
-  start_program -x "$(winpath "$work/many.zip")"
-  wait_dialog "Kestrelia" >/dev/null || true
-  focus Kestrelia
-  xdotool key Return
-  choose_folder "$(winpath "$small")"
-  question=$(error_box small)
-  screenshot disk_full_question
-  expect_contains "a full disk is asked about once, naming the folder" "small" "$question"
-  inspect --class '#32770' --title 'Kestrelia - Error' --yes >/dev/null
-  report=$(error_box big.bin)
-  screenshot disk_full_report
-  expect_contains "the report names the entry that did not fit" "big.bin" "$report"
-  inspect --class '#32770' --title 'Kestrelia - Error' --ok >/dev/null
-  code=0
-  eventually 60 ended || kill "$app"
-  wait "$app" || code=$?
-  expect_eq "-x says that an entry failed" 1 "$code"
-  rm "$work/src/big.bin"
-  expect_same_tree "what fits is whole, nothing partial is left" "$work/src" "$small/many"
+  # ZIP and TAR: every kind's entries take the same road to the disk.
+  for kind in zip tar; do
+    start_program -x "$(winpath "$work/many.$kind")"
+    wait_dialog "Kestrelia" >/dev/null || true
+    focus Kestrelia
+    xdotool key Return
+    choose_folder "$(winpath "$small")"
+    question=$(error_box small)
+    screenshot "disk_full_question_$kind"
+    expect_contains "$kind: a full disk is asked about once, naming the folder" "small" "$question"
+    inspect --class '#32770' --title 'Kestrelia - Error' --yes >/dev/null
+    report=$(error_box big.bin)
+    screenshot "disk_full_report_$kind"
+    expect_contains "$kind: the report names the entry that did not fit" "big.bin" "$report"
+    inspect --class '#32770' --title 'Kestrelia - Error' --ok >/dev/null
+    code=0
+    eventually 60 ended || kill "$app"
+    wait "$app" || code=$?
+    expect_eq "$kind: -x says that an entry failed" 1 "$code"
+    mkdir -p "$work/fits" && cp "$work"/src/small*.bin "$work/fits"
+    expect_same_tree "$kind: what fits is whole, nothing partial is left" "$work/fits" "$small/many"
+    rm -rf "${small:?}/many"
+  done
 
   # A folder that takes no file: one question, and the run goes on in the folder chosen instead.
   mount -t tmpfs -o size=1m tmpfs "$readonly" && mkdir "$readonly/many" && mount -o remount,ro "$readonly"

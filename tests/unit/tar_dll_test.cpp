@@ -12,12 +12,14 @@
 #include <vector>
 
 #include "archive_fixtures.h"
+#include "formats/tar_format.h"
+#include "jobs/extract_job.h"
 #include "plugins/include/kestrelia_tar.h"
 
 #include "services/runtime_library.h"
 #include "test_support.h"
 
-KESTRELIA_RUNTIME_LIBRARY(TarDll, KESTRELIA_TAR_FILE, KESTRELIA_TAR_API_LIST)
+KESTRELIA_RUNTIME_LIBRARY(TestTarDll, KESTRELIA_TAR_FILE, KESTRELIA_TAR_API_LIST)
 
 namespace {
 
@@ -34,12 +36,12 @@ struct Listed {
 
 std::vector<Listed> List(const std::string& archive, void* owner = nullptr) {
   std::vector<Listed> out;
-  TarHandle handle = TarDll::TarOpenArchive()(owner, archive.c_str(), 0);
+  TarHandle handle = TestTarDll::TarOpenArchive()(owner, archive.c_str(), 0);
   TarFindRecord record;
-  for (int more = TarDll::TarFindFirst()(handle, "", &record); more == 0 && out.size() < 100000;
-       more = TarDll::TarFindNext()(handle, &record))
+  for (int more = TestTarDll::TarFindFirst()(handle, "", &record); more == 0 && out.size() < 100000;
+       more = TestTarDll::TarFindNext()(handle, &record))
     out.push_back({record.size, record.dosDate, record.dosTime, record.name});
-  TarDll::TarCloseArchive()(handle);
+  TestTarDll::TarCloseArchive()(handle);
   return out;
 }
 
@@ -58,9 +60,13 @@ struct NameList {
   }
 };
 
+// The library reads, the program's writer writes, as in every run of the program.
 std::string Extract(const std::string& archive, const std::string& destination, TarNameList* names) {
   char result[TAR_RESULT_TEXT_SIZE] = {};
-  TarDll::TarExtract()(archive.c_str(), names, nullptr, result, destination.c_str(), 0, 0, 0);
+  ExtractJob job = {};
+  job.silent = 1;
+  snprintf(job.destination, sizeof job.destination, "%s", destination.c_str());
+  RunTarExtraction(archive.c_str(), names, &job, result);
   return result;
 }
 
@@ -182,7 +188,7 @@ TEST(TarDll, SingleCompressedFileIsOneEntry) {
     CopyFileA(TestData(name).c_str(), copy.c_str(), FALSE);
     NameList adds({TestData("add/readme.txt")});
     char result[TAR_RESULT_TEXT_SIZE] = {};
-    TarDll::TarCreateAdd()(copy.c_str(), (TestData("add") + "\\").c_str(), adds.list.first, nullptr, nullptr,
+    TestTarDll::TarCreateAdd()(copy.c_str(), (TestData("add") + "\\").c_str(), adds.list.first, nullptr, nullptr,
                            TAR_ADD_APPEND, result);
     EXPECT_TRUE(strstr(result, "single compressed file")) << name << ": " << result;
     EXPECT_EQ(ReadFileBytes(copy), ReadFileBytes(TestData(name))) << name;
@@ -199,7 +205,7 @@ TEST(TarDll, CreatesAndExtendsArchives) {
                   TestData("src/no-such-file.txt")});
   for (const char* name : {"new.tar", "new.tar.gz", "new.tar.bz2", "new.tar.xz", "new.tzst", "new.tar.lz4"}) {
     char result[TAR_RESULT_TEXT_SIZE] = {};
-    TarDll::TarCreate()((created + "\\" + name).c_str(), base.c_str(), nullptr, result, 4,
+    TestTarDll::TarCreate()((created + "\\" + name).c_str(), base.c_str(), nullptr, result, 4,
                                     files.list.first);
     EXPECT_EQ(std::string(result, 2), "01") << result;  // the missing file could not be added
   }
@@ -215,7 +221,7 @@ TEST(TarDll, CreatesAndExtendsArchives) {
     TarNameNode resultNodes[2] = {{reinterpret_cast<char*>(&records[0]), &resultNodes[1]},
                                   {reinterpret_cast<char*>(&records[1]), nullptr}};
     char result[TAR_RESULT_TEXT_SIZE] = {};
-    TarDll::TarCreateAdd()((created + "\\" + name).c_str(), addBase.c_str(), adds.list.first,
+    TestTarDll::TarCreateAdd()((created + "\\" + name).c_str(), addBase.c_str(), adds.list.first,
                                           resultNodes, nullptr, mode, result);
     EXPECT_EQ(std::string(result, 2), "00") << result;
     EXPECT_STREQ(records[1].entry, "extra/new.txt");
@@ -226,7 +232,7 @@ TEST(TarDll, CreatesAndExtendsArchives) {
   CopyFileA(TestData("truncated.tar.gz").c_str(), broken.c_str(), FALSE);
   std::string before = ReadFileBytes(broken);
   char result[TAR_RESULT_TEXT_SIZE] = {};
-  TarDll::TarCreateAdd()(broken.c_str(), addBase.c_str(), adds.list.first, nullptr, nullptr,
+  TestTarDll::TarCreateAdd()(broken.c_str(), addBase.c_str(), adds.list.first, nullptr, nullptr,
                                         TAR_ADD_APPEND, result);
   EXPECT_EQ(result[0], '1') << result;
   EXPECT_EQ(ReadFileBytes(broken), before);
