@@ -161,3 +161,16 @@ add_dependencies(expat expat_built)
 
 # The peer tools scripts/deps.sh unpacked (rar, unrar) for the tests and benches.
 set(KESTRELIA_TOOLS_BIN ${KESTRELIA_DEPS}/tools/bin)
+
+# The 7z reading code of the 7-Zip sources for sevenzip.dll, built once per source version and
+# recipe like libarchive.
+kestrelia_dep_dir(7zip SEVENZIP_SRC)
+kestrelia_built_dir(${SEVENZIP_SRC} build-7zip.sh SEVENZIP_BUILT)
+add_custom_command(OUTPUT ${SEVENZIP_BUILT}/.built
+  COMMAND bash ${CMAKE_SOURCE_DIR}/cmake/build-7zip.sh ${SEVENZIP_SRC} ${SEVENZIP_BUILT}
+  DEPENDS ${CMAKE_SOURCE_DIR}/cmake/build-7zip.sh
+  VERBATIM)
+add_custom_target(sevenzip_built DEPENDS ${SEVENZIP_BUILT}/.built)
+add_library(lib7zip STATIC IMPORTED GLOBAL)
+set_target_properties(lib7zip PROPERTIES IMPORTED_LOCATION ${SEVENZIP_BUILT}/lib/lib7zip.a)
+add_dependencies(lib7zip sevenzip_built)

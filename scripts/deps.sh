@@ -20,7 +20,7 @@ mkdir -p "$apt_dir/lists/partial" "$apt_dir/cache/archives/partial" "$deps/src"
 wanted=("$@")
 tools=()
 if [ ${#wanted[@]} -eq 0 ]; then
-  wanted=(zlib bzip2 libarchive libdeflate unrar-nonfree expat xz-utils libzstd lz4)
+  wanted=(zlib bzip2 libarchive libdeflate unrar-nonfree expat xz-utils libzstd lz4 7zip)
   tools=(rar unrar)
 fi
 
