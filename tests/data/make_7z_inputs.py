@@ -5,7 +5,8 @@
 
 `7zz` packs the tree src/ in each way the table below names (solid and not, several methods
 and filters, encrypted data, encrypted names). Beside each archive: <name>.expect, the files
-`7zz l -slt` lists (size TAB name, names with "\\"). The password is "secret".
+`7zz l -slt` lists (size TAB name, names with "\\"). The password is "secret". links.7z keeps
+two symbolic links; damaged.7z has a changed byte in an entry's data, cut.7z lost its end.
 """
 import os
 import shutil
@@ -79,6 +80,13 @@ def main():
         with open(path + ".expect", "w", encoding="utf-8") as f:
             for size, entry in files:
                 f.write("%d\t%s\n" % (size, entry))
+    # Links kept as links (-snl): one out of the destination, one up to its parent.
+    links = os.path.join(out, "links")
+    write_files(links, {"fine.txt": b"fine\n"})
+    os.symlink("/etc/hostname", os.path.join(links, "escape"))
+    os.symlink("..", os.path.join(links, "up"))
+    subprocess.run(["7zz", "a", "-bd", "-snl", os.path.join(out, "links.7z"), "."], cwd=links, check=True,
+                   stdout=subprocess.DEVNULL)
     # A byte of the first entry's packed data changed (its checksum fails, the others read), and
     # an archive cut in half (its headers, at the end, are gone).
     plain = bytearray(open(os.path.join(out, "plain.7z"), "rb").read())
