@@ -2,6 +2,7 @@
 #include "ui/drop_target.h"
 
 #include "services/log.h"
+#include "ui/com_object.h"
 #include "ui/entry_data_object.h"
 
 #include <ole2.h>
@@ -12,8 +13,7 @@ namespace {
 const FORMATETC kFileList = {CF_HDROP, nullptr, DVASPECT_CONTENT, -1, TYMED_HGLOBAL};
 
 // A plain COM object; its life is counted, the window holds one reference until revoked.
-struct FileDropTarget final : IDropTarget {
-  LONG references = 1;
+struct FileDropTarget final : ComObject<IDropTarget> {
   FileDropProc onDrop;
   OwnEntriesDropProc onOwnEntries;
   bool acceptable = false;
@@ -23,23 +23,6 @@ struct FileDropTarget final : IDropTarget {
 
   DWORD OwnEffect(POINTL at, bool release) {
     return onOwnEntries && onOwnEntries(at, release) ? DROPEFFECT_MOVE : DROPEFFECT_NONE;
-  }
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    if (!out) return E_POINTER;
-    if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDropTarget)) {
-      *out = static_cast<IDropTarget*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *out = nullptr;
-    return E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references)); }
-  ULONG STDMETHODCALLTYPE Release() override {
-    LONG left = InterlockedDecrement(&references);
-    if (!left) delete this;
-    return static_cast<ULONG>(left);
   }
 
   HRESULT STDMETHODCALLTYPE DragEnter(IDataObject* data, DWORD, POINTL at, DWORD* effect) override {

@@ -4,6 +4,7 @@
 #include "jobs/entry_name_safety.h"
 #include "jobs/extract_job.h"
 #include "services/log.h"
+#include "ui/com_object.h"
 
 #include <shlobj.h>
 #include <shlwapi.h>
@@ -49,8 +50,7 @@ struct StoredFormat {
   STGMEDIUM medium;
 };
 
-struct EntryDataObject final : IDataObject {
-  LONG references = 1;
+struct EntryDataObject final : ComObject<IDataObject> {
   std::vector<TransferEntry> entries;
   std::vector<Descriptor> descriptors;
   EntrySource* source;
@@ -81,23 +81,6 @@ struct EntryDataObject final : IDataObject {
   ~EntryDataObject() {
     for (StoredFormat& s : stored) ReleaseStgMedium(&s.medium);
     delete source;
-  }
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    if (!out) return E_POINTER;
-    if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDataObject)) {
-      *out = static_cast<IDataObject*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *out = nullptr;
-    return E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references)); }
-  ULONG STDMETHODCALLTYPE Release() override {
-    LONG left = InterlockedDecrement(&references);
-    if (!left) delete this;
-    return static_cast<ULONG>(left);
   }
 
   HGLOBAL DescriptorBlock() {

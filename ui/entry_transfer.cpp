@@ -13,6 +13,7 @@
 #include "services/prompts.h"
 #include "services/worker.h"
 #include "settings/values.h"
+#include "ui/com_object.h"
 #include "ui/drop_target.h"
 
 #include <commctrl.h>
@@ -85,30 +86,13 @@ int WriteEntries(const char* archive, int kind, const std::vector<std::string>& 
 }
 
 // An entry's bytes as COM asks for them, pulled from the kind's reader piece by piece.
-struct ReaderStream final : IStream {
-  LONG references = 1;
+struct ReaderStream final : ComObject<IStream, ISequentialStream> {
   std::unique_ptr<ArchiveReader> reader;
   StreamEntry entry;
   uint64_t position = 0;
   bool ended = false;
   ReaderStream(std::unique_ptr<ArchiveReader> from, const StreamEntry& found) : reader(std::move(from)), entry(found) {}
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    if (!out) return E_POINTER;
-    if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IStream) || IsEqualIID(iid, IID_ISequentialStream)) {
-      *out = static_cast<IStream*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *out = nullptr;
-    return E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references)); }
-  ULONG STDMETHODCALLTYPE Release() override {
-    LONG left = InterlockedDecrement(&references);
-    if (!left) delete this;
-    return static_cast<ULONG>(left);
-  }
   // A failure ends the stream with an error, so a target never keeps a partial file as good.
   HRESULT STDMETHODCALLTYPE Read(void* data, ULONG size, ULONG* read) override {
     ULONG got = 0;
@@ -206,24 +190,7 @@ TransferEntry EntryOfRecord(const liststruct* record, size_t keepFrom) {
 }
 
 // Holds the mouse's drag: DoDragDrop asks it whether to go on and which pointer to show.
-struct EntryDropSource final : IDropSource {
-  LONG references = 1;
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    if (!out) return E_POINTER;
-    if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDropSource)) {
-      *out = static_cast<IDropSource*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *out = nullptr;
-    return E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&references)); }
-  ULONG STDMETHODCALLTYPE Release() override {
-    LONG left = InterlockedDecrement(&references);
-    if (!left) delete this;
-    return static_cast<ULONG>(left);
-  }
+struct EntryDropSource final : ComObject<IDropSource> {
   HRESULT STDMETHODCALLTYPE QueryContinueDrag(BOOL escape, DWORD keys) override {
     if (escape) return DRAGDROP_S_CANCEL;
     if (!(keys & (MK_LBUTTON | MK_RBUTTON))) return DRAGDROP_S_DROP;
