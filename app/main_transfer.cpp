@@ -42,7 +42,7 @@ std::vector<TransferEntry> ChosenEntries() {
   MainWindowState& m = Main();
   if (IsTreeFocused()) return TransferEntriesBelowFolder(m.list, TreeFolderOf(TreeView_GetSelection(m.tree)).c_str());
   HWND view = CurrentView();
-  return TransferEntriesOfRows(view, SelectedEntryRows(view), view == m.treeList ? ShownFolder().c_str() : "");
+  return TransferEntriesOfRows(view, SelectedEntryRows(view), view == m.treeList ? ShownFolder().c_str() : "", m.list);
 }
 
 // The tree item under a point of the screen; null beside the items or outside the tree.
@@ -108,7 +108,12 @@ void CmdPaste() {
                IsTreeFocused() || CurrentView() == Main().treeList ? ShownFolder() : std::string());
 }
 
-void CmdCutPasted() { DeletePastedCutEntries(); }
+// The clipboard's entries are gone from the archive once the cut ones are deleted: a second
+// paste must not find them offered.
+void CmdCutPasted() {
+  DeletePastedCutEntries();
+  ReleaseOwnClipboard();
+}
 
 void OnFilesDropped(char (*files)[kPathBuf], int count) {
   if (!count) return;
@@ -121,7 +126,8 @@ void OnFilesDropped(char (*files)[kPathBuf], int count) {
 
 void BeginEntryDrag(HWND list) {
   std::vector<TransferEntry> entries = TransferEntriesOfRows(list, SelectedEntryRows(list),
-                                                             list == Main().treeList ? ShownFolder().c_str() : "");
+                                                             list == Main().treeList ? ShownFolder().c_str() : "",
+                                                             Main().list);
   g_draggedFrom = list;
   DragEntriesOut(entries, list);
   g_draggedFrom = nullptr;

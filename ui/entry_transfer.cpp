@@ -351,13 +351,20 @@ EntrySource* NewArchiveEntrySource(const char* archive, int kind, const char* pa
   return new ArchiveEntrySource(archive, kind, password);
 }
 
-std::vector<TransferEntry> TransferEntriesOfRows(HWND list, const std::vector<int>& rows, const char* base) {
+std::vector<TransferEntry> TransferEntriesOfRows(HWND list, const std::vector<int>& rows, const char* base,
+                                                 HWND fullList) {
   std::vector<TransferEntry> entries;
   std::string prefix = Backslashed(base ? base : "");
   for (int row : rows) {
     const liststruct* record = GetRowRecord(list, row);
     if (!record || !record->filename || !*record->filename) continue;
     std::string path = Backslashed(record->path ? record->path : "");
+    if (record->folder) {
+      std::string folder = path + record->filename + "\\";
+      std::vector<TransferEntry> below = TransferEntriesBelowFolder(fullList, folder.c_str());
+      entries.insert(entries.end(), below.begin(), below.end());
+      continue;
+    }
     entries.push_back(EntryOfRecord(record, path.compare(0, prefix.size(), prefix) == 0 ? prefix.size() : 0));
   }
   return entries;

@@ -22,8 +22,10 @@ bool ReadEntryBytes(const char* archive, int kind, const char* entry, size_t lim
 EntrySource* NewArchiveEntrySource(const char* archive, int kind, const char* password);
 
 // The rows of a list as transfer entries. Each keeps its path below base ("docs\\" when the
-// folder list of "docs" shows it; "" keeps the whole path).
-std::vector<TransferEntry> TransferEntriesOfRows(HWND list, const std::vector<int>& rows, const char* base);
+// folder list of "docs" shows it; "" keeps the whole path). A subfolder's row stands for every
+// row of fullList below it, and lands as the folder with what it holds.
+std::vector<TransferEntry> TransferEntriesOfRows(HWND list, const std::vector<int>& rows, const char* base,
+                                                 HWND fullList);
 // Every row of the full list below a tree folder ("docs\\img\\"), which lands as the folder
 // "img" with what it holds.
 std::vector<TransferEntry> TransferEntriesBelowFolder(HWND list, const char* folder);

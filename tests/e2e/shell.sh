@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # The shell's roads as a person takes them: Ctrl+C on rows (a folder and names in several
 # scripts among them) and a paste in a folder land the entries' bytes; Ctrl+V adds a copied
-# file; a row dragged onto a tree folder moves there; Enter views texts in three encodings and
-# a picture inside the program; a picture named on the command line opens the picture viewer.
+# file; Ctrl+X keeps an entry until a paste reports its move; a subfolder's row carries what
+# it holds; a row dragged onto a tree folder moves there; Enter views texts in three
+# encodings and a picture inside the program; a picture named on the command line opens the
+# picture viewer.
 source "$(dirname "${BASH_SOURCE[0]}")/e2e_lib.sh"
 key='HKCU\Software\Kestrelia'
 fresh_work shell_e2e
@@ -86,11 +88,27 @@ inspect --class '#32770' --ok >/dev/null
 expect_shown "the pasted file is an entry" "| added.txt |" --rows 10
 expect_contains "the archive holds it" "added.txt" "$(unzip -l "$work/shell.zip")"
 
+# Ctrl+X, then a paste elsewhere. Wine's clipboard cannot hand the paste's report back to
+# another process (its IDataObject::SetData proxy is a stub), so here the entry lands there
+# and must stay in the archive: only a reported, finished move takes it out.
+xdotool mousemove $(row_at added.txt) click 1
+xdotool key ctrl+x
+mkdir -p "$work/cut"
+expect_contains "the paste takes the cut entry" "pasted 1" "$(inspect --paste "$(winpath "$work/cut")")"
+expect_eq "with its bytes" "pasted in" "$(cat "$work/cut/added.txt")"
+expect_contains "an unreported paste leaves it in the archive" "added.txt" "$(unzip -l "$work/shell.zip")"
+
 # In the folder tree, a row of the folder list dragged onto a folder of the tree moves there.
 xdotool key alt+v
 eventually 30 menus_open 1
 xdotool key t
 expect_shown "the folder tree is shown" "tree item texts at" --rows 10
+# A subfolder's row of the folder list is copied with everything below it.
+xdotool mousemove $(row_at texts) click 1
+xdotool key ctrl+c
+mkdir -p "$work/folder_row"
+expect_contains "the paste takes the folder's entries" "pasted 3" "$(inspect --paste "$(winpath "$work/folder_row")")"
+expect_same_tree "a folder row lands as the folder with its entries" "$work/src/texts" "$work/folder_row/texts"
 read -r tx ty < <(inspect --rows 10 | grep "^tree item texts at" | awk '{print $5, $6}')
 read -r rx ry < <(row_at picture.png)
 xdotool mousemove "$rx" "$ry" mousedown 1
