@@ -93,9 +93,13 @@ void AddFilesInto(char (*files)[kPathBuf], int count, const std::string& folder)
 
 void CmdCopy() { CopyEntriesToClipboard(ChosenEntries(), false, nullptr); }
 
+// What is cut is what the clipboard carries: a tree folder or a subfolder's row stands for
+// every entry below it, and those are rows of the full list, whichever list is shown.
 void CmdCut() {
   std::vector<TransferEntry> entries = ChosenEntries();
-  if (entries.empty() || !CutSelectedEntries(CurrentView())) return;
+  std::vector<std::string> names;
+  for (const TransferEntry& entry : entries) names.push_back(entry.name);
+  if (!CutEntries(Main().list, names)) return;
   CopyEntriesToClipboard(entries, true, PasteReported);
 }
 

@@ -587,15 +587,14 @@ void DeleteCTRLCutEntries(HWND list, const int* rows, int count) {
   StartEntryRewrite(job, UpdateTreeViewDragOrDeleteThread);
 }
 
-bool CutSelectedEntries(HWND list) {
+bool CutEntries(HWND list, const std::vector<std::string>& names) {
   g_cut = CutMarks();
-  if (!list || !ListView_GetSelectedCount(list) || !*GetCurrentArchivePath()) return false;
+  if (!list || names.empty() || !*GetCurrentArchivePath()) return false;
   if (RefusedForKind("DeleteCTRLCutEntries", true, 32, &ArchiveOperations::rename)) return false;
   g_cut.list = list;
   g_cut.archive = GetCurrentArchivePath();
-  for (int row : SelectedEntryRows(list))
-    if (liststruct* record = GetRowRecord(list, row)) g_cut.names.push_back(FullName(record));
-  return !g_cut.names.empty();
+  g_cut.names = names;
+  return true;
 }
 
 size_t GetCutEntryCount() { return g_cut.names.size(); }

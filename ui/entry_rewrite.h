@@ -4,6 +4,9 @@
 #pragma once
 #include "services/base.h"
 
+#include <string>
+#include <vector>
+
 struct RBTree;
 
 enum RewriteMode { REWRITE_DELETE, REWRITE_RENAME, REWRITE_MOVE };
@@ -49,9 +52,10 @@ void MoveSelectedEntries(HWND list, const char* folder);
 // After entries cut with Ctrl+X were pasted elsewhere: deletes the rows that were cut from
 // the archive (an owner-data list keeps no cut marks, so the cutting side hands them in).
 void DeleteCTRLCutEntries(HWND list, const int* rows, int count);
-// Ctrl+X: the selected rows' entries are marked as cut (by name, so sorting does not move
-// the marks); false when there was nothing to cut or the archive's kind cannot lose entries.
-bool CutSelectedEntries(HWND list);
+// Ctrl+X: the entries of these full names, rows of list, are marked as cut (by name, so
+// sorting does not move the marks); false when there was nothing to cut or the archive's kind
+// cannot lose entries.
+bool CutEntries(HWND list, const std::vector<std::string>& names);
 size_t GetCutEntryCount();
 // The cut entries were pasted elsewhere: they leave the archive they were cut from, if that
 // is still the one shown; the marks are cleared either way.
