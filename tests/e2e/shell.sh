@@ -111,12 +111,17 @@ expect_contains "the paste takes the folder's entries" "pasted 3" "$(inspect --p
 expect_same_tree "a folder row lands as the folder with its entries" "$work/src/texts" "$work/folder_row/texts"
 read -r tx ty < <(inspect --rows 10 | grep "^tree item texts at" | awk '{print $5, $6}')
 read -r rx ry < <(row_at picture.png)
-xdotool mousemove "$rx" "$ry" mousedown 1
-sleep 0.3
-for step in 1 2 3 4 5 6 7 8; do
-  xdotool mousemove $((rx + (tx - rx) * step / 8)) $((ry + (ty - ry) * step / 8))
-  sleep 0.1
-done
+# The drag begins once the pointer leaves the row; the button is let go only when the tree
+# shows the folder as the drop target. Each look nudges the pointer by a pixel, so the drag's
+# loop sees it move over the folder however late the drag began.
+xdotool mousemove "$rx" "$ry" mousedown 1 mousemove $((rx + 16)) "$ry"
+nudge=0
+over_folder() {
+  nudge=$((1 - nudge))
+  xdotool mousemove $((tx + nudge)) "$ty"
+  inspect --rows 1 | grep -q "^tree item texts at .*(drop target)"
+}
+eventually 30 over_folder || true
 xdotool mouseup 1
 moved() { unzip -l "$work/shell.zip" | grep -q "texts/picture.png"; }
 eventually 30 moved || true

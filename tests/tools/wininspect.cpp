@@ -152,12 +152,15 @@ void DumpTreeItems(HWND tree, Remote& remote, HTREEITEM item, const std::string&
     POINT center = {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2};
     ClientToScreen(tree, &center);
     bool selected = SendMessageA(tree, TVM_GETNEXTITEM, TVGN_CARET, 0) == reinterpret_cast<LRESULT>(item);
+    // A drag over the tree marks the folder it would drop on.
+    bool target = SendMessageA(tree, TVM_GETNEXTITEM, TVGN_DROPHILITE, 0) == reinterpret_cast<LRESULT>(item);
+    std::string marks = std::string(selected ? " (selected)" : "") + (target ? " (drop target)" : "");
     if (root)
-      printf("tree root %s%s\n", text.c_str(), selected ? " (selected)" : "");
+      printf("tree root %s%s\n", text.c_str(), marks.c_str());
     else if (shown)
-      printf("tree item %s at %ld %ld%s\n", path.c_str(), center.x, center.y, selected ? " (selected)" : "");
+      printf("tree item %s at %ld %ld%s\n", path.c_str(), center.x, center.y, marks.c_str());
     else
-      printf("tree item %s%s\n", path.c_str(), selected ? " (selected)" : "");
+      printf("tree item %s%s\n", path.c_str(), marks.c_str());
     HTREEITEM child = reinterpret_cast<HTREEITEM>(
         SendMessageA(tree, TVM_GETNEXTITEM, TVGN_CHILD, reinterpret_cast<LPARAM>(item)));
     DumpTreeItems(tree, remote, child, path, false);
