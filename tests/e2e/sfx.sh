@@ -12,10 +12,14 @@ head -c 400000 /dev/urandom > src/sub/random.bin
 printf 'japanese\n' > "src/日本語.txt"
 printf 'russian\n' > "src/Русский/файл.txt"
 printf 'greek\n' > "src/sub/Ελληνικά ü.txt"
+# 7-Zip stores what does not shrink: this one shrinks under every method.
+seq 1 20000 > src/sub/numbers.txt
 (cd src && zip -qr ../plain.zip . && zip -qr -P zz ../crypt.zip .)
 # Entries the program reads that the container library alone cannot: WinZip AES (here over
-# bzip2, both roads at once) and bzip2 without encryption.
-(cd src && 7zz a -tzip -mem=AES256 -mm=BZip2 -p'aes zz' ../aes.zip . >/dev/null && 7zz a -tzip -mm=BZip2 ../bzip2.zip . >/dev/null)
+# bzip2, both roads at once), and bzip2, LZMA and XZ without encryption.
+methods="BZip2 LZMA XZ"
+(cd src && 7zz a -tzip -mem=AES256 -mm=BZip2 -p'aes zz' ../aes.zip . >/dev/null &&
+  for method in $methods; do 7zz a -tzip -mm=$method ../$method.zip . >/dev/null; done)
 python3 - <<'PY'
 import zipfile
 with zipfile.ZipFile("hostile.zip", "w") as z:
@@ -31,10 +35,10 @@ sfx plain.zip sealed.exe 'geheim Ü'
 sfx plain.zip window.exe 'open sesame'
 sfx crypt.zip crypt.exe
 sfx aes.zip aes.exe
-sfx bzip2.zip bzip2.exe
+for method in $methods; do sfx $method.zip $method.exe; done
 sfx hostile.zip hostile.exe
-made="plain.exe sealed.exe crypt.exe aes.exe bzip2.exe hostile.exe window.exe"
-expect_eq "the engine tool makes seven programs" "7" "$(ls $made 2>/dev/null | wc -l)"
+made="plain.exe sealed.exe crypt.exe aes.exe BZip2.exe LZMA.exe XZ.exe hostile.exe window.exe"
+expect_eq "the engine tool makes nine programs" "9" "$(ls $made 2>/dev/null | wc -l)"
 
 # Each made program alone in an empty folder: nothing of the program's beside it.
 mkdir alone && cp $made alone/
@@ -47,8 +51,10 @@ expect_eq "encrypted entries with their password" 0 "$(run crypt.exe /s /d 'C:\k
 expect_same_tree "the encrypted entries" ../src ../out_crypt
 expect_eq "AES entries with their password" 0 "$(run aes.exe /s /d 'C:\kestrelia_e2e_sfx\out_aes' /p 'aes zz')"
 expect_same_tree "the AES entries" ../src ../out_aes
-expect_eq "bzip2 entries" 0 "$(run bzip2.exe /s /d 'C:\kestrelia_e2e_sfx\out_bzip2')"
-expect_same_tree "the bzip2 entries" ../src ../out_bzip2
+for method in $methods; do
+  expect_eq "$method entries" 0 "$(run $method.exe /s /d "C:\\kestrelia_e2e_sfx\\out_$method")"
+  expect_same_tree "the $method entries" ../src ../out_$method
+done
 
 for program in sealed crypt aes; do
   expect_eq "$program: a wrong password exits 3" 3 "$(run $program.exe /s /d "C:\\kestrelia_e2e_sfx\\wrong_$program" /p 'geheim')"
