@@ -25,9 +25,10 @@ enum ArchiveKind {
 
 // The listing thread walks the archive of the control block it is given and fills its views.
 typedef DWORD(WINAPI* ListingThreadProc)(LPVOID block);
-// Writes one entry (its full name as the list shows it) to the temporary folder and opens it
-// with its program, or with the user's choice when openWith is set; 0 when handed on.
-typedef int (*ViewEntryProc)(const char* archive, const char* entryName, int openWith);
+// Writes one entry (its full name as the list shows it) to the temporary folder, records it
+// for deletion at exit and names the written file in written; 0 on success, else the user was
+// told why not. Viewing and "open with" hand the file on from there.
+typedef int (*TempEntryProc)(const char* archive, const char* entryName, char (&written)[kPathBuf]);
 // The body of a creation or add run, given its parameter block.
 typedef DWORD(WINAPI* CreationThreadProc)(LPVOID block);
 // Sets the process-wide encryption flag from the archive's entries: 0, -1 when unreadable.
@@ -54,7 +55,7 @@ struct ArchiveOperations {
   ListingThreadProc listing;
   ExtractionProc extract;          // the whole archive or a copied selection
   FolderExtractionProc extractFolder;  // every entry below a folder of the tree
-  ViewEntryProc view;              // one entry to the temporary folder, then opened
+  TempEntryProc writeTemp;         // one entry to the temporary folder
   TestProc test;
   CreationThreadProc create;       // a new archive
   CreationThreadProc add;          // files added to an existing archive

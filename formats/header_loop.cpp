@@ -8,7 +8,6 @@
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
-#include "services/external_app.h"
 #include "jobs/entry_name_safety.h"
 #include "jobs/extract_job.h"
 #include "jobs/extract_run.h"
@@ -268,8 +267,10 @@ int TestHeaderEntries(const HeaderKind& kind, const char* archive, const EntrySe
   return result == 1 ? -1 : result;
 }
 
-int ViewHeaderEntry(const HeaderKind& kind, const char* archive, const char* entryName, int openWith) {
-  std::string caller = std::string("View") + kind.name + "File";
+int WriteHeaderEntryToTemp(const HeaderKind& kind, const char* archive, const char* entryName,
+                           char (&written)[kPathBuf]) {
+  std::string caller = std::string("Write") + kind.name + "EntryToTemp";
+  written[0] = 0;
   if (!entryName || !*entryName) {
     Log(2, GetVerbose(), "%s: no File selected - cannot view", caller.c_str());
     return 1;
@@ -296,5 +297,6 @@ int ViewHeaderEntry(const HeaderKind& kind, const char* archive, const char* ent
     return 1;
   }
   AddTempFile(target);
-  return openWith ? OpenAs(target) : CallApp(target);
+  snprintf(written, kPathBuf, "%s", target);
+  return 0;
 }

@@ -97,5 +97,6 @@ int ExtractHeaderEntries(const HeaderKind& kind, ExtractJob* job, const char* fo
 // of them. 0, 100 when cancelled, -1 when it could not start.
 int TestHeaderEntries(const HeaderKind& kind, const char* archive, const EntrySelection* chosen, int silent,
                       uint64_t* tested);
-// Writes one entry under its last name to the temporary folder and opens it; 0 when handed on.
-int ViewHeaderEntry(const HeaderKind& kind, const char* archive, const char* entryName, int openWith);
+// Writes one entry under its last name to the temporary folder (the table's writeTemp).
+int WriteHeaderEntryToTemp(const HeaderKind& kind, const char* archive, const char* entryName,
+                           char (&written)[kPathBuf]);

@@ -189,8 +189,8 @@ int TestIsoFiles(const char* archive, const EntrySelection* chosen, int silent, 
 
 int ExtractIsoFolder(ExtractJob* job, const char* folder) { return ExtractHeaderEntries(kIsoKind, job, folder); }
 
-int ViewIsoFile(const char* archive, const char* entryName, int openWith) {
-  return ViewHeaderEntry(kIsoKind, archive, entryName, openWith);
+int WriteIsoEntryToTemp(const char* archive, const char* entryName, char (&written)[kPathBuf]) {
+  return WriteHeaderEntryToTemp(kIsoKind, archive, entryName, written);
 }
 
 namespace {
@@ -263,7 +263,7 @@ void RegisterIsoFormat() {
   ops.listing = ListIsoFilesThread;
   ops.extract = ExtractIsoFilesFromList;
   ops.extractFolder = ExtractIsoFolder;
-  ops.view = ViewIsoFile;
+  ops.writeTemp = WriteIsoEntryToTemp;
   ops.test = TestIsoFiles;
   RegisterArchiveOperations(ARCHIVE_ISO, ops);
 }

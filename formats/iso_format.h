@@ -24,8 +24,8 @@ int ExtractIsoFolder(ExtractJob* job, const char* folder);
 // Reads every entry (or only the chosen rows') through, writing nothing; the failures go to
 // the run's report. 0, 100 when the user cancelled, -1 when the image could not be read (told).
 int TestIsoFiles(const char* archive, const EntrySelection* chosen, int silent, uint64_t* tested);
-// Writes one entry (its full "\" name) to the temporary folder and opens it; 0 when handed on.
-int ViewIsoFile(const char* archive, const char* entryName, int openWith);
+// Writes one entry (its full "\" name) to the temporary folder under its last name.
+int WriteIsoEntryToTemp(const char* archive, const char* entryName, char (&written)[kPathBuf]);
 
 // The entry record's date from the library's date record: seconds 0, day 0 taken as 1,
 // months from 0, the year 1900 (a record without a date) taken as 1970.

@@ -593,8 +593,8 @@ int TestRarFiles(const char* archive, const EntrySelection* chosen, int silent, 
   return TestHeaderEntries(kRarKind, archive, chosen, silent, tested);
 }
 
-int ViewRarFile(const char* archive, const char* entryName, int openWith) {
-  return ViewHeaderEntry(kRarKind, archive, entryName, openWith);
+int WriteRarEntryToTemp(const char* archive, const char* entryName, char (&written)[kPathBuf]) {
+  return WriteHeaderEntryToTemp(kRarKind, archive, entryName, written);
 }
 
 int DetectRarEncryption(const char* archive) {
@@ -627,7 +627,7 @@ void RegisterRarFormat() {
   ops.listing = ListRarArchive;
   ops.extract = ExtractRarFilesFromList;
   ops.extractFolder = ExtractRarFolder;
-  ops.view = ViewRarFile;
+  ops.writeTemp = WriteRarEntryToTemp;
   ops.test = TestRarFiles;
   ops.detectEncryption = DetectRarEncryption;
   ops.openReader = OpenRarReader;

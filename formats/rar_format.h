@@ -24,8 +24,8 @@ DWORD WINAPI ListRarArchive(LPVOID block);
 int ExtractRarFilesFromList(ExtractJob* job);
 // The run over everything below a folder of the tree ("docs\\deep\\", either separator).
 int ExtractRarFolder(ExtractJob* job, const char* folder);
-// Writes one entry to the temporary folder and opens it; 0 when handed on.
-int ViewRarFile(const char* archive, const char* entryName, int openWith);
+// Writes one entry to the temporary folder under its last name.
+int WriteRarEntryToTemp(const char* archive, const char* entryName, char (&written)[kPathBuf]);
 // Reads every entry (or the chosen rows') through the library's test, writing nothing.
 int TestRarFiles(const char* archive, const EntrySelection* chosen, int silent, uint64_t* tested);
 // Sets the process-wide encryption flag: an entry needs a password, or the headers do. Asks

@@ -8,7 +8,6 @@
 #include "model/entry_rows.h"
 #include "model/listing_totals.h"
 #include "model/liststruct.h"
-#include "services/external_app.h"
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
@@ -258,9 +257,10 @@ int ExtractTarFilesFromList(ExtractJob* job) {
   return result;
 }
 
-int ViewTarFile(const char* archive, const char* entryName, int openWith) {
+int WriteTarEntryToTemp(const char* archive, const char* entryName, char (&written)[kPathBuf]) {
+  written[0] = 0;
   if (!entryName || !*entryName) {
-    Log(2, GetVerbose(), "ViewTarFile: no File selected - cannot view");
+    Log(2, GetVerbose(), "WriteTarEntryToTemp: no File selected - cannot view");
     return 1;
   }
   TarNames names;
@@ -269,7 +269,7 @@ int ViewTarFile(const char* archive, const char* entryName, int openWith) {
   if (!GetTempPathA(sizeof folder, folder)) snprintf(folder, sizeof folder, "c:");
   if (!EnsureTarLibrary()) return 1;
   if (!TarDll::TarExtract()) {
-    Log(6, GetVerbose(), "ViewTarFile: TarExtractArchive not found");
+    Log(6, GetVerbose(), "WriteTarEntryToTemp: TarExtractArchive not found");
     ShowLibraryMessage(KLANG_GEN_TAR_FUNCTION_MISSING);
     return 1;
   }
@@ -279,25 +279,22 @@ int ViewTarFile(const char* archive, const char* entryName, int openWith) {
   view.silent = 1;
   snprintf(view.destination, sizeof view.destination, "%s", folder);
   RunTarExtraction(archive, &names.list, &view, text);
-  Log(5, GetVerbose(), "ViewTarFile: ReturnText %s", text);
-  int result = 1;
-  for (TarNameNode* node = names.list.first; node; node = node->next) {
-    std::string name = node->name;
-    for (char& c : name)
-      if (c == '/') c = '\\';
-    size_t n = strlen(folder);
-    char target[kPathBuf * 2];
-    snprintf(target, sizeof target, n && folder[n - 1] == '\\' ? "%s%s" : "%s\\%s", folder, name.c_str());
-    if (GetFileAttributesA(target) == INVALID_FILE_ATTRIBUTES) {
-      Log(1, GetVerbose(), "ViewTarFile: %s was not written", target);
-      PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN),
-                       GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
-      continue;
-    }
-    AddTempFile(target);
-    result = openWith ? OpenAs(target) : CallApp(target);
+  Log(5, GetVerbose(), "WriteTarEntryToTemp: ReturnText %s", text);
+  std::string name = names.list.first->name;
+  for (char& c : name)
+    if (c == '/') c = '\\';
+  size_t n = strlen(folder);
+  char target[kPathBuf * 2];
+  snprintf(target, sizeof target, n && folder[n - 1] == '\\' ? "%s%s" : "%s\\%s", folder, name.c_str());
+  if (strlen(target) >= kPathBuf || GetFileAttributesA(target) == INVALID_FILE_ATTRIBUTES) {
+    Log(1, GetVerbose(), "WriteTarEntryToTemp: %s was not written", target);
+    PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN),
+                     GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
+    return 1;
   }
-  return result;
+  AddTempFile(target);
+  snprintf(written, kPathBuf, "%s", target);
+  return 0;
 }
 
 int CreateTarArchive(const TarCreateRequest& request, const std::vector<std::string>& files) {
@@ -552,7 +549,7 @@ void RegisterTarFormat() {
   ops.openReader = OpenTarReader;
   ops.listing = ListTarFilesThread;
   ops.extract = ExtractTarFilesFromList;
-  ops.view = ViewTarFile;
+  ops.writeTemp = WriteTarEntryToTemp;
   ops.create = TarWorkThread;
   ops.add = TarWorkThread;
   ops.remove = DeleteTarEntries;

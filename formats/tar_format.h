@@ -32,8 +32,8 @@ int ExtractTarFilesFromList(ExtractJob* job);
 // be read to its end, 100 stopped) and its result text in text (TAR_RESULT_TEXT_SIZE bytes).
 // The run's failures are GetLastRunFailures'.
 int RunTarExtraction(const char* archive, TarNameList* names, ExtractJob* job, char* text, uint64_t size = 0);
-// Writes one entry (its full "/" name) to the temporary folder and opens it; 0 when handed on.
-int ViewTarFile(const char* archive, const char* entryName, int openWith);
+// Writes one entry (its full "/" name) below the temporary folder, its folders kept.
+int WriteTarEntryToTemp(const char* archive, const char* entryName, char (&written)[kPathBuf]);
 
 // A request to create or extend a TAR archive from files of the disk (a folder path ends with
 // "\" or "/"). addMode 0 creates; TAR_ADD_APPEND or TAR_ADD_REPLACE extends.

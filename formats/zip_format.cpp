@@ -13,7 +13,7 @@ void RegisterZipFormat() {
   ops.listing = ListZipFilesThread;
   ops.extract = ExtractArchiveZipWorker;
   ops.extractFolder = ExtractZipFolder;
-  ops.view = ViewZipEntry;
+  ops.writeTemp = WriteZipEntryToTemp;
   ops.test = TestZipFiles;
   ops.create = ZipWorkDirectoryThread;
   ops.add = ZipWorkDirectoryThread;

@@ -49,6 +49,13 @@ std::string ReadFileBytes(const std::string& path) {
   return out;
 }
 
+bool WriteFileBytes(const std::string& path, const std::string& bytes) {
+  FILE* f = fopen(path.c_str(), "wb");
+  if (!f) return false;
+  bool whole = fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+  return fclose(f) == 0 && whole;
+}
+
 bool Exists(const std::string& path) { return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
 
 bool PumpUntil(const std::function<bool()>& done) {

@@ -14,6 +14,8 @@ std::string TestData(const std::string& name);
 std::string ScratchDir(const std::string& name);
 std::vector<std::string> ReadLines(const std::string& path);
 std::string ReadFileBytes(const std::string& path);
+// Writes the file anew; false when it could not be made.
+bool WriteFileBytes(const std::string& path, const std::string& bytes);
 bool Exists(const std::string& path);
 // The name with every separator `from` turned into `to` (views show "\", archives store "/").
 std::string Separated(std::string name, char from = '\\', char to = '/');

@@ -60,6 +60,26 @@ bool ViewText(const std::string& name) {
   return window != nullptr;
 }
 
+// The entry written to the temporary folder by its kind (recorded for deletion at exit);
+// 0, else the user was told why not.
+int WriteEntryToTemp(const std::string& name, char (&target)[kPathBuf]) {
+  int kind = GetArchiveKind();
+  const ArchiveFormat* format = FindArchiveFormat(kind);
+  if (!format || !format->ops.writeTemp) {
+    Log(2, GetVerbose(), "WriteEntryToTemp: archive kind %d cannot write an entry to the temporary folder", kind);
+    return 1;
+  }
+  // The header-loop kinds write through a run that moves the working directory, which a
+  // running extraction writes below; and no rewrite may change the archive under the write.
+  if (ClaimOperation(OPERATION_JOB) != OPERATION_NONE) {
+    PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_BUSY), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+    return 1;
+  }
+  int result = format->ops.writeTemp(GetCurrentArchivePath(), name.c_str(), target);
+  ReleaseOperation(OPERATION_JOB);
+  return result;
+}
+
 // The class file goes through the tool named in the settings; its source text is shown.
 bool ViewClassSource(const std::string& name) {
   std::string bytes;
@@ -104,20 +124,9 @@ int ViewSelectedEntry(int openWith) {
   }
   std::string full = FullName(record);
   if (!openWith && ViewInternally(list, full)) return 0;
-  int kind = GetArchiveKind();
-  const ArchiveFormat* format = FindArchiveFormat(kind);
-  if (!format || !format->ops.view) {
-    Log(2, GetVerbose(), "ViewSelectedEntry: archive kind %d is viewed by its adapter", kind);
-    return 1;
-  }
-  // Viewing moves the working directory, which a running extraction writes below.
-  if (ClaimOperation(OPERATION_JOB) != OPERATION_NONE) {
-    PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_BUSY), "Kestrelia", MB_OK | MB_ICONINFORMATION);
-    return 1;
-  }
-  int result = format->ops.view(archive, full.c_str(), openWith);
-  ReleaseOperation(OPERATION_JOB);
-  return result;
+  char target[kPathBuf];
+  if (WriteEntryToTemp(full, target) != 0) return 1;
+  return openWith ? OpenAs(target) : CallApp(target);
 }
 
 namespace {

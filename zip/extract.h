@@ -42,9 +42,6 @@ int LastUndecodableReason(const char** detail);
 int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, const char* password, HWND owner,
                          unz_file_info64 info, const char* nameInArchive, const char* nameWithoutPath,
                          int progressByBytes, uint64_t totalBytes, uint64_t* byteCounter, int silent);
-// Writes the current entry to the temporary folder and opens it (with the choice of program
-// when openWith is set).
-int do_view_currentfile(unzFile zip, const char* name, int openWith, unz_file_info64 info);
 // Copies the open current entry into a file or memory, never past its declared size.
 int ReadEntryToFile(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer, FILE* file,
                     const char* name, int busyIndicator);
@@ -73,14 +70,6 @@ int ExtractZipFilesFromIndex(const char* caller, const char* archive, RBTree* se
 // Extracts the rows a list's selection held when it was copied, on any thread.
 int ExtractZipFilesFromSelection(const EntrySelection& chosen, const char* archive, int* withoutPath,
                                  int* overwriteMode, const char* password, const char* destination, int silent);
-
-// One entry of the open archive (GetCurrentArchivePath) written to the temporary folder
-// under its last name and recorded for deletion at exit; outPath (kPathBuf) receives the
-// written path. 0 on success.
-int ExtractToTemp(const char* entryPath, char* outPath);
-// The same for a drag to the shell: an earlier copy of that name is removed first, so what
-// the shell picks up is never a stale one.
-int CreateFileContents(const char* entryPath, char* outPath);
 
 struct NameList;
 // The parameter block of ExtractTreeItemThread, allocated with calloc by the starter and

@@ -3,7 +3,6 @@
 
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
-#include "services/external_app.h"
 #include "services/log.h"
 #include "services/prompts.h"
 #include "jobs/entry_name_safety.h"
@@ -20,12 +19,17 @@
 
 int LocateEntry(unzFile zip, const char* name) { return LocateEntryByDisplayName(zip, name); }
 
-int do_view_currentfile(unzFile zip, const char* name, int openWith, unz_file_info64 info) {
+namespace {
+
+// The current entry to the temporary folder under its last name, which must stay a plain
+// name there; 0, else the user was told.
+int WriteCurrentEntryToTemp(unzFile zip, const char* name, const unz_file_info64& info, char (&written)[kPathBuf]) {
   const char* part = LastNamePart(name);
   char reason[128] = "";
-  // The name without its folders lands in the temporary folder: it must stay a plain name there.
-  if (!*part || JudgeEntryName(part, reason, sizeof reason) != 0) {
-    Log(1, GetVerbose(), "do_view_currentfile: %s not viewed: %s", name, *part ? reason : "a folder");
+  char target[kPathBuf], folder[kPathBuf];
+  if (!*part || JudgeEntryName(part, reason, sizeof reason) != 0 || !TempTarget(part, target, folder)) {
+    Log(1, GetVerbose(), "WriteZipEntryToTemp: %s not written: %s", name,
+        !*part ? "a folder" : *reason ? reason : "the name is too long for the temporary folder");
     PromptMessageBox(GetForegroundWindow(),
                      GetMessageText(*part ? KLANG_MSG_ENTRY_CANNOT_BE_SHOWN : KLANG_MSG_FOLDER_CANNOT_BE_VIEWED),
                      "Kestrelia", MB_OK | MB_ICONINFORMATION);
@@ -33,27 +37,20 @@ int do_view_currentfile(unzFile zip, const char* name, int openWith, unz_file_in
   }
   int result = OpenCurrentEntry(zip);
   if (result != UNZ_OK) return result;
-  char target[kPathBuf], folder[kPathBuf], previous[kPathBuf] = "";
-  if (!TempTarget(part, target, folder)) {
-    CloseOpenEntry(zip);
-    Log(1, GetVerbose(), "do_view_currentfile: %s not viewed: the name is too long for the temporary folder", name);
-    PromptMessageBox(GetForegroundWindow(), GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN), "Kestrelia",
-                     MB_OK | MB_ICONINFORMATION);
-    return 1;
-  }
-  GetCurrentDirectoryA(sizeof previous, previous);
-  SetCurrentDirectoryA(folder);
-  int copied = CopyOpenEntry("do_view_currentfile", zip, info, target);
+  result = CopyOpenEntry("WriteZipEntryToTemp", zip, info, target);
+  if (result != 0) return result;
   AddTempFile(target);
-  result = copied == 0 ? (openWith ? OpenAs(target) : CallApp(target)) : copied;
-  SetCurrentDirectoryA(previous);
-  return result;
+  snprintf(written, kPathBuf, "%s", target);
+  return 0;
 }
 
-int ViewZipEntry(const char* archive, const char* name, int openWith) {
+}  // namespace
+
+int WriteZipEntryToTemp(const char* archive, const char* name, char (&written)[kPathBuf]) {
+  written[0] = 0;
   unzFile zip = MyWaitunzOpen2_64(archive, 3000);
   if (!zip) {
-    Log(1, GetVerbose(), "ViewSelectedEntry: %s cannot be opened", archive);
+    Log(1, GetVerbose(), "WriteZipEntryToTemp: %s cannot be opened", archive);
     PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN),
                      GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
     return 1;
@@ -62,9 +59,9 @@ int ViewZipEntry(const char* archive, const char* name, int openWith) {
   int result = LocateEntry(zip, name);
   if (result == UNZ_OK) result = unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
   if (result == UNZ_OK) {
-    result = do_view_currentfile(zip, name, openWith, info);
+    result = WriteCurrentEntryToTemp(zip, name, info, written);
   } else {
-    Log(1, GetVerbose(), "ViewSelectedEntry: %s not found in %s (%d)", name, archive, result);
+    Log(1, GetVerbose(), "WriteZipEntryToTemp: %s not found in %s (%d)", name, archive, result);
     PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN),
                      GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
   }

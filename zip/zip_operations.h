@@ -4,8 +4,8 @@
 
 #include "jobs/entry_stream.h"
 
-// ZIP's view operation: the entry written to the temporary folder and opened.
-int ViewZipEntry(const char* archive, const char* entryName, int openWith);
+// One entry written to the temporary folder under its last name (the table's writeTemp).
+int WriteZipEntryToTemp(const char* archive, const char* entryName, char (&written)[kPathBuf]);
 
 struct ExtractJob;
 struct RBTree;

@@ -52,12 +52,6 @@ std::vector<std::string> Names(const std::string& archive) {
   return names;
 }
 
-void WriteFile(const std::string& path, const std::string& bytes) {
-  FILE* f = fopen(path.c_str(), "wb");
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
-}
-
 struct Job {
   std::string archive;
   std::string folder;  // walked, when no files
@@ -200,12 +194,12 @@ TEST_F(Create, ArchivesForThePeerTools) {
     manifest += std::string(c.archive) + "\t" + job.password + "\t" + (job.prefixMode ? "pre/fix" : "") + "\t" +
                 (job.plain ? "1" : "0") + "\n";
   }
-  WriteFile(out + "\\manifest.txt", manifest);
+  WriteFileBytes(out + "\\manifest.txt", manifest);
 }
 
 TEST_F(Create, AppendKeepsTheEntriesAndAddsNewOnes) {
-  WriteFile(dir + "\\one.txt", "first file");
-  WriteFile(dir + "\\two.txt", "second file");
+  WriteFileBytes(dir + "\\one.txt", "first file");
+  WriteFileBytes(dir + "\\two.txt", "second file");
   std::string archive = dir + "\\grow.zip";
   Job first{archive, "", {dir + "\\one.txt"}};
   ASSERT_EQ(RunJob(first), CREATE_OK);
@@ -231,10 +225,10 @@ void CancelAtFirstReport(const char*) { CancelProgress(1); }
 // A run that does not end in a complete archive leaves the old one as it was, byte for byte,
 // and no working file behind.
 TEST_F(Create, FailedOrCancelledRunsLeaveTheArchiveAsItWas) {
-  WriteFile(dir + "\\old.txt", "kept");
+  WriteFileBytes(dir + "\\old.txt", "kept");
   std::string archive = dir + "\\keep.zip";
   ASSERT_EQ(RunJob(Job{archive, "", {dir + "\\old.txt"}}), CREATE_OK);
-  WriteFile(dir + "\\not a zip.zip", std::string(3000, 'x'));
+  WriteFileBytes(dir + "\\not a zip.zip", std::string(3000, 'x'));
   const struct {
     const char* what;
     std::string archive;
@@ -266,8 +260,8 @@ TEST_F(Create, FailedOrCancelledRunsLeaveTheArchiveAsItWas) {
 }
 
 TEST_F(Create, UnreadableFileIsSkippedAndReported) {
-  WriteFile(dir + "\\locked.txt", "nobody may read this");
-  WriteFile(dir + "\\free.txt", "readable");
+  WriteFileBytes(dir + "\\locked.txt", "nobody may read this");
+  WriteFileBytes(dir + "\\free.txt", "readable");
   HANDLE lock =
       CreateFileA((dir + "\\locked.txt").c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
   ASSERT_NE(lock, INVALID_HANDLE_VALUE);

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "formats/formats.h"
+#include "model/app_state.h"
 #include "services/current_password.h"
 #include "services/prompts.h"
 #include "test_support.h"
@@ -130,6 +131,58 @@ TEST(EntryStream, PasswordsAndDamageEndTheEntryWithTheirError) {
   }
   SetCurrentPassword("");
   ResetPrompts();
+}
+
+// Viewing and "open with" take an entry through its kind's writeTemp: its bytes replace an
+// older copy in the temporary folder (TAR keeps the entry's folders, the others its last
+// name) and go at exit; a folder or a missing entry writes nothing and is told.
+TEST(EntryStream, EveryKindWritesAnEntryToTheTemporaryFolder) {
+  RegisterArchiveFormats();
+  RecordedBoxes boxes;
+  char stale[kPathBuf], temp[kPathBuf];
+  ASSERT_TRUE(TempTarget("f.txt", stale, temp));
+  WriteFileBytes(stale, std::string(5000, 's'));
+  struct {
+    int kind;
+    const char* archive;
+    const char* password;
+    const char* entry;
+    const char* written;  // below the temporary folder; null: refused
+  } cases[] = {
+      {ARCHIVE_ZIP, "search.zip", "", "d\\f.txt", "f.txt"},
+      {ARCHIVE_ZIP, "aes.zip", "right", "d\\f.txt", "f.txt"},
+      {ARCHIVE_TAR, "search.tar.gz", "", "d/f.txt", "d\\f.txt"},
+      {ARCHIVE_ISO, "search.iso", "", "d\\f.txt", "f.txt"},
+      {ARCHIVE_RAR, "secret.rar", "right", "d\\f.txt", "f.txt"},
+      {ARCHIVE_ZIP, "search.zip", "", "d\\", nullptr},
+      {ARCHIVE_ZIP, "search.zip", "", "nope.txt", nullptr},
+      {ARCHIVE_TAR, "search.tar.gz", "", "nope.txt", nullptr},
+      {ARCHIVE_ISO, "search.iso", "", "nope.txt", nullptr},
+      {ARCHIVE_RAR, "search.rar", "", "nope.txt", nullptr},
+  };
+  std::vector<std::string> written;
+  for (const auto& c : cases) {
+    SetCurrentPassword(c.password);
+    SetArchiveEncrypted(*c.password != 0);
+    boxes.texts.clear();
+    char target[kPathBuf] = "x";
+    int result = FindArchiveFormat(c.kind)->ops.writeTemp(TestData(c.archive).c_str(), c.entry, target);
+    if (!c.written) {
+      EXPECT_NE(result, 0) << c.archive << " " << c.entry;
+      EXPECT_STREQ(target, "") << c.archive << " " << c.entry;
+      EXPECT_EQ(boxes.texts.size(), 1u) << c.archive << " " << c.entry;
+      continue;
+    }
+    EXPECT_EQ(result, 0) << c.archive << " " << c.entry;
+    EXPECT_EQ(std::string(target), std::string(temp) + c.written) << c.archive;
+    EXPECT_EQ(ReadFileBytes(target), Expected("d/f.txt")) << c.archive;
+    EXPECT_TRUE(boxes.texts.empty()) << c.archive;
+    written.push_back(target);
+  }
+  SetCurrentPassword("");
+  SetArchiveEncrypted(0);
+  DeleteTempFiles();
+  for (const std::string& path : written) EXPECT_FALSE(Exists(path)) << path;
 }
 
 // A walk over entries in memory, pushed in pieces the way a library's callback hands them.

@@ -1,5 +1,4 @@
-// Extraction to the temporary folder (viewing, opening in programs) and of the
-// entries below a folder of the tree, on archives made by the peer tools.
+// Extraction of the entries below a folder of the tree, on archives made by the peer tools.
 #include "services/base.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +13,9 @@
 #include "services/prompts.h"
 #include "archive_fixtures.h"
 #include "test_support.h"
+#include "services/external_app.h"
 #include "zip/extract.h"
+#include "zip/zip_operations.h"
 #include "zip/zip_listing.h"
 #include "zip/zip_open.h"
 
@@ -68,78 +69,6 @@ class TempExtract : public ::testing::Test {
   RecordedBoxes boxes_;
   char before_[kPathBuf];
 };
-
-TEST_F(TempExtract, ExtractToTempWritesTheEntryAndRecordsIt) {
-  SetCurrentArchivePath(TestData("tree.zip").c_str());
-  char out[kPathBuf] = "";
-  ASSERT_EQ(ExtractToTemp("a\\b\\sub\\tree_y.txt", out), 0);
-  EXPECT_EQ(std::string(out), TempFolder() + "tree_y.txt");
-  EXPECT_EQ(ReadFileBytes(out), "deeper\n");
-  // Spelt with "\" in the archive itself.
-  char win[kPathBuf] = "";
-  ASSERT_EQ(ExtractToTemp("a\\b\\tree_win.txt", win), 0);
-  EXPECT_EQ(ReadFileBytes(win), "spelt with backslashes\n");
-
-  // Encrypted: the password known from the session opens it.
-  SetCurrentArchivePath(TestData("encrypted.zip").c_str());
-  SetArchiveEncrypted(1);
-  SetCurrentPassword("secret");
-  char note[kPathBuf] = "";
-  ASSERT_EQ(ExtractToTemp("docs\\deep\\er\\note.md", note), 0);
-  EXPECT_EQ(ReadFileBytes(note), ReadFileBytes(TestData("ref_encrypted\\docs\\deep\\er\\note.md")));
-  EXPECT_EQ(Questions(), 0);
-
-  // Recorded: the exit's clean-up removes them.
-  DeleteTempFiles();
-  EXPECT_FALSE(Exists(out));
-  EXPECT_FALSE(Exists(win));
-  EXPECT_FALSE(Exists(note));
-}
-
-TEST_F(TempExtract, ExtractToTempRefusals) {
-  char out[kPathBuf] = "x";
-  EXPECT_NE(ExtractToTemp("readme.txt", out), 0) << "no archive open";
-  EXPECT_STREQ(out, "");
-  SetCurrentArchivePath(TestData("tree.zip").c_str());
-  EXPECT_NE(ExtractToTemp("a\\b\\", out), 0) << "a folder is no file";
-  EXPECT_NE(ExtractToTemp("a\\b\\nul.txt", out), 0) << "a device name";
-  EXPECT_NE(ExtractToTemp("a\\b\\missing.txt", out), 0);
-  EXPECT_STREQ(out, "");
-  EXPECT_FALSE(Exists(TempFolder() + "missing.txt"));
-}
-
-TEST_F(TempExtract, CreateFileContentsReplacesAnEarlierCopy) {
-  SetCurrentArchivePath(TestData("tree.zip").c_str());
-  std::string target = TempFolder() + "tree_x.txt";
-  FILE* stale = fopen(target.c_str(), "wb");
-  ASSERT_NE(stale, nullptr);
-  fputs(std::string(5000, 's').c_str(), stale);  // longer than the entry
-  fclose(stale);
-
-  char out[kPathBuf] = "";
-  ASSERT_EQ(CreateFileContents("a\\b\\tree_x.txt", out), 0);
-  EXPECT_EQ(std::string(out), target);
-  std::string expected;
-  for (int i = 0; i < 30; ++i) expected += "below a/b\n";
-  EXPECT_EQ(ReadFileBytes(target), expected);
-
-  // An earlier copy another program holds cannot be replaced: no half-written file is
-  // handed on, and the copy comes once it is free again.
-  HANDLE held = CreateFileA(target.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-  ASSERT_NE(held, INVALID_HANDLE_VALUE);
-  EXPECT_NE(CreateFileContents("a\\b\\tree_x.txt", out), 0);
-  CloseHandle(held);
-  EXPECT_EQ(ReadFileBytes(target), expected);
-  ASSERT_EQ(CreateFileContents("a\\b\\tree_x.txt", out), 0);
-  EXPECT_EQ(ReadFileBytes(target), expected);
-
-  // An archive path that names no file.
-  SetCurrentArchivePath(TestData("gone.zip").c_str());
-  EXPECT_NE(CreateFileContents("a\\b\\tree_x.txt", out), 0);
-
-  DeleteTempFiles();
-  EXPECT_FALSE(Exists(target));
-}
 
 // Runs the thread as a starter would and waits for its event.
 struct TreeRun {
@@ -203,31 +132,27 @@ TEST_F(TempExtract, TreeItemTakesExactlyTheEntriesBelowTheFolder) {
   EXPECT_EQ(Questions(), 0);
 }
 
-// Viewing writes the entry under its last name to the temporary folder and hands it on; a
-// program file goes on only after the user agreed (here: not), and the copy is deleted at exit
-// either way. An entry that inflates past its declared size is not handed on half-checked.
+// ZIP's writeTemp, then the road viewing takes: a program file goes on only after the user
+// agreed (here: not), and the copy is deleted at exit either way. An entry that inflates past
+// its declared size is not handed on half-checked.
 TEST_F(TempExtract, ViewingWritesTheEntryAndAsksBeforeStartingAProgram) {
   boxes_.answer = IDCANCEL;
   std::string expected;
   for (int i = 0; i < 40; ++i) expected += "MZ not really a program\n";
   struct Case {
     const char *archive, *entry, *copy;
-    size_t refusals;
-  } cases[] = {{"view.zip", "bin/view_tool.exe", expected.c_str(), 1}, {"overrun.zip", "long.txt", nullptr, 0}};
+  } cases[] = {{"view.zip", "bin/view_tool.exe", expected.c_str()}, {"overrun.zip", "long.txt", nullptr}};
   for (const Case& c : cases) {
-    size_t before = boxes_.texts.size();
-    unzFile zip = MyWaitunzOpen2_64(TestData(c.archive).c_str(), 3000);
-    ASSERT_TRUE(zip);
-    unz_file_info64 info = {};
-    EXPECT_EQ(LocateEntry(zip, c.entry), UNZ_OK) << c.entry;
-    unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
-    EXPECT_NE(do_view_currentfile(zip, c.entry, 0, info), 0) << c.entry << ": started without the user's yes";
-    unzClose(zip);
-    EXPECT_EQ(boxes_.texts.size() - before, c.refusals) << c.entry;
+    char written[kPathBuf];
+    int result = WriteZipEntryToTemp(TestData(c.archive).c_str(), c.entry, written);
     std::string copy = TempFolder() + LastNamePart(c.entry);
     if (c.copy) {
+      ASSERT_EQ(result, 0) << c.entry;
       EXPECT_EQ(ReadFileBytes(copy), c.copy);
+      EXPECT_NE(CallApp(written), 0) << c.entry << ": started without the user's yes";
+      EXPECT_EQ(boxes_.texts.size(), 1u) << c.entry;
     } else {
+      EXPECT_NE(result, 0) << c.entry;
       EXPECT_FALSE(Exists(copy));
     }
     DeleteTempFiles();

@@ -193,11 +193,7 @@ TEST_F(Extract, OverwriteQuestionAnswers) {
   EXPECT_EQ(g_script.overwriteAsked, 0) << "mode 0 replaces without asking";
   std::set<std::string> files = FileNames(Contents(destination));
   auto makeOld = [&] {
-    for (const std::string& name : files) {
-      FILE* f = fopen((destination + "\\" + name).c_str(), "wb");
-      fputs("old", f);
-      fclose(f);
-    }
+    for (const std::string& name : files) WriteFileBytes(destination + "\\" + name, "old");
   };
   auto countOld = [&] {
     int old = 0;
@@ -402,10 +398,7 @@ TEST_F(Extract, TestChecksEveryEntryAndWritesNothing) {
       {"encrypted.zip", {"readme.txt"}, "nope", 1, {{"readme.txt", FAILURE_WRONG_PASSWORD}}},
   };
   std::string folder = ScratchDir("testing");
-  FILE* mine = fopen((folder + "\\readme.txt").c_str(), "wb");
-  ASSERT_NE(mine, nullptr);
-  fputs("mine", mine);
-  fclose(mine);
+  ASSERT_TRUE(WriteFileBytes(folder + "\\readme.txt", "mine"));
   ASSERT_TRUE(SetCurrentDirectoryA(folder.c_str()));
   for (const Case& c : cases) {
     SetArchiveEncrypted(c.password[0] != 0);
@@ -544,10 +537,7 @@ TEST_F(Extract, FailedEntriesLeaveNothingBehind) {
     for (char& ch : replaced)
       if (ch == '/') ch = '\\';
     CreateDirectoryPath(replaced.substr(0, replaced.rfind('\\')).c_str());
-    FILE* old = fopen(replaced.c_str(), "wb");
-    ASSERT_NE(old, nullptr) << c.what;
-    fputs("old", old);
-    fclose(old);
+    ASSERT_TRUE(WriteFileBytes(replaced, "old")) << c.what;
     g_room = c.room;
     g_writeError = c.error;
     SetEntryWriteProc(c.room ? LimitedWrite : nullptr);

@@ -70,10 +70,7 @@ TEST(Formats, UnknownNamesAreSniffed) {
   int n = 0;
   for (const Case& c : cases) {
     std::string path = folder + "\\unknown" + std::to_string(n++) + ".dat";
-    FILE* f = fopen(path.c_str(), "wb");
-    ASSERT_TRUE(f);
-    fwrite(c.bytes.data(), 1, c.bytes.size(), f);
-    fclose(f);
+    ASSERT_TRUE(WriteFileBytes(path, c.bytes));
     EXPECT_EQ(DecideArchiveKind(path.c_str()), c.kind) << n - 1;
   }
   EXPECT_EQ(DecideArchiveKind((folder + "\\missing.dat").c_str()), 0);

@@ -138,9 +138,7 @@ TEST_F(IsoFormat, AnExistingFileIsReplacedOnlyWhenTheUserSaysSo) {
   } cases[] = {{0, "for everyone\n", 0}, {1, "for everyone\n", 0}, {2, "old", 0}, {3, "old", 100}};
   for (const auto& c : cases) {
     std::string out = ScratchDir("iso_adapter_overwrite");
-    FILE* f = fopen((out + "\\VISIBLE.TXT").c_str(), "wb");
-    fputs("old", f);
-    fclose(f);
+    WriteFileBytes(out + "\\VISIBLE.TXT", "old");
     Job job(TestData("hidden.iso"), out);
     job.job.overwriteMode = OVERWRITE_ASK;
     g_answer = c.answer;
@@ -192,23 +190,14 @@ TEST_F(IsoFormat, DamagedImagesAreToldOnce) {
   }
 }
 
-TEST_F(IsoFormat, ViewWritesTheEntryBelowTheTemporaryFolder) {
-  char temp[MAX_PATH];
-  GetTempPathA(MAX_PATH, temp);
-  std::string written = std::string(temp) + "TOOL.EXE";
-  DeleteFileA(written.c_str());
-  // A program entry asks before it starts; the answer is no, so nothing outlives the test.
-  boxes.answer = IDCANCEL;
-  EXPECT_EQ(ViewIsoFile(TestData("hidden.iso").c_str(), "TOOL.EXE", 0), 1);
-  EXPECT_EQ(ReadFileBytes(written), std::string("MZ\0\0", 4));
-  ASSERT_EQ(boxes.texts.size(), 1u);
-  EXPECT_NE(boxes.texts[0].find(GetMessageText(KLANG_MSG_START_PROGRAM_QUESTION)), std::string::npos);
-  DeleteFileA(written.c_str());
-  // A hidden entry is not written, and the user learns that it cannot be shown.
-  boxes.texts.clear();
-  EXPECT_EQ(ViewIsoFile(TestData("hidden.iso").c_str(), "SECRET.TXT", 0), 1);
+// A hidden entry is not written to the temporary folder, and the user learns that it cannot
+// be shown.
+TEST_F(IsoFormat, AHiddenEntryIsNotWrittenForViewing) {
+  char written[kPathBuf], folder[kPathBuf];
+  ASSERT_TRUE(TempTarget("SECRET.TXT", written, folder));
+  EXPECT_EQ(WriteIsoEntryToTemp(TestData("hidden.iso").c_str(), "SECRET.TXT", written), 1);
   EXPECT_EQ(boxes.texts.size(), 1u);
-  EXPECT_FALSE(Exists(std::string(temp) + "SECRET.TXT"));
+  EXPECT_FALSE(Exists(std::string(folder) + "SECRET.TXT"));
 }
 
 }  // namespace

@@ -322,20 +322,4 @@ TEST_F(RarFormat, ADamagedArchiveListsWhatWasReadAndSaysSo) {
   }
 }
 
-TEST_F(RarFormat, ViewWritesTheEntryToTheTemporaryFolderBeforeOpeningIt) {
-  char written[kPathBuf], folder[kPathBuf];
-  ASSERT_TRUE(TempTarget("tool.exe", written, folder));
-  DeleteFileA(written);
-  // A program asks before it runs: answered no, so nothing starts.
-  GetPrompts().messageBox = [](HWND, const char* text, const char*, UINT) {
-    g_boxes.push_back(text);
-    return IDCANCEL;
-  };
-  EXPECT_EQ(ViewRarFile(TestData("solid.rar").c_str(), "bin\\tool.exe", 0), 1);
-  EXPECT_EQ(ReadFileBytes(written), std::string("MZ\0\0", 4));
-  ASSERT_EQ(g_boxes.size(), 1u);
-  EXPECT_NE(g_boxes[0].find(GetMessageText(KLANG_MSG_START_PROGRAM_QUESTION)), std::string::npos);
-  DeleteFileA(written);
-}
-
 }  // namespace

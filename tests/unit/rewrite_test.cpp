@@ -384,12 +384,6 @@ int RunOwnCase(const OwnCase& c, const std::string& archive, bool matching, cons
   return result;
 }
 
-void Write(const std::string& path, const std::string& bytes) {
-  FILE* f = fopen(path.c_str(), "wb");
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
-}
-
 std::vector<std::string> FolderFiles(const std::string& folder) {
   std::vector<std::string> names;
   WIN32_FIND_DATAA found;
@@ -451,12 +445,12 @@ TEST_P(OwnCases, NeverTouchWhatIsTheUsers) {
   const OwnCase& c = GetParam();
   SetArchiveKind(ARCHIVE_ZIP);
   std::string dir = ScratchDir("rewrite_own"), inputs = ScratchDir("rewrite_own_inputs");
-  Write(inputs + "\\new.txt", "new");
+  WriteFileBytes(inputs + "\\new.txt", "new");
   std::string archive = dir + "\\A.zip";
   ASSERT_TRUE(CopyFileA(TestData("folders.zip").c_str(), archive.c_str(), FALSE));
   // The user's own files under names a working file could have.
-  Write(archive + ".tmp", "my notes");
-  Write(archive + ".~kst5.tmp", "mine too");
+  WriteFileBytes(archive + ".tmp", "my notes");
+  WriteFileBytes(archive + ".~kst5.tmp", "mine too");
   LeaveWorkingFilesOfADeadRun(archive);
   std::vector<std::string> users = {"A.zip", "A.zip.tmp", "A.zip.~kst5.tmp"};
   ASSERT_EQ(FolderFiles(dir).size(), users.size() + 2) << "the dead run left two working files";

@@ -96,21 +96,6 @@ TEST_F(TarFormat, HostileEntriesAreReportedOnce) {
   EXPECT_NE(boxes.texts[0].find("../escaped-dotdot.txt"), std::string::npos);
 }
 
-TEST_F(TarFormat, ViewWritesTheEntryBelowTheTemporaryFolder) {
-  char temp[MAX_PATH];
-  GetTempPathA(MAX_PATH, temp);
-  std::string written = std::string(temp) + "bin\\tool.exe";
-  DeleteFileA(written.c_str());
-  // A program entry asks before it starts; the answer is no, so nothing outlives the test.
-  boxes.answer = IDCANCEL;
-  EXPECT_EQ(ViewTarFile(TestData("view.tar").c_str(), "bin/tool.exe", 0), 1);
-  EXPECT_EQ(ReadFileBytes(written), std::string("MZ\0\0", 4));
-  ASSERT_EQ(boxes.texts.size(), 1u);
-  EXPECT_NE(boxes.texts[0].find(GetMessageText(KLANG_MSG_START_PROGRAM_QUESTION)), std::string::npos);
-  EXPECT_EQ(ViewTarFile(TestData("view.tar").c_str(), "", 0), 1);
-  DeleteFileA(written.c_str());
-}
-
 // The window's add run: a folder goes in with what lies below it, names from its parent.
 // (A new archive through the adapter is the end-to-end test's File > New archive.)
 TEST_F(TarFormat, TheAddRunAppendsFoldersWithTheirContents) {
@@ -164,12 +149,6 @@ std::vector<std::string> TarEntryNames(const std::string& path) {
   return names;
 }
 
-void WriteFile(const std::string& path, const std::string& bytes) {
-  FILE* f = fopen(path.c_str(), "wb");
-  fwrite(bytes.data(), 1, bytes.size(), f);
-  fclose(f);
-}
-
 // The compression, by the first bytes.
 std::string Compression(const std::string& path) {
   std::string head = ReadFileBytes(path).substr(0, 4);
@@ -220,7 +199,7 @@ int RunTarChange(const TarChangeCase& c, const std::string& archive, bool matchi
     snprintf(block->archive, kPathBuf, "%s", archive.c_str());
     block->files = static_cast<char(*)[kPathBuf]>(calloc(1, kPathBuf));
     snprintf(block->files[0], kPathBuf, "%s", (ScratchDir("tar_change_inputs") + "\\" + c.from).c_str());
-    WriteFile(block->files[0], "new");
+    WriteFileBytes(block->files[0], "new");
     block->fileCount = 1;
     block->add = 1;
     block->silent = 1;
@@ -242,7 +221,7 @@ TEST_P(TarChanges, KeepTheCompressionTheFoldersAndWhatIsTheUsers) {
   ASSERT_TRUE(CopyFileA(TestData(c.archive).c_str(), archive.c_str(), FALSE));
   // The user's own files under names a working file could have.
   const char* mine[] = {".tmp", ".kestrelia-new"};
-  for (const char* suffix : mine) WriteFile(archive + suffix, "my notes");
+  for (const char* suffix : mine) WriteFileBytes(archive + suffix, "my notes");
   std::string bytes = ReadFileBytes(archive);
   std::vector<std::string> before = TarEntryNames(archive);
   ASSERT_FALSE(before.empty());

@@ -49,7 +49,8 @@ TEST(IsoMissing, EveryOperationTellsTheUserTheLibraryIsMissing) {
   job.silent = 1;
   snprintf(job.archive, sizeof job.archive, "%s", block.path);
   ExtractIsoFilesFromList(&job);
-  ViewIsoFile(block.path, "a.txt", 0);
+  char written[kPathBuf];
+  WriteIsoEntryToTemp(block.path, "a.txt", written);
   EXPECT_EQ(boxes.titles, std::vector<std::string>(3, GetMessageText(KLANG_MSG_ERROR_TITLE)));
   EXPECT_EQ(boxes.texts, std::vector<std::string>(3, GetGenericText(KLANG_GEN_ISO_LIBRARY_MISSING)));
   EXPECT_EQ(window.Rows(), 0);
