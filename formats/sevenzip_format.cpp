@@ -334,8 +334,8 @@ int TestSevenZipFiles(const char* archive, const EntrySelection* chosen, int sil
   return TestHeaderEntries(kSevenZipKind, archive, chosen, silent, tested);
 }
 
-int ViewSevenZipFile(const char* archive, const char* entryName, int openWith) {
-  return ViewHeaderEntry(kSevenZipKind, archive, entryName, openWith);
+int WriteSevenZipEntryToTemp(const char* archive, const char* entryName, char (&written)[kPathBuf]) {
+  return WriteHeaderEntryToTemp(kSevenZipKind, archive, entryName, written);
 }
 
 int DetectSevenZipEncryption(const char* archive) {
@@ -393,7 +393,7 @@ ArchiveOperations SevenZipOperations() {
   ops.listing = ListSevenZipArchive;
   ops.extract = ExtractSevenZipFiles;
   ops.extractFolder = ExtractSevenZipFolder;
-  ops.view = ViewSevenZipFile;
+  ops.writeTemp = WriteSevenZipEntryToTemp;
   ops.test = TestSevenZipFiles;
   ops.detectEncryption = DetectSevenZipEncryption;
   ops.details = ReadSevenZipDetails;
