@@ -225,8 +225,92 @@ bool MakeCentralRecord(const std::string& old, const char* newName, uint64_t off
   return true;
 }
 
-// Copies the current entry into the new archive: its local header, data and descriptor as
-// they are, or, renamed, a local header with the new name before the same data.
+// An entry as the archive stores it, around the data the library found.
+struct StoredEntry {
+  std::string localExtra;  // as the library read it
+  std::string central;     // the whole central record, for every field the library does not report
+  std::string local;       // the fixed part of the local header
+  uint64_t localAt = 0;    // where the local header begins
+  uint64_t dataAt = 0;     // where the data begins
+  uint64_t end = 0;        // past the data and its descriptor
+};
+
+// The central record of the current entry, read as stored.
+bool ReadCentralRecord(Walk* w, uint64_t directoryAt, std::string* central) {
+  central->resize(kCentralHeader);
+  if (!ReadRewriteFile(&w->data, directoryAt, &(*central)[0], kCentralHeader)) return false;
+  const unsigned char* c = Bytes(*central);
+  size_t more = Get16(c + 28) + Get16(c + 30) + Get16(c + 32);
+  if (Get32(c) != kCentralSignature) return false;
+  central->resize(kCentralHeader + more);
+  return ReadRewriteFile(&w->data, directoryAt + kCentralHeader, &(*central)[kCentralHeader], more);
+}
+
+// Where the local header begins, from the central record (its 64-bit extra when the 32-bit
+// place is all ones); false when the record is inconsistent.
+bool LocalHeaderOffset(const std::string& central, uint64_t* localAt) {
+  const unsigned char* c = reinterpret_cast<const unsigned char*>(central.data());
+  *localAt = Get32(c + 42);
+  if (*localAt != kMax32) return true;
+  std::string extra = central.substr(kCentralHeader + Get16(c + 28), Get16(c + 30));
+  size_t at = FindExtraBlock(extra, kZip64Extra);
+  size_t skip = (Get32(c + 24) == kMax32 ? 8 : 0) + (Get32(c + 20) == kMax32 ? 8 : 0);
+  if (at == std::string::npos || Get16(Bytes(extra) + at + 2) < skip + 8) return false;
+  *localAt = Get64(Bytes(extra) + at + 4 + skip);
+  return true;
+}
+
+// Finds the current entry's stored records and where its bytes end (a data descriptor, with
+// or without its signature, belongs to the entry). The library has the entry open raw.
+bool ReadStoredEntry(Walk* w, const unz_file_info64& info, StoredEntry* e) {
+  const char* caller = w->request.caller;
+  e->dataAt = unzGetCurrentFileZStreamPos64(w->source);
+  uint64_t directoryAt = unzGetOffset64(w->source);
+  int localExtraLength = unzGetLocalExtrafield(w->source, nullptr, 0);
+  if (localExtraLength < 0) {
+    Log(-1, GetVerbose(), "%s size_local_extra<0", caller);
+    return false;
+  }
+  e->localExtra.resize(localExtraLength);
+  if (localExtraLength && unzGetLocalExtrafield(w->source, &e->localExtra[0], localExtraLength) < 0) {
+    Log(-1, GetVerbose(), "%s unzGetLocalExtrafield<0", caller);
+    return false;
+  }
+  if (!ReadCentralRecord(w, directoryAt, &e->central) || !LocalHeaderOffset(e->central, &e->localAt)) return false;
+  e->local.resize(kLocalHeader);
+  if (!ReadRewriteFile(&w->data, e->localAt, &e->local[0], kLocalHeader)) return false;
+  const unsigned char* l = Bytes(e->local);
+  if (Get32(l) != kLocalSignature || e->localAt + kLocalHeader + Get16(l + 26) + Get16(l + 28) != e->dataAt) {
+    Log(-1, GetVerbose(), "%s: the local header is not where the directory says", caller);
+    return false;
+  }
+  e->end = e->dataAt + info.compressed_size;
+  if (info.flag & kDescriptorFlag) {
+    bool wide = FindExtraBlock(e->localExtra, kZip64Extra) != std::string::npos;
+    unsigned char signature[4];
+    if (!ReadRewriteFile(&w->data, e->end, signature, 4)) return false;
+    e->end += (Get32(signature) == kDescriptorSignature ? 4 : 0) + (wide ? 20 : 12);
+  }
+  return true;
+}
+
+// The entry's bytes into the new archive: as they are, or, renamed, a local header with the
+// new name (its length changes) before the same data.
+bool WriteStoredEntry(Walk* w, StoredEntry* e, const char* newName) {
+  if (!newName) return CopyToRewriteOutput(&w->out, &w->data, e->localAt, e->end - e->localAt);
+  std::string extra = e->localExtra;
+  RemoveExtraBlock(&extra, kUnicodePathExtra);
+  const unsigned char* l = Bytes(e->local);
+  if (!IsAscii(newName)) Put16(Bytes(e->local) + 6, Get16(l + 6) | kUtf8Flag);
+  Put16(Bytes(e->local) + 26, strlen(newName));
+  Put16(Bytes(e->local) + 28, extra.size());
+  std::string header = e->local + newName + extra;
+  return WriteRewriteOutput(&w->out, header.data(), header.size()) &&
+         CopyToRewriteOutput(&w->out, &w->data, e->dataAt, e->end - e->dataAt);
+}
+
+// Copies the current entry into the new archive and queues its central record, renamed
+// when newName is given.
 bool CopyEntry(Walk* w, const unz_file_info64& info, const char* newName) {
   const char* caller = w->request.caller;
   int method = 0, level = 0;
@@ -235,81 +319,22 @@ bool CopyEntry(Walk* w, const unz_file_info64& info, const char* newName) {
     Log(-1, GetVerbose(), "%s error in unzOpenCurrentFile2 %d", caller, result);
     return false;
   }
-  bool ok = false;
-  std::string localExtra, central, local;
-  uint64_t dataAt = unzGetCurrentFileZStreamPos64(w->source);
-  uint64_t directoryAt = unzGetOffset64(w->source);
-  int localExtraLength = unzGetLocalExtrafield(w->source, nullptr, 0);
-  do {
-    if (localExtraLength < 0) {
-      Log(-1, GetVerbose(), "%s size_local_extra<0", caller);
-      break;
-    }
-    localExtra.resize(localExtraLength);
-    if (localExtraLength && unzGetLocalExtrafield(w->source, &localExtra[0], localExtraLength) < 0) {
-      Log(-1, GetVerbose(), "%s unzGetLocalExtrafield<0", caller);
-      break;
-    }
-    // The entry's records as stored: the central one (for every field the library does not
-    // report) and the local header (for where the entry begins).
-    central.resize(kCentralHeader);
-    if (!ReadRewriteFile(&w->data, directoryAt, &central[0], kCentralHeader)) break;
-    const unsigned char* c = Bytes(central);
-    size_t more = Get16(c + 28) + Get16(c + 30) + Get16(c + 32);
-    if (Get32(c) != kCentralSignature) break;
-    central.resize(kCentralHeader + more);
-    if (!ReadRewriteFile(&w->data, directoryAt + kCentralHeader, &central[kCentralHeader], more)) break;
-    c = Bytes(central);
-    uint64_t localAt = Get32(c + 42);
-    if (localAt == kMax32) {
-      std::string extra = central.substr(kCentralHeader + Get16(c + 28), Get16(c + 30));
-      size_t at = FindExtraBlock(extra, kZip64Extra);
-      size_t skip = (Get32(c + 24) == kMax32 ? 8 : 0) + (Get32(c + 20) == kMax32 ? 8 : 0);
-      if (at == std::string::npos || Get16(Bytes(extra) + at + 2) < skip + 8) break;
-      localAt = Get64(Bytes(extra) + at + 4 + skip);
-    }
-    local.resize(kLocalHeader);
-    if (!ReadRewriteFile(&w->data, localAt, &local[0], kLocalHeader)) break;
-    const unsigned char* l = Bytes(local);
-    if (Get32(l) != kLocalSignature || localAt + kLocalHeader + Get16(l + 26) + Get16(l + 28) != dataAt) {
-      Log(-1, GetVerbose(), "%s: the local header of %s is not where the directory says", caller, newName);
-      break;
-    }
-    uint64_t end = dataAt + info.compressed_size;
-    if (info.flag & kDescriptorFlag) {
-      bool wide = FindExtraBlock(localExtra, kZip64Extra) != std::string::npos;
-      unsigned char signature[4];
-      if (!ReadRewriteFile(&w->data, end, signature, 4)) break;
-      end += (Get32(signature) == kDescriptorSignature ? 4 : 0) + (wide ? 20 : 12);
-    }
-    uint64_t offset = w->out.position;
-    if (newName) {
-      // A new name changes the local header's length: write it, then copy the data.
-      std::string extra = localExtra;
-      RemoveExtraBlock(&extra, kUnicodePathExtra);
-      if (!IsAscii(newName)) Put16(Bytes(local) + 6, Get16(l + 6) | kUtf8Flag);
-      Put16(Bytes(local) + 26, strlen(newName));
-      Put16(Bytes(local) + 28, extra.size());
-      local += newName;
-      local += extra;
-      if (!WriteRewriteOutput(&w->out, local.data(), local.size()) ||
-          !CopyToRewriteOutput(&w->out, &w->data, dataAt, end - dataAt)) {
-        Log(1, GetVerbose(), "%s: zipWriteInFileInZip", caller);
-        break;
-      }
-    } else if (!CopyToRewriteOutput(&w->out, &w->data, localAt, end - localAt)) {
-      Log(1, GetVerbose(), "%s: zipWriteInFileInZip", caller);
-      break;
-    }
-    std::string record;
-    if (!MakeCentralRecord(central, newName, offset, &record)) {
-      Log(1, GetVerbose(), "%s: zipOpenNewFileInZip2", caller);
-      break;
-    }
+  StoredEntry e;
+  uint64_t offset = w->out.position;
+  std::string record;
+  bool ok = ReadStoredEntry(w, info, &e);
+  if (ok && !WriteStoredEntry(w, &e, newName)) {
+    Log(1, GetVerbose(), "%s: zipWriteInFileInZip", caller);
+    ok = false;
+  }
+  if (ok && !MakeCentralRecord(e.central, newName, offset, &record)) {
+    Log(1, GetVerbose(), "%s: zipOpenNewFileInZip2", caller);
+    ok = false;
+  }
+  if (ok) {
     w->directory += record;
     ++w->entries;
-    ok = true;
-  } while (false);
+  }
   result = unzCloseCurrentFile(w->source);
   if (result == UNZ_CRCERROR) {
     Log(-1, GetVerbose(), "%s: unzCloseCurrentFile", caller);
@@ -441,103 +466,80 @@ DWORD WalkError(const Walk& w) {
 
 void RemoveTemporary(const char* temporary) { DiscardWorkingFile(temporary); }
 
-int RewriteZip(const WalkRequest& request, const char* archive) {
-  const char* caller = request.caller;
-  t_failure[0] = '\0';
-  if (t_report) t_report->clear();
-  CurrentKindSeparator(caller);  // logs an unknown kind; the walk is ZIP's anyway
-  char temporary[kPathBuf] = "";
-  if (!request.simulation) {
-    // Refused before any work: the user made the archive read-only, and it stays so.
-    if (DWORD refusal = ReadOnlyRefusal(archive)) {
-      SetFailure(archive, refusal);
-      return REWRITE_READ_ONLY;
-    }
-    RemoveStaleWorkingFiles(archive);
-  }
-
-  RewriteFileLayer& layer = GetRewriteFileLayer();
-  zlib_filefunc64_def functions;
-  layer.fillFunctions(&functions);
-  Walk w(request, archive);
-  w.folders = ChangeSetNamesFolders(request.changes);
-  w.source = MyWaitunzOpen2_64With(archive, 3000, &functions);
-  if (!w.source) {
+// The walk's three files: the archive read by the library and as raw bytes, and the claimed
+// working file the new archive is written to (only when the walk writes). 0, else the
+// failure is set and nothing is left open.
+int OpenWalk(Walk* w, zlib_filefunc64_def* functions, const char* archive, char (&temporary)[kPathBuf]) {
+  w->source = MyWaitunzOpen2_64With(archive, 3000, functions);
+  if (!w->source) {
     DWORD error = GetLastZipFileOpenError();
     SetFailure(archive, error ? error : GetStoredSystemError());
     return REWRITE_CANNOT_OPEN;
   }
-  w.writing = !request.simulation;
-  if (w.writing) {
-    if (!OpenRewriteFile(&w.data, functions, archive, false)) {
-      SetFailure(archive, w.data.systemError);
-      unzClose(w.source);
-      return REWRITE_CANNOT_OPEN;
-    }
-    DWORD claimError = ClaimWorkingFile(archive, temporary);
-    if (claimError || !OpenRewriteOutput(&w.out, functions, temporary)) {
-      SetFailure(archive, claimError ? claimError : w.out.file.systemError);
-      RemoveTemporary(temporary);
-      CloseRewriteFile(&w.data);
-      unzClose(w.source);
-      return REWRITE_CANNOT_CREATE_TEMP;
-    }
-    MarkWorkingFile(temporary);
-  } else if (request.job == Job::Delete) {
-    Log(5, GetVerbose(), "%s in Simulationmode - not opening Zipfile!", caller);
+  w->writing = !w->request.simulation;
+  if (!w->writing) {
+    if (w->request.job == Job::Delete) Log(5, GetVerbose(), "%s in Simulationmode - not opening Zipfile!", w->request.caller);
+    return 0;
   }
-  auto abandon = [&](int code) {
-    if (w.writing) {
-      AbandonRewriteOutput(&w.out);
-      CloseRewriteFile(&w.data);
-      RemoveTemporary(temporary);
-    }
-    unzClose(w.source);
-    return code;
-  };
+  if (!OpenRewriteFile(&w->data, *functions, archive, false)) {
+    SetFailure(archive, w->data.systemError);
+    unzClose(w->source);
+    return REWRITE_CANNOT_OPEN;
+  }
+  DWORD claimError = ClaimWorkingFile(archive, temporary);
+  if (claimError || !OpenRewriteOutput(&w->out, *functions, temporary)) {
+    SetFailure(archive, claimError ? claimError : w->out.file.systemError);
+    RemoveTemporary(temporary);
+    CloseRewriteFile(&w->data);
+    unzClose(w->source);
+    return REWRITE_CANNOT_CREATE_TEMP;
+  }
+  MarkWorkingFile(temporary);
+  return 0;
+}
 
+// The archive's comment, which the new directory carries on; 0 or the failure's code.
+int ReadArchiveComment(unzFile source, std::vector<char>* comment, uLong* length) {
   unz_global_info64 global;
-  if (unzGetGlobalInfo64(w.source, &global) != UNZ_OK) return abandon(REWRITE_GLOBAL_INFO);
-  std::vector<char> comment;
-  if (global.size_comment) {
-    try {
-      comment.resize(global.size_comment + 1);
-    } catch (...) {
-      return abandon(REWRITE_COMMENT_MEMORY);
-    }
-    int got = unzGetGlobalComment(w.source, comment.data(), global.size_comment + 1);
-    if (got < 0 || static_cast<uLong>(got) != global.size_comment) return abandon(REWRITE_COMMENT_READ);
+  if (unzGetGlobalInfo64(source, &global) != UNZ_OK) return REWRITE_GLOBAL_INFO;
+  *length = global.size_comment;
+  if (!global.size_comment) return 0;
+  try {
+    comment->resize(global.size_comment + 1);
+  } catch (...) {
+    return REWRITE_COMMENT_MEMORY;
   }
+  int got = unzGetGlobalComment(source, comment->data(), global.size_comment + 1);
+  return got < 0 || static_cast<uLong>(got) != global.size_comment ? REWRITE_COMMENT_READ : 0;
+}
 
-  bool complete = WalkEntries(&w);
-  if (w.writing && complete && w.changed) complete = WriteDirectory(&w, comment.data(), global.size_comment);
-  DWORD error = WalkError(w);
-  if (w.writing) {
+// Walks the entries and ends the new archive: finished only when the walk was whole, changed
+// something and met no error. Every file closes. Returns the first error (0 for none).
+DWORD WalkAndFinish(Walk* w, const std::vector<char>& comment, uLong commentLength, bool* complete) {
+  *complete = WalkEntries(w);
+  if (w->writing && *complete && w->changed) *complete = WriteDirectory(w, comment.data(), commentLength);
+  DWORD error = WalkError(*w);
+  if (w->writing) {
     // Kept stretches are only queued until something changes, so a walk that changes
     // nothing never copies the archive.
-    if (complete && w.changed && !error) {
-      if (!FinishRewriteOutput(&w.out)) error = w.out.file.systemError ? w.out.file.systemError : ERROR_WRITE_FAULT;
+    if (*complete && w->changed && !error) {
+      if (!FinishRewriteOutput(&w->out)) error = w->out.file.systemError ? w->out.file.systemError : ERROR_WRITE_FAULT;
     } else {
-      AbandonRewriteOutput(&w.out);
+      AbandonRewriteOutput(&w->out);
     }
-    CloseRewriteFile(&w.data);
+    CloseRewriteFile(&w->data);
   }
-  unzClose(w.source);
-  Log(5, GetVerbose(), "%s: found %d of %d", caller, w.found, w.found + w.kept);
+  unzClose(w->source);
+  Log(5, GetVerbose(), "%s: found %d of %d", w->request.caller, w->found, w->found + w->kept);
+  return error;
+}
 
-  if (request.simulation) return w.found ? REWRITE_DONE : REWRITE_NOTHING_MATCHED;
-  if (!complete || error) {
-    SetFailure(archive, error ? error : ERROR_FILE_CORRUPT);
-    RemoveTemporary(temporary);
-    return REWRITE_NOTHING_REPLACED;
-  }
-  if (!w.changed) {
-    // Nothing matched: the archive keeps its bytes and its time.
-    RemoveTemporary(temporary);
-    return REWRITE_NOTHING_MATCHED;
-  }
-  if (request.job == Job::Delete && w.entries == 0) {
-    // Nothing is left: the archive goes.
+// The new archive takes the old one's place, or, when no entry is left, the archive goes.
+// Only a new archive that is on the disk replaces the old one, and in one step: a failure
+// here leaves the old archive untouched.
+int ReplaceArchive(const Walk& w, const char* archive, const char* temporary) {
+  RewriteFileLayer& layer = GetRewriteFileLayer();
+  if (w.request.job == Job::Delete && w.entries == 0) {
     RemoveTemporary(temporary);
     if (!layer.deleteFile(archive)) {
       SetFailure(archive, GetLastError());
@@ -545,8 +547,6 @@ int RewriteZip(const WalkRequest& request, const char* archive) {
     }
     return REWRITE_DONE;
   }
-  // Only a new archive that is on the disk replaces the old one, and in one step: a failure
-  // here leaves the old archive untouched.
   if (DWORD flushError = layer.flushFile(temporary)) {
     SetFailure(archive, flushError);
     RemoveTemporary(temporary);
@@ -558,6 +558,52 @@ int RewriteZip(const WalkRequest& request, const char* archive) {
     return REWRITE_REPLACE_FAILED;
   }
   return REWRITE_DONE;
+}
+
+int RewriteZip(const WalkRequest& request, const char* archive) {
+  t_failure[0] = '\0';
+  if (t_report) t_report->clear();
+  CurrentKindSeparator(request.caller);  // logs an unknown kind; the walk is ZIP's anyway
+  if (!request.simulation) {
+    // Refused before any work: the user made the archive read-only, and it stays so.
+    if (DWORD refusal = ReadOnlyRefusal(archive)) {
+      SetFailure(archive, refusal);
+      return REWRITE_READ_ONLY;
+    }
+    RemoveStaleWorkingFiles(archive);
+  }
+  zlib_filefunc64_def functions;
+  GetRewriteFileLayer().fillFunctions(&functions);
+  Walk w(request, archive);
+  w.folders = ChangeSetNamesFolders(request.changes);
+  char temporary[kPathBuf] = "";
+  if (int failed = OpenWalk(&w, &functions, archive, temporary)) return failed;
+
+  std::vector<char> comment;
+  uLong commentLength = 0;
+  if (int failed = ReadArchiveComment(w.source, &comment, &commentLength)) {
+    if (w.writing) {
+      AbandonRewriteOutput(&w.out);
+      CloseRewriteFile(&w.data);
+      RemoveTemporary(temporary);
+    }
+    unzClose(w.source);
+    return failed;
+  }
+  bool complete = false;
+  DWORD error = WalkAndFinish(&w, comment, commentLength, &complete);
+  if (request.simulation) return w.found ? REWRITE_DONE : REWRITE_NOTHING_MATCHED;
+  if (!complete || error) {
+    SetFailure(archive, error ? error : ERROR_FILE_CORRUPT);
+    RemoveTemporary(temporary);
+    return REWRITE_NOTHING_REPLACED;
+  }
+  if (!w.changed) {
+    // Nothing matched: the archive keeps its bytes and its time.
+    RemoveTemporary(temporary);
+    return REWRITE_NOTHING_MATCHED;
+  }
+  return ReplaceArchive(w, archive, temporary);
 }
 
 BOOL DeleteByName(const char* path) { return DeleteFileA(path); }
