@@ -8,6 +8,7 @@
 #include "model/app_state.h"
 #include "model/liststruct.h"
 #include "services/log.h"
+#include "services/long_path.h"
 #include "services/prompts.h"
 #include "services/runtime_library.h"
 #include "jobs/extract_job.h"
@@ -91,7 +92,10 @@ int NextIsoHeader(void* context, HeaderEntry* entry) {
 int ProcessIsoEntry(void* context, HeaderOperation operation, const char* folder, const char* name) {
   IsoWalk* walk = static_cast<IsoWalk*>(context);
   int code = operation == HEADER_EXTRACT ? ISO_EXTRACT : operation == HEADER_TEST ? ISO_TEST : ISO_SKIP;
-  int result = walk->calls.processFile(walk->image, code, folder && *folder ? folder : nullptr, name, nullptr,
+  // Whole and in the "\\?\" form: the entries' paths below it may be of any length.
+  std::string base;
+  if (code == ISO_EXTRACT) base = Utf8FromWide(ExtendedWidePath(folder && *folder ? folder : ".").c_str());
+  int result = walk->calls.processFile(walk->image, code, base.empty() ? nullptr : base.c_str(), name, nullptr,
                                        nullptr, nullptr, &walk->progress);
   switch (result) {
     case ISO_OK: return 0;

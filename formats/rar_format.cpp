@@ -10,6 +10,7 @@
 #include "model/listing_totals.h"
 #include "model/liststruct.h"
 #include "services/log.h"
+#include "services/long_path.h"
 #include "services/prompts.h"
 #include "services/runtime_library.h"
 #include "jobs/entry_failures.h"
@@ -350,7 +351,8 @@ int WriteRarEntry(RarWalk* walk, const char* folder, const char* name) {
   if (walk->destination.empty()) {
     char here[kPathBuf];
     if (!folder || !*folder) GetCurrentDirectoryA(sizeof here, here);
-    walk->destination = Wide(folder && *folder ? folder : here);
+    // Whole and in the "\\?\" form: the entries' paths below it may be of any length.
+    walk->destination = ExtendedWidePath(folder && *folder ? folder : here);
     if (walk->destination.empty() || walk->destination.back() != L'\\') walk->destination += L'\\';
   }
   std::wstring target = walk->destination + Wide(name);

@@ -86,7 +86,19 @@ struct TarNames {
   }
 };
 
-void AddListedEntry(ArchiveControlBlock* block, const TarFindRecord& record) {
+// The record's whole name: the library keeps names longer than the record holds.
+std::string RecordName(TarHandle archive, const TarFindRecord& record) {
+  size_t length = strnlen(record.name, sizeof record.name);
+  auto whole = length + 1 >= sizeof record.name ? TarDll::TarFindName() : nullptr;
+  uint32_t size = whole ? whole(archive, nullptr, 0) : 0;
+  if (size <= length) return std::string(record.name, length);
+  std::string name(size + 1, '\0');
+  whole(archive, &name[0], size + 1);
+  name.resize(size);
+  return name;
+}
+
+void AddListedEntry(ArchiveControlBlock* block, const TarFindRecord& record, const std::string& name) {
   ListingTotals& totals = GetListingTotals();
   uint64_t size = (static_cast<uint64_t>(record.sizeHigh) << 32) | record.size;
   uint64_t packed = record.packedSize || record.packedHigh
@@ -94,17 +106,14 @@ void AddListedEntry(ArchiveControlBlock* block, const TarFindRecord& record) {
                         : size;
   totals.uncompressed += size;
   totals.compressed += packed;
-  size_t length = strnlen(record.name, sizeof record.name);
-  if (length && record.name[length - 1] == '/') return;  // a folder: sizes only
+  if (!name.empty() && name.back() == '/') return;  // a folder: sizes only
   // Seconds are dropped on purpose: the list shows minutes.
   EntryStamp stamp = {0, (record.dosTime >> 5) & 0x3F, record.dosTime >> 11, record.dosDate & 0x1F,
                       ((record.dosDate >> 5) & 0x0F) - 1, 1980 + (record.dosDate >> 9)};
-  char name[kPathBuf];
-  snprintf(name, sizeof name, "%.*s", static_cast<int>(length), record.name);
-  const char* slash = strrchr(name, '/');
-  const char* part = slash && slash[1] ? slash + 1 : name;
+  size_t slash = name.rfind('/');
+  const char* part = slash != std::string::npos && slash + 1 < name.size() ? name.c_str() + slash + 1 : name.c_str();
   ++totals.entries;
-  if (block->list) InsertEntryRow(block->list, stamp, part, name, block->folders, packed, size);
+  if (block->list) InsertEntryRow(block->list, stamp, part, name.c_str(), block->folders, packed, size);
 }
 
 }  // namespace
@@ -153,7 +162,7 @@ DWORD WINAPI ListTarFilesThread(LPVOID parameter) {
   TarHandle archive = open(GetMainWindowHandle(), block->path, 0);
   TarFindRecord record;
   for (int more = first(archive, "", &record); more == 0; more = next(archive, &record))
-    AddListedEntry(block, record);
+    AddListedEntry(block, record, RecordName(archive, record));
   close(archive);
   Log(-1, GetVerbose(), "time measure: %d\n", static_cast<int>(GetTickCount() - start));
   FinishListing(block);
@@ -408,9 +417,8 @@ class TarReader : public ArchiveReader {
       started_ = true;
       current_ = found == 0;
       if (found) return calls_.read(handle_, nullptr, 0) == 0 ? 1 : STREAM_FAILED;
-      size_t length = strnlen(record.name, sizeof record.name);
-      if (length && record.name[length - 1] == '/') continue;  // a folder has no row
-      entry->name.assign(record.name, length);
+      entry->name = RecordName(handle_, record);
+      if (!entry->name.empty() && entry->name.back() == '/') continue;  // a folder has no row
       entry->size = size_ = (static_cast<uint64_t>(record.sizeHigh) << 32) | record.size;
       done_ = 0;
       end_ = 1;
@@ -494,8 +502,7 @@ int SimulateTarRewrite(const char* archive, TarChanges* c, char* failure, size_t
   TarFindRecord record;
   char unused[kPathBuf];
   for (int more = first(handle, "", &record); more == 0; more = next(handle, &record)) {
-    record.name[sizeof record.name - 1] = '\0';
-    AnswerForEntry(c, record.name, unused, sizeof unused);
+    AnswerForEntry(c, RecordName(handle, record).c_str(), unused, sizeof unused);
   }
   close(handle);
   if (!c->found) return kRewriteUnmatched;

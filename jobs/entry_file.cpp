@@ -2,6 +2,7 @@
 #include "jobs/entry_file.h"
 
 #include "services/log.h"
+#include "services/long_path.h"
 
 #include <cstdio>
 #include <cstring>
@@ -37,8 +38,11 @@ DWORD WriteEntryBytes(HANDLE file, const void* data, size_t length) {
 }
 
 std::wstring WideTargetName(const char* target) {
+  std::wstring wide = WidePath(target);
+  if (!wide.empty() || !*target) return wide;
+  // Not UTF-8: the bytes as the code page reads them, so the system names the failure.
   int length = MultiByteToWideChar(CP_ACP, 0, target, -1, nullptr, 0);
-  std::wstring wide(length > 0 ? static_cast<size_t>(length) : 1, L'\0');
+  wide.assign(length > 0 ? static_cast<size_t>(length) : 1, L'\0');
   if (length > 0) MultiByteToWideChar(CP_ACP, 0, target, -1, &wide[0], length);
   wide.resize(wcslen(wide.c_str()));
   return wide;
@@ -72,31 +76,6 @@ DWORD OpenEntryFile(EntryFile* file, const char* target) {
   return ERROR_CANNOT_MAKE;
 }
 
-namespace {
-
-// Makes every folder of a path that is not there; 0, or the system's error for the first that
-// could not be made.
-DWORD MakeFolders(const char* path) {
-  char copy[kPathBuf];
-  snprintf(copy, sizeof copy, "%s", path);
-  size_t length = strlen(copy);
-  DWORD first = 0;
-  for (size_t i = 1; i <= length; ++i) {
-    if (i < length && copy[i] != '\\' && copy[i] != '/') continue;
-    if (copy[i - 1] == ':' || copy[i - 1] == '\\' || copy[i - 1] == '/') continue;  // a drive, or "\\server"
-    char kept = copy[i];
-    copy[i] = 0;
-    if (!CreateDirectoryA(copy, nullptr)) {
-      DWORD error = GetLastError();
-      if (error != ERROR_ALREADY_EXISTS && !first) first = error;
-    }
-    copy[i] = kept;
-  }
-  return first;
-}
-
-}  // namespace
-
 DWORD OpenEntryFileMakingFolders(EntryFile* file, const char* target) {
   DWORD error = OpenEntryFile(file, target);
   if (error != ERROR_PATH_NOT_FOUND) return error;
@@ -107,7 +86,7 @@ DWORD OpenEntryFileMakingFolders(EntryFile* file, const char* target) {
     if (*p == '/' || *p == '\\') cut = p;
   if (!cut) return error;
   *cut = 0;
-  DWORD made = MakeFolders(folder);
+  DWORD made = MakeFolderPath(folder);
   error = OpenEntryFile(file, target);
   return error && made ? made : error;
 }

@@ -20,7 +20,8 @@ struct EntryFile {
   std::wstring working;
 };
 
-// The target's name as the system takes it: the process code page (UTF-8) to UTF-16, relative to the working directory.
+// The target's name as the system takes it: UTF-8 to UTF-16, relative to the working directory
+// while short, else whole in the "\\?\" form that takes paths of any length.
 std::wstring WideTargetName(const char* target);
 // Whether a file or folder of the target's name is there.
 bool EntryTargetExists(const char* target);
@@ -32,6 +33,11 @@ DWORD OpenEntryFile(EntryFile* file, const char* target);
 // folder's error ("access denied"), where the file's own create would only say that its
 // folder is missing.
 DWORD OpenEntryFileMakingFolders(EntryFile* file, const char* target);
+// Creates a folder with its parents (jobs/extract_dirs.cpp); 0 when the folder is there, else
+// the system's error for the first folder that could not be made (a read-only destination
+// answers "access denied" here, where a file's own create would only say that its folder is
+// missing).
+DWORD MakeFolderPath(const char* path);
 // Closes the working file and gives it the target's name, replacing what was there; 0, or the
 // system's error (the working file is then gone and the target as it was).
 DWORD CommitEntryFile(EntryFile* file);

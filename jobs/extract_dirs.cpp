@@ -1,58 +1,71 @@
 #include "services/base.h"
 #include "jobs/extract_job.h"
 
+#include "jobs/entry_file.h"
+
 #include "kestrelia_lang.h"
 #include "services/log.h"
+#include "services/long_path.h"
 #include "services/prompts.h"
 
 #include <cstdio>
-#include <cstring>
+#include <string>
+
+namespace {
+
+// Makes the folder after the folders above it that are missing, through the wide calls, which
+// take paths of any length in their "\\?\" form. A missing folder answers "path not found"
+// for the folder below it, so the walk climbs only as far as folders are missing and never
+// tries a drive or a server. 0, ERROR_ALREADY_EXISTS, or the first error of the chain.
+DWORD MakeChain(const std::wstring& folder) {
+  if (CreateDirectoryW(folder.c_str(), nullptr)) return 0;
+  DWORD error = GetLastError();
+  if (error != ERROR_PATH_NOT_FOUND) return error;
+  size_t cut = folder.find_last_of(L"\\/");
+  if (cut == std::wstring::npos || cut == 0) return error;
+  DWORD above = MakeChain(folder.substr(0, cut));
+  if (above && above != ERROR_ALREADY_EXISTS) return above;
+  return CreateDirectoryW(folder.c_str(), nullptr) ? 0 : GetLastError();
+}
+
+DWORD MakeChainOf(const char* path) {
+  std::wstring folder = WidePath(path);
+  while (folder.size() > 1 && (folder.back() == L'\\' || folder.back() == L'/')) folder.pop_back();
+  return folder.empty() ? ERROR_INVALID_NAME : MakeChain(folder);
+}
+
+bool IsFolder(const char* path) {
+  DWORD attributes = GetFileAttributesW(WidePath(path).c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+}  // namespace
+
+DWORD MakeFolderPath(const char* path) {
+  DWORD error = MakeChainOf(path);
+  return error == ERROR_ALREADY_EXISTS && IsFolder(path) ? 0 : error;
+}
 
 BOOL CreateDirectoryPath(const char* path) {
-  if (CreateDirectoryA(path, nullptr)) return TRUE;
-  if (GetLastError() != ERROR_PATH_NOT_FOUND) return FALSE;
-  char prefix[kPathBuf];
-  snprintf(prefix, sizeof prefix, "%s", path);
-  // The first separator follows a drive ("c:\") or begins the name: nothing to create there.
-  char* first = strchr(prefix, '\\');
-  for (char* p = first ? strchr(first + 1, '\\') : nullptr; p; p = strchr(p + 1, '\\')) {
-    *p = 0;
-    BOOL made = CreateDirectoryA(prefix, nullptr);
-    DWORD error = made ? 0 : GetLastError();
-    *p = '\\';
-    if (!made && error != ERROR_ALREADY_EXISTS) break;
-  }
-  return CreateDirectoryA(path, nullptr);
+  DWORD error = MakeChainOf(path);
+  SetLastError(error);
+  return error == 0;
 }
 
 int MakeDirectoryPath(const char* path, int reportExisting, int showErrors) {
-  char copy[kPathBuf];
-  snprintf(copy, sizeof copy, "%s", path);
-  size_t length = strlen(copy);
-  if (length && copy[length - 1] == '/') copy[--length] = 0;
-  if (CreateDirectoryA(copy, nullptr)) return 0;
-  for (size_t i = 1; i <= length; ++i) {
-    if (i < length && copy[i] != '\\' && copy[i] != '/') continue;
-    char kept = copy[i];
-    copy[i] = 0;
-    BOOL made = CreateDirectoryA(copy, nullptr);
-    DWORD error = made ? 0 : GetLastError();
-    if (!made && (error == ERROR_PATH_NOT_FOUND || error == ERROR_FILE_NOT_FOUND)) {
-      if (showErrors) {
-        char text[kPathBuf * 2];
-        snprintf(text, sizeof text, "%s %s", GetMessageText(KLANG_MSG_CANNOT_CREATE_FOLDER), copy);
-        PromptMessageBox(GetForegroundWindow(), text, GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
-      }
-      Log(2, GetVerbose(), "MakeDirectoryPath: cannot create %s - # %lu", copy, error);
-      return 1;
-    }
-    if (!made && error == ERROR_ALREADY_EXISTS && reportExisting) {
-      if (showErrors)
-        PromptMessageBox(GetForegroundWindow(), GetMessageText(KLANG_MSG_FOLDER_EXISTS),
-                         GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
-      return -1;
-    }
-    copy[i] = kept;
+  DWORD error = MakeChainOf(path);
+  if (error == ERROR_ALREADY_EXISTS && IsFolder(path)) {
+    if (!reportExisting) return 0;
+    if (showErrors)
+      PromptMessageBox(GetForegroundWindow(), GetMessageText(KLANG_MSG_FOLDER_EXISTS),
+                       GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
+    return -1;
   }
-  return 0;
+  if (!error) return 0;
+  if (showErrors) {
+    std::string text = std::string(GetMessageText(KLANG_MSG_CANNOT_CREATE_FOLDER)) + " " + path;
+    PromptMessageBox(GetForegroundWindow(), text.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
+  }
+  Log(2, GetVerbose(), "MakeDirectoryPath: cannot create %s - # %lu", path, error);
+  return 1;
 }

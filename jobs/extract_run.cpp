@@ -252,6 +252,7 @@ std::string FolderOfTarget(const char* target) {
   for (size_t cut; GetFileAttributesW(folder.c_str()) == INVALID_FILE_ATTRIBUTES &&
                    (cut = folder.find_last_of(L'\\')) != std::wstring::npos && cut > 2;)
     folder.resize(cut);
+  if (folder.compare(0, 4, L"\\\\?\\") == 0 && folder.compare(4, 4, L"UNC\\") != 0) folder.erase(0, 4);
   char text[kPathBuf * 3];
   if (!WideCharToMultiByte(CP_ACP, 0, folder.c_str(), -1, text, sizeof text, nullptr, nullptr)) return target;
   return text;

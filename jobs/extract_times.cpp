@@ -2,6 +2,7 @@
 #include "jobs/extract_job.h"
 
 #include "services/log.h"
+#include "services/long_path.h"
 
 namespace {
 
@@ -43,7 +44,7 @@ bool SetHandleTimesFromDos(HANDLE file, unsigned long dosDate) {
 }
 
 bool SetFileTimesFromDos(const char* path, unsigned long dosDate) {
-  HANDLE file = CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  HANDLE file = CreateFileW(WidePath(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
   if (file == INVALID_HANDLE_VALUE) {
     Log(3, GetVerbose(), "SetFileTimesFromDos: cannot open %s - # %lu", path, GetLastError());
     return false;

@@ -2,6 +2,7 @@
 #include "jobs/safe_replace.h"
 
 #include "services/log.h"
+#include "services/long_path.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -42,7 +43,7 @@ bool IdentityOfHandle(HANDLE h, Identity* id) {
 }
 
 bool IdentityOfPath(const char* path, Identity* id) {
-  HANDLE h = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+  HANDLE h = CreateFileW(WidePath(path).c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                          FILE_FLAG_BACKUP_SEMANTICS, nullptr);
   if (h == INVALID_HANDLE_VALUE) return false;
   bool ok = IdentityOfHandle(h, id);
@@ -103,7 +104,7 @@ DWORD ClaimWorkingFile(const char* target, char* work) {
     int length = n ? snprintf(work, kPathBuf, "%s.~kst%d.tmp", target, n) : snprintf(work, kPathBuf, "%s.tmp", target);
     if (length <= 0 || length >= kPathBuf) break;
     // Creating, not testing, claims the name: no file can come between the test and the use.
-    HANDLE h = CreateFileA(work, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY, nullptr);
+    HANDLE h = CreateFileW(WidePath(work).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY, nullptr);
     if (h != INVALID_HANDLE_VALUE) {
       Remember(work, h);
       CloseHandle(h);
@@ -111,7 +112,7 @@ DWORD ClaimWorkingFile(const char* target, char* work) {
     }
     DWORD error = GetLastError();
     bool taken = error == ERROR_FILE_EXISTS || error == ERROR_ALREADY_EXISTS ||
-                 (error == ERROR_ACCESS_DENIED && GetFileAttributesA(work) != INVALID_FILE_ATTRIBUTES);
+                 (error == ERROR_ACCESS_DENIED && GetFileAttributesW(WidePath(work).c_str()) != INVALID_FILE_ATTRIBUTES);
     if (!taken) {
       Log(1, GetVerbose(), "ClaimWorkingFile: %s cannot be created (%lu)", work, error);
       work[0] = '\0';
@@ -123,10 +124,10 @@ DWORD ClaimWorkingFile(const char* target, char* work) {
   return ERROR_FILE_EXISTS;
 }
 
-void MarkWorkingFile(const char* work) { SetFileAttributesA(work, FILE_ATTRIBUTE_TEMPORARY); }
+void MarkWorkingFile(const char* work) { SetFileAttributesW(WidePath(work).c_str(), FILE_ATTRIBUTE_TEMPORARY); }
 
 DWORD FlushWorkingFile(const char* path) {
-  HANDLE h = CreateFileA(path, GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  HANDLE h = CreateFileW(WidePath(path).c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (h == INVALID_HANDLE_VALUE) return GetLastError();
   DWORD error = FlushFileBuffers(h) ? 0 : GetLastError();
   CloseHandle(h);
@@ -134,7 +135,7 @@ DWORD FlushWorkingFile(const char* path) {
 }
 
 DWORD CopyToWorkingFile(const char* target, const char* work) {
-  DWORD error = CopyFileA(target, work, FALSE) ? FlushWorkingFile(work) : GetLastError();
+  DWORD error = CopyFileW(WidePath(target).c_str(), WidePath(work).c_str(), FALSE) ? FlushWorkingFile(work) : GetLastError();
   if (error) {
     Log(1, GetVerbose(), "CopyToWorkingFile: %s to %s failed %lu", target, work, error);
     DiscardWorkingFile(work);
@@ -147,13 +148,13 @@ DWORD CopyToWorkingFile(const char* target, const char* work) {
 
 DWORD ReplaceWithWorkingFile(const char* work, const char* target) {
   // The new archive looks like the old one: hidden stays hidden, and it is no longer temporary.
-  DWORD old = GetFileAttributesA(target);
+  DWORD old = GetFileAttributesW(WidePath(target).c_str());
   DWORD kept = old == INVALID_FILE_ATTRIBUTES
                    ? 0
                    : old & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE |
                             FILE_ATTRIBUTE_NOT_CONTENT_INDEXED);
-  SetFileAttributesA(work, kept ? kept : FILE_ATTRIBUTE_NORMAL);
-  if (MoveFileExA(work, target, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+  SetFileAttributesW(WidePath(work).c_str(), kept ? kept : FILE_ATTRIBUTE_NORMAL);
+  if (MoveFileExW(WidePath(work).c_str(), WidePath(target).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
     Forget(work);
     return 0;
   }
@@ -165,7 +166,7 @@ DWORD ReplaceWithWorkingFile(const char* work, const char* target) {
 
 void DiscardWorkingFile(const char* work) {
   if (!work || !*work) return;
-  if (DeleteFileA(work) || GetLastError() == ERROR_FILE_NOT_FOUND) Forget(work);
+  if (DeleteFileW(WidePath(work).c_str()) || GetLastError() == ERROR_FILE_NOT_FOUND) Forget(work);
 }
 
 int RemoveStaleWorkingFiles(const char* target) {
@@ -191,7 +192,7 @@ int RemoveStaleWorkingFiles(const char* target) {
     const char* path = record.first.c_str();
     Identity now, then = {volume, high, low};
     if (IdentityOfPath(path, &now) && now == then) {
-      if (!DeleteFileA(path)) {
+      if (!DeleteFileW(WidePath(path).c_str())) {
         Log(1, GetVerbose(), "stale working file %s cannot be removed (%lu)", path, GetLastError());
         continue;
       }
@@ -205,7 +206,7 @@ int RemoveStaleWorkingFiles(const char* target) {
 }
 
 DWORD ReadOnlyRefusal(const char* target) {
-  DWORD attributes = GetFileAttributesA(target);
+  DWORD attributes = GetFileAttributesW(WidePath(target).c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_READONLY)) return 0;
   return ERROR_FILE_READ_ONLY;
 }

@@ -37,14 +37,25 @@ std::string Utf8FromWide(const wchar_t* text) {
   return out;
 }
 
-std::wstring WidePath(const char* path) {
-  std::wstring wide = Wide(path ? path : "");
-  // A folder to be made in the path takes 12 characters more than a file (room for an 8.3 name).
-  if (wide.size() < MAX_PATH - 12 || HasLongPrefix(wide)) return wide;
+namespace {
+
+std::wstring Extended(const std::wstring& wide) {
+  if (wide.empty() || HasLongPrefix(wide)) return wide;
   std::wstring full = FullWide(wide);
   if (full.compare(0, 2, L"\\\\") == 0) return L"\\\\?\\UNC\\" + full.substr(2);
   return L"\\\\?\\" + full;
 }
+
+}  // namespace
+
+std::wstring WidePath(const char* path) {
+  std::wstring wide = Wide(path ? path : "");
+  // A folder to be made in the path takes 12 characters more than a file (room for an 8.3 name).
+  if (wide.size() < MAX_PATH - 12) return wide;
+  return Extended(wide);
+}
+
+std::wstring ExtendedWidePath(const char* path) { return Extended(Wide(path ? path : "")); }
 
 std::string FullPathForDisplay(const char* path) {
   std::wstring wide = Wide(path ? path : "");

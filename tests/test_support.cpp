@@ -3,6 +3,7 @@
 
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
+#include "services/long_path.h"
 #include "services/prompts.h"
 #include "ui/entry_list.h"
 #include "ui/listing_view.h"
@@ -40,12 +41,13 @@ std::string ScratchDir(const std::string& name) {
 
 std::string ReadFileBytes(const std::string& path) {
   std::string out;
-  if (FILE* f = fopen(path.c_str(), "rb")) {
-    char buffer[65536];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, f)) > 0) out.append(buffer, n);
-    fclose(f);
-  }
+  HANDLE file = CreateFileW(WidePath(path.c_str()).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                            OPEN_EXISTING, 0, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return out;
+  char buffer[65536];
+  DWORD n;
+  while (ReadFile(file, buffer, sizeof buffer, &n, nullptr) && n) out.append(buffer, n);
+  CloseHandle(file);
   return out;
 }
 

@@ -80,7 +80,9 @@ typedef void* TarHandle;
  * low first, a quiet flag (1 when one entry is written for viewing) and the program's writer
  * of file entries (TarFileSink, below; without one no file entry is written); it answers 0,
  * 1 when an entry failed or was refused, 2 when the archive could not be opened or read to its
- * end, 100 when the run was stopped. */
+ * end, 100 when the run was stopped. TarFindName copies the whole name of the record last
+ * delivered (the record's name is cut at 259 bytes) into buffer, zero-terminated and cut at
+ * size, and answers its length (0 without a record). */
 /* TarReadData reads the data of the entry the last TarFindFirst or TarFindNext delivered:
  * the count of bytes, 0 at its end, -1 when the data is damaged or cut short. After the
  * find loop ended it answers 0 when the archive ended whole, -1 when it ended at damage. */
@@ -125,6 +127,7 @@ typedef struct TarFileSink {
   X(TarOpenArchive, TarHandle, (void* owner, const char* path, int mode))                              \
   X(TarFindFirst, int, (TarHandle archive, const char* pattern, TarFindRecord* record))                \
   X(TarFindNext, int, (TarHandle archive, TarFindRecord* record))                                      \
+  X(TarFindName, uint32_t, (TarHandle archive, char* buffer, uint32_t size))                           \
   X(TarCloseArchive, int, (TarHandle archive))                                                         \
   X(TarExtract, int,                                                                                   \
     (const char* archive, TarNameList* names, void* progress, char* result, const char* destination,   \

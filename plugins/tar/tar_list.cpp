@@ -10,6 +10,7 @@ namespace {
 struct TarListing {
   HWND owner;
   std::string path;
+  std::string name;  // the delivered entry's whole name, which the record may cut
   archive* reader;
   unsigned long delivered;
   bool ended;
@@ -47,6 +48,7 @@ int Deliver(TarListing* listing, TarFindRecord* record) {
   std::string name = EntryNameUtf8(listing->reader, entry);
   if (archive_entry_filetype(entry) == AE_IFDIR && (name.empty() || name.back() != '/')) name += '/';
   snprintf(record->name, sizeof record->name, "%s", name.c_str());
+  listing->name = std::move(name);
   ++listing->delivered;
   listing->dataFailed = false;
   return 0;
@@ -57,7 +59,7 @@ int Deliver(TarListing* listing, TarFindRecord* record) {
 extern "C" {
 
 TarHandle __cdecl TarOpenArchive(void* owner, const char* path, int mode) {
-  TarListing* listing = new TarListing{static_cast<HWND>(owner), path ? path : "", nullptr, 0, false, false, false};
+  TarListing* listing = new TarListing{static_cast<HWND>(owner), path ? path : "", "", nullptr, 0, false, false, false};
   std::string error;
   listing->reader = OpenTarReader(listing->path.c_str(), &error);
   if (!listing->reader) {
@@ -82,6 +84,13 @@ int __cdecl TarFindFirst(TarHandle archive, const char* pattern, TarFindRecord* 
 
 int __cdecl TarFindNext(TarHandle archive, TarFindRecord* record) {
   return Deliver(static_cast<TarListing*>(archive), record);
+}
+
+uint32_t __cdecl TarFindName(TarHandle archive, char* buffer, uint32_t size) {
+  TarListing* listing = static_cast<TarListing*>(archive);
+  if (!listing || !listing->delivered || listing->ended) return 0;
+  if (buffer && size) snprintf(buffer, size, "%s", listing->name.c_str());
+  return static_cast<uint32_t>(listing->name.size());
 }
 
 int64_t __cdecl TarReadData(TarHandle archive, void* buffer, uint32_t size) {

@@ -270,6 +270,13 @@ def main(out):
         z.writestr(zipfile.ZipInfo("unix/named.txt", (2023, 5, 6, 7, 8, 14)), b"slash named\n")
     reference(out, path)
 
+    # A path longer than the 259 characters a narrow path may take.
+    path = os.path.join(out, "longpath.zip")
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as z:
+        deep = "/".join("folder_%d_" % i + "d" * 50 for i in range(5)) + "/file_" + "f" * 40 + ".txt"
+        z.writestr(zipfile.ZipInfo(deep, (2023, 5, 6, 7, 8, 16)), b"at the end of a long path\n" * 40)
+    reference(out, path)
+
     # More than 99 entries: progress counts entries.
     path = os.path.join(out, "many.zip")
     with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as z:

@@ -68,6 +68,15 @@ def legacy(out):
             f.write(os.path.dirname(name) + "/\n" + name + "\n")
 
 
+def long_path(root):
+    """One file whose path is longer than the 259 characters a narrow path may take."""
+    name = os.path.join(*["folder_%d_" % i + "d" * 50 for i in range(5)], "file_" + "f" * 40 + ".txt")
+    os.makedirs(os.path.join(root, os.path.dirname(name)))
+    with open(os.path.join(root, name), "wb") as f:
+        f.write(b"at the end of a long path\n" * 40)
+    assert len(name) > 300
+
+
 def only_folders(root):
     for folder in ["a/b/c", "a/d", "e"]:
         os.makedirs(os.path.join(root, folder))
@@ -147,6 +156,8 @@ def main():
     only_folders(folders)
     names = os.path.join(out, "names")
     scripts(names)
+    deep = os.path.join(out, "longpath")
+    long_path(deep)
     made = []
 
     def gnu(name, *flags, source=src, dot=False):
@@ -164,6 +175,7 @@ def main():
     gnu("folders.tar", "--format=gnu", source=folders)
     gnu("names_gnu.tar", "--format=gnu", source=names)
     gnu("names_pax.tar.gz", "--format=pax", "-z", source=names)
+    gnu("longpath.tar", "--format=gnu", source=deep)
     run("bsdtar", "--format=ustar", "-cf", os.path.join(out, "bsd_ustar.tar"), "-C", src,
         "readme.txt", "docs", "empty", "data")
     made.append("bsd_ustar.tar")

@@ -9,6 +9,7 @@
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
 #include "model/namelist.h"
+#include "services/long_path.h"
 #include "test_support.h"
 #include "zip/zip_listing.h"
 #include "zip/zip_open.h"
@@ -96,18 +97,19 @@ struct FolderContents {
   std::set<std::string> folders;
 };
 
+// Through the wide calls: extracted paths may be longer than a narrow path can be.
 inline uint64_t LastWrite(const std::string& path) {
   WIN32_FILE_ATTRIBUTE_DATA data;
-  if (!GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data)) return 0;
+  if (!GetFileAttributesExW(WidePath(path.c_str()).c_str(), GetFileExInfoStandard, &data)) return 0;
   return (static_cast<uint64_t>(data.ftLastWriteTime.dwHighDateTime) << 32) | data.ftLastWriteTime.dwLowDateTime;
 }
 
 inline void WalkFolder(const std::string& root, const std::string& relative, FolderContents* out) {
-  WIN32_FIND_DATAA found;
-  HANDLE find = FindFirstFileA((root + "\\" + relative + "*").c_str(), &found);
+  WIN32_FIND_DATAW found;
+  HANDLE find = FindFirstFileW(WidePath((root + "\\" + relative + "*").c_str()).c_str(), &found);
   if (find == INVALID_HANDLE_VALUE) return;
   do {
-    std::string name = found.cFileName;
+    std::string name = Utf8FromWide(found.cFileName);
     if (name == "." || name == "..") continue;
     std::string rel = relative + name;
     std::string shown = Separated(rel);
@@ -118,7 +120,7 @@ inline void WalkFolder(const std::string& root, const std::string& relative, Fol
       std::string path = root + "\\" + rel;
       out->files[shown] = {ReadFileBytes(path), LastWrite(path)};
     }
-  } while (FindNextFileA(find, &found));
+  } while (FindNextFileW(find, &found));
   FindClose(find);
 }
 

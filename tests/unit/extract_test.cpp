@@ -133,7 +133,8 @@ class Extract : public ::testing::Test {
 };
 
 TEST_F(Extract, WholeArchivesMatchUnzip) {
-  for (const char* name : {"deflated", "stored", "zip64", "sevenzip", "many", "backslash", "newer", "sevenzip_lzma"}) {
+  for (const char* name : {"deflated", "stored", "zip64", "sevenzip", "many", "backslash", "newer", "sevenzip_lzma",
+                           "longpath"}) {
     std::string destination = ScratchDir(std::string("all_") + name);
     // More than 99 entries: the progress dialog takes one step per entry, and the run closes it.
     bool dialog = std::string(name) == "many";

@@ -26,7 +26,8 @@ namespace {
 const char* const kArchives[] = {"gnu_ustar.tar", "gnu_pax.tar.gz", "gnu_gnu.tar.bz2", "gnu_gnu.tgz",
                                  "folders.tar",   "bsd_ustar.tar",  "bsd_pax.tar.bz2", "bsd_gnu.tar.gz",
                                  "py_ustar.tar",  "py_pax.tar.gz",   "names_gnu.tar",   "names_pax.tar.gz",
-                                 "gnu_pax.tar.xz", "gnu_pax.tzst",    "gnu_pax.tar.lz4", "gnu_pax.tar.lzma", "bsd_pax.tar.Z"};
+                                 "gnu_pax.tar.xz", "gnu_pax.tzst",    "gnu_pax.tar.lz4", "gnu_pax.tar.lzma", "bsd_pax.tar.Z",
+                                 "longpath.tar"};
 
 struct Listed {
   uint32_t size;
@@ -39,8 +40,13 @@ std::vector<Listed> List(const std::string& archive, void* owner = nullptr) {
   TarHandle handle = TestTarDll::TarOpenArchive()(owner, archive.c_str(), 0);
   TarFindRecord record;
   for (int more = TestTarDll::TarFindFirst()(handle, "", &record); more == 0 && out.size() < 100000;
-       more = TestTarDll::TarFindNext()(handle, &record))
-    out.push_back({record.size, record.dosDate, record.dosTime, record.name});
+       more = TestTarDll::TarFindNext()(handle, &record)) {
+    // The record cuts names at 259 bytes; the whole name comes on request.
+    std::string name(TestTarDll::TarFindName()(handle, nullptr, 0), '\0');
+    TestTarDll::TarFindName()(handle, &name[0], static_cast<uint32_t>(name.size() + 1));
+    EXPECT_EQ(name.compare(0, 259, record.name), 0) << name;
+    out.push_back({record.size, record.dosDate, record.dosTime, name});
+  }
   TestTarDll::TarCloseArchive()(handle);
   return out;
 }

@@ -57,6 +57,11 @@ TEST_F(TarFormat, ListsFilesWithSlashPathsAndFolderSizesInTheTotals) {
   ASSERT_GE(top, 0);
   EXPECT_STREQ(GetRowRecord(listed.window.list, top)->path, "");
   EXPECT_TRUE(boxes.texts.empty());
+  // A name longer than the library's record holds is shown whole.
+  TarListed deep(TestData("longpath.tar"));
+  ASSERT_EQ(deep.window.Rows(), 1);
+  EXPECT_GT(deep.FullName(0).size(), 300u);
+  EXPECT_STREQ(GetRowRecord(deep.window.list, 0)->filename, ("file_" + std::string(40, 'f') + ".txt").c_str());
 }
 
 TEST_F(TarFormat, ExtractsTheSelectionOrEverything) {
