@@ -25,16 +25,35 @@ std::string Separated(std::string name, char from, char to) {
   return name;
 }
 
+namespace {
+
+// Through the wide calls: a test may leave paths longer than a narrow path can be.
+void RemoveTree(const std::wstring& folder) {
+  WIN32_FIND_DATAW found;
+  HANDLE find = FindFirstFileW((folder + L"\\*").c_str(), &found);
+  if (find != INVALID_HANDLE_VALUE) {
+    do {
+      std::wstring name = found.cFileName, path = folder + L"\\" + name;
+      if (name == L"." || name == L"..") continue;
+      SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+      DWORD kind = found.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT);
+      if (kind == FILE_ATTRIBUTE_DIRECTORY)
+        RemoveTree(path);
+      else if (!DeleteFileW(path.c_str()))
+        RemoveDirectoryW(path.c_str());
+    } while (FindNextFileW(find, &found));
+    FindClose(find);
+  }
+  RemoveDirectoryW(folder.c_str());
+}
+
+}  // namespace
+
 std::string ScratchDir(const std::string& name) {
   char temp[MAX_PATH];
   GetTempPathA(MAX_PATH, temp);
   std::string dir = std::string(temp) + "kestrelia_test_" + name;
-  std::string from = dir + '\0';
-  SHFILEOPSTRUCTA op = {};
-  op.wFunc = FO_DELETE;
-  op.pFrom = from.c_str();
-  op.fFlags = FOF_NO_UI;
-  SHFileOperationA(&op);
+  RemoveTree(ExtendedWidePath(dir.c_str()));
   CreateDirectoryA(dir.c_str(), nullptr);
   return dir;
 }
