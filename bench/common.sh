@@ -58,8 +58,10 @@ bench_bsdtar_exe() {
   bsdtar_exe=$build/bench/bsdtar.exe
   [ -f "$bsdtar_exe" ] && return 0
   cmake --build "$build" -j2 --target libarchive_built bzip2 >/dev/null
-  local built src
-  built=$(ls -d "$KESTRELIA_DEPS"/built/libarchive-*/ | head -1)
+  local built src codecs
+  # The newest builds: libarchive's filters link the codec libraries of the build.
+  built=$(ls -td "$KESTRELIA_DEPS"/built/libarchive-*/ | head -1)
+  codecs=$(ls -td "$KESTRELIA_DEPS"/built/xz-utils-*/ | head -1)
   src=$(cat "$KESTRELIA_DEPS/libarchive.dir")
   echo "== building bsdtar.exe for Windows"
   mkdir -p "$build/bench"
@@ -67,7 +69,7 @@ bench_bsdtar_exe() {
     -I"$src/libarchive" -I"$src/libarchive_fe" -I"$src/tar" -o "$bsdtar_exe" \
     "$src"/tar/{bsdtar,cmdline,creation_set,read,subst,util,write,bsdtar_windows}.c \
     "$src"/libarchive_fe/{err,line_reader,passphrase}.c \
-    "$built/lib/libarchive.a" "$build/libbzip2.a" -lz -lbcrypt -w
+    "$built/lib/libarchive.a" "$build/libbzip2.a" "$codecs"/lib/{liblzma,libzstd,liblz4}.a -lz -lbcrypt -w
 }
 
 # The benchmarks of one archive kind against its peers. bench_kind_scratch NAME makes $out

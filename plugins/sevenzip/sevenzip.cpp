@@ -19,7 +19,6 @@
 
 #include "kestrelia_7z.h"
 
-#include <condition_variable>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -105,10 +104,35 @@ Z7_COM7F_IMF(COpenCallback::CryptoGetTextPassword(BSTR* out)) {
 
 struct Archive;
 
+// Windows' slim lock and condition variable. The runtime's portable ones wait on kernel
+// objects, which cost a round trip to Wine's server at every hand-over; these stay in the
+// process, and a walk of many small entries hands over several times per entry.
+class SlimLock {
+ public:
+  void lock() { AcquireSRWLockExclusive(&lock_); }
+  void unlock() { ReleaseSRWLockExclusive(&lock_); }
+  PSRWLOCK native() { return &lock_; }
+
+ private:
+  SRWLOCK lock_ = SRWLOCK_INIT;
+};
+
+class SlimCondition {
+ public:
+  void notify_all() { WakeAllConditionVariable(&condition_); }
+  template <typename Done>
+  void wait(std::unique_lock<SlimLock>& hold, Done done) {
+    while (!done()) SleepConditionVariableSRW(&condition_, hold.mutex()->native(), INFINITE, 0);
+  }
+
+ private:
+  CONDITION_VARIABLE condition_ = CONDITION_VARIABLE_INIT;
+};
+
 // What the decoding thread and the reader share, under one lock.
 struct Meeting {
-  std::mutex lock;
-  std::condition_variable changed;
+  SlimLock lock;
+  SlimCondition changed;
   UInt32 wanted = 0;        // the entry the reader reads
   UInt32 current = 0;       // the entry the decoder is at
   bool atWanted = false;    // the decoder has handed out the wanted entry's stream
@@ -131,7 +155,7 @@ Z7_CLASS_IMP_COM_1(CMeetingOutStream, ISequentialOutStream)
 
 Z7_COM7F_IMF(CMeetingOutStream::Write(const void* data, UInt32 size, UInt32* processed)) {
   if (processed) *processed = size;
-  std::unique_lock<std::mutex> hold(meeting->lock);
+  std::unique_lock<SlimLock> hold(meeting->lock);
   if (meeting->stop) return E_ABORT;
   if (meeting->wanted != index || size == 0) return S_OK;
   meeting->pending = static_cast<const Byte*>(data);
@@ -153,13 +177,13 @@ class CExtractCallback Z7_final : public IArchiveExtractCallback, public ICrypto
 
 Z7_COM7F_IMF(CExtractCallback::SetTotal(UInt64)) { return S_OK; }
 Z7_COM7F_IMF(CExtractCallback::SetCompleted(const UInt64*)) {
-  std::lock_guard<std::mutex> hold(meeting->lock);
+  std::lock_guard<SlimLock> hold(meeting->lock);
   return meeting->stop ? E_ABORT : S_OK;
 }
 
 Z7_COM7F_IMF(CExtractCallback::GetStream(UInt32 index, ISequentialOutStream** out, Int32)) {
   *out = nullptr;
-  std::unique_lock<std::mutex> hold(meeting->lock);
+  std::unique_lock<SlimLock> hold(meeting->lock);
   meeting->current = index;
   // The reader has not chosen this entry or one after it yet: wait, so nothing is decoded
   // ahead of what is asked for.
@@ -180,7 +204,7 @@ Z7_COM7F_IMF(CExtractCallback::GetStream(UInt32 index, ISequentialOutStream** ou
 Z7_COM7F_IMF(CExtractCallback::PrepareOperation(Int32)) { return S_OK; }
 
 Z7_COM7F_IMF(CExtractCallback::SetOperationResult(Int32 result)) {
-  std::lock_guard<std::mutex> hold(meeting->lock);
+  std::lock_guard<SlimLock> hold(meeting->lock);
   if (meeting->atWanted && meeting->current == meeting->wanted && !meeting->entryEnded) {
     meeting->entryEnded = true;
     meeting->entryResult = result;
@@ -191,7 +215,7 @@ Z7_COM7F_IMF(CExtractCallback::SetOperationResult(Int32 result)) {
 
 Z7_COM7F_IMF(CExtractCallback::CryptoGetTextPassword(BSTR* out)) {
   if (password.IsEmpty()) {
-    std::lock_guard<std::mutex> hold(meeting->lock);
+    std::lock_guard<SlimLock> hold(meeting->lock);
     meeting->passwordMissing = true;
     return E_ABORT;
   }
@@ -229,7 +253,7 @@ struct Archive {
   void StopSession() {
     if (!session) return;
     {
-      std::lock_guard<std::mutex> hold(session->meeting.lock);
+      std::lock_guard<SlimLock> hold(session->meeting.lock);
       session->meeting.stop = true;
       session->meeting.changed.notify_all();
     }
@@ -257,7 +281,7 @@ struct Archive {
       } catch (...) {
         result = E_FAIL;
       }
-      std::lock_guard<std::mutex> hold(s->meeting.lock);
+      std::lock_guard<SlimLock> hold(s->meeting.lock);
       s->meeting.finished = true;
       s->meeting.extractResult = result;
       s->meeting.changed.notify_all();
@@ -392,7 +416,7 @@ int SzSelectEntry(SzHandle handle, uint32_t index) {
   if (block == SZ_NO_BLOCK) return 0;  // no data: nothing to decode
   Session* s = archive->session;
   if (s) {
-    std::unique_lock<std::mutex> hold(s->meeting.lock);
+    std::unique_lock<SlimLock> hold(s->meeting.lock);
     // The decoding goes on when it has not passed the entry yet.
     bool ahead = s->meeting.current > index || (s->meeting.current == index && s->meeting.atWanted &&
                                                 s->meeting.wanted == index);
@@ -418,7 +442,7 @@ int64_t SzReadData(SzHandle handle, void* buffer, uint32_t size) {
   Session* s = archive->session;
   if (!s) return archive->end = SZ_FAILED;
   Meeting& m = s->meeting;
-  std::unique_lock<std::mutex> hold(m.lock);
+  std::unique_lock<SlimLock> hold(m.lock);
   m.changed.wait(hold, [&] { return (m.atWanted && (m.pendingSize > 0 || m.entryEnded)) || m.finished; });
   if (m.atWanted && m.pendingSize > 0) {
     size_t n = m.pendingSize < size ? m.pendingSize : size;
