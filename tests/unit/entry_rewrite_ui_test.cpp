@@ -143,6 +143,24 @@ TEST(EntryEdits, DeletingTheSelectionAsksFirstAndTheRowsFollow) {
   EXPECT_EQ(archive.boxes.texts.size(), 2u);  // the two questions, no error
 }
 
+// Ctrl+X marks what the clipboard carries (a folder's entries by their full names); only the
+// report of a finished paste takes them out, once.
+TEST(EntryEdits, CutEntriesLeaveOnlyWhenTheirPasteIsReported) {
+  EditedArchive archive(ARCHIVE_ZIP);
+  std::set<std::string> expected = ArchiveNames(archive.path);
+  ASSERT_TRUE(CutEntries(archive.List(), {"docs\\deep\\er\\note.md", "noise.bin"}));
+  EXPECT_EQ(ArchiveNames(archive.path), expected) << "cutting alone";
+  DeletePastedCutEntries();
+  archive.WaitForWorker();
+  expected.erase("docs/deep/er/note.md");
+  expected.erase("noise.bin");
+  EXPECT_EQ(ArchiveNames(archive.path), expected);
+  EXPECT_EQ(archive.Row("noise.bin"), -1);
+  DeletePastedCutEntries();  // a second report finds nothing marked
+  archive.WaitForWorker();
+  EXPECT_EQ(ArchiveNames(archive.path), expected);
+}
+
 struct FolderCase {
   const char* title;
   int kind;
