@@ -9,6 +9,7 @@
 #include <commctrl.h>
 #include <shellapi.h>
 #include <shlobj.h>
+#include <shlwapi.h>
 
 #include <cstdio>
 #include <cstring>
@@ -58,14 +59,17 @@ std::wstring Format(const wchar_t* pattern, ...) {
   wchar_t buffer[2048];
   va_list args;
   va_start(args, pattern);
-  _vsnwprintf(buffer, 2047, pattern, args);
+  // The system's formatting: the C library's would bring a whole printf into the stub.
+  wvnsprintfW(buffer, 2047, pattern, args);
   va_end(args);
   buffer[2047] = 0;
   return buffer;
 }
 
 std::wstring Thousands(uint64_t value) {
-  std::wstring digits = std::to_wstring(value), out;
+  std::wstring digits, out;
+  do digits.insert(digits.begin(), static_cast<wchar_t>(L'0' + value % 10));
+  while (value /= 10);
   for (size_t i = 0; i < digits.size(); ++i) {
     if (i && (digits.size() - i) % 3 == 0) out += g_language ? L'.' : L',';
     out += digits[i];
