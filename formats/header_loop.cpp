@@ -88,13 +88,19 @@ struct RunProgress {
   }
 };
 
+// The folder the run writes below, with its last separator.
+std::string RunFolder(const HeaderRun& run) {
+  std::string folder = run.destination && *run.destination ? run.destination : ".";
+  if (folder.back() != '\\' && folder.back() != '/') folder += '\\';
+  return folder;
+}
+
 // Asks before an existing file is replaced; the answers "to all" hold for the rest of the run.
 // A renamed entry is written under *name, the free name beside the existing file.
 ExistingTarget AskOverwrite(const HeaderRun& run, const HeaderEntry& entry, std::string* name) {
   if (!run.overwriteMode || *run.overwriteMode == OVERWRITE_ALWAYS || *run.overwriteMode == OVERWRITE_ALL)
     return EXISTING_REPLACE;
-  std::string folder = run.destination && *run.destination ? run.destination : ".";
-  if (folder.back() != '\\' && folder.back() != '/') folder += '\\';
+  std::string folder = RunFolder(run);
   std::string target = folder + *name;
   if (GetFileAttributesW(WidePath(target.c_str()).c_str()) == INVALID_FILE_ATTRIBUTES) return EXISTING_REPLACE;
   const EntryStamp& t = entry.stamp;
@@ -171,12 +177,33 @@ int RunHeaderEntries(const HeaderSource& source, HeaderRun* run) {
       continue;
     }
     int failed = source.process(source.context, run->operation, run->destination, target.c_str());
-    DWORD error = failed == FAILURE_WRITE && source.systemError ? source.systemError(source.context) : 0;
+    bool atCreate = false;
+    DWORD error = failed == FAILURE_WRITE && source.systemError ? source.systemError(source.context, &atCreate) : 0;
     if (failed) AddEntryFailure(&run->failures, run->caller, entry.name.c_str(), failed, SystemErrorText(error).c_str());
+    int asked = error && writes && run->progress
+                     ? AskAfterWriteFailure((RunFolder(*run) + target).c_str(), error, atCreate)
+                     : WRITE_FAILURE_GO_ON;
+    // The entry, when the kind can take it again, and the ones after it go to the folder
+    // chosen instead.
+    if (asked == WRITE_FAILURE_MOVED) {
+      char chosen[kPathBuf];
+      GetCurrentDirectoryA(sizeof chosen, chosen);
+      run->movedTo = chosen;
+      run->destination = run->movedTo.c_str();
+      if (source.rewind && source.rewind(source.context)) {
+        run->failures.items.pop_back();
+        continue;
+      }
+    }
     if (folder) continue;
     NoteEntryTaken();
     if (!failed) run->taken.push_back(target);
     progress.Taken(entry.size);
+    if (asked == WRITE_FAILURE_STOP) {
+      Log(1, GetVerbose(), "%s: stopped after a write failed", run->caller);
+      result = 100;
+      break;
+    }
   }
   run->damaged = end == HEADER_WALK_DAMAGED;
   return result;
@@ -231,7 +258,10 @@ int ExtractHeaderEntries(const HeaderKind& kind, ExtractJob* job, const char* fo
   run.overwriteMode = &job->overwriteMode;
   if (!job->chosen && !folder) Log(2, GetVerbose(), "%sThread: extract all", run.caller);
   SizeRun(kind, job->archive, job->chosen, &run);
+  // The run's questions after a failed write are asked once per run.
+  BeginExtractionRun(job->mainWindow, false, job->silent != 0);
   int result = kind.walk(job->archive, &run);
+  EndExtractionRun(job->mainWindow);
   Log(2, GetVerbose(), "%sThread: Delete list %d", run.caller, static_cast<int>(job->chosen ? job->chosen->names.size() : 0));
   if (result == 100 && job->cancelled) *job->cancelled = 1;
   CloseRunProgress(job->silent != 0);

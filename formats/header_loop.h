@@ -45,8 +45,11 @@ struct HeaderSource {
   // for HEADER_EXTRACT. 0 when done, else the EntryFailureReason of why not.
   int (*process)(void* context, HeaderOperation operation, const char* folder, const char* name);
   // After process answered FAILURE_WRITE: the system's error behind it (0: not known), so the
-  // report gives the system's reason.
-  DWORD (*systemError)(void* context) = nullptr;
+  // report gives the system's reason, and whether the entry's file could not even be made.
+  DWORD (*systemError)(void* context, bool* atCreate) = nullptr;
+  // Makes the entry just processed come again from next (the user chose another folder for
+  // it); false when the kind cannot, the entry then stays failed. May be null.
+  bool (*rewind)(void* context) = nullptr;
 };
 
 // Lists every entry into the block's list and totals (folders add nothing, every entry is
@@ -72,12 +75,15 @@ struct HeaderRun {
   std::vector<std::string> taken;  // the names written or tested, in order
   bool damaged;
   std::string damage;              // what the kind tells of the early end; empty: the archive is damaged
+  std::string movedTo;             // the folder the user chose when the destination refused
 };
 
 // Walks the whole archive: hidden entries are passed over, the wanted ones processed, the
 // others skipped; a name the name judge refuses, and a link, are not written. The user's
-// cancel, and a cancel of the overwrite question, end the run between entries. 0, or 100
-// when cancelled.
+// cancel, and a cancel of the overwrite question, end the run between entries. A run with the
+// progress dialog asks the run's one question after a write failed (a full disk: go on or
+// stop; a folder that refuses: stop or write the next entries into another). 0, or 100 when
+// cancelled.
 int RunHeaderEntries(const HeaderSource& source, HeaderRun* run);
 
 // What a kind gives the runs below, which are the same for every kind of the walk.

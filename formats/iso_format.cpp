@@ -69,6 +69,7 @@ struct IsoWalk {
   IsoHandle image = nullptr;
   uint64_t progress = 0;
   DWORD systemError = 0;  // behind the last failed write
+  bool failedAtCreate = false;  // the last failed write could not make its file
   char fullName[ISO_FULL_NAME_SIZE];
 };
 
@@ -105,12 +106,16 @@ int ProcessIsoEntry(void* context, HeaderOperation operation, const char* folder
     case ISO_EWRITE:
       // The library's last call into the system is the one that failed.
       walk->systemError = GetLastError();
+      walk->failedAtCreate = result == ISO_ECREATE;
       return FAILURE_WRITE;
     default: return operation == HEADER_SKIP ? 0 : FAILURE_DATA_ERROR;
   }
 }
 
-DWORD IsoSystemError(void* context) { return static_cast<IsoWalk*>(context)->systemError; }
+DWORD IsoSystemError(void* context, bool* atCreate) {
+  *atCreate = static_cast<IsoWalk*>(context)->failedAtCreate;
+  return static_cast<IsoWalk*>(context)->systemError;
+}
 
 HeaderSource SourceOf(IsoWalk* walk) { return {walk, NextIsoHeader, ProcessIsoEntry, IsoSystemError}; }
 

@@ -301,17 +301,25 @@ struct RarWalk {
   std::unique_ptr<RarHeader> header{new RarHeader()};
   int error = 0;           // the library's code that ended the walk early
   std::string errorEntry;  // the entry it happened on, when one
-  std::wstring destination;  // with its last "\"; set by the first write
+  std::wstring destination;  // with its last "\"; set by the first write, and again when the folder changes
+  std::string destinationOf;  // the folder it was made from
   DWORD systemError = 0;     // behind the last failed write
+  bool failedAtCreate = false;  // the last failed write could not make its file
   std::unordered_set<std::wstring> folders;  // made (or found) by this walk
   uint64_t archiveSize = 0;  // of an archive of one volume; 0 otherwise
   uint64_t packed = 0;       // the entries' data so far
   int lastCode = 0;          // the library's answer for the last entry processed
   unsigned long written = 0; // files written, for their working names
+  std::string path;          // the archive, and the mode it was opened in, to open it again
+  unsigned mode = 0;
+  uint64_t headersRead = 0;  // since it was opened
 };
 
 // Opens the archive for the walk (false: the open record says why).
 bool OpenWalk(RarWalk* walk, const char* archive, unsigned mode) {
+  walk->path = archive;
+  walk->mode = mode;
+  walk->headersRead = 0;
   if (!(walk->archive = OpenRarArchive(walk->api, archive, mode, &walk->open))) return false;
   WIN32_FILE_ATTRIBUTE_DATA file;
   if (!(walk->open.data.Flags & ROADF_VOLUME) &&
@@ -333,6 +341,7 @@ int NextRarHeader(void* context, HeaderEntry* entry) {
     walk->errorEntry.clear();
     return HEADER_WALK_DAMAGED;
   }
+  ++walk->headersRead;
   const RARHeaderDataEx& d = walk->header->data;
   entry->name = walk->header->name;
   entry->size = (static_cast<uint64_t>(d.UnpSizeHigh) << 32) | d.UnpSize;
@@ -346,9 +355,41 @@ int NextRarHeader(void* context, HeaderEntry* entry) {
   return 0;
 }
 
+// Opens the archive again and passes over its first done entries. The library ends a failed
+// write by unwinding from the middle of the entry, and its archive cannot be read on from
+// there: the walk goes on after the failed entry. false when that failed too.
+bool ReopenPast(RarWalk* walk, uint64_t done) {
+  walk->api.RARCloseArchive(walk->archive);
+  std::string path = walk->path;
+  if (!OpenWalk(walk, path.c_str(), walk->mode)) {
+    walk->archive = nullptr;
+    return false;
+  }
+  // The data of the entries passed over counts again as it is read again.
+  walk->packed = 0;
+  for (; walk->headersRead < done; ++walk->headersRead) {
+    if (ReadRarHeader(walk->api, walk->archive, walk->header.get()) ||
+        walk->api.RARProcessFileW(walk->archive, RAR_SKIP, nullptr, nullptr))
+      return false;
+    walk->packed += (static_cast<uint64_t>(walk->header->data.PackSizeHigh) << 32) | walk->header->data.PackSize;
+  }
+  return true;
+}
+
+// Why the library could not write: the system's error when it kept one, else a full volume
+// when the entry needs more room than is left (the library's unwinding loses the error).
+DWORD WriteError(const std::wstring& folder, uint64_t size) {
+  DWORD error = GetLastError();
+  ULARGE_INTEGER available;
+  if (!error && GetDiskFreeSpaceExW(folder.c_str(), &available, nullptr, nullptr) && available.QuadPart < size)
+    error = ERROR_DISK_FULL;
+  return error;
+}
+
 // Writes the entry of the last header below folder (the current directory when empty).
 int WriteRarEntry(RarWalk* walk, const char* folder, const char* name) {
-  if (walk->destination.empty()) {
+  if (walk->destination.empty() || walk->destinationOf != (folder ? folder : "")) {
+    walk->destinationOf = folder ? folder : "";
     char here[kPathBuf];
     if (!folder || !*folder) GetCurrentDirectoryA(sizeof here, here);
     // Whole and in the "\\?\" form: the entries' paths below it may be of any length.
@@ -371,12 +412,30 @@ int WriteRarEntry(RarWalk* walk, const char* folder, const char* name) {
   swprintf(part, sizeof part / sizeof part[0], L"~kst%lx-r%lx.part", GetCurrentProcessId(),
            static_cast<unsigned long>(++walk->written));
   working += part;
+  // Made here first, so the name is this run's own and a folder that refuses says why in the
+  // system's words (the library's own create leaves an unrelated error behind).
+  HANDLE made = CreateFileW(working.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (made == INVALID_HANDLE_VALUE) {
+    walk->systemError = GetLastError();
+    walk->failedAtCreate = true;
+    walk->api.RARProcessFileW(walk->archive, RAR_SKIP, nullptr, nullptr);
+    return ERAR_ECREATE;
+  }
+  CloseHandle(made);
   int code = walk->api.RARProcessFileW(walk->archive, RAR_EXTRACT, nullptr, &working[0]);
   if (code == 0 && MoveFileExW(working.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING)) return 0;
-  walk->systemError = code == 0 || code == ERAR_ECREATE || code == ERAR_EWRITE ? GetLastError() : 0;
+  const RARHeaderDataEx& d = walk->header->data;
+  walk->systemError = code == 0 || code == ERAR_ECREATE || code == ERAR_EWRITE
+                          ? WriteError(target.substr(0, folderEnd + 1), (static_cast<uint64_t>(d.UnpSizeHigh) << 32) | d.UnpSize)
+                          : 0;
+  walk->failedAtCreate = code == ERAR_ECREATE;
   // What damaged data gave may be kept for what could be read; what a wrong password gave never.
-  bool keep = code == ERAR_BAD_DATA && !(walk->header->data.Flags & RHDF_ENCRYPTED) && KeepsBrokenEntries();
+  bool keep = code == ERAR_BAD_DATA && !(d.Flags & RHDF_ENCRYPTED) && KeepsBrokenEntries();
   if (!keep || !MoveFileExW(working.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING)) DeleteFileW(working.c_str());
+  if (code == ERAR_EWRITE && !ReopenPast(walk, walk->headersRead)) {
+    walk->error = code;
+    walk->errorEntry = walk->header->name;
+  }
   return code ? code : ERAR_ECREATE;
 }
 
@@ -409,9 +468,21 @@ int ProcessRarEntry(void* context, HeaderOperation operation, const char* folder
   return operation == HEADER_SKIP ? 0 : code == ERAR_EOPEN ? FAILURE_TRUNCATED : FAILURE_DATA_ERROR;
 }
 
-DWORD RarSystemError(void* context) { return static_cast<RarWalk*>(context)->systemError; }
+DWORD RarSystemError(void* context, bool* atCreate) {
+  *atCreate = static_cast<RarWalk*>(context)->failedAtCreate;
+  return static_cast<RarWalk*>(context)->systemError;
+}
 
-HeaderSource SourceOf(RarWalk* walk) { return {walk, NextRarHeader, ProcessRarEntry, RarSystemError}; }
+// The entry just processed comes again with the next header.
+bool RewindRarWalk(void* context) {
+  RarWalk* walk = static_cast<RarWalk*>(context);
+  if (!walk->headersRead || walk->error) return false;
+  if (ReopenPast(walk, walk->headersRead - 1)) return true;
+  walk->error = ERAR_EOPEN;
+  return false;
+}
+
+HeaderSource SourceOf(RarWalk* walk) { return {walk, NextRarHeader, ProcessRarEntry, RarSystemError, RewindRarWalk}; }
 
 // The user's text for the code that ended a walk early.
 std::string WalkEndText(int code) {
@@ -434,7 +505,7 @@ int WalkRarArchive(const char* archive, HeaderRun* run) {
     return 1;
   }
   int result = RunHeaderEntries(SourceOf(&walk), run);
-  walk.api.RARCloseArchive(walk.archive);
+  if (walk.archive) walk.api.RARCloseArchive(walk.archive);
   if (walk.error) {
     run->damage = WalkEndText(walk.error);
     if (!walk.errorEntry.empty()) run->damage += "\n\n" + walk.errorEntry;

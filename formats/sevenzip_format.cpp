@@ -126,6 +126,7 @@ struct SzWalk {
   SzPassword password;
   std::string passwordSet;  // the one the library holds
   DWORD systemError = 0;
+  bool failedAtCreate = false;  // the entry's file could not even be made
   std::unordered_set<std::string> folders;  // made (or found) by this walk
   std::vector<char> buffer;
 
@@ -175,7 +176,9 @@ struct SzWalk {
     size_t slash = target.rfind('\\');
     if (slash != std::string::npos && slash > base.size()) MakeFolders(target.substr(0, slash), base.size());
     EntryFile file;
+    failedAtCreate = true;
     if ((systemError = OpenEntryFile(&file, target.c_str())) != 0) return FAILURE_WRITE;
+    failedAtCreate = false;
     int failed = Read([&](const char* data, size_t size) { return (systemError = WriteEntryBytes(file.handle, data, size)) == 0; });
     if (failed) {
       AbandonEntryFile(&file);
@@ -216,7 +219,10 @@ int ProcessSevenZipEntry(void* context, HeaderOperation operation, const char* f
   return 0;
 }
 
-DWORD SevenZipSystemError(void* context) { return static_cast<SzWalk*>(context)->systemError; }
+DWORD SevenZipSystemError(void* context, bool* atCreate) {
+  *atCreate = static_cast<SzWalk*>(context)->failedAtCreate;
+  return static_cast<SzWalk*>(context)->systemError;
+}
 
 HeaderSource SourceOf(SzWalk* walk) { return {walk, NextSevenZipHeader, ProcessSevenZipEntry, SevenZipSystemError}; }
 

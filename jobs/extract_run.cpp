@@ -292,26 +292,25 @@ int AskForAnotherFolder(const std::string& folder, DWORD error) {
 
 }  // namespace
 
-int EntryWriteFailed(const char* name, const char* target, DWORD error, bool atCreate) {
+int AskAfterWriteFailure(const char* target, DWORD error, bool atCreate) {
   std::string folder = FolderOfTarget(target);
-  if (IsDiskFullError(error)) {
-    AddRunSystemFailure(name, error);
-    return AskOnDiskFull(folder, error);
-  }
+  if (IsDiskFullError(error)) return AskOnDiskFull(folder, error);
   // Only a file that could not even be made says the folder refuses: a replaced file that is
   // itself read-only is that one entry's failure.
   if (atCreate && FolderRefuses(error) && !t_runSilent) {
     std::wstring key = WideTargetName(folder.c_str());
     if (key != g_refusingFolder) {
       g_refusingFolder = key;
-      int answer = AskForAnotherFolder(folder, error);
-      if (answer == WRITE_FAILURE_MOVED) return answer;
-      AddRunSystemFailure(name, error);
-      return answer;
+      return AskForAnotherFolder(folder, error);
     }
   }
-  AddRunSystemFailure(name, error);
   return WRITE_FAILURE_GO_ON;
+}
+
+int EntryWriteFailed(const char* name, const char* target, DWORD error, bool atCreate) {
+  int answer = AskAfterWriteFailure(target, error, atCreate);
+  if (answer != WRITE_FAILURE_MOVED) AddRunSystemFailure(name, error);
+  return answer;
 }
 
 bool KeepsBrokenEntries() { return IsKeepBrokenFiles() != 0; }

@@ -55,6 +55,8 @@ enum WriteFailureAnswer { WRITE_FAILURE_GO_ON, WRITE_FAILURE_STOP, WRITE_FAILURE
 // the working directory (WRITE_FAILURE_MOVED: the caller makes the entry again there).
 // atCreate: the entry's file could not be made; target: its name as written.
 int EntryWriteFailed(const char* name, const char* target, DWORD error, bool atCreate);
+// The same question without recording the failure, for a kind that keeps its own list.
+int AskAfterWriteFailure(const char* target, DWORD error, bool atCreate);
 // Whether a damaged entry stays under its name ("keep broken files").
 bool KeepsBrokenEntries();
 

@@ -1,6 +1,6 @@
 // Lists or extracts a RAR archive through the program's RAR adapter and unrar.dll, as the
 // window does but without it, and prints how long the adapter took: the benchmarks use it to
-// tell the adapter's cost from Wine's start.
+// tell the adapter's cost from Wine's start. The exit code is the run's outcome.
 //   rarengine list ARCHIVE
 //   rarengine extract ARCHIVE DESTINATION
 #include "services/base.h"
@@ -48,12 +48,12 @@ int main(int argc, char** argv) {
     job.silent = 1;
     job.overwriteMode = OVERWRITE_ALWAYS;
     QueryPerformanceCounter(&t0);
-    result = ExtractRarFilesFromList(&job);
+    result = ExtractionOutcome(ExtractRarFilesFromList(&job));
     QueryPerformanceCounter(&t1);
   } else {
     return 2;
   }
   printf("%s %.1f ms, %llu entries, %llu bytes, result %d\n", argv[1],
          1000.0 * (t1.QuadPart - t0.QuadPart) / frequency.QuadPart, count, bytes, result);
-  return 0;
+  return result;
 }
