@@ -6,7 +6,7 @@
 `7zz` packs the tree src/ in each way the table below names (solid and not, several methods
 and filters, encrypted data, encrypted names). Beside each archive: <name>.expect, the files
 `7zz l -slt` lists (size TAB name, names with "\\"). The password is "secret". links.7z keeps
-two symbolic links; damaged.7z has a changed byte in an entry's data, cut.7z lost its end.
+two symbolic links, hostile.7z (bsdtar) names that leave the destination; damaged.7z has a changed byte in an entry's data, cut.7z lost its end.
 """
 import os
 import shutil
@@ -87,6 +87,13 @@ def main():
     os.symlink("..", os.path.join(links, "up"))
     subprocess.run(["7zz", "a", "-bd", "-snl", os.path.join(out, "links.7z"), "."], cwd=links, check=True,
                    stdout=subprocess.DEVNULL)
+    # Names that climb out, start at the root or name a device, which 7zz would not store:
+    # bsdtar keeps them as given (-P) after renaming them (-s).
+    hostile = os.path.join(out, "hostile")
+    write_files(hostile, {"fine.txt": b"fine\n", "climbed.txt": b"up\n", "rooted.txt": b"root\n", "con.txt": b"dev\n"})
+    subprocess.run(["bsdtar", "-P", "--format", "7zip", "-s", ",^climbed,../climbed,", "-s", ",^rooted,/rooted,",
+                    "-s", ",^con.txt,CON,", "-cf", os.path.join(out, "hostile.7z"),
+                    "fine.txt", "climbed.txt", "rooted.txt", "con.txt"], cwd=hostile, check=True)
     # A byte of the first entry's packed data changed (its checksum fails, the others read), and
     # an archive cut in half (its headers, at the end, are gone).
     plain = bytearray(open(os.path.join(out, "plain.7z"), "rb").read())

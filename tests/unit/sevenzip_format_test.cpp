@@ -207,12 +207,23 @@ TEST_F(SevenZipFormat, TestNamesWhatFailsAndEncryptionIsFoundWithoutAsking) {
   EXPECT_EQ(Ops().detectEncryption(TestData("src\\readme.txt").c_str()), -1);
 }
 
-TEST_F(SevenZipFormat, LinksLandNowhereAndDamageIsTold) {
-  std::string destination = ScratchDir("7z_links");
-  EXPECT_EQ(Extract("links.7z", destination, nullptr), 0);
-  EXPECT_EQ(FileNames(destination), (std::set<std::string>{"fine.txt"}));
-  ASSERT_EQ(g_boxes.size(), 1u);
-  for (const char* name : {"escape", "up"}) EXPECT_NE(g_boxes[0].find(name), std::string::npos) << name;
+TEST_F(SevenZipFormat, HostileNamesAndLinksLandNowhereAndDamageIsTold) {
+  const struct {
+    const char* archive;
+    std::vector<const char*> refused;
+  } cases[] = {{"links.7z", {"escape", "up"}}, {"hostile.7z", {"climbed.txt", "rooted.txt", "CON"}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.archive);
+    g_boxes.clear();
+    std::string outer = ScratchDir("7z_hostile");
+    std::string destination = outer + "\\inner";
+    CreateDirectoryA(destination.c_str(), nullptr);
+    EXPECT_EQ(Extract(c.archive, destination, nullptr), 0);
+    EXPECT_EQ(FileNames(outer), (std::set<std::string>{"inner/fine.txt"}));
+    ASSERT_EQ(g_boxes.size(), 1u);
+    for (const char* name : c.refused) EXPECT_NE(g_boxes[0].find(name), std::string::npos) << name;
+  }
+  EXPECT_FALSE(Exists("\\rooted.txt"));
   g_boxes.clear();
   EXPECT_TRUE(ListedRows("cut.7z").empty());
   EXPECT_EQ(g_boxes.size(), 1u) << "an archive that does not open says so once";
