@@ -340,12 +340,27 @@ int CreateTarArchive(const TarCreateRequest& request, const std::vector<std::str
   size_t n = strlen(request.baseFolder);
   bool separated = n && (request.baseFolder[n - 1] == '/' || request.baseFolder[n - 1] == '\\');
   snprintf(base, sizeof base, separated ? "%s" : "%s/", request.baseFolder);
+  // The new archive is written to a working file of this run, which a later run removes when
+  // this one was killed before it could move or remove it.
+  RemoveStaleWorkingFiles(request.archive);
+  char work[kPathBuf];
+  if (DWORD error = ClaimWorkingFile(request.archive, work)) {
+    for (TarNameNode* node = results.list.first; node; node = node->next) node->name = nullptr;
+    printf("no working file beside %s: %s\n", request.archive, SystemErrorText(error).c_str());
+    return -1;
+  }
   char text[TAR_RESULT_TEXT_SIZE] = {};
   if (request.addMode)
-    add(request.archive, base, sources.list.first, results.list.first, request.progress, request.addMode, text);
+    add(request.archive, base, sources.list.first, results.list.first, request.progress, request.addMode, text, work);
   else
-    create(request.archive, base, request.progress, text, static_cast<int>(files.size()), sources.list.first);
+    create(request.archive, base, request.progress, text, static_cast<int>(files.size()), sources.list.first, work);
   for (TarNameNode* node = results.list.first; node; node = node->next) node->name = nullptr;
+  DWORD error = text[0] == '0' ? FlushWorkingFile(work) : ERROR_CANCELLED;
+  if (!error) error = ReplaceWithWorkingFile(work, request.archive);
+  if (error) {
+    DiscardWorkingFile(work);
+    if (text[0] == '0') snprintf(text, sizeof text, "1 %s", SystemErrorText(error).c_str());
+  }
   if (text[0] == '0' && text[1] == '0') return 0;
   if (text[0] == '0') {
     printf("some values could not be added\n");

@@ -61,6 +61,10 @@ typedef struct TarAddResult {
  * added; a short description follows. */
 #define TAR_RESULT_TEXT_SIZE 255
 
+/* TarCreate and TarCreateAdd write the archive to newArchive, a working file the program made
+ * beside it (the library writes over it and leaves the moving, or the removal after a
+ * failure, to the program, which keeps account of its working files); without one the library
+ * writes a temporary file of its own beside the archive and moves it over the archive. */
 /* TarCreateAdd's add modes: append to the archive's entries; or append and drop the old
  * entries whose names the new files take. Any other value is taken as TAR_ADD_APPEND. */
 #define TAR_ADD_APPEND 1
@@ -134,10 +138,10 @@ typedef struct TarFileSink {
      uint32_t sizeLow, uint32_t sizeHigh, int quiet, const TarFileSink* sink))                         \
   X(TarCreate, int,                                                                                    \
     (const char* archive, const char* baseFolder, void* progress, char* result, int fileCount,         \
-     TarNameNode* files))                                                                              \
+     TarNameNode* files, const char* newArchive))                                                      \
   X(TarCreateAdd, int,                                                                                 \
     (const char* archive, const char* baseFolder, TarNameNode* files, TarNameNode* results,            \
-     void* progress, int addMode, char* result))                                                       \
+     void* progress, int addMode, char* result, const char* newArchive))                               \
   X(TarSetMessageBox, void, (TarMessageBoxFn box))                                                     \
   X(TarReadData, int64_t, (TarHandle archive, void* buffer, uint32_t size))                            \
   X(TarRewrite, int,                                                                                   \

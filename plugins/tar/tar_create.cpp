@@ -40,6 +40,7 @@ struct Writer {
   archive* out = nullptr;
   std::wstring target;
   std::wstring temporary;
+  bool programs = false;  // the temporary file is the program's working file: it moves it
 };
 
 // The temporary file is one this run creates under a name no file has ("<target>.kestrelia-new",
@@ -60,10 +61,12 @@ bool ClaimTemporary(Writer* writer) {
   return false;
 }
 
-int OpenWriter(Writer* writer, const char* path, int filter) {
+int OpenWriter(Writer* writer, const char* path, int filter, const char* newArchive) {
   writer->target = WideFromUtf8(path);
   writer->out = archive_write_new();
-  if (!ClaimTemporary(writer)) {
+  writer->programs = newArchive && *newArchive;
+  if (writer->programs) writer->temporary = WideFromUtf8(newArchive);
+  if (!writer->programs && !ClaimTemporary(writer)) {
     archive_set_error(writer->out, EEXIST, "no temporary file can be made beside the archive");
     return ARCHIVE_FATAL;
   }
@@ -79,6 +82,7 @@ bool CloseWriter(Writer* writer, bool keep) {
   bool ok = archive_write_close(writer->out) == ARCHIVE_OK;
   archive_write_free(writer->out);
   writer->out = nullptr;
+  if (writer->programs) return ok && keep;
   if (ok && keep) ok = MoveFileExW(writer->temporary.c_str(), writer->target.c_str(),
                                    MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
   if ((!ok || !keep) && !writer->temporary.empty()) DeleteFileW(writer->temporary.c_str());
@@ -293,7 +297,8 @@ void RefuseOld(char* result, const char* archivePath, int filter) {
 extern "C" {
 
 int __cdecl TarCreate(const char* archivePath, const char* baseFolder, void* progressWindow,
-                                            char* result, int fileCount, TarNameNode* files) {
+                                            char* result, int fileCount, TarNameNode* files,
+                                            const char* newArchive) {
   if (!archivePath || !*archivePath || !files) {
     SetResultText(result, '1', '0', "nothing to create");
     return 1;
@@ -301,7 +306,7 @@ int __cdecl TarCreate(const char* archivePath, const char* baseFolder, void* pro
   TarProgress progress;
   ProgressInit(&progress, progressWindow, 0);
   Writer writer;
-  if (OpenWriter(&writer, archivePath, FilterFromName(archivePath)) != ARCHIVE_OK) {
+  if (OpenWriter(&writer, archivePath, FilterFromName(archivePath), newArchive) != ARCHIVE_OK) {
     SetResultText(result, '1', '0', "cannot create %s: %s", archivePath, archive_error_string(writer.out));
     CloseWriter(&writer, false);
     return 1;
@@ -317,7 +322,8 @@ int __cdecl TarCreate(const char* archivePath, const char* baseFolder, void* pro
 }
 
 int __cdecl TarCreateAdd(const char* archivePath, const char* baseFolder, TarNameNode* files,
-                                               TarNameNode* results, void* progressWindow, int addMode, char* result) {
+                                               TarNameNode* results, void* progressWindow, int addMode, char* result,
+                                               const char* newArchive) {
   if (!archivePath || !*archivePath || !files) {
     SetResultText(result, '1', '0', "nothing to add");
     return 1;
@@ -340,7 +346,7 @@ int __cdecl TarCreateAdd(const char* archivePath, const char* baseFolder, TarNam
   TarProgress progress;
   ProgressInit(&progress, progressWindow, 0);
   Writer writer;
-  if (OpenWriter(&writer, archivePath, filter) != ARCHIVE_OK) {
+  if (OpenWriter(&writer, archivePath, filter, newArchive) != ARCHIVE_OK) {
     SetResultText(result, '1', '0', "cannot create %s: %s", archivePath, archive_error_string(writer.out));
     CloseWriter(&writer, false);
     return 1;

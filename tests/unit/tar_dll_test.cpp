@@ -195,7 +195,7 @@ TEST(TarDll, SingleCompressedFileIsOneEntry) {
     NameList adds({TestData("add/readme.txt")});
     char result[TAR_RESULT_TEXT_SIZE] = {};
     TestTarDll::TarCreateAdd()(copy.c_str(), (TestData("add") + "\\").c_str(), adds.list.first, nullptr, nullptr,
-                           TAR_ADD_APPEND, result);
+                           TAR_ADD_APPEND, result, nullptr);
     EXPECT_TRUE(strstr(result, "single compressed file")) << name << ": " << result;
     EXPECT_EQ(ReadFileBytes(copy), ReadFileBytes(TestData(name))) << name;
   }
@@ -212,7 +212,7 @@ TEST(TarDll, CreatesAndExtendsArchives) {
   for (const char* name : {"new.tar", "new.tar.gz", "new.tar.bz2", "new.tar.xz", "new.tzst", "new.tar.lz4"}) {
     char result[TAR_RESULT_TEXT_SIZE] = {};
     TestTarDll::TarCreate()((created + "\\" + name).c_str(), base.c_str(), nullptr, result, 4,
-                                    files.list.first);
+                                    files.list.first, nullptr);
     EXPECT_EQ(std::string(result, 2), "01") << result;  // the missing file could not be added
   }
   // Extending: a copy of a peer's archive, one new file and one replacing its namesake.
@@ -228,7 +228,7 @@ TEST(TarDll, CreatesAndExtendsArchives) {
                                   {reinterpret_cast<char*>(&records[1]), nullptr}};
     char result[TAR_RESULT_TEXT_SIZE] = {};
     TestTarDll::TarCreateAdd()((created + "\\" + name).c_str(), addBase.c_str(), adds.list.first,
-                                          resultNodes, nullptr, mode, result);
+                                          resultNodes, nullptr, mode, result, nullptr);
     EXPECT_EQ(std::string(result, 2), "00") << result;
     EXPECT_STREQ(records[1].entry, "extra/new.txt");
     EXPECT_EQ(records[1].status, 0);
@@ -239,7 +239,7 @@ TEST(TarDll, CreatesAndExtendsArchives) {
   std::string before = ReadFileBytes(broken);
   char result[TAR_RESULT_TEXT_SIZE] = {};
   TestTarDll::TarCreateAdd()(broken.c_str(), addBase.c_str(), adds.list.first, nullptr, nullptr,
-                                        TAR_ADD_APPEND, result);
+                                        TAR_ADD_APPEND, result, nullptr);
   EXPECT_EQ(result[0], '1') << result;
   EXPECT_EQ(ReadFileBytes(broken), before);
 }
