@@ -2,7 +2,9 @@
 #include "formats/formats.h"
 
 #include "formats/iso_format.h"
+#include "formats/libarchive_kinds.h"
 #include "formats/rar_format.h"
+#include "formats/sevenzip_format.h"
 #include "formats/tar_format.h"
 #include "formats/zip_format.h"
 
@@ -14,4 +16,6 @@ void RegisterArchiveFormats() {
   RegisterTarFormat();
   RegisterRarFormat();
   RegisterIsoFormat();
+  RegisterArchiveOperations(ARCHIVE_7Z, SevenZipOperations());
+  RegisterLibarchiveKinds();
 }

@@ -42,6 +42,24 @@ bool IsTarFamilyFile(const char* name) {
   return IsTarFile(name) || EndsWithAny(name, kSuffixes);
 }
 
+// The read-only kinds' suffixes, which want their dot.
+bool Is7zFile(const char* name) { return EndsWithNoCase(name, ".7z"); }
+bool IsCabFile(const char* name) { return EndsWithNoCase(name, ".cab"); }
+bool IsLzhFile(const char* name) {
+  static const char* const kSuffixes[] = {".lzh", ".lha"};
+  return EndsWithAny(name, kSuffixes);
+}
+bool IsCpioFile(const char* name) { return EndsWithNoCase(name, ".cpio"); }
+bool IsXarFile(const char* name) {
+  static const char* const kSuffixes[] = {".xar", ".pkg"};
+  return EndsWithAny(name, kSuffixes);
+}
+bool IsArFile(const char* name) {
+  static const char* const kSuffixes[] = {".deb", ".ar", ".a"};
+  return EndsWithAny(name, kSuffixes);
+}
+bool IsRpmFile(const char* name) { return EndsWithNoCase(name, ".rpm"); }
+
 // In the order the name tests run: ZIP first, ZIP64 last (it is found by listing, never by
 // name). A kind that refuses a content search has its message text; the others search through their stream reader.
 ArchiveFormat g_formats[] = {
@@ -51,6 +69,13 @@ ArchiveFormat g_formats[] = {
     {ARCHIVE_ISO, "ISO", IsIsoFile, '\\', false, "not supported on iso file", 0, "*.iso;*.nrg", 145, {}},
     {ARCHIVE_RAR, "RAR", IsRarFile, '\\', false, "not supported on rar file", 0, "*.rar", 146, {}},
     {ARCHIVE_ZIP64, "ZIP64", nullptr, '\\', true, "not supported on zip64 file", 101, nullptr, 0, {}},
+    {ARCHIVE_7Z, "7z", Is7zFile, '\\', false, "not supported on 7z file", 0, "*.7z", KLANG_MSG_KIND_7Z, {}},
+    {ARCHIVE_CAB, "Cab", IsCabFile, '\\', false, "not supported on cab file", 0, "*.cab", KLANG_MSG_KIND_CAB, {}},
+    {ARCHIVE_LZH, "Lzh", IsLzhFile, '\\', false, "not supported on lzh file", 0, "*.lzh;*.lha", KLANG_MSG_KIND_LZH, {}},
+    {ARCHIVE_CPIO, "Cpio", IsCpioFile, '\\', false, "not supported on cpio file", 0, "*.cpio", KLANG_MSG_KIND_CPIO, {}},
+    {ARCHIVE_XAR, "Xar", IsXarFile, '\\', false, "not supported on xar file", 0, "*.xar;*.pkg", KLANG_MSG_KIND_XAR, {}},
+    {ARCHIVE_AR, "Ar", IsArFile, '\\', false, "not supported on ar file", 0, "*.deb;*.ar;*.a", KLANG_MSG_KIND_AR, {}},
+    {ARCHIVE_RPM, "Rpm", IsRpmFile, '\\', false, "not supported on rpm file", 0, "*.rpm", KLANG_MSG_KIND_RPM, {}},
 };
 
 ArchiveFormat* Row(int kind) {
@@ -177,6 +202,34 @@ bool EndsWithZipDirectory(FILE* f) {
   return false;
 }
 
+const char kSevenZipMark[] = "7z\xbc\xaf\x27\x1c";
+
+// A self-extracting 7z program: the archive follows the program, where libarchive's reader
+// looks for it (between 0x27000 and 0x60000 bytes in).
+bool HoldsSevenZip(FILE* f) {
+  constexpr long long kFrom = 0x27000, kTo = 0x60000;
+  std::vector<unsigned char> window(static_cast<size_t>(kTo - kFrom) + 6);
+  if (_fseeki64(f, kFrom, SEEK_SET) != 0) return false;
+  size_t got = fread(window.data(), 1, window.size(), f);
+  for (size_t i = 0; i + 6 <= got; i += 1)
+    if (window[i] == '7' && At(window.data(), got, i, kSevenZipMark, 6)) return true;
+  return false;
+}
+
+// The read-only kinds' marks at the start of the file.
+int ReadOnlyKindBySignature(const unsigned char* b, size_t got) {
+  if (At(b, got, 0, kSevenZipMark, 6)) return ARCHIVE_7Z;
+  if (At(b, got, 0, "MSCF\0\0\0\0", 8)) return ARCHIVE_CAB;
+  if (At(b, got, 0, "xar!", 4)) return ARCHIVE_XAR;
+  if (At(b, got, 0, "!<arch>\n", 8)) return ARCHIVE_AR;
+  if (At(b, got, 0, "\xed\xab\xee\xdb", 4)) return ARCHIVE_RPM;
+  if (At(b, got, 0, "07070", 5) && got > 5 && (b[5] == '1' || b[5] == '2' || b[5] == '7')) return ARCHIVE_CPIO;
+  if (got >= 2 && ((b[0] == 0xc7 && b[1] == 0x71) || (b[0] == 0x71 && b[1] == 0xc7))) return ARCHIVE_CPIO;
+  // An LZH header names its method at 2: "-lh5-", "-lhd-", "-lzs-".
+  if (got >= 7 && b[2] == '-' && b[3] == 'l' && (b[4] == 'h' || b[4] == 'z') && b[6] == '-') return ARCHIVE_LZH;
+  return 0;
+}
+
 // The kind a file's first bytes show. A compressed stream is TAR's: a TAR inside it or a single
 // compressed file.
 int KindBySignature(FILE* f) {
@@ -185,23 +238,31 @@ int KindBySignature(FILE* f) {
   const unsigned char* b = head.data();
   if (HasZipSignature(b, got)) return ARCHIVE_ZIP;
   if (At(b, got, 0, "Rar!\x1a\x07", 6)) return ARCHIVE_RAR;
+  if (int kind = ReadOnlyKindBySignature(b, got)) return kind;
   if (At(b, got, 257, "ustar", 5) || At(b, got, 0, "\x1f\x8b", 2) || At(b, got, 0, "BZh", 3) ||
       At(b, got, 0, "\xfd" "7zXZ\0", 6) || At(b, got, 0, "\x28\xb5\x2f\xfd", 4) ||
       At(b, got, 0, "\x04\x22\x4d\x18", 4) || At(b, got, 0, "\x1f\x9d", 2))
     return ARCHIVE_TAR;
   if (At(b, got, 0x8001, "CD001", 5)) return ARCHIVE_ISO;
-  if (At(b, got, 0, "MZ", 2) && EndsWithZipDirectory(f)) return ARCHIVE_ZIP;
+  if (At(b, got, 0, "MZ", 2)) {
+    if (EndsWithZipDirectory(f)) return ARCHIVE_ZIP;
+    if (HoldsSevenZip(f)) return ARCHIVE_7Z;
+  }
   return 0;
 }
+
+// TAR, ISO and RAR names decide alone. A ZIP's or a read-only kind's name gives way to the
+// mark of another kind at the file's start: a ".zip" that is really 7z opens as 7z.
+bool NameDecidesAlone(int kind) { return kind == ARCHIVE_TAR || kind == ARCHIVE_ISO || kind == ARCHIVE_RAR; }
 
 }  // namespace
 
 int DecideArchiveKind(const char* path) {
-  int kind = GetArchiveKindFromName(path);
-  if (kind) return kind;
+  int byName = GetArchiveKindFromName(path);
+  if (NameDecidesAlone(byName)) return byName;
   FILE* f = fopen(path, "rb");
-  if (!f) return 0;
-  kind = KindBySignature(f);
+  if (!f) return byName;
+  int kind = KindBySignature(f);
   fclose(f);
-  return kind;
+  return kind ? kind : byName;
 }

@@ -21,6 +21,15 @@ enum ArchiveKind {
   ARCHIVE_ISO = 3,
   ARCHIVE_RAR = 4,
   ARCHIVE_ZIP64 = 5,
+  // Read only: 7z through sevenzip.dll, the others through iso.dll's walk over libarchive
+  // (formats/libarchive_kinds.h).
+  ARCHIVE_7Z = 6,
+  ARCHIVE_CAB = 7,
+  ARCHIVE_LZH = 8,
+  ARCHIVE_CPIO = 9,
+  ARCHIVE_XAR = 10,
+  ARCHIVE_AR = 11,  // with Debian packages
+  ARCHIVE_RPM = 12,
 };
 
 // The listing thread walks the archive of the control block it is given and fills its views.
@@ -128,6 +137,7 @@ int GetArchiveKindFromName(const char* name);
 // The first bytes of a file are a ZIP signature: "PK", then 3 or 5, then 4 or 6 (all four
 // crossings of the local-header and end-of-directory signatures count).
 bool HasZipSignature(const unsigned char* bytes, size_t count);
-// The kind of archive a file is, by its name, else by a ZIP signature in its first bytes;
-// 0 for neither.
+// The kind of archive a file is: a TAR, ISO or RAR name decides; else the marks of its first
+// bytes (a program with a ZIP or 7z appended counts as that archive), else its name's kind;
+// 0 for none.
 int DecideArchiveKind(const char* path);

@@ -1,6 +1,6 @@
 // CD and DVD images through the program's own read-only iso.dll: listing, extraction and
-// viewing, all one walk of the image's headers (formats/header_loop). The library is loaded
-// by name when first needed and never unloaded; every call looks its entry point up again.
+// viewing, all one walk of the image's headers (formats/libarchive_kinds, which the other
+// read-only kinds share).
 #pragma once
 #include "services/base.h"
 
@@ -11,9 +11,6 @@ struct EntrySelection;
 
 // Hands the kind's operations to the table of archive kinds.
 void RegisterIsoFormat();
-
-// Loads iso.dll when it is not loaded; true when it is.
-bool LoadIsoLibrary();
 
 DWORD WINAPI ListIsoFilesThread(LPVOID block);
 // The extraction worker of a run (ExtractIsoFilesFromListThread's body): 0, or 100 when the

@@ -74,27 +74,46 @@ Var Dialog
 !insertmacro TypeVars iso
 !insertmacro TypeVars nrg
 !insertmacro TypeVars rar
+!insertmacro TypeVars 7z
+!insertmacro TypeVars cab
+!insertmacro TypeVars xz
+!insertmacro TypeVars zst
+!insertmacro TypeVars lzh
+!insertmacro TypeVars cpio
+!insertmacro TypeVars xar
+!insertmacro TypeVars deb
+!insertmacro TypeVars rpm
 
-; Runs the macro NAME once per archive type with (id, extension).
+; Runs the macro NAME once per archive type with (id, extension, how often users meet it):
+; the rarer types are offered unticked.
 !macro ForEachType NAME
-  !insertmacro ${NAME} zip .zip
-  !insertmacro ${NAME} jar .jar
-  !insertmacro ${NAME} war .war
-  !insertmacro ${NAME} tar .tar
-  !insertmacro ${NAME} tgz .tgz
-  !insertmacro ${NAME} gz .gz
-  !insertmacro ${NAME} bz2 .bz2
-  !insertmacro ${NAME} iso .iso
-  !insertmacro ${NAME} nrg .nrg
-  !insertmacro ${NAME} rar .rar
+  !insertmacro ${NAME} zip .zip common
+  !insertmacro ${NAME} jar .jar common
+  !insertmacro ${NAME} war .war common
+  !insertmacro ${NAME} tar .tar common
+  !insertmacro ${NAME} tgz .tgz common
+  !insertmacro ${NAME} gz .gz common
+  !insertmacro ${NAME} bz2 .bz2 common
+  !insertmacro ${NAME} iso .iso common
+  !insertmacro ${NAME} nrg .nrg common
+  !insertmacro ${NAME} rar .rar common
+  !insertmacro ${NAME} 7z .7z common
+  !insertmacro ${NAME} cab .cab common
+  !insertmacro ${NAME} xz .xz common
+  !insertmacro ${NAME} zst .zst rare
+  !insertmacro ${NAME} lzh .lzh rare
+  !insertmacro ${NAME} cpio .cpio rare
+  !insertmacro ${NAME} xar .xar rare
+  !insertmacro ${NAME} deb .deb rare
+  !insertmacro ${NAME} rpm .rpm rare
 !macroend
 
 ; The first choice: a type nobody opens (or this program already does) is ticked, one another
 ; program opens is not. /ASSOC names the types outright.
-!macro ChooseDefault id ext
+!macro ChooseDefault id ext how
   ReadRegStr $0 HKCR "${ext}" ""
-  ${If} $0 == ""
-  ${OrIf} $0 == "${CLASS}"
+  ${If} $0 == "${CLASS}"
+  ${OrIf} "${how}$0" == "common"
     StrCpy $Want${id} 1
   ${Else}
     StrCpy $Want${id} 0
@@ -120,8 +139,9 @@ Function .onInit
   !insertmacro ForEachType ChooseDefault
 FunctionEnd
 
-; One check box per type, 14 dialog units apart, naming the program that opens it now.
-!macro TypeBox id ext
+; One check box per type, naming the program that opens it now: three columns of boxes 14
+; dialog units apart, filled top to bottom.
+!macro TypeBox id ext how
   ReadRegStr $0 HKCR "${ext}" ""
   ${If} $0 == ""
   ${OrIf} $0 == "${CLASS}"
@@ -129,15 +149,19 @@ FunctionEnd
   ${Else}
     StrCpy $1 "${ext}   ($(AssocOwned) $0)"
   ${EndIf}
-  ${NSD_CreateCheckbox} 0 $2u 100% 12u $1
+  ${NSD_CreateCheckbox} $4% $2u 33% 12u $1
   Pop $Box${id}
   ${If} $Want${id} == 1
     ${NSD_Check} $Box${id}
   ${EndIf}
   IntOp $2 $2 + 14
+  ${If} $2 >= 98
+    StrCpy $2 0
+    IntOp $4 $4 + 34
+  ${EndIf}
 !macroend
 
-!macro ReadBox id ext
+!macro ReadBox id ext how
   ${NSD_GetState} $Box${id} $0
   ${If} $0 == ${BST_CHECKED}
     StrCpy $Want${id} 1
@@ -154,6 +178,7 @@ Function AssociationsPage
     Abort
   ${EndIf}
   StrCpy $2 0
+  StrCpy $4 0
   !insertmacro ForEachType TypeBox
   nsDialogs::Show
 FunctionEnd
@@ -164,7 +189,7 @@ FunctionEnd
 
 ; Gives a type back to the class that opened it before, but only while it is still this
 ; program's: a type another program took since is left to that program.
-!macro Unassociate id ext
+!macro Unassociate id ext how
   ClearErrors
   ReadRegStr $0 HKLM "${UNINST_KEY}\${PREVIOUS}" "${ext}"
   ${IfNot} ${Errors}
@@ -183,7 +208,7 @@ FunctionEnd
 ; Takes a type over, remembering the class that opened it before (empty: none) unless a
 ; previous install already did, so a second install never records itself as the old owner.
 ; A type an earlier install took and this one leaves unticked goes back to its old owner.
-!macro Associate id ext
+!macro Associate id ext how
   ${If} $Want${id} == 1
     ReadRegStr $0 HKLM "Software\Classes\${ext}" ""
     ${If} $0 != "${CLASS}"
@@ -192,7 +217,7 @@ FunctionEnd
     ${EndIf}
     StrCpy $3 1
   ${Else}
-    !insertmacro Unassociate ${id} ${ext}
+    !insertmacro Unassociate ${id} ${ext} ${how}
     DeleteRegValue HKLM "${UNINST_KEY}\${PREVIOUS}" "${ext}"
   ${EndIf}
 !macroend

@@ -9,7 +9,7 @@ packages=(
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
   binutils-mingw-w64-x86-64 libz-mingw-w64-dev
   cmake googletest wine wine64 xvfb xauth imagemagick xdotool dpkg-dev patch
-  zip unzip 7zip libarchive-tools xorriso python3 fp-utils nsis
+  zip unzip 7zip libarchive-tools xorriso gcab python3 fp-utils nsis
 )
 missing=()
 for p in "${packages[@]}"; do

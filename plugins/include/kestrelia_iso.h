@@ -3,6 +3,10 @@
  * The program loads the library by name at run time and looks every entry point up by name
  * before each call; all of them use the C calling convention.
  *
+ * The same walk reads the other kinds libarchive reads and the program only reads (CAB, LZH,
+ * CPIO, XAR, AR, RPM): ArchiveOpen names the kind, and its handle takes every call an
+ * image's handle takes.
+ *
  * The interface has the shape of the UnRAR library's (an open handle, a header loop, a
  * per-entry process call with an operation code) and its header record the layout of UnRAR's
  * RARHeaderData, so the program walks images and RAR archives with one header loop.
@@ -25,7 +29,7 @@ extern "C" {
 typedef struct IsoHeaderRecord {
   char archiveName[260];   /* 0: left empty */
   char fileName[260];      /* 260: the entry's path, "\\"-separated UTF-8, cut at 259 bytes */
-  uint32_t flags;          /* 520: 0 */
+  uint32_t flags;          /* 520: ISO_FLAG_ENCRYPTED or 0 */
   uint32_t packedSize;     /* 524: as unpackedSize (an image stores its files as they are) */
   uint32_t unpackedSize;   /* 528: size in bytes, its low 32 bits */
   uint32_t hostOs;         /* 532: 0 */
@@ -39,6 +43,10 @@ typedef struct IsoHeaderRecord {
   uint32_t commentSize;
   uint32_t commentState;
 } IsoHeaderRecord;
+
+/* flags: ISO_FLAG_ENCRYPTED when the entry's data is encrypted (UnRAR's bit; a CAB or XAR may
+ * say so), which the library cannot decrypt. */
+#define ISO_FLAG_ENCRYPTED 0x04u
 
 /* fileAttributes: a folder carries ISO_ATTRIBUTE_FOLDER, an entry whose record sets the
  * existence bit ISO_ATTRIBUTE_HIDDEN (the program neither views nor extracts those), a
@@ -64,6 +72,7 @@ typedef struct IsoHeaderRecord {
 #define ISO_NO_MEMORY 11
 #define ISO_BAD_DATA 12     /* the entry's data cannot be read (the image is cut short or damaged) */
 #define ISO_BAD_ARCHIVE 13  /* ReadHeader: the directory cannot be read further; the image is damaged */
+#define ISO_ENCRYPTED 22    /* the entry's data is encrypted: nothing read or written */
 #define ISO_ECREATE 16      /* the file or a folder above it cannot be created */
 #define ISO_EWRITE 19
 #define ISO_REFUSED_NAME 30 /* the name would write outside the destination, or a link: nothing written */
@@ -91,6 +100,10 @@ typedef struct IsoDate {
  * iso_close: closes the image and sets the handle to 0.
  * IsoFileCount: the number of files (folders not counted) of the image at the path; their
  *   total size in bytes goes to the second argument when given.
+ * ArchiveOpen: the archive (UTF-8 path) read as the named kind, one of "cab", "lha",
+ *   "cpio" (also compressed with gzip, bzip2, xz, lzma, zstd or lz4), "xar", "ar", "rpm"; a
+ *   null format reads a CD image as iso_open does. 0 when it is not of that kind or cannot
+ *   be opened. Names come as UTF-8; a name that is not UTF-8 is read as Windows-1252.
  * IsoReadData (the program's addition, for reading an entry as a stream): the next bytes of
  *   the entry of the last header, in place of ProcessFile: their count, 0 at the end (a
  *   folder or a link has none), -1 when they cannot be read (damage). The entry's whole
@@ -105,7 +118,8 @@ typedef struct IsoDate {
      void* reserved1, void* reserved2, void* reserved3, uint64_t* progress))                        \
   X(iso_close, int, (IsoHandle * image))                                                            \
   X(IsoFileCount, int, (const char* path, uint64_t* totalBytes))                                    \
-  X(IsoReadData, int64_t, (IsoHandle image, void* buffer, uint32_t size, uint64_t* entrySize))
+  X(IsoReadData, int64_t, (IsoHandle image, void* buffer, uint32_t size, uint64_t* entrySize))    \
+  X(ArchiveOpen, IsoHandle, (const char* path, const char* format))
 
 #ifdef __cplusplus
 }

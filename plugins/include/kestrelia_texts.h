@@ -98,6 +98,14 @@
 #define KLANG_MSG_NO                             186  /* no */
 #define KLANG_MSG_SIMULATED_CHANGES              160  /* Simulation: nothing was written. These changes would be made: */
 #define KLANG_MSG_NOTHING_MATCHED                161  /* No entry of the archive is concerned: the archive was not changed. */
+#define KLANG_MSG_KIND_7Z                        230  /* 7z archives */
+#define KLANG_MSG_KIND_CAB                       231  /* Cabinet files */
+#define KLANG_MSG_KIND_LZH                       232  /* LZH archives */
+#define KLANG_MSG_KIND_CPIO                      233  /* CPIO archives */
+#define KLANG_MSG_KIND_XAR                       234  /* XAR archives and installer packages */
+#define KLANG_MSG_KIND_AR                        235  /* AR archives and Debian packages */
+#define KLANG_MSG_KIND_RPM                       236  /* RPM packages */
+#define KLANG_MSG_INSIDE_ARCHIVE_READ_ONLY       237  /* This archive is opened from inside another archive ... */
 
 /* GetGenericText */
 #define KLANG_GEN_OK                               0  /* OK */

@@ -23,10 +23,12 @@ struct ImageFile {
   int64_t length = 0;    // bytes of the file from base on
   int64_t position = 0;  // of the next read, from base
   char* buffer = nullptr;
+  bool image = true;     // a CD image: its track is looked for and its declared lengths held
 };
 
 struct IsoImage {
-  std::string path;  // UTF-8
+  std::string path;    // UTF-8
+  std::string format;  // libarchive's reader for it (ArchiveOpen's names); empty for a CD image
   ImageFile file;
   archive* reader = nullptr;
   archive_entry* entry = nullptr;  // the last header's, until the next ReadHeader
@@ -34,6 +36,7 @@ struct IsoImage {
   bool pending = false;            // iso_init read the first header; ReadHeader delivers it
   bool ended = false;
   bool dataRead = false;           // the current entry's data was consumed
+  bool borrowed = false;           // the current entry is a hard link whose data another holds
   std::string name;                // the current entry's path, "\"-separated
   std::string dataName;            // the entry that holds the current entry's data: its own
                                    // name, or for a hard link the last entry before it that is none
@@ -49,7 +52,8 @@ struct IsoImage {
 std::wstring Widen(const std::string& text, unsigned codePage = CP_UTF8);
 std::string Utf8FromWide(const std::wstring& wide);
 
-// Opens a reader on the image at path for the handle; false when it is no ISO 9660 image.
+// Opens a reader on the archive at path for the handle, of the handle's format; false when
+// it is none.
 bool OpenImageReader(IsoImage* image);
 void CloseImageReader(IsoImage* image);
 

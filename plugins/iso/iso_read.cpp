@@ -77,7 +77,7 @@ la_ssize_t ReadImage(archive*, void* data, const void** block) {
       !ReadFile(file->file, file->buffer, kReadSize, &got, nullptr))
     return -1;
   // The descriptors are read once, in the first block of the track.
-  for (int64_t sector = 16; sector < 64; ++sector) {
+  for (int64_t sector = 16; file->image && sector < 64; ++sector) {
     int64_t offset = sector * kSector - file->position;
     if (offset < 0 || offset + kSector > got) continue;
     ClampVolumeLength(reinterpret_cast<unsigned char*>(file->buffer) + offset, file->length);
@@ -110,11 +110,14 @@ void CloseFile(ImageFile* file) {
   file->buffer = nullptr;
 }
 
+// Archives made from "." name their entries ".\\a.txt": the leading "." is the archive itself.
 std::string WithBackslashes(std::string name) {
   for (char& c : name)
     if (c == '/') c = '\\';
   while (!name.empty() && name.back() == '\\') name.pop_back();
-  return name;
+  size_t lead = 0;
+  while (name.compare(lead, 2, ".\\") == 0) lead += 2;
+  return lead ? name.substr(lead) : name;
 }
 
 bool IsUtf8(const std::string& text) {
@@ -167,12 +170,40 @@ void CopyCut(char* out, size_t size, const std::string& text) {
 
 IsoImage* FromHandle(IsoHandle handle) { return static_cast<IsoImage*>(handle); }
 
+// The one reader an archive is read with: guessing among all would let a file of one kind be
+// read as another. Only the filters that decode in the process are taken (others would start
+// programs). An RPM is a cpio archive behind the package's own header.
+bool SupportFormat(archive* reader, const std::string& format) {
+  if (format.empty()) return archive_read_support_format_iso9660(reader) == ARCHIVE_OK;
+  if (format == "cpio" || format == "rpm") {
+    archive_read_support_filter_gzip(reader);
+    archive_read_support_filter_bzip2(reader);
+    archive_read_support_filter_xz(reader);
+    archive_read_support_filter_lzma(reader);
+    archive_read_support_filter_zstd(reader);
+    archive_read_support_filter_lz4(reader);
+    if (format == "rpm") archive_read_support_filter_rpm(reader);
+    return archive_read_support_format_cpio(reader) == ARCHIVE_OK;
+  }
+  static const struct {
+    const char* name;
+    int (*support)(archive*);
+  } kFormats[] = {
+      {"cab", archive_read_support_format_cab}, {"lha", archive_read_support_format_lha},
+      {"xar", archive_read_support_format_xar}, {"ar", archive_read_support_format_ar},
+  };
+  for (const auto& known : kFormats)
+    if (format == known.name) return known.support(reader) == ARCHIVE_OK;
+  return false;
+}
+
 // Moves on to the next entry, leaving the one before behind; an ISO_ result.
 int NextEntry(IsoImage* image) {
   if (image->ended) return ISO_END_ARCHIVE;
   int status = archive_read_next_header(image->reader, &image->entry);
-  // The root folder comes first, as ".": it is the image itself, not an entry of it.
-  if (status >= ARCHIVE_WARN && archive_entry_filetype(image->entry) == AE_IFDIR && EntryPath(image->entry) == ".")
+  // The root folder, as ".", is the archive itself, not an entry of it.
+  while (status >= ARCHIVE_WARN && archive_entry_filetype(image->entry) == AE_IFDIR &&
+         (EntryPath(image->entry) == "." || EntryPath(image->entry).empty()))
     status = archive_read_next_header(image->reader, &image->entry);
   if (status == ARCHIVE_EOF || status < ARCHIVE_WARN) {
     image->ended = true;
@@ -183,8 +214,11 @@ int NextEntry(IsoImage* image) {
   image->dataRead = image->streaming = false;
   CloseDataSource(image);
   // libarchive hands out the second of two entries with the same data as a hard link to the
-  // first; a chain of them all lead back to the one that is none.
-  if (EntryHardlink(image->entry).empty()) {
+  // first; a chain of them all lead back to the one that is none. A CPIO puts the data in the
+  // last link instead, which then declares its size: that one holds its own data.
+  image->borrowed = !EntryHardlink(image->entry).empty() &&
+                    !(archive_entry_size_is_set(image->entry) && archive_entry_size(image->entry) > 0);
+  if (!image->borrowed) {
     image->dataName = image->name;
     // A folder's extent holds its records, nothing a user takes out of it.
     bool folder = archive_entry_filetype(image->entry) == AE_IFDIR;
@@ -212,13 +246,18 @@ std::string Utf8FromWide(const std::wstring& wide) {
   return text;
 }
 
+// A kind that stores its names as UTF-16 (7z, XAR's and CAB's Unicode names) leaves only the
+// wide form, which the library's "C" locale cannot turn into bytes.
 std::string EntryPath(archive_entry* entry) {
-  return NameUtf8(archive_entry_pathname(entry));
+  const char* raw = archive_entry_pathname(entry);
+  const wchar_t* wide = raw ? nullptr : archive_entry_pathname_w(entry);
+  return wide ? WithBackslashes(Utf8FromWide(wide)) : NameUtf8(raw);
 }
 
 std::string EntryHardlink(archive_entry* entry) {
   const char* raw = archive_entry_hardlink(entry);
-  return raw ? NameUtf8(raw) : std::string();
+  const wchar_t* wide = raw ? nullptr : archive_entry_hardlink_w(entry);
+  return wide ? WithBackslashes(Utf8FromWide(wide)) : raw ? NameUtf8(raw) : std::string();
 }
 
 bool OpenImageReader(IsoImage* image) {
@@ -230,7 +269,8 @@ bool OpenImageReader(IsoImage* image) {
     CloseFile(&file);
     return false;
   }
-  file.base = FindTrack(file.file, size.QuadPart);
+  file.image = image->format.empty();
+  file.base = file.image ? FindTrack(file.file, size.QuadPart) : 0;
   file.length = size.QuadPart - file.base;
   file.position = 0;
   file.buffer = static_cast<char*>(malloc(kReadSize));
@@ -239,7 +279,10 @@ bool OpenImageReader(IsoImage* image) {
     CloseImageReader(image);
     return false;
   }
-  archive_read_support_format_iso9660(image->reader);
+  if (!SupportFormat(image->reader, image->format)) {
+    CloseImageReader(image);
+    return false;
+  }
   archive_read_set_callback_data(image->reader, &file);
   archive_read_set_read_callback(image->reader, ReadImage);
   archive_read_set_seek_callback(image->reader, SeekImage);
@@ -261,16 +304,19 @@ void CloseImageReader(IsoImage* image) {
 
 extern "C" {
 
-IsoHandle __cdecl iso_open(const char* path) {
+IsoHandle __cdecl ArchiveOpen(const char* path, const char* format) {
   if (!path || !*path) return nullptr;
   IsoImage* image = new IsoImage();
   image->path = path;
+  image->format = format ? format : "";
   if (!OpenImageReader(image)) {
     delete image;
     return nullptr;
   }
   return image;
 }
+
+IsoHandle __cdecl iso_open(const char* path) { return ArchiveOpen(path, nullptr); }
 
 // Reading the first header is what makes libarchive read the descriptors and the root
 // folder; the header is kept for the first ReadHeader.
@@ -310,7 +356,9 @@ int __cdecl ReadHeader(IsoHandle handle, IsoHeaderRecord* header, IsoDate* date,
   header->fileAttributes = type == AE_IFDIR ? ISO_ATTRIBUTE_FOLDER
                            : type == AE_IFLNK ? ISO_ATTRIBUTE_LINK | ISO_ATTRIBUTE_FILE
                                               : ISO_ATTRIBUTE_FILE;
-  if (set & ISO_ATTRIBUTE_HIDDEN) header->fileAttributes |= ISO_ATTRIBUTE_HIDDEN;
+  // The existence bit of an image's record; other kinds' hidden attribute hides nothing here.
+  if (image->format.empty() && (set & ISO_ATTRIBUTE_HIDDEN)) header->fileAttributes |= ISO_ATTRIBUTE_HIDDEN;
+  if (archive_entry_is_data_encrypted(entry)) header->flags |= ISO_FLAG_ENCRYPTED;
   LocalDate(archive_entry_mtime(entry), date, &header->fileTime);
   return ISO_OK;
 }

@@ -144,7 +144,7 @@ int64_t ReadCurrentEntryData(IsoImage* image, void* buffer, uint32_t size) {
   archive* reader = image->reader;
   // A hard link's data, or data this walk already went past, comes from a second walk that
   // stops at the entry holding it.
-  if (!EntryHardlink(image->entry).empty() || (image->dataRead && !image->streaming) || image->dataSource) {
+  if (image->borrowed || (image->dataRead && !image->streaming) || image->dataSource) {
     if (!image->dataSource) {
       image->dataSource = new IsoImage();
       image->dataSource->path = image->path;
@@ -169,7 +169,9 @@ int64_t ReadCurrentEntryData(IsoImage* image, void* buffer, uint32_t size) {
 int ProcessCurrentEntry(IsoImage* image, int operation, const char* folder, const char* name, uint64_t* progress) {
   archive_entry* entry = image->entry;
   unsigned type = archive_entry_filetype(entry);
-  bool link = !EntryHardlink(entry).empty();
+  bool link = image->borrowed;
+  if (type == AE_IFREG && archive_entry_is_data_encrypted(entry) && (operation == ISO_TEST || operation == ISO_EXTRACT))
+    return ISO_ENCRYPTED;
   if (operation == ISO_TEST) {
     if (type != AE_IFREG || link || image->dataRead) return ISO_OK;
     image->dataRead = true;

@@ -212,6 +212,18 @@ const LangText messages[] = {
     {KLANG_MSG_FAILED, "failed", "fehlgeschlagen"},
     {KLANG_MSG_SIMULATED_CHANGES, "Simulation: nothing was written. These changes would be made:",
      "Simulation: es wurde nichts geschrieben. Diese Änderungen würden vorgenommen:"},
+    {KLANG_MSG_KIND_7Z, "7z archives", "7z-Archive"},
+    {KLANG_MSG_KIND_CAB, "Cabinet files", "Cabinet-Dateien"},
+    {KLANG_MSG_KIND_LZH, "LZH archives", "LZH-Archive"},
+    {KLANG_MSG_KIND_CPIO, "CPIO archives", "CPIO-Archive"},
+    {KLANG_MSG_KIND_XAR, "XAR archives and installer packages", "XAR-Archive und Installationspakete"},
+    {KLANG_MSG_KIND_AR, "AR archives and Debian packages", "AR-Archive und Debian-Pakete"},
+    {KLANG_MSG_KIND_RPM, "RPM packages", "RPM-Pakete"},
+    {KLANG_MSG_INSIDE_ARCHIVE_READ_ONLY,
+     "This archive is opened from inside another archive and cannot be changed there. Extract it first, then open "
+     "the extracted copy to change it.",
+     "Dieses Archiv ist aus einem anderen Archiv heraus geöffnet und kann dort nicht geändert werden. Entpacken Sie "
+     "es zuerst und öffnen Sie dann die entpackte Kopie, um es zu ändern."},
     {KLANG_MSG_NOTHING_MATCHED, "No entry of the archive is concerned: the archive was not changed.",
      "Kein Eintrag des Archivs ist betroffen: das Archiv wurde nicht geändert."},
 };

@@ -37,6 +37,13 @@ TEST(Formats, NameTestsRunInTableOrder) {
       {"CD.ISO", ARCHIVE_ISO},
       {"disc.nrg", ARCHIVE_ISO},
       {"a.rar", ARCHIVE_RAR},
+      {"a.7Z", ARCHIVE_7Z},
+      {"setup.cab", ARCHIVE_CAB},
+      {"old.lha", ARCHIVE_LZH},
+      {"initrd.cpio", ARCHIVE_CPIO},
+      {"tool.deb", ARCHIVE_AR},
+      {"tool.rpm", ARCHIVE_RPM},
+      {"x7z", 0},  // the read-only kinds want their dot
       {"", 0},
       {nullptr, 0},
   };
@@ -63,6 +70,13 @@ TEST(Formats, UnknownNamesAreSniffed) {
       {std::string(0x8001, '\0') + "CD001", ARCHIVE_ISO},
       {"MZ" + std::string(70000, 'x') + std::string("PK\5\6", 4) + std::string(18, '\0'), ARCHIVE_ZIP},
       {"MZ" + std::string(70000, 'x'), 0},  // a program with nothing appended
+      {std::string("7z\xbc\xaf\x27\x1c\0\4", 8), ARCHIVE_7Z},
+      {std::string("MSCF\0\0\0\0", 8), ARCHIVE_CAB},
+      {std::string("\x1f\0-lh5-", 7), ARCHIVE_LZH},
+      {"070701000000", ARCHIVE_CPIO},
+      {"xar!\0\x1c", ARCHIVE_XAR},
+      {"!<arch>\ndebian-binary", ARCHIVE_AR},
+      {std::string("\xed\xab\xee\xdb\3\0", 6), ARCHIVE_RPM},
       {"plain text, no archive", 0},
       {"", 0},
   };
@@ -81,7 +95,7 @@ TEST(Formats, UnknownNamesAreSniffed) {
 // A kind outside the table takes the one road, ZIP's. (What each row refuses is tested where
 // the refusal is shown: the rename and search tests.)
 TEST(Formats, UnknownKindsTakeZipsRow) {
-  for (int kind : {0, 6, -1}) {
+  for (int kind : {0, 99, -1}) {
     EXPECT_FALSE(IsKnownArchiveKind(kind));
     EXPECT_EQ(ArchiveSeparator(kind), '\\');
     EXPECT_EQ(ArchiveFormatOrZip(kind, "FormatsTest:"), FindArchiveFormat(ARCHIVE_ZIP));
