@@ -139,58 +139,6 @@ TEST(IsoDll, ExtractionMatchesBsdtarByteForByteWithTimes) {
   }
 }
 
-TEST(IsoDll, ExtractsOnlyTheChosenEntries) {
-  std::string out = ScratchDir("iso_some");
-  std::string deep = "level00/level01/level02/level03/level04/level05/level06/level07/level08/level09/level10/"
-                     "level11/bottom.txt";
-  std::map<std::string, int> results = Extract(TestData("rockridge.iso"), out, {deep, "Mixed Case Name.txt"});
-  EXPECT_EQ(results.size(), 2u);
-  EXPECT_EQ(FileNames(out), (std::set<std::string>{deep, "Mixed Case Name.txt"}));
-  EXPECT_EQ(ReadFileBytes(out + "\\" + Separated(deep, '/', '\\')), "at the bottom\n");
-}
-
-TEST(IsoDll, HostileImageWritesNothingOutsideTheDestination) {
-  std::string root = ScratchDir("iso_hostile");
-  std::string destination = root + "\\dest\\inner";
-  std::map<std::string, int> results = Extract(TestData("hostile.iso"), destination);
-  for (const auto& file : Contents(root).files)
-    EXPECT_EQ(file.first.rfind("dest/inner/", 0), 0u) << "written outside: " << file.first;
-  EXPECT_EQ(FileNames(destination), (std::set<std::string>{"GOOD.TXT", "ALSO-GOOD.TXT"}));
-  int refused = 0;
-  for (const auto& result : results) refused += result.second == ISO_REFUSED_NAME;
-  EXPECT_EQ(refused, 7) << "every hostile name is refused";
-}
-
-TEST(IsoDll, HiddenEntriesCarryTheirAttribute) {
-  std::map<std::string, uint32_t> attributes;
-  for (const Listed& entry : List(TestData("hidden.iso"))) attributes[entry.name] = entry.attributes;
-  EXPECT_EQ(attributes["SECRET.TXT"], ISO_ATTRIBUTE_FILE | ISO_ATTRIBUTE_HIDDEN);
-  EXPECT_EQ(attributes["VISIBLE.TXT"], ISO_ATTRIBUTE_FILE);
-}
-
-TEST(IsoDll, DamagedImagesEndCleanly) {
-  EXPECT_EQ(ISO_CALL(iso_open)(TestData("garbage.iso").c_str()), nullptr);
-  EXPECT_EQ(ISO_CALL(iso_open)(TestData("not-there.iso").c_str()), nullptr);
-
-  // An image that declares a volume of 4 TiB and a root folder of 4 GiB in a few kilobytes.
-  int end = 0;
-  EXPECT_TRUE(List(TestData("huge.iso"), &end).empty());
-  EXPECT_NE(end, ISO_OK);
-
-  // A cut image lists up to the cut and says it is damaged; the entry the cut runs through
-  // fails and leaves nothing behind.
-  std::vector<Listed> cut = List(TestData("truncated.iso"), &end);
-  EXPECT_EQ(end, ISO_BAD_ARCHIVE);
-  ASSERT_FALSE(cut.empty());
-  EXPECT_EQ(cut.back().name, "data/random.bin");
-  std::string out = ScratchDir("iso_cut");
-  std::map<std::string, int> results = Extract(TestData("truncated.iso"), out);
-  EXPECT_EQ(results["data/random.bin"], ISO_BAD_DATA);
-  std::set<std::string> written = FileNames(out);
-  EXPECT_FALSE(written.count("data/random.bin"));
-  for (const std::string& name : written) EXPECT_EQ(name.find(".part"), std::string::npos) << name;
-}
-
 TEST(IsoDll, FileCountCountsFilesAndTheirBytes) {
   uint64_t bytes = 0;
   EXPECT_EQ(ISO_CALL(IsoFileCount)(TestData("rockridge.iso").c_str(), &bytes), 4);

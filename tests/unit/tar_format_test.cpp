@@ -88,17 +88,27 @@ TEST_F(TarFormat, ExtractsTheSelectionOrEverything) {
   EXPECT_TRUE(boxes.texts.empty());
 }
 
-TEST_F(TarFormat, HostileEntriesAreReportedOnce) {
+// Nothing lands outside the destination, no link is written (so a file meant to go through
+// one lands in a plain folder), and the refusals are told once.
+TEST_F(TarFormat, HostileEntriesStayInsideAndAreReportedOnce) {
   ExtractJob job = {};
   job.silent = 1;
   job.extractAll = 1;
   snprintf(job.archive, sizeof job.archive, "%s", TestData("hostile.tar").c_str());
-  std::string out = ScratchDir("tar_adapter_hostile");
+  std::string root = ScratchDir("tar_adapter_hostile"), out = root + "\\dest\\inner";
   snprintf(job.destination, sizeof job.destination, "%s", out.c_str());
   ExtractTarFilesFromList(&job);
+  for (const std::string& name : FileNames(root)) EXPECT_EQ(name.rfind("dest/inner/", 0), 0u) << name;
+  std::set<std::string> inside = FileNames(out);
+  for (const char* written : {"good.txt", "also-good/inside.txt", "outlink/escaped-through-link.txt"})
+    EXPECT_TRUE(inside.count(written)) << written;
+  for (const char* refused : {"outlink", "hard-out", "hard-abs", "con.txt"}) EXPECT_FALSE(inside.count(refused)) << refused;
+  // A hard link inside the destination to a file of the run is fine.
+  if (inside.count("also-good/hard-in")) EXPECT_EQ(ReadFileBytes(out + "\\also-good\\hard-in"), "good\n");
   ASSERT_EQ(boxes.texts.size(), 1u);
   EXPECT_NE(boxes.texts[0].find(GetMessageText(KLANG_MSG_UNSAFE_NAMES_SKIPPED)), std::string::npos);
-  EXPECT_NE(boxes.texts[0].find("../escaped-dotdot.txt"), std::string::npos);
+  for (const char* name : {"../escaped-dotdot.txt", "outlink", "con.txt"})
+    EXPECT_NE(boxes.texts[0].find(name), std::string::npos) << name;
 }
 
 // The window's add run: a folder goes in with what lies below it, names from its parent.
