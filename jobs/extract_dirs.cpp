@@ -3,10 +3,7 @@
 
 #include "jobs/entry_file.h"
 
-#include "kestrelia_lang.h"
-#include "services/log.h"
 #include "services/long_path.h"
-#include "services/prompts.h"
 
 #include <cstdio>
 #include <string>
@@ -50,22 +47,4 @@ BOOL CreateDirectoryPath(const char* path) {
   DWORD error = MakeChainOf(path);
   SetLastError(error);
   return error == 0;
-}
-
-int MakeDirectoryPath(const char* path, int reportExisting, int showErrors) {
-  DWORD error = MakeChainOf(path);
-  if (error == ERROR_ALREADY_EXISTS && IsFolder(path)) {
-    if (!reportExisting) return 0;
-    if (showErrors)
-      PromptMessageBox(GetForegroundWindow(), GetMessageText(KLANG_MSG_FOLDER_EXISTS),
-                       GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
-    return -1;
-  }
-  if (!error) return 0;
-  if (showErrors) {
-    std::string text = std::string(GetMessageText(KLANG_MSG_CANNOT_CREATE_FOLDER)) + " " + path;
-    PromptMessageBox(GetForegroundWindow(), text.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
-  }
-  Log(2, GetVerbose(), "MakeDirectoryPath: cannot create %s - # %lu", path, error);
-  return 1;
 }

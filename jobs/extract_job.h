@@ -94,8 +94,6 @@ typedef int (*FolderExtractionProc)(ExtractJob* job, const char* folder);
 
 // Creates a folder with its parents; non-zero when the last creation succeeded.
 BOOL CreateDirectoryPath(const char* path);
-// Creates each prefix of a relative path; 0 on success.
-int MakeDirectoryPath(const char* path, int reportExisting, int showErrors);
 
 // Sets a written file's creation and modification times from an entry's DOS date and time,
 // read as local time.

@@ -42,15 +42,9 @@ int LastUndecodableReason(const char** detail);
 int do_write_currentfile(unzFile zip, int* withoutPath, int* overwriteMode, const char* password, HWND owner,
                          unz_file_info64 info, const char* nameInArchive, const char* nameWithoutPath,
                          int progressByBytes, uint64_t totalBytes, uint64_t* byteCounter, int silent);
-// Copies the open current entry into a file or memory, never past its declared size.
+// Copies the open current entry into a file, never past its declared size.
 int ReadEntryToFile(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer, FILE* file,
                     const char* name, int busyIndicator);
-int ReadEntryToMemory(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer,
-                      char* destination);
-// The most an entry may declare to be read into memory: 1 GiB, or half the free physical
-// memory when that is less. ReadEntryToMemory refuses more (with a message), and whoever
-// sizes a buffer from a declared size checks against it first.
-uint64_t EntryMemoryLimit();
 
 // The part of an entry name after its last separator.
 const char* LastNamePart(const char* name);

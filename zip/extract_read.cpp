@@ -15,25 +15,10 @@ namespace {
 // Whole entries copied for viewing and for the shell go through one buffer of this size.
 constexpr size_t kCopyBuffer = 65536;
 
-// Where a copy writes its chunks: a file or memory the caller sized to the entry.
-struct ChunkSink {
-  FILE* file;
-  const char* name;
-  char* memory;
-  uint64_t written;
-};
-
-bool WriteChunk(ChunkSink* sink, const char* data, size_t size) {
-  if (sink->file) {
-    if (fwrite(data, 1, size, sink->file) != size) {
-      printf("error writing buffer to file: %s\n", sink->name ? sink->name : "");
-      return false;
-    }
-  } else {
-    memcpy(sink->memory + sink->written, data, size);
-  }
-  sink->written += size;
-  return true;
+bool WriteChunk(FILE* file, const char* name, const char* data, size_t size) {
+  if (fwrite(data, 1, size, file) == size) return true;
+  printf("error writing buffer to file: %s\n", name ? name : "");
+  return false;
 }
 
 // The user decides whether a damaged entry is worth what was read of it; either way the
@@ -64,8 +49,8 @@ struct BusyIndicator {
   }
 };
 
-int CopyEntry(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer, ChunkSink* sink,
-              int problemLine, bool busy) {
+int CopyEntry(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer, FILE* file,
+              const char* name, int problemLine, bool busy) {
   BusyIndicator indicator(busy);
   unsigned chunk = bufferSize > 0x7FFFFFFF ? 0x7FFFFFFFu : static_cast<unsigned>(bufferSize);
   uint64_t sum = 0;
@@ -75,7 +60,7 @@ int CopyEntry(unzFile zip, const unz_file_info64* info, size_t bufferSize, char*
     if (read < 0) return AskAfterProblem(problemLine, read, false);
     sum += static_cast<uint64_t>(read);
     if (sum > info->uncompressed_size) return AskAfterProblem(problemLine, read, true);
-    if (!WriteChunk(sink, buffer, static_cast<size_t>(read))) return 0;
+    if (!WriteChunk(file, name, buffer, static_cast<size_t>(read))) return 0;
     indicator.Tick();
   }
 }
@@ -87,31 +72,7 @@ bool MissingPassword() { return IsArchiveEncrypted() && !GetCurrentPassword()[0]
 int ReadEntryToFile(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer, FILE* file,
                     const char* name, int busyIndicator) {
   if (MissingPassword()) return 0;
-  ChunkSink sink = {file, name, nullptr, 0};
-  return CopyEntry(zip, info, bufferSize, buffer, &sink, 85, busyIndicator != 0);
-}
-
-uint64_t EntryMemoryLimit() {
-  uint64_t limit = 1ull << 30;
-  MEMORYSTATUSEX status = {};
-  status.dwLength = sizeof status;
-  if (GlobalMemoryStatusEx(&status) && status.ullAvailPhys / 2 < limit) limit = status.ullAvailPhys / 2;
-  return limit;
-}
-
-int ReadEntryToMemory(unzFile zip, const unz_file_info64* info, size_t bufferSize, char* buffer,
-                      char* destination) {
-  // The caller sized destination from the declared size; one that claims gigabytes is
-  // refused before anyone believes it.
-  if (info->uncompressed_size > EntryMemoryLimit()) {
-    Log(1, GetVerbose(), "ReadEntryToMemory: %llu bytes declared - too large to be read into memory",
-        static_cast<unsigned long long>(info->uncompressed_size));
-    PromptMessageBox(GetForegroundWindow(), GetMessageText(KLANG_MSG_TOO_LARGE_FOR_MEMORY),
-                     GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
-    return 0;
-  }
-  ChunkSink sink = {nullptr, nullptr, destination, 0};
-  return CopyEntry(zip, info, bufferSize, buffer, &sink, 36, false);
+  return CopyEntry(zip, info, bufferSize, buffer, file, name, 85, busyIndicator != 0);
 }
 
 const char* LastNamePart(const char* name) {

@@ -120,8 +120,6 @@ struct WalkRequest {
   const char* caller;  // the function name every log line starts with
   Job job;
   RBTree* changes;
-  const char* oldPath;
-  const char* newPath;
   int simulation;
   int namesAreOem;
 };
@@ -159,11 +157,7 @@ struct Walk {
 };
 
 bool Lookup(const Walk& w, const char* key, char* newPath) {
-  const WalkRequest& request = w.request;
-  if (request.changes) return FindChangeForEntry(request.changes, key, w.folders, newPath) != 0;
-  if (!request.oldPath || PathCompareIndependentCaseSense(key, request.oldPath) != 0) return false;
-  snprintf(newPath, kPathBuf, "%s", request.newPath ? request.newPath : "");
-  return true;
+  return w.request.changes && FindChangeForEntry(w.request.changes, key, w.folders, newPath) != 0;
 }
 
 // Builds the entry's new central record from its old one: the new local offset (in the
@@ -632,26 +626,12 @@ const char* GetRewriteFailureText() { return t_failure; }
 const char* GetRewriteReport() { return t_report ? t_report->c_str() : ""; }
 
 int ChangeFilesFromZIP(const char* archive, RBTree* changes, int simulation, int namesAreOem) {
-  WalkRequest request = {"ChangeFilesFromZIP", Job::Change, changes, nullptr, nullptr, simulation, namesAreOem};
+  WalkRequest request = {"ChangeFilesFromZIP", Job::Change, changes, simulation, namesAreOem};
   return RewriteZip(request, archive);
 }
 
 int DeleteFilesFromZIPRBTree(const char* archive, RBTree* changes, int simulation, int namesAreOem) {
-  WalkRequest request = {"DeleteFilesFromZIPRBTree", Job::Delete, changes, nullptr, nullptr, simulation, namesAreOem};
-  return RewriteZip(request, archive);
-}
-
-int ChangeFileFromZIP(const char* archive, const char* oldPath, const char* newPath, int simulation,
-                      int namesAreOem) {
-  Log(5, GetVerbose(), "ChangeFileFromZIP: file to find %s dos_fn %s", oldPath, newPath);
-  WalkRequest request = {"ChangeFileFromZIP", Job::Change, nullptr, oldPath, newPath, simulation, namesAreOem};
-  return RewriteZip(request, archive);
-}
-
-int DeleteFileFromZIP(const char* archive, const char* path, int simulation, int namesAreOem) {
-  printf("DeleteFileFromZIP file to delete %s\n", path);
-  if (simulation) Log(-1, GetVerbose(), "Simulation!! %s", path);
-  WalkRequest request = {"DeleteFileFromZIP", Job::Delete, nullptr, path, nullptr, simulation, namesAreOem};
+  WalkRequest request = {"DeleteFilesFromZIPRBTree", Job::Delete, changes, simulation, namesAreOem};
   return RewriteZip(request, archive);
 }
 

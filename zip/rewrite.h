@@ -28,9 +28,6 @@ int ChangeFilesFromZIP(const char* archive, RBTree* changes, int simulation, int
 // Simulation walks the same way and writes nothing: 0 when some entry would change, else -8.
 // Deleting every entry removes the archive.
 int DeleteFilesFromZIPRBTree(const char* archive, RBTree* changes, int simulation, int namesAreOem);
-int ChangeFileFromZIP(const char* archive, const char* oldPath, const char* newPath, int simulation,
-                      int namesAreOem);
-int DeleteFileFromZIP(const char* archive, const char* path, int simulation, int namesAreOem);
 
 // The two passes of the callers: first with names read in the DOS code page, then, where some
 // name reads two ways, with the names as stored. A second pass that finds nothing (-8) after

@@ -56,7 +56,7 @@ int WriteBare(const char* archive, const char* destination, uint64_t* bytes) {
     size_t cut = name.rfind('\\');
     std::string parent = cut == std::string::npos ? "" : name.substr(0, cut);
     if (!parent.empty() && parent != folder) {
-      MakeDirectoryPath(parent.c_str(), 0, 0);
+      CreateDirectoryPath((std::string(destination) + "\\" + parent).c_str());
       folder = parent;
     }
     if (cut == name.size() - 1) continue;

@@ -71,20 +71,6 @@ TEST_F(EntryRead, EncryptedArchiveWithoutPasswordReadsNothingToFile) {
   SetArchiveEncrypted(0);
 }
 
-TEST(ExtractFolders, MakeDirectoryPathIsRelativeToTheWorkingDirectory) {
-  RecordedBoxes boxes;
-  std::string root = ScratchDir("dirs_relative");
-  char previous[kPathBuf];
-  GetCurrentDirectoryA(sizeof previous, previous);
-  ASSERT_TRUE(SetCurrentDirectoryA(root.c_str()));
-  EXPECT_EQ(MakeDirectoryPath("x/y\\z/", 0, 1), 0);
-  EXPECT_NE(GetFileAttributesA("x\\y\\z"), INVALID_FILE_ATTRIBUTES);
-  EXPECT_EQ(MakeDirectoryPath("x/y", 0, 1), 0) << "existing is fine unless reported";
-  EXPECT_EQ(MakeDirectoryPath("x/y", 1, 1), -1);
-  EXPECT_EQ(boxes.texts.size(), 1u);
-  SetCurrentDirectoryA(previous);
-}
-
 }  // namespace
 // Whole-buffer deflate: what it encodes comes back, and a stream that decodes to another size
 // than the one asked for, or is cut, is refused rather than padded.
