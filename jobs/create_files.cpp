@@ -70,6 +70,8 @@ uint64_t CollectZipFiles(const char* path, size_t baseLength, int recurse, ZipLi
 }
 
 uint64_t CollectBlockFiles(const ZipWorkBlock* block, ZipListElement** head, ZipListElement** tail) {
+  if (!block->files && block->folder[0])
+    return CollectFolderFiles(block->folder, strlen(block->folder), block->recurse, head, tail);
   uint64_t total = 0;
   for (int i = 0; i < block->fileCount && !IsCancelledByUser(); ++i) {
     char path[kPathBuf];

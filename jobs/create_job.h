@@ -67,5 +67,6 @@ uint64_t CollectZipFiles(const char* path, size_t baseLength, int recurse, ZipLi
 uint64_t CollectFolderFiles(const char* folder, size_t baseLength, int recurse, ZipListElement** head,
                             ZipListElement** tail);
 void FreeZipList(ZipListElement* list);
-// Every named file and folder of the block collected, each below the folder it lies in.
+// Every named file and folder of the block collected, each below the folder it lies in; with
+// none named, what lies below the block's folder.
 uint64_t CollectBlockFiles(const ZipWorkBlock* block, ZipListElement** head, ZipListElement** tail);

@@ -79,9 +79,7 @@ void TellFailure(bool silent, int sentence, const char* archive, DWORD error) {
 // The files the block names, or those of its folder, in the order they are written.
 uint64_t CollectRunFiles(ZipWorkBlock* block, ZipListElement** head) {
   ZipListElement* tail = nullptr;
-  if (block->files) return CollectBlockFiles(block, head, &tail);
-  if (block->folder[0]) return CollectFolderFiles(block->folder, strlen(block->folder), block->recurse, head, &tail);
-  return 0;
+  return CollectBlockFiles(block, head, &tail);
 }
 
 // Nothing is written to the archive itself: a working file beside it takes its place only
