@@ -6,6 +6,7 @@
 #include "app/self_extracting.h"
 #include "formats/formats.h"
 #include "kestrelia_lang.h"
+#include "model/nested_archives.h"
 #include "model/app_state.h"
 #include "model/archive_kind.h"
 #include "services/log.h"
@@ -111,7 +112,8 @@ bool OpenArchiveTakesFiles() {
     return false;
   }
   if (CanAddToOpenArchive()) return true;
-  PromptMessageBox(Owner(), GetMessageText(KLANG_MSG_ADD_ONLY_ZIP_TAR), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+  int why = NestedDepth() ? KLANG_MSG_INSIDE_ARCHIVE_READ_ONLY : KLANG_MSG_ADD_ONLY_ZIP_TAR;
+  PromptMessageBox(Owner(), GetMessageText(why), "Kestrelia", MB_OK | MB_ICONINFORMATION);
   return false;
 }
 
@@ -241,10 +243,14 @@ void CmdAddFolder() {
 
 bool CanAddToOpenArchive() {
   const ArchiveFormat* format = GetCurrentArchivePath()[0] ? FindArchiveFormat(GetArchiveKind()) : nullptr;
-  return format && format->ops.add;
+  return format && format->ops.add && !NestedDepth();
 }
 
 bool AddDroppedFiles(char (*files)[kPathBuf], int count, const char* folder) {
+  if (count && NestedDepth()) {
+    PromptMessageBox(Owner(), GetMessageText(KLANG_MSG_INSIDE_ARCHIVE_READ_ONLY), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+    return true;
+  }
   if (!count || !CanAddToOpenArchive()) return false;
   CreationClaim claim;
   if (RefuseWhenBusy(claim)) return true;

@@ -77,9 +77,11 @@ void CmdTestArchive() {
   CopyEntrySelection(CurrentView(), &chosen);
   TestArchive(chosen.names.empty() ? nullptr : &chosen);
 }
-// Enter or a double click on a subfolder's row goes into it; on an entry's row it views it.
+// Enter or a double click on a subfolder's row goes into it; on an archive's row it opens that
+// archive in the window; on another entry's row it views it.
 void CmdViewEntry() {
   if (Main().presentation == PRESENT_FOLDER_TREE && EnterFolderRow(FocusedEntryRow(Main().treeList))) return;
+  if (EnterNestedArchive()) return;
   ViewSelectedEntry(0);
 }
 void CmdOpenWith() { ViewSelectedEntry(1); }

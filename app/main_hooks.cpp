@@ -5,6 +5,7 @@
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "model/folder_tree.h"
+#include "model/nested_archives.h"
 #include "model/view_hooks.h"
 #include "ui/listing_view.h"
 #include "ui/search.h"
@@ -33,7 +34,10 @@ void FinishListing() {
 
 void LockUpdates(bool lock) { SendMessageA(CurrentView(), WM_SETREDRAW, lock ? FALSE : TRUE, 0); }
 
-void AddRecent(const char* path) { AddRecentArchive(path); }
+// A copy of an archive inside another is no file to come back to.
+void AddRecent(const char* path) {
+  if (!NestedDepth()) AddRecentArchive(path);
+}
 
 void RefreshToolbar() {
   if (Main().hwnd) PostMessageA(Main().hwnd, WM_APP_REFRESH_TOOLBAR, 0, 0);
@@ -72,6 +76,8 @@ void LoadSystemImageLists() {
 }
 
 void SetMyWindowText(const char* path) {
+  std::string shown = ShownArchivePath();
+  if (path && *path && !strcmp(path, GetCurrentArchivePath())) path = shown.c_str();
   char title[kPathBuf * 2];
   if (path && *path)
     snprintf(title, sizeof title, "%s: %s", "Kestrelia", path);

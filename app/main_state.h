@@ -79,6 +79,11 @@ void ExtractSelectedTreeFolder();
 // selected folder's; the whole archive's in the full list.
 void ShowFolderProperties();
 void GoToParentFolder();
+// Enter on the focused row of an archive inside the open one: a copy of it opens in the window
+// as its child (app/main_nested.cpp). False when the row is no such archive.
+bool EnterNestedArchive();
+// Closes the child and shows its parent at the folder it was left in; false at the top.
+bool LeaveNestedArchive();
 bool HasParentFolder();
 // The folder the tree shows ("docs\img"), "" at the archive's top or in the full list.
 void CurrentTreeFolder(char* out, size_t outSize);

@@ -7,6 +7,7 @@
 #include "model/entry_rows.h"
 #include "model/folder_tree.h"
 #include "model/liststruct.h"
+#include "model/nested_archives.h"
 #include "services/log.h"
 #include "ui/entry_list.h"
 #include "ui/entry_rewrite.h"
@@ -117,7 +118,7 @@ bool BeginsWithPath(const std::string& path, const std::string& prefix) {
 void ShowCurrentAddress() {
   char folder[kPathBuf * 3];
   CurrentTreeFolder(folder, sizeof folder);
-  SetWindowTextA(Main().address, *folder ? folder : GetCurrentArchivePath());
+  SetWindowTextA(Main().address, *folder ? folder : ShownArchivePath().c_str());
 }
 
 }  // namespace
@@ -135,8 +136,11 @@ void GoToAddress(const char* typed) {
   if (m.presentation != PRESENT_FOLDER_TREE) SetPresentation(PRESENT_FOLDER_TREE);
   std::string archive = GetCurrentArchivePath(), inner = text;
   bool absolute = (text.size() > 1 && text[1] == ':') || text.rfind("\\\\", 0) == 0;
+  std::string shown = ShownArchivePath();
   if (BeginsWithPath(text, archive)) {
     inner = text.substr(archive.size());
+  } else if (BeginsWithPath(text, shown)) {
+    inner = text.substr(shown.size());
   } else if (absolute) {
     // The longest leading part that is a file is the archive; the rest is a folder in it.
     std::string file = text;
@@ -225,12 +229,13 @@ bool HandleFolderTreeNotify(NMHDR* header, LRESULT* result) {
         return true;
       }
       default:
-        if (IsBackspace(header)) SelectParentTreeFolder();
+        if (IsBackspace(header) && !SelectParentTreeFolder()) LeaveNestedArchive();
         return header->code == TVN_KEYDOWN;
     }
   }
-  if (header->hwndFrom == m.treeList && IsBackspace(header)) {
-    SelectParentTreeFolder();
+  // At the top of an archive opened inside another, Backspace climbs back to that one.
+  if ((header->hwndFrom == m.treeList || header->hwndFrom == m.list) && IsBackspace(header)) {
+    if (header->hwndFrom == m.list || !SelectParentTreeFolder()) LeaveNestedArchive();
     return true;
   }
   if (header->hwndFrom == m.address && (header->code == CBEN_ENDEDITA || header->code == CBEN_ENDEDITW)) {
@@ -281,7 +286,8 @@ void ShowFolderProperties() {
 }
 
 void GoToParentFolder() {
-  if (Main().presentation == PRESENT_FOLDER_TREE) SelectParentTreeFolder();
+  if (Main().presentation == PRESENT_FOLDER_TREE && SelectParentTreeFolder()) return;
+  LeaveNestedArchive();
 }
 
 void CurrentTreeFolder(char* out, size_t outSize) {
@@ -297,7 +303,7 @@ void CurrentTreeFolder(char* out, size_t outSize) {
 bool HasParentFolder() {
   MainWindowState& m = Main();
   HTREEITEM item = TreeView_GetSelection(m.tree);
-  return m.presentation == PRESENT_FOLDER_TREE && item && TreeView_GetParent(m.tree, item);
+  return (m.presentation == PRESENT_FOLDER_TREE && item && TreeView_GetParent(m.tree, item)) || NestedDepth() > 0;
 }
 
 bool IsAddressBoxKey(const MSG* msg) {

@@ -2,6 +2,7 @@
 #include "formats/open_archive.h"
 
 #include "kestrelia_lang.h"
+#include "model/nested_archives.h"
 #include "model/app_state.h"
 #include "model/archive_kind.h"
 #include "model/listing_totals.h"
@@ -93,6 +94,8 @@ int OpenCompressedFile(const char* path, HWND owner) {
 
   // Working files that a killed run left beside this archive go now (never a user's file).
   RemoveStaleWorkingFiles(path);
+  // An archive from outside the chain of archives opened inside archives ends that chain.
+  LeaveNestedChainUnlessExpected(path);
   GetViewHooks().loadImageLists();
   ArchiveControlBlock* block = GetCurrentControlBlock();
   ResetControlBlock(block, path, kind);

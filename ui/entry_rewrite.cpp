@@ -3,6 +3,7 @@
 
 #include "formats/formats.h"
 #include "kestrelia_lang.h"
+#include "model/nested_archives.h"
 #include "model/app_state.h"
 #include "model/compare.h"
 #include "model/archive_kind.h"
@@ -130,6 +131,10 @@ std::string CellText(HWND list, int item, int column) {
 
 // The kinds without the rewrite say why not.
 bool RefusedForKind(const char* who, bool tellUser, int refusalText, RewriteProc ArchiveOperations::*rewrite) {
+  if (NestedDepth()) {
+    if (tellUser) TellError(GetMessageText(KLANG_MSG_INSIDE_ARCHIVE_READ_ONLY));
+    return true;
+  }
   const ArchiveFormat* format = ArchiveFormatOrZip(GetArchiveKind(), who);
   if (format->renameRefusal) printf("%s\n", format->renameRefusal);
   if (format->ops.*rewrite && !format->renameRefusal) return false;

@@ -2,6 +2,7 @@
 #include "ui/folder_tree_view.h"
 
 #include "kestrelia_lang.h"
+#include "model/nested_archives.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "model/folder_tree.h"
@@ -430,7 +431,7 @@ void SynchronizeTreeViewThread(HWND treeListView, HWND tree) {
   if (!treeListView || !tree) Log(2, GetVerbose(), "list or tree NULL");
   DWORD t1 = GetTickCount();
 
-  HTREEITEM root = tree ? AddItemToTree(tree, GetCurrentArchivePath(), TVI_ROOT, 0) : nullptr;
+  HTREEITEM root = tree ? AddItemToTree(tree, ShownArchivePath().c_str(), TVI_ROOT, 0) : nullptr;
   DWORD t2 = GetTickCount();
 
   char separator = TreeSeparator("SynchronizeTreeViewThread");
@@ -525,7 +526,7 @@ void OnTreeSelectionChanged(HWND tree) {
     // While a fill runs, the request waits for the timer, whose call empties the list; emptied
     // now, the running fill's rows would be lost under it.
     if (g_views.folderList && !GetTVNSem()) DeleteAllEntryRows(g_views.folderList);
-    if (g_views.combo) SetWindowTextA(g_views.combo, GetCurrentArchivePath());
+    if (g_views.combo) SetWindowTextA(g_views.combo, ShownArchivePath().c_str());
     RequestFill(key);
     return;
   }

@@ -1,6 +1,7 @@
 #include "services/base.h"
 #include "ui/listing_view.h"
 
+#include "model/nested_archives.h"
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
@@ -71,7 +72,7 @@ void PublishFinishedListing(ArchiveControlBlock* block) {
   GetViewHooks().loadImageLists();
   WriteListingStatusBar();
   char title[kPathBuf * 2];
-  snprintf(title, sizeof title, "%s: %s", "Kestrelia", block->path);
+  snprintf(title, sizeof title, "%s: %s", "Kestrelia", ShownArchivePath().c_str());
   if (HWND main = GetMainWindowHandle()) SetWindowTextA(main, title);
   GetViewHooks().applyStoredSort();
   // Recorded with the rows, not when the listing thread lets go: a window closed in between

@@ -224,6 +224,11 @@ const LangText messages[] = {
      "the extracted copy to change it.",
      "Dieses Archiv ist aus einem anderen Archiv heraus geöffnet und kann dort nicht geändert werden. Entpacken Sie "
      "es zuerst und öffnen Sie dann die entpackte Kopie, um es zu ändern."},
+    {KLANG_MSG_NESTED_COPY_QUESTION,
+     "To open this archive, a copy of it is written to the temporary folder first. It declares a large size; "
+     "write the copy?",
+     "Um dieses Archiv zu öffnen, wird zuerst eine Kopie in den temporären Ordner geschrieben. Es gibt eine große "
+     "Größe an; die Kopie schreiben?"},
     {KLANG_MSG_NOTHING_MATCHED, "No entry of the archive is concerned: the archive was not changed.",
      "Kein Eintrag des Archivs ist betroffen: das Archiv wurde nicht geändert."},
 };

@@ -167,6 +167,13 @@ def main(out):
             f.write(seven)
     with open(os.path.join(out, "self-extracting.exe"), "wb") as f:
         f.write(b"MZ" + b"\0" * (0x27000 - 2) + seven)
+    # An archive inside an archive: a ZIP in a folder of a 7z.
+    nest = os.path.join(out, "nest")
+    write_files(os.path.join(nest, "zip"), {"docs/a.txt": b"inner a", "docs/b.txt": b"inner b", "top.txt": b"top"})
+    os.makedirs(os.path.join(nest, "7z", "pack"))
+    run("zip", "-q", "-r", os.path.join(nest, "7z", "pack", "inner.zip"), "docs", "top.txt", cwd=os.path.join(nest, "zip"))
+    write_files(os.path.join(nest, "7z"), {"readme.txt": b"outer"})
+    run("7zz", "a", "-bso0", os.path.join(out, "outer.7z"), "pack", "readme.txt", cwd=os.path.join(nest, "7z"))
 
 
 if __name__ == "__main__":
