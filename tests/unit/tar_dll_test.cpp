@@ -132,17 +132,6 @@ TEST(TarDll, ExtractionMatchesBsdtarByteForByteWithTimes) {
   }
 }
 
-TEST(TarDll, ExtractsOnlyTheNamedEntries) {
-  std::string out = ScratchDir("tar_some");
-  const std::string longName =
-      "a-rather-long-folder-name-to-pass-the-ustar-limit/a-rather-long-folder-name-to-pass-the-ustar-limit/"
-      "and-a-file-name-that-is-long-too.txt";
-  NameList names({"docs/deep/er/note.md", longName, "not/in/the/archive.txt"});
-  std::string result = Extract(TestData("bsd_pax.tar.bz2"), out, &names.list);
-  EXPECT_EQ(result.substr(0, 2), "00") << result;
-  EXPECT_EQ(FileNames(out), (std::set<std::string>{"docs/deep/er/note.md", longName}));
-  EXPECT_EQ(ReadFileBytes(out + "\\docs\\deep\\er\\note.md"), ReadFileBytes(TestData("src/docs/deep/er/note.md")));
-}
 
 TEST(TarDll, DamagedArchivesEndTheirListingWithWhatWasRead) {
   size_t whole = List(TestData("gnu_pax.tar.gz")).size();
