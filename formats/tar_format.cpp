@@ -534,7 +534,7 @@ int RewriteTar(const char* archive, RBTree* changes, bool deleting, char* failur
   auto rewrite = LoadTarLibrary() ? TarDll::TarRewrite() : nullptr;
   if (!rewrite) return Refuse(failure, failureSize, archive, 0, GetGenericText(KLANG_GEN_TAR_FUNCTION_MISSING), -1);
   if (IsDeleteSimulation()) return SimulateTarRewrite(archive, &c, failure, failureSize);
-  if (DWORD refusal = ReadOnlyRefusal(archive)) return Refuse(failure, failureSize, archive, refusal, nullptr, -9);
+  if (DWORD refusal = ReadOnlyRefusal(archive)) return Refuse(failure, failureSize, archive, refusal, nullptr, kRewriteReadOnly);
   RemoveStaleWorkingFiles(archive);
   char work[kPathBuf];
   if (DWORD error = ClaimWorkingFile(archive, work)) return Refuse(failure, failureSize, archive, error, nullptr, -2);

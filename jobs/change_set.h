@@ -8,6 +8,8 @@ struct RBTree;
 // What a rewrite of a change set answers besides 0 (done) and its negative failures.
 constexpr int kRewriteSimulated = 1;  // simulation: nothing written, the report says what would change
 constexpr int kRewriteUnmatched = 2;  // no entry is concerned: the archive was not touched
+constexpr int kRewriteSavedAsNew = 3;  // the archive was not touched: the change went to a new one
+constexpr int kRewriteReadOnly = -9;   // the archive is read-only: refused before any work
 
 // One requested change; the change set owns the record and both texts. A record whose old
 // path ends with a separator names a folder: it concerns every entry below the folder, and

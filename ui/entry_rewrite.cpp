@@ -22,6 +22,7 @@
 #include "ui/folder_tree_view.h"
 #include "ui/listing_status.h"
 #include "jobs/change_set.h"
+#include "jobs/system_words.h"
 
 #include <commctrl.h>
 
@@ -168,6 +169,44 @@ bool NameTaken(HWND list, const std::string& fullName, bool asFolder = false) {
   return false;
 }
 
+// A refusal the user has read in the question after it, and answered.
+constexpr int kRefusalTold = -90;
+
+// A read-only archive stays as it is, but the user may still want the change: it goes to a
+// copy under a name the user gives, which becomes the open archive. False when it did not
+// (the user declined, or the copy failed: job->failure says why).
+bool SaveChangeAsNewArchive(EntryRewriteJob* job, RewriteProc rewrite) {
+  std::string question = std::string(job->failure) + "\n\n" + GetMessageText(KLANG_MSG_SAVE_CHANGE_AS_NEW);
+  job->result = kRefusalTold;
+  if (PromptMessageBox(GetMainWindowHandle(), question.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE),
+                       MB_YESNO | MB_ICONWARNING) != IDYES)
+    return false;
+  char target[kPathBuf] = "";
+  const char* dot = strrchr(job->archive, '.');
+  if (!GetPrompts().saveFile(GetMainWindowHandle(), dot ? dot + 1 : "zip",
+                             GetMessageText(KLANG_MSG_SAVE_NEW_ARCHIVE_TITLE), true, target) ||
+      !target[0] || _stricmp(target, job->archive) == 0)
+    return false;
+  DWORD error = CopyFileA(job->archive, target, FALSE) ? 0 : GetLastError();
+  // The copy is the user's new archive: it takes the old one's attributes but not its refusal.
+  if (!error && !SetFileAttributesA(target, FILE_ATTRIBUTE_NORMAL)) error = GetLastError();
+  if (error) {
+    snprintf(job->failure, sizeof job->failure, "%s\n\n\"%s\"\n%s", GetMessageText(KLANG_MSG_CANNOT_WRITE_ARCHIVE),
+             target, SystemErrorText(error).c_str());
+    job->result = -1;
+    return false;
+  }
+  job->result = rewrite(target, job->changes, job->failure, sizeof job->failure);
+  // A copy the change could not be made in is no archive the user asked for.
+  if (job->result != 0) {
+    DeleteFileA(target);
+    return false;
+  }
+  snprintf(job->archive, sizeof job->archive, "%s", target);
+  job->result = kRewriteSavedAsNew;
+  return true;
+}
+
 // The worker of every rewrite from the window; who names it in the log, and the error line
 // says what failed in its own words.
 DWORD RunJob(EntryRewriteJob* job, const char* who, const char* errorFormat) {
@@ -183,6 +222,7 @@ DWORD RunJob(EntryRewriteJob* job, const char* who, const char* errorFormat) {
   job->result = rewrite ? rewrite(job->archive, job->changes, job->failure, sizeof job->failure) : -1;
   if (job->result) Log(-1, GetVerbose(), errorFormat, job->result);
   CloseProgressDialog();
+  if (job->result == kRewriteReadOnly) SaveChangeAsNewArchive(job, rewrite);
   if (HWND main = GetMainWindowHandle()) {
     SendMessageA(main, WM_APP_ENTRIES_REWRITTEN, 0, reinterpret_cast<LPARAM>(job));
   } else {
@@ -642,6 +682,12 @@ void ApplyEntryRewrite(EntryRewriteJob* job) {
     KeepTreePlace(next ? FullName(next).c_str() : nullptr);
     SetTreeInStep(0);
     if (GetViewHooks().rebuildTreeList) GetViewHooks().rebuildTreeList();
+  } else if (job->result == kRefusalTold) {
+    // The archive and its rows are as they were, and the user knows why.
+  } else if (job->result == kRewriteSavedAsNew) {
+    // The window shows the new archive, listed afresh.
+    SetCurrentArchivePath(job->archive);
+    if (HWND main = GetMainWindowHandle()) PostMessageA(main, WM_COMMAND, MAKEWPARAM(IDM_RELOAD, 0), 0);
   } else if (job->result == kRewriteSimulated || job->result == kRewriteUnmatched) {
     // The archive is as it was, and so are the rows.
     std::string text = GetMessageText(job->result == kRewriteSimulated ? KLANG_MSG_SIMULATED_CHANGES

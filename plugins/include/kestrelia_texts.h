@@ -98,6 +98,7 @@
 #define KLANG_MSG_NO                             186  /* no */
 #define KLANG_MSG_SIMULATED_CHANGES              160  /* Simulation: nothing was written. These changes would be made: */
 #define KLANG_MSG_NOTHING_MATCHED                161  /* No entry of the archive is concerned: the archive was not changed. */
+#define KLANG_MSG_SAVE_CHANGE_AS_NEW             187  /* Save the change as a new archive instead? */
 #define KLANG_MSG_KIND_7Z                        230  /* 7z archives */
 #define KLANG_MSG_KIND_CAB                       231  /* Cabinet files */
 #define KLANG_MSG_KIND_LZH                       232  /* LZH archives */

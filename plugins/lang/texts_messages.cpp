@@ -231,6 +231,8 @@ const LangText messages[] = {
      "Größe an; die Kopie schreiben?"},
     {KLANG_MSG_NOTHING_MATCHED, "No entry of the archive is concerned: the archive was not changed.",
      "Kein Eintrag des Archivs ist betroffen: das Archiv wurde nicht geändert."},
+    {KLANG_MSG_SAVE_CHANGE_AS_NEW, "Save the change as a new archive instead?",
+     "Die Änderung stattdessen als neues Archiv speichern?"},
 };
 }  // namespace
 

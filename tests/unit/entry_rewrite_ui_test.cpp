@@ -143,6 +143,42 @@ TEST(EntryEdits, DeletingTheSelectionAsksFirstAndTheRowsFollow) {
   EXPECT_EQ(archive.boxes.texts.size(), 2u);  // the two questions, no error
 }
 
+// A read-only archive is refused and stays as it was, attribute and all; the change may go to
+// a new archive the user names instead, which the window then shows.
+TEST(EntryEdits, AReadOnlyArchiveOffersTheChangeAsANewArchive) {
+  EditedArchive archive(ARCHIVE_ZIP);
+  std::string bytes = ReadFileBytes(archive.path), copy = TestData("edited copy.zip");
+  DeleteFileA(copy.c_str());
+  SetFileAttributesA(archive.path.c_str(), FILE_ATTRIBUTE_READONLY);
+  static std::string s_copy;
+  s_copy = copy;  // empty: the user cancels the name's dialog
+  GetPrompts().saveFile = [](HWND, const char*, const char*, bool, char* path) {
+    snprintf(path, kPathBuf, "%s", s_copy.c_str());
+    return !s_copy.empty();
+  };
+  archive.boxes.answer = IDYES;  // to the delete question and to the offer after the refusal
+  for (const std::string& named : {std::string(), copy}) {
+    s_copy = named;
+    archive.Select({"noise.bin"});
+    DeleteSelectedEntries(archive.List());
+    archive.WaitForWorker();
+    EXPECT_EQ(ReadFileBytes(archive.path), bytes) << named;
+    EXPECT_TRUE(GetFileAttributesA(archive.path.c_str()) & FILE_ATTRIBUTE_READONLY) << named;
+  }
+  SetFileAttributesA(archive.path.c_str(), FILE_ATTRIBUTE_NORMAL);
+  ResetPrompts();
+  // The delete question and the offer each time; no second word of the refusal.
+  ASSERT_EQ(archive.boxes.texts.size(), 4u);
+  EXPECT_NE(archive.boxes.texts[1].find(GetMessageText(KLANG_MSG_SAVE_CHANGE_AS_NEW)), std::string::npos);
+  EXPECT_NE(archive.boxes.texts[1].find(archive.path), std::string::npos);
+  std::set<std::string> names = ArchiveNames(copy);
+  EXPECT_EQ(names.size(), 5u);
+  EXPECT_EQ(names.count("noise.bin"), 0u);
+  EXPECT_FALSE(GetFileAttributesA(copy.c_str()) & FILE_ATTRIBUTE_READONLY);
+  EXPECT_EQ(std::string(GetCurrentArchivePath()), copy);
+  DeleteFileA(copy.c_str());
+}
+
 // Ctrl+X marks what the clipboard carries (a folder's entries by their full names); only the
 // report of a finished paste takes them out, once.
 TEST(EntryEdits, CutEntriesLeaveOnlyWhenTheirPasteIsReported) {
