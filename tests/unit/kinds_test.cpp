@@ -36,11 +36,11 @@
 namespace {
 
 // The kinds under test; each one's inputs are in a folder of its own.
-enum Kind { TAR, ISO, RAR };
+enum Kind { TAR, ISO, RAR, SEVENZIP };
 const struct {
   int kind;
   const char* folder;
-} kKinds[] = {{ARCHIVE_TAR, "tar"}, {ARCHIVE_ISO, "iso"}, {ARCHIVE_RAR, "rar"}};
+} kKinds[] = {{ARCHIVE_TAR, "tar"}, {ARCHIVE_ISO, "iso"}, {ARCHIVE_RAR, "rar"}, {ARCHIVE_7Z, "7z"}};
 
 std::string Input(Kind kind, const std::string& name) { return TestData(std::string(kKinds[kind].folder) + "/" + name); }
 
@@ -144,6 +144,11 @@ TEST_F(Kinds, ListExtractAndTestAgreeWithTheTreeByteForByte) {
       {RAR, "volumes.part1.rar", "src", "", 0},
       {RAR, "password.rar", "src", "secret", 1},
       {RAR, "headers.rar", "src", "secret", 1},
+      {SEVENZIP, "plain.7z", "src", "", 0},
+      {SEVENZIP, "solid.7z", "src", "", 0},
+      {SEVENZIP, "blocks.7z", "src", "", 0},
+      {SEVENZIP, "encrypted.7z", "src", "secret", 1},
+      {SEVENZIP, "encrypted_names.7z", "src", "secret", 1},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.archive);
@@ -205,9 +210,16 @@ TEST_F(Kinds, ExtractTheChosenRowsOrATreeFolderOnly) {
        {"日本語/テキスト.txt", "docs/deep/note.md", "readme.txt"}},
       {RAR, "plain.rar", "src", {}, "docs", {"docs/deep/note.md", "docs/numbers.txt", "docs/zero.bin"}},
       {RAR, "plain.rar", "src", {}, "docs/deep\\", {"docs/deep/note.md"}},
+      {SEVENZIP, "solid.7z", "src", {"日本語\\テキスト.txt", "docs\\deep\\", "data\\random.bin"}, nullptr,
+       {"日本語/テキスト.txt", "docs/deep/note.md", "data/random.bin"}},
+      {SEVENZIP, "solid.7z", "src", {}, "docs", {"docs/deep/note.md", "docs/numbers.txt", "docs/zero.bin"}},
+      {SEVENZIP, "blocks.7z", "src", {}, "docs/deep\\", {"docs/deep/note.md"}},
+      {SEVENZIP, "encrypted_names.7z", "src", {"readme.txt", "data\\random.bin"}, nullptr,
+       {"readme.txt", "data/random.bin"}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.archive) + " " + (c.folder ? c.folder : "(rows)"));
+    g_typed = "secret";
     EntrySelection chosen;
     chosen.names = c.chosen;
     std::string destination = ScratchDir("kinds_some");
@@ -228,10 +240,12 @@ TEST_F(Kinds, AWrongPasswordWritesNothingAndIsForgotten) {
     const char* archive;
     const char* given;  // the run's password; null: the dialog is asked
     const char* typed;
+    int named;  // the one message names the entries; -1: not looked at
   } cases[] = {
-      {RAR, "password.rar", "wrong", ""},
-      {RAR, "headers.rar", nullptr, "wrong"},
-      {RAR, "password.rar", nullptr, ""},
+      {RAR, "password.rar", "wrong", "", -1},        {RAR, "headers.rar", nullptr, "wrong", -1},
+      {RAR, "password.rar", nullptr, "", -1},        {SEVENZIP, "encrypted.7z", "wrong", "", 1},
+      {SEVENZIP, "encrypted.7z", nullptr, "wrong", 1}, {SEVENZIP, "encrypted.7z", nullptr, "", 1},
+      {SEVENZIP, "encrypted_names.7z", nullptr, "wrong", 0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.archive) + " " + (c.given ? c.given : "(dialog)") + " " + c.typed);
@@ -244,7 +258,10 @@ TEST_F(Kinds, AWrongPasswordWritesNothingAndIsForgotten) {
     for (const auto& file : Contents(destination).files) EXPECT_EQ(file.second.bytes, "") << file.first;
     EXPECT_LE(g_asked, 1);
     EXPECT_STREQ(GetCurrentPassword(), "");
-    EXPECT_FALSE(g_boxes.empty()) << "the user is told";
+    ASSERT_FALSE(g_boxes.empty()) << "the user is told";
+    if (c.named < 0) continue;
+    EXPECT_EQ(g_boxes.size(), 1u);
+    EXPECT_EQ(g_boxes[0].find("numbers.txt") != std::string::npos, c.named == 1) << g_boxes[0];
   }
 }
 
@@ -267,6 +284,8 @@ TEST_F(Kinds, TestNamesWhatFails) {
       {RAR, "damaged5.rar", "", 0, 8, "damaged5.rar", FAILURE_TRUNCATED},
       {RAR, "cut.rar", "", 0, 3, "data\\random.bin", FAILURE_CRC},
       {RAR, "missing.part1.rar", "", 0, 3, "data\\random.bin", FAILURE_TRUNCATED},
+      {SEVENZIP, "encrypted.7z", "wrong", 0, 1, "numbers.txt", FAILURE_WRONG_PASSWORD},
+      {SEVENZIP, "damaged.7z", "", 0, 8, "tool.exe", FAILURE_CRC},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.archive) + " " + c.password);
@@ -285,7 +304,7 @@ TEST_F(Kinds, TestNamesWhatFails) {
     ASSERT_NE(named, failures.items.end());
     if (c.reason >= 0) EXPECT_EQ(named->reason, c.reason);
   }
-  EXPECT_EQ(Ops(RAR).detectEncryption(Input(RAR, "src\\readme.txt").c_str()), -1);
+  for (Kind kind : {RAR, SEVENZIP}) EXPECT_EQ(Ops(kind).detectEncryption(Input(kind, "src\\readme.txt").c_str()), -1);
 }
 
 // A damaged archive lists what was read before the damage and says so once. The library
@@ -298,6 +317,7 @@ TEST_F(Kinds, ADamagedArchiveListsWhatWasReadAndSaysSoOnce) {
   } cases[] = {
       {TAR, "truncated.tar.gz", -1}, {ISO, "garbage.iso", 0},  {ISO, "huge.iso", 0},
       {RAR, "damaged.rar", 3},       {RAR, "damaged5.rar", 8}, {RAR, "cut.rar", 4},
+      {SEVENZIP, "cut.7z", 0},
   };
   HiddenEntryList owner;
   SetMainWindowHandle(owner.parent);
@@ -309,7 +329,7 @@ TEST_F(Kinds, ADamagedArchiveListsWhatWasReadAndSaysSoOnce) {
     if (c.rows < 0) EXPECT_GT(listed.window.Rows(), 0);
     if (c.rows < 0) EXPECT_LT(listed.window.Rows(), 7);
     ASSERT_EQ(g_boxes.size(), 1u);
-    if (c.kind != TAR)
+    if (c.kind == ISO || c.kind == RAR)
       EXPECT_NE(g_boxes[0].find(GetPluginText(KLANG_PLUGIN_TAR_DAMAGED)), std::string::npos) << g_boxes[0];
   }
   SetMainWindowHandle(nullptr);
@@ -332,6 +352,8 @@ TEST_F(Kinds, HostileNamesAndLinksLandNowhereAndAreReportedOnce) {
       {ISO, "hostile.iso", {"GOOD.TXT", "ALSO-GOOD.TXT"}, true, {"ESCAPED-DOTDOT"}, {}, 7},
       {RAR, "hostile.rar", {"fine.txt"}, false, {"climbed.txt", "rooted.txt", "twice.txt"}, {}, -1},
       {RAR, "links.rar", {"fine.txt"}, false, {"escape", "up"}, {}, -1},
+      {SEVENZIP, "links.7z", {"fine.txt"}, true, {"escape", "up"}, {}, -1},
+      {SEVENZIP, "hostile.7z", {"fine.txt"}, true, {"climbed.txt", "rooted.txt", "CON"}, {}, -1},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.archive);
@@ -489,6 +511,34 @@ TEST_F(Kinds, IsoNamesTheEntryACutRunsThrough) {
   ASSERT_EQ(g_boxes.size(), 1u);
   EXPECT_NE(g_boxes[0].find("data\\random.bin"), std::string::npos);
   EXPECT_NE(g_boxes[0].find(GetPluginText(KLANG_PLUGIN_TAR_DAMAGED)), std::string::npos);
+}
+
+// ---- 7z: streams and properties -------------------------------------------------------------
+
+// The stream reader gives every file in the list's order with its bytes, encrypted ones with
+// the session's password, and the properties show the block's method and the entry's checksum.
+TEST_F(Kinds, SevenZipEntriesReadAsStreamsAndPropertiesShowTheMethod) {
+  SetCurrentPassword("secret");
+  for (const char* archive : {"blocks.7z", "encrypted_names.7z"}) {
+    SCOPED_TRACE(archive);
+    int error = 1;
+    std::unique_ptr<ArchiveReader> reader = Ops(SEVENZIP).openReader(Input(SEVENZIP, archive).c_str(), &error);
+    ASSERT_TRUE(reader) << error;
+    StreamEntry entry;
+    int files = 0;
+    while (reader->Next(&entry) == 0) {
+      std::string data;
+      EXPECT_EQ(ReadWholeEntry(reader.get(), &data, 1 << 20), 0) << entry.name;
+      EXPECT_TRUE(data == ReadFileBytes(Input(SEVENZIP, "src/" + Separated(entry.name)))) << entry.name;
+      ++files;
+    }
+    EXPECT_EQ(files, 9);
+  }
+  EntryDetails details;
+  ASSERT_EQ(Ops(SEVENZIP).details(Input(SEVENZIP, "encrypted.7z").c_str(), "docs\\numbers.txt", &details), 0);
+  EXPECT_NE(details.method.find("7zAES"), std::string::npos) << details.method;
+  EXPECT_TRUE(details.hasCrc);
+  EXPECT_EQ(Ops(SEVENZIP).details(Input(SEVENZIP, "plain.7z").c_str(), "no\\such.txt", &details), -1);
 }
 
 // ---- TAR: totals, adding, deleting, renaming and moving -------------------------------------
