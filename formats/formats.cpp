@@ -50,10 +50,6 @@ bool IsLzhFile(const char* name) {
   return EndsWithAny(name, kSuffixes);
 }
 bool IsCpioFile(const char* name) { return EndsWithNoCase(name, ".cpio"); }
-bool IsXarFile(const char* name) {
-  static const char* const kSuffixes[] = {".xar", ".pkg"};
-  return EndsWithAny(name, kSuffixes);
-}
 bool IsArFile(const char* name) {
   static const char* const kSuffixes[] = {".deb", ".ar", ".a"};
   return EndsWithAny(name, kSuffixes);
@@ -73,7 +69,6 @@ ArchiveFormat g_formats[] = {
     {ARCHIVE_CAB, "Cab", IsCabFile, '\\', false, "not supported on cab file", 0, "*.cab", KLANG_MSG_KIND_CAB, {}},
     {ARCHIVE_LZH, "Lzh", IsLzhFile, '\\', false, "not supported on lzh file", 0, "*.lzh;*.lha", KLANG_MSG_KIND_LZH, {}},
     {ARCHIVE_CPIO, "Cpio", IsCpioFile, '\\', false, "not supported on cpio file", 0, "*.cpio", KLANG_MSG_KIND_CPIO, {}},
-    {ARCHIVE_XAR, "Xar", IsXarFile, '\\', false, "not supported on xar file", 0, "*.xar;*.pkg", KLANG_MSG_KIND_XAR, {}},
     {ARCHIVE_AR, "Ar", IsArFile, '\\', false, "not supported on ar file", 0, "*.deb;*.ar;*.a", KLANG_MSG_KIND_AR, {}},
     {ARCHIVE_RPM, "Rpm", IsRpmFile, '\\', false, "not supported on rpm file", 0, "*.rpm", KLANG_MSG_KIND_RPM, {}},
 };
@@ -220,7 +215,6 @@ bool HoldsSevenZip(FILE* f) {
 int ReadOnlyKindBySignature(const unsigned char* b, size_t got) {
   if (At(b, got, 0, kSevenZipMark, 6)) return ARCHIVE_7Z;
   if (At(b, got, 0, "MSCF\0\0\0\0", 8)) return ARCHIVE_CAB;
-  if (At(b, got, 0, "xar!", 4)) return ARCHIVE_XAR;
   if (At(b, got, 0, "!<arch>\n", 8)) return ARCHIVE_AR;
   if (At(b, got, 0, "\xed\xab\xee\xdb", 4)) return ARCHIVE_RPM;
   if (At(b, got, 0, "07070", 5) && got > 5 && (b[5] == '1' || b[5] == '2' || b[5] == '7')) return ARCHIVE_CPIO;

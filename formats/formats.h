@@ -27,7 +27,7 @@ enum ArchiveKind {
   ARCHIVE_CAB = 7,
   ARCHIVE_LZH = 8,
   ARCHIVE_CPIO = 9,
-  ARCHIVE_XAR = 10,
+  // 10 stays free for XAR, which libarchive reads only when built with an XML parser.
   ARCHIVE_AR = 11,  // with Debian packages
   ARCHIVE_RPM = 12,
 };

@@ -193,7 +193,7 @@ const struct {
   const char* format;
 } kLibarchiveFormats[] = {
     {ARCHIVE_CAB, "cab"}, {ARCHIVE_LZH, "lha"}, {ARCHIVE_CPIO, "cpio"},
-    {ARCHIVE_XAR, "xar"}, {ARCHIVE_AR, "ar"},   {ARCHIVE_RPM, "rpm"},
+    {ARCHIVE_AR, "ar"},   {ARCHIVE_RPM, "rpm"},
 };
 
 }  // namespace
@@ -277,7 +277,6 @@ void RegisterLibarchiveKinds() {
   RegisterArchiveOperations(ARCHIVE_CAB, LibarchiveKind<ARCHIVE_CAB>::Operations());
   RegisterArchiveOperations(ARCHIVE_LZH, LibarchiveKind<ARCHIVE_LZH>::Operations());
   RegisterArchiveOperations(ARCHIVE_CPIO, LibarchiveKind<ARCHIVE_CPIO>::Operations());
-  RegisterArchiveOperations(ARCHIVE_XAR, LibarchiveKind<ARCHIVE_XAR>::Operations());
   RegisterArchiveOperations(ARCHIVE_AR, LibarchiveKind<ARCHIVE_AR>::Operations());
   RegisterArchiveOperations(ARCHIVE_RPM, LibarchiveKind<ARCHIVE_RPM>::Operations());
 }

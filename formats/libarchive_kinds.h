@@ -1,5 +1,5 @@
 // The kinds iso.dll's walk over libarchive reads: CD images, and the archives the program only
-// reads (CAB, LZH, CPIO, XAR, AR, RPM; 7z has a library of its own, formats/sevenzip_format.h). One walk of headers (formats/header_loop) gives each
+// reads (CAB, LZH, CPIO, AR, RPM; 7z has a library of its own, formats/sevenzip_format.h). One walk of headers (formats/header_loop) gives each
 // of them listing, extraction of everything, of the chosen rows and of a tree folder, viewing,
 // testing and reading entries as streams; a kind differs only in the reader libarchive opens
 // it with. The library is loaded by name when first needed and never unloaded.

@@ -80,7 +80,6 @@ Var Dialog
 !insertmacro TypeVars zst
 !insertmacro TypeVars lzh
 !insertmacro TypeVars cpio
-!insertmacro TypeVars xar
 !insertmacro TypeVars deb
 !insertmacro TypeVars rpm
 
@@ -103,7 +102,6 @@ Var Dialog
   !insertmacro ${NAME} zst .zst rare
   !insertmacro ${NAME} lzh .lzh rare
   !insertmacro ${NAME} cpio .cpio rare
-  !insertmacro ${NAME} xar .xar rare
   !insertmacro ${NAME} deb .deb rare
   !insertmacro ${NAME} rpm .rpm rare
 !macroend

@@ -4,7 +4,7 @@
  * before each call; all of them use the C calling convention.
  *
  * The same walk reads the other kinds libarchive reads and the program only reads (CAB, LZH,
- * CPIO, XAR, AR, RPM): ArchiveOpen names the kind, and its handle takes every call an
+ * CPIO, AR, RPM): ArchiveOpen names the kind, and its handle takes every call an
  * image's handle takes.
  *
  * The interface has the shape of the UnRAR library's (an open handle, a header loop, a
@@ -44,8 +44,8 @@ typedef struct IsoHeaderRecord {
   uint32_t commentState;
 } IsoHeaderRecord;
 
-/* flags: ISO_FLAG_ENCRYPTED when the entry's data is encrypted (UnRAR's bit; a CAB or XAR may
- * say so), which the library cannot decrypt. */
+/* flags: ISO_FLAG_ENCRYPTED when the entry's data is encrypted (UnRAR's bit; a CAB may say
+ * so), which the library cannot decrypt. */
 #define ISO_FLAG_ENCRYPTED 0x04u
 
 /* fileAttributes: a folder carries ISO_ATTRIBUTE_FOLDER, an entry whose record sets the
@@ -101,7 +101,7 @@ typedef struct IsoDate {
  * IsoFileCount: the number of files (folders not counted) of the image at the path; their
  *   total size in bytes goes to the second argument when given.
  * ArchiveOpen: the archive (UTF-8 path) read as the named kind, one of "cab", "lha",
- *   "cpio" (also compressed with gzip, bzip2, xz, lzma, zstd or lz4), "xar", "ar", "rpm"; a
+ *   "cpio" (also compressed with gzip, bzip2, xz, lzma, zstd or lz4), "ar", "rpm"; a
  *   null format reads a CD image as iso_open does. 0 when it is not of that kind or cannot
  *   be opened. Names come as UTF-8; a name that is not UTF-8 is read as Windows-1252.
  * IsoReadData (the program's addition, for reading an entry as a stream): the next bytes of

@@ -6,7 +6,7 @@
    Every number of a range below answers with a non-empty text in every language; a number
    outside the ranges answers with the empty string, never with a null pointer.
 
-     GetMessageText              0..116, 130..158, 160..161, 180..186, 230..238
+     GetMessageText              0..116, 130..158, 160..161, 180..186, 230..237
      GetGenericText              0..87
      GetMenuText                 5001..5005 (the menus of res/resource.h)
      GetMenuItemText             4001..4032 except 4025 (command identifiers of res/resource.h);

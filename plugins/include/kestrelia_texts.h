@@ -103,11 +103,10 @@
 #define KLANG_MSG_KIND_CAB                       231  /* Cabinet files */
 #define KLANG_MSG_KIND_LZH                       232  /* LZH archives */
 #define KLANG_MSG_KIND_CPIO                      233  /* CPIO archives */
-#define KLANG_MSG_KIND_XAR                       234  /* XAR archives and installer packages */
-#define KLANG_MSG_KIND_AR                        235  /* AR archives and Debian packages */
-#define KLANG_MSG_KIND_RPM                       236  /* RPM packages */
-#define KLANG_MSG_INSIDE_ARCHIVE_READ_ONLY       237  /* This archive is opened from inside another archive ... */
-#define KLANG_MSG_NESTED_COPY_QUESTION           238  /* To open this archive, a copy of it is written to the temporary folder ... */
+#define KLANG_MSG_KIND_AR                        234  /* AR archives and Debian packages */
+#define KLANG_MSG_KIND_RPM                       235  /* RPM packages */
+#define KLANG_MSG_INSIDE_ARCHIVE_READ_ONLY       236  /* This archive is opened from inside another archive ... */
+#define KLANG_MSG_NESTED_COPY_QUESTION           237  /* To open this archive, a copy of it is written to the temporary folder ... */
 
 /* GetGenericText */
 #define KLANG_GEN_OK                               0  /* OK */

@@ -190,7 +190,7 @@ bool SupportFormat(archive* reader, const std::string& format) {
     int (*support)(archive*);
   } kFormats[] = {
       {"cab", archive_read_support_format_cab}, {"lha", archive_read_support_format_lha},
-      {"xar", archive_read_support_format_xar}, {"ar", archive_read_support_format_ar},
+      {"ar", archive_read_support_format_ar},
   };
   for (const auto& known : kFormats)
     if (format == known.name) return known.support(reader) == ARCHIVE_OK;
@@ -246,7 +246,7 @@ std::string Utf8FromWide(const std::wstring& wide) {
   return text;
 }
 
-// A kind that stores its names as UTF-16 (7z, XAR's and CAB's Unicode names) leaves only the
+// A kind that stores its names as UTF-16 (7z, CAB's Unicode names) leaves only the
 // wide form, which the library's "C" locale cannot turn into bytes.
 std::string EntryPath(archive_entry* entry) {
   const char* raw = archive_entry_pathname(entry);

@@ -216,7 +216,6 @@ const LangText messages[] = {
     {KLANG_MSG_KIND_CAB, "Cabinet files", "Cabinet-Dateien"},
     {KLANG_MSG_KIND_LZH, "LZH archives", "LZH-Archive"},
     {KLANG_MSG_KIND_CPIO, "CPIO archives", "CPIO-Archive"},
-    {KLANG_MSG_KIND_XAR, "XAR archives and installer packages", "XAR-Archive und Installationspakete"},
     {KLANG_MSG_KIND_AR, "AR archives and Debian packages", "AR-Archive und Debian-Pakete"},
     {KLANG_MSG_KIND_RPM, "RPM packages", "RPM-Pakete"},
     {KLANG_MSG_INSIDE_ARCHIVE_READ_ONLY,

@@ -74,7 +74,6 @@ TEST(Formats, UnknownNamesAreSniffed) {
       {std::string("MSCF\0\0\0\0", 8), ARCHIVE_CAB},
       {std::string("\x1f\0-lh5-", 7), ARCHIVE_LZH},
       {"070701000000", ARCHIVE_CPIO},
-      {"xar!\0\x1c", ARCHIVE_XAR},
       {"!<arch>\ndebian-binary", ARCHIVE_AR},
       {std::string("\xed\xab\xee\xdb\3\0", 6), ARCHIVE_RPM},
       {"plain text, no archive", 0},
