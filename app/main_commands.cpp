@@ -178,23 +178,6 @@ const Command kCommands[] = {
     {IDM_PARENT_FOLDER, GoToParentFolder, KEY_ACCELERATOR, FALT, VK_UP, NEED_ARCHIVE | NEED_PARENT},
 };
 
-// "Ctrl+Shift+E", as the menu shows a command's key.
-void KeyCaption(const Command& c, char* out, size_t outSize) {
-  char key[16];
-  if (c.key >= VK_F1 && c.key <= VK_F24)
-    snprintf(key, sizeof key, "F%d", c.key - VK_F1 + 1);
-  else if (c.key == VK_RETURN)
-    snprintf(key, sizeof key, "Enter");
-  else if (c.key == VK_DELETE)
-    snprintf(key, sizeof key, "Del");
-  else if (c.key == VK_UP)
-    snprintf(key, sizeof key, "Up");
-  else
-    snprintf(key, sizeof key, "%c", static_cast<char>(c.key));
-  snprintf(out, outSize, "%s%s%s%s", (c.modifiers & FCONTROL) ? "Ctrl+" : "", (c.modifiers & FSHIFT) ? "Shift+" : "",
-           (c.modifiers & FALT) ? "Alt+" : "", key);
-}
-
 const Command* FindCommand(int id) {
   for (const Command& c : kCommands)
     if (c.id == id) return &c;
@@ -257,11 +240,10 @@ void AppendItem(HMENU menu, int id) {
     return;
   }
   const Command* c = FindCommand(id);
-  char caption[kPathBuf], keys[32];
-  if (c && c->use != KEY_NONE) {
-    KeyCaption(*c, keys, sizeof keys);
-    snprintf(caption, sizeof caption, "%s\t%s", GetMenuItemText(id), keys);
-  } else
+  char caption[kPathBuf];
+  if (c && c->use != KEY_NONE)
+    snprintf(caption, sizeof caption, "%s\t%s", GetMenuItemText(id), MenuKeyCaption(c->modifiers, c->key).c_str());
+  else
     snprintf(caption, sizeof caption, "%s", GetMenuItemText(id));
   AppendMenuA(menu, MF_STRING | ((c && c->run) ? 0 : MF_GRAYED), id, caption);
 }

@@ -48,6 +48,15 @@ std::wstring Extended(const std::wstring& wide) {
 
 }  // namespace
 
+std::wstring WideFromUtf8(const char* text) {
+  int length = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
+  if (length <= 0) return std::wstring();
+  std::wstring out(static_cast<size_t>(length), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, text, -1, &out[0], length);
+  out.resize(static_cast<size_t>(length - 1));
+  return out;
+}
+
 std::wstring WidePath(const char* path) {
   std::wstring wide = Wide(path ? path : "");
   // A folder to be made in the path takes 12 characters more than a file (room for an 8.3 name).

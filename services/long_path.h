@@ -16,3 +16,5 @@ std::wstring ExtendedWidePath(const char* path);
 // folder), as the user reads a path; the text itself when the system cannot make it whole.
 std::string FullPathForDisplay(const char* path);
 std::string Utf8FromWide(const wchar_t* text);
+// UTF-8 text as UTF-16 for the wide calls; a byte that is no UTF-8 becomes U+FFFD.
+std::wstring WideFromUtf8(const char* text);

@@ -11,6 +11,7 @@
 #include <windowsx.h>
 
 #include <algorithm>
+#include <string>
 
 namespace {
 
@@ -139,38 +140,36 @@ void ExecuteProgressDialogProc(HWND dialog, bool withCancel) {
   EndProgressDialogInit();
 }
 
-void ControlText(HWND control, char* out, int size) {
-  out[0] = '\0';
-  GetWindowTextA(control, out, size);
+std::wstring ControlText(HWND control) {
+  std::wstring text(static_cast<size_t>(GetWindowTextLengthW(control)) + 1, L'\0');
+  text.resize(static_cast<size_t>(GetWindowTextW(control, &text[0], static_cast<int>(text.size()))));
+  return text;
 }
 
 void DrawTitleLine(HWND dialog, const DRAWITEMSTRUCT* item) {
   const ProgressDialogWindow* w = Window(dialog);
   RECT r = item->rcItem;
-  char text[kPathBuf];
-  ControlText(GetDlgItem(dialog, IDC_PROGRESS_DETAIL), text, sizeof text);
+  std::wstring text = ControlText(GetDlgItem(dialog, IDC_PROGRESS_DETAIL));
   HGDIOBJ old = SelectObject(item->hDC, DetailFont(w));
   RECT detail = {r.left + Scale(w, 10), r.top + Scale(w, 5), r.right - Scale(w, 10), r.top + Scale(w, 30)};
-  DrawTextA(item->hDC, text, -1, &detail, DT_SINGLELINE | DT_NOPREFIX | DT_END_ELLIPSIS);
+  DrawTextW(item->hDC, text.c_str(), -1, &detail, DT_SINGLELINE | DT_NOPREFIX | DT_END_ELLIPSIS);
 
-  ControlText(item->hwndItem, text, sizeof text);
-  for (char* p = text; *p; ++p)
-    if (*p == '/') *p = '\\';
+  text = ControlText(item->hwndItem);
+  std::replace(text.begin(), text.end(), L'/', L'\\');
   SelectObject(item->hDC, reinterpret_cast<HFONT>(SendMessageA(dialog, WM_GETFONT, 0, 0)));
   RECT title = {r.left + Scale(w, 20), r.top + Scale(w, 30), r.right - Scale(w, 10), r.bottom};
-  DrawTextA(item->hDC, text, -1, &title, DT_SINGLELINE | DT_NOPREFIX | DT_PATH_ELLIPSIS);
+  DrawTextW(item->hDC, text.c_str(), -1, &title, DT_SINGLELINE | DT_NOPREFIX | DT_PATH_ELLIPSIS);
   SelectObject(item->hDC, old);
 }
 
 void DrawSecondLine(HWND dialog, const DRAWITEMSTRUCT* item) {
   const ProgressDialogWindow* w = Window(dialog);
-  char text[kPathBuf];
-  ControlText(item->hwndItem, text, sizeof text);
+  std::wstring text = ControlText(item->hwndItem);
   HGDIOBJ old = SelectObject(item->hDC, reinterpret_cast<HFONT>(SendMessageA(dialog, WM_GETFONT, 0, 0)));
   RECT r = item->rcItem;
   r.left += Scale(w, 20);
   r.top += Scale(w, 5);
-  DrawTextA(item->hDC, text, -1, &r, DT_SINGLELINE | DT_NOPREFIX | DT_END_ELLIPSIS);
+  DrawTextW(item->hDC, text.c_str(), -1, &r, DT_SINGLELINE | DT_NOPREFIX | DT_END_ELLIPSIS);
   SelectObject(item->hDC, old);
 }
 

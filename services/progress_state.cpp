@@ -2,6 +2,7 @@
 #include "services/progress.h"
 
 #include "services/log.h"
+#include "services/long_path.h"
 #include "services/progress_internal.h"
 
 #include <commctrl.h>
@@ -9,6 +10,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -37,14 +39,13 @@ void WaitForProgressDialog(int limitMs) {
   for (int waited = 0; waited < limitMs && !IsProgressDialogReady(); waited += kPollMs) Sleep(kPollMs);
 }
 
-// Texts are copied to the buffer size first, so a long text compares equal to what the
-// control holds and is not set again on every call.
+// The UTF-8 texts go to the controls as UTF-16, so entry names in any script are shown as
+// they are whatever code page the process has; a text that is there already is not set again.
 void SetTextIfChanged(HWND control, const char* text) {
-  char wanted[kPathBuf];
-  snprintf(wanted, sizeof wanted, "%s", text ? text : "");
-  char current[kPathBuf] = "";
-  GetWindowTextA(control, current, sizeof current);
-  if (strcmp(current, wanted) != 0) SetWindowTextA(control, wanted);
+  std::wstring wanted = WideFromUtf8(text ? text : "");
+  std::wstring current(static_cast<size_t>(GetWindowTextLengthW(control)) + 1, L'\0');
+  current.resize(static_cast<size_t>(GetWindowTextW(control, &current[0], static_cast<int>(current.size()))));
+  if (current != wanted) SetWindowTextW(control, wanted.c_str());
 }
 
 void SetDialogText(int id, const char* text, int drawnBy) {

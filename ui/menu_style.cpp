@@ -1,6 +1,7 @@
 #include "services/base.h"
 #include "ui/menu_style.h"
 
+#include "kestrelia_lang.h"
 #include "services/dpi.h"
 #include "settings/values.h"
 
@@ -82,6 +83,26 @@ void FillBand(HDC dc, RECT band) {
 int BandWidth(HWND window) { return ScaleForDpi(24, WindowDpi(window)); }
 
 }  // namespace
+
+std::string MenuKeyCaption(int modifiers, int key) {
+  std::string caption;
+  if (modifiers & FCONTROL) caption += std::string(GetGenericText(KLANG_GEN_KEY_CTRL)) + "+";
+  if (modifiers & FSHIFT) caption += std::string(GetGenericText(KLANG_GEN_KEY_SHIFT)) + "+";
+  if (modifiers & FALT) caption += std::string(GetGenericText(KLANG_GEN_KEY_ALT)) + "+";
+  if (key >= VK_F1 && key <= VK_F24)
+    caption += "F" + std::to_string(key - VK_F1 + 1);
+  else if (key == VK_RETURN)
+    caption += GetGenericText(KLANG_GEN_KEY_ENTER);
+  else if (key == VK_DELETE)
+    caption += GetGenericText(KLANG_GEN_KEY_DEL);
+  else if (key == VK_UP)
+    caption += GetGenericText(KLANG_GEN_KEY_UP);
+  else if (key == VK_ESCAPE)
+    caption += GetGenericText(KLANG_GEN_KEY_ESC);
+  else
+    caption += static_cast<char>(key);
+  return caption;
+}
 
 void StyleMenus(HMENU bar, bool modern) {
   // The menus styled before are gone by now: every build replaces the whole bar.

@@ -9,6 +9,7 @@
 #include "settings/richedit_font.h"
 #include "settings/save.h"
 #include "settings/values.h"
+#include "ui/menu_style.h"
 #include "ui/text_decoding.h"
 
 #include <commdlg.h>
@@ -214,20 +215,23 @@ enum ViewerCommand {
 HMENU BuildViewerMenu() {
   HMENU bar = CreateMenu(), file = CreatePopupMenu(), edit = CreatePopupMenu();
   char caption[kPathBuf];
-  auto item = [&](HMENU menu, int id, const char* text, const char* key) {
-    snprintf(caption, sizeof caption, key ? "%s\t%s" : "%s", text, key);
+  auto item = [&](HMENU menu, int id, const char* text, int modifiers, int key) {
+    if (key)
+      snprintf(caption, sizeof caption, "%s\t%s", text, MenuKeyCaption(modifiers, key).c_str());
+    else
+      snprintf(caption, sizeof caption, "%s", text);
     AppendMenuA(menu, MF_STRING, id, caption);
   };
-  item(file, VIEWER_PRINT, GetMenuItemText(IDM_VIEWER_PRINT), "Ctrl+P");
+  item(file, VIEWER_PRINT, GetMenuItemText(IDM_VIEWER_PRINT), FCONTROL, 'P');
   AppendMenuA(file, MF_SEPARATOR, 0, nullptr);
-  item(file, VIEWER_CLOSE, GetMenuItemText(IDM_VIEWER_CLOSE), "Esc");
-  item(edit, VIEWER_COPY, GetMenuItemText(IDM_COPY), "Ctrl+C");
-  item(edit, VIEWER_SELECT_ALL, GetMenuItemText(IDM_SELECT_ALL), "Ctrl+A");
+  item(file, VIEWER_CLOSE, GetMenuItemText(IDM_VIEWER_CLOSE), 0, VK_ESCAPE);
+  item(edit, VIEWER_COPY, GetMenuItemText(IDM_COPY), FCONTROL, 'C');
+  item(edit, VIEWER_SELECT_ALL, GetMenuItemText(IDM_SELECT_ALL), FCONTROL, 'A');
   AppendMenuA(edit, MF_SEPARATOR, 0, nullptr);
-  item(edit, VIEWER_FIND, GetMenuItemText(IDM_FIND), "Ctrl+F");
-  item(edit, VIEWER_FIND_NEXT, GetMenuItemText(IDM_FIND_NEXT), "F3");
+  item(edit, VIEWER_FIND, GetMenuItemText(IDM_FIND), FCONTROL, 'F');
+  item(edit, VIEWER_FIND_NEXT, GetMenuItemText(IDM_FIND_NEXT), 0, VK_F3);
   AppendMenuA(edit, MF_SEPARATOR, 0, nullptr);
-  item(edit, VIEWER_FONT, GetGenericText(KLANG_GEN_FONT), nullptr);
+  item(edit, VIEWER_FONT, GetGenericText(KLANG_GEN_FONT), 0, 0);
   AppendMenuA(bar, MF_POPUP, reinterpret_cast<UINT_PTR>(file), GetMenuText(IDM_MENU_FILE));
   AppendMenuA(bar, MF_POPUP, reinterpret_cast<UINT_PTR>(edit), GetMenuText(IDM_MENU_EDIT));
   return bar;

@@ -146,6 +146,15 @@
 #define KLANG_GEN_LEVEL_NORMAL                   103  /* Normal */
 #define KLANG_GEN_LEVEL_MAXIMUM                  104  /* Maximum */
 #define KLANG_GEN_LEVEL_ULTRA                    105  /* Ultra */
+#define KLANG_GEN_KEY_CTRL                       106  /* Ctrl */
+#define KLANG_GEN_KEY_SHIFT                      107  /* Shift */
+#define KLANG_GEN_KEY_ALT                        108  /* Alt */
+#define KLANG_GEN_KEY_ENTER                      109  /* Enter */
+#define KLANG_GEN_KEY_DEL                        110  /* Del */
+#define KLANG_GEN_KEY_UP                         111  /* Up */
+#define KLANG_GEN_KEY_ESC                        112  /* Esc */
+#define KLANG_GEN_ARCHIVE_LABEL                  113  /* Archive: */
+#define KLANG_GEN_ENTRY_LABEL                    114  /* Entry: */
 
 /* GetPluginText */
 #define KLANG_PLUGIN_VOLUME_MISSING                3  /* A volume of the archive could not be opened. */

@@ -112,6 +112,17 @@ const LangText generic[] = {
     {KLANG_GEN_LEVEL_NORMAL, "Normal", "Normal"},
     {KLANG_GEN_LEVEL_MAXIMUM, "Maximum", "Maximal"},
     {KLANG_GEN_LEVEL_ULTRA, "Ultra", "Ultra"},
+    // The keys as the menus name them beside their commands ("Strg+Umschalt+E").
+    {KLANG_GEN_KEY_CTRL, "Ctrl", "Strg"},
+    {KLANG_GEN_KEY_SHIFT, "Shift", "Umschalt"},
+    {KLANG_GEN_KEY_ALT, "Alt", "Alt"},
+    {KLANG_GEN_KEY_ENTER, "Enter", "Eingabe"},
+    {KLANG_GEN_KEY_DEL, "Del", "Entf"},
+    {KLANG_GEN_KEY_UP, "Up", "Nach-oben"},
+    {KLANG_GEN_KEY_ESC, "Esc", "Esc"},
+    // What the password dialog asks for.
+    {KLANG_GEN_ARCHIVE_LABEL, "Archive:", "Archiv:"},
+    {KLANG_GEN_ENTRY_LABEL, "Entry:", "Eintrag:"},
 };
 }  // namespace
 

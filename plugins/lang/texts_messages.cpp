@@ -165,8 +165,8 @@ const LangText messages[] = {
      "Entpacken; die nicht geschriebenen Einträge werden am Ende aufgeführt.)"},
     {KLANG_MSG_ENTRIES_FAILED, "failed", "fehlgeschlagen"},
     // The main window's own words.
-    {130, "Extract into a new folder named after the archive",
-     "In einen neuen Ordner mit dem Namen des Archivs entpacken"},
+    // The folder chooser gives its check box one line of a fixed width: the German stays short.
+    {130, "Extract into a new folder named after the archive", "In Ordner mit Archivnamen entpacken"},
     {131, "Folder:", "Ordner:"},
     {132, "Select folder", "Ordner wählen"},
     {133, "Testing", "Teste"},
