@@ -9,6 +9,8 @@
 #include "services/folder_picker.h"
 #include "services/history.h"
 #include "services/log.h"
+#include "services/long_path.h"
+#include "services/password_dialog.h"
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "services/worker.h"
@@ -60,7 +62,35 @@ bool RefuseWhenBusy() {
 // cannot extract).
 void Abandon() { ReleaseOperation(OPERATION_JOB); }
 
-bool AskDestination(const char* archive, char* destination) {
+// Removes the folder and the folders below it when none of them holds a file; a file kept
+// anywhere below keeps the folders above it.
+bool RemoveIfEmpty(const std::wstring& folder) {
+  WIN32_FIND_DATAW found;
+  HANDLE find = FindFirstFileW((folder + L"\\*").c_str(), &found);
+  bool empty = true;
+  if (find != INVALID_HANDLE_VALUE) {
+    do {
+      std::wstring name = found.cFileName;
+      if (name == L"." || name == L"..") continue;
+      bool folderBelow = (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) &&
+                         !(found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT);
+      if (!folderBelow || !RemoveIfEmpty(folder + L"\\" + name))
+        empty = false;
+    } while (FindNextFileW(find, &found));
+    FindClose(find);
+  }
+  return empty && RemoveDirectoryW(folder.c_str());
+}
+
+// A folder the run made for itself and filled with nothing (no password, a wrong one, a cancel
+// before the first file) is not left behind.
+void RemoveMadeFolderIfEmpty(const char* destination) {
+  if (RemoveIfEmpty(ExtendedWidePath(destination)))
+    Log(5, GetVerbose(), "ExtractArchive: %s left empty - removed", destination);
+}
+
+bool AskDestination(const char* archive, char* destination, bool* made) {
+  *made = false;
   char folder[kPathBuf];
   if (g_lastFolder[0]) {
     snprintf(folder, sizeof folder, "%s", g_lastFolder);
@@ -94,7 +124,9 @@ bool AskDestination(const char* archive, char* destination) {
     Log(1, GetVerbose(), "ExtractArchive: no folder named after %s fits below %s", archive, folder);
     return false;
   }
+  *made = GetFileAttributesW(WidePath(destination).c_str()) == INVALID_FILE_ATTRIBUTES;
   if (!CreateDirectoryPath(destination) && GetLastError() != ERROR_ALREADY_EXISTS) {
+    *made = false;
     char text[kPathBuf * 2];
     snprintf(text, sizeof text, "%s\n%s", GetMessageText(KLANG_MSG_CANNOT_CREATE_FOLDER), destination);
     PromptMessageBox(Owner(), text, GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
@@ -105,7 +137,8 @@ bool AskDestination(const char* archive, char* destination) {
 
 // An encrypted archive without a known password asks once; the answer is kept for the rest
 // of the session.
-bool EnsurePassword(char* jobPassword) {
+bool EnsurePassword(const char* archive, char* jobPassword) {
+  NextPasswordSubject() = {archive, "", false};
   if (IsArchiveEncrypted() && !GetCurrentPassword()[0]) {
     char typed[kPathBuf] = "";
     if (!PromptPassword(Owner(), typed)) {
@@ -136,6 +169,7 @@ struct ExtractRun {
   FolderExtractionProc folderWorker;  // the worker when the run takes a folder
   EntrySelection chosen;  // the job's rows, when it was given some
   std::string folder;     // when set, the folder of the tree whose entries the run takes
+  bool madeDestination = false;  // the run made the folder it writes to
 };
 
 constexpr int kExtractingText = 42;
@@ -189,6 +223,7 @@ int RunBody(ExtractRun* run) {
   // A worker that gave up before its end may have left the dialog up.
   if (!run->job.silent && IsProgressDialogStarted()) CloseProgressDialog();
   g_lastRun = {ExtractionOutcome(result), GetLastRunFailures().items.size()};
+  if (run->madeDestination && (result || g_lastRun.failed)) RemoveMadeFolderIfEmpty(run->job.destination);
   RecordRun(run, result);
   ShowRunResult(*run, result);
   ReportRunFailures();
@@ -234,7 +269,10 @@ ExtractRun* NewRun(ExtractionProc worker, const char* archive, int silent) {
 // The destination and the password, in the order the user is asked; false when either was
 // refused (the run is freed and its claim given back).
 bool AskForRun(ExtractRun* run) {
-  if (AskDestination(run->job.archive, run->job.destination) && EnsurePassword(run->job.password)) return true;
+  if (AskDestination(run->job.archive, run->job.destination, &run->madeDestination) &&
+      EnsurePassword(run->job.archive, run->job.password))
+    return true;
+  if (run->madeDestination) RemoveMadeFolderIfEmpty(run->job.destination);
   delete run;
   Abandon();
   return false;
@@ -368,7 +406,7 @@ void StartArchiveTest(TestProc worker, const EntrySelection* chosen) {
   if (!*archive || RefuseWhenBusy()) return;
   if (!CheckWorker(reinterpret_cast<const void*>(worker))) return Abandon();
   char password[kPathBuf];
-  if (!EnsurePassword(password)) return Abandon();
+  if (!EnsurePassword(archive, password)) return Abandon();
   SecureZeroMemory(password, sizeof password);
   TestRun* run = new TestRun();
   run->worker = worker;

@@ -88,7 +88,12 @@ void ClearLastRunReport() {
   g_failuresTold = false;
 }
 
+thread_local bool t_wrongPasswordKept;
+void KeepWrongPassword(bool kept) { t_wrongPasswordKept = kept; }
+bool IsWrongPasswordKept() { return t_wrongPasswordKept; }
+
 void BeginExtractionRun(HWND mainWindow, bool testOnly, bool silent) {
+  t_wrongPasswordKept = false;
   t_runTestOnly = testOnly;
   t_runSilent = silent;
   t_askedDiskFull = false;

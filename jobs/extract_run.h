@@ -9,6 +9,10 @@
 // A testing run reads and checks every entry as an extraction would, and writes nothing.
 // A silent run asks nothing: a full disk or a folder that refuses fails each entry in turn.
 void BeginExtractionRun(HWND mainWindow, bool testOnly = false, bool silent = false);
+// The user would not replace a password that did not fit: the run asks no more (until a
+// password is given again).
+void KeepWrongPassword(bool kept);
+bool IsWrongPasswordKept();
 void EndExtractionRun(HWND mainWindow);
 // Whether this thread's run only tests.
 bool RunWritesNothing();

@@ -9,6 +9,7 @@
 #include "model/entry_rows.h"
 #include "model/liststruct.h"
 #include "services/log.h"
+#include "services/password_dialog.h"
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "services/worker.h"
@@ -298,6 +299,7 @@ DWORD WINAPI DragThread(LPVOID parameter) {
 
 bool EnsureTransferPassword() {
   if (!IsArchiveEncrypted() || GetCurrentPassword()[0]) return true;
+  NextPasswordSubject() = {GetCurrentArchivePath(), "", false};
   char typed[kPathBuf] = "";
   if (!PromptPassword(GetMainWindowHandle(), typed)) return false;
   SetCurrentPassword(typed);

@@ -9,6 +9,7 @@
 #include "model/liststruct.h"
 #include "services/external_app.h"
 #include "services/log.h"
+#include "services/password_dialog.h"
 #include "services/prompts.h"
 #include "services/worker.h"
 #include "model/folder_tree.h"
@@ -75,6 +76,7 @@ int WriteEntryToTemp(const std::string& name, char (&target)[kPathBuf]) {
     PromptMessageBox(GetMainWindowHandle(), GetMessageText(KLANG_MSG_BUSY), "Kestrelia", MB_OK | MB_ICONINFORMATION);
     return 1;
   }
+  NextPasswordSubject() = {GetCurrentArchivePath(), "", false};
   int result = format->ops.writeTemp(GetCurrentArchivePath(), name.c_str(), target);
   ReleaseOperation(OPERATION_JOB);
   return result;

@@ -4,6 +4,7 @@
 #include "kestrelia_lang.h"
 #include "model/app_state.h"
 #include "services/log.h"
+#include "services/password_dialog.h"
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "zip/aes_entry.h"
@@ -11,6 +12,7 @@
 #include "jobs/entry_failures.h"
 #include "jobs/entry_file.h"
 #include "zip/entry_methods.h"
+#include "zip/entry_names.h"
 #include "jobs/extract_run.h"
 #include "jobs/overwrite_question.h"
 #include "zip/whole_deflate.h"
@@ -185,8 +187,35 @@ int LastUndecodableReason(const char** detail) {
 
 namespace {
 
+// Asks for the current entry's password (again, when the one given did not fit); what was
+// typed becomes the session's password. false when the user declines.
+bool AskEntryPassword(unzFile zip, bool wrongBefore) {
+  // Once the user would not replace a password that failed, the run's other entries fail
+  // with it without a question each.
+  if (wrongBefore && IsWrongPasswordKept()) return false;
+  unz_file_info64 info = {};
+  std::string name;
+  ReadCurrentEntryName(zip, &info, &name);
+  PasswordSubject& subject = NextPasswordSubject();
+  subject.entry = name;
+  subject.wrongBefore = wrongBefore;
+  char password[kPathBuf] = {};
+  bool given = PromptPassword(GetForegroundWindow(), password);
+  subject.entry.clear();
+  subject.wrongBefore = false;
+  if (given) SetCurrentPassword(password);
+  SecureZeroMemory(password, sizeof password);
+  KeepWrongPassword(!given && wrongBefore);
+  if (!given) printf("password not set - canceled by user %s %d\n", "Kestrelia", __LINE__);
+  return given;
+}
+
+int OpenEntryWithPassword(unzFile zip, const unz_file_info64& info, int raw, AesReader** aesOut);
+
 // OpenCurrentEntry; with raw, a plain entry is opened for its compressed bytes. An AES
-// entry's reader goes to *aesOut when given, else it is this thread's.
+// entry's reader goes to *aesOut when given, else it is this thread's. A password that does
+// not fit is asked for again until it fits or the user declines: the entry then fails with
+// EXTRACT_WRONG_PASSWORD (no password at all: EXTRACT_NO_PASSWORD).
 int OpenEntry(unzFile zip, int raw, AesReader** aesOut = nullptr) {
   unz_file_info64 info = {};
   unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
@@ -195,16 +224,17 @@ int OpenEntry(unzFile zip, int raw, AesReader** aesOut = nullptr) {
   t_undecodable = UndecodableReason(zip, info, t_undecodableDetail, sizeof t_undecodableDetail);
   if (t_undecodable) return EXTRACT_UNDECODABLE;
   bool entryEncrypted = (info.flag & 1) != 0;
-  if (IsArchiveEncrypted() || entryEncrypted) {
-    if (!GetCurrentPassword()[0]) {
-      char password[kPathBuf] = {};
-      if (!PromptPassword(GetForegroundWindow(), password)) {
-        printf("password not set - canceled by user %s %d\n", "Kestrelia", __LINE__);
-        return EXTRACT_NO_PASSWORD;
-      }
-      SetCurrentPassword(password);
-    }
+  if ((IsArchiveEncrypted() || entryEncrypted) && !GetCurrentPassword()[0] && !AskEntryPassword(zip, false))
+    return EXTRACT_NO_PASSWORD;
+  for (;;) {
+    int opened = OpenEntryWithPassword(zip, info, raw, aesOut);
+    if (opened != EXTRACT_WRONG_PASSWORD) return opened;
+    if (!AskEntryPassword(zip, true)) return EXTRACT_WRONG_PASSWORD;
   }
+}
+
+int OpenEntryWithPassword(unzFile zip, const unz_file_info64& info, int raw, AesReader** aesOut) {
+  bool entryEncrypted = (info.flag & 1) != 0;
   // Only an encrypted entry gets the password: the library would "decrypt" a plain one too.
   const char* password = entryEncrypted ? GetCurrentPassword() : nullptr;
   if (info.compression_method == kMethodAes) {

@@ -21,6 +21,20 @@ int LocateEntry(unzFile zip, const char* name) { return LocateEntryByDisplayName
 
 namespace {
 
+// Why the entry is not shown. A question the user declined needs no answer; a password that
+// let the entry open but not decode (the traditional cipher's check byte passes one wrong
+// password in 256) is forgotten, so the next view asks again.
+void TellWriteFailure(const char* name, int result, const unz_file_info64& info) {
+  if (result == EXTRACT_NO_PASSWORD || result == EXTRACT_CANCELLED) return;
+  std::string text = std::string(GetMessageText(KLANG_MSG_ENTRY_CANNOT_BE_SHOWN)) + "\n" + name;
+  if ((info.flag & 1) && result != EXTRACT_UNDECODABLE) {
+    SetCurrentPassword("");
+    text += std::string("\n\n") + GetMessageText(KLANG_MSG_WRONG_PASSWORD);
+  }
+  Log(1, GetVerbose(), "WriteZipEntryToTemp: %s not written (%d)", name, result);
+  PromptMessageBox(GetMainWindowHandle(), text.c_str(), GetMessageText(KLANG_MSG_ERROR_TITLE), MB_OK | MB_ICONERROR);
+}
+
 // The current entry to the temporary folder under its last name, which must stay a plain
 // name there; 0, else the user was told.
 int WriteCurrentEntryToTemp(unzFile zip, const char* name, const unz_file_info64& info, char (&written)[kPathBuf]) {
@@ -36,9 +50,11 @@ int WriteCurrentEntryToTemp(unzFile zip, const char* name, const unz_file_info64
     return 1;
   }
   int result = OpenCurrentEntry(zip);
-  if (result != UNZ_OK) return result;
-  result = CopyOpenEntry("WriteZipEntryToTemp", zip, info, target);
-  if (result != 0) return result;
+  if (result == UNZ_OK) result = CopyOpenEntry("WriteZipEntryToTemp", zip, info, target);
+  if (result != 0) {
+    TellWriteFailure(name, result, info);
+    return result;
+  }
   AddTempFile(target);
   snprintf(written, kPathBuf, "%s", target);
   return 0;

@@ -10,6 +10,7 @@
 #include "model/liststruct.h"
 #include "model/namelist.h"
 #include "model/rbtree.h"
+#include "services/password_dialog.h"
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "archive_fixtures.h"
@@ -45,6 +46,7 @@ struct Script {
   int overwriteAsked = 0;
   int passwordAsked = 0;
   std::string question;  // the last overwrite question's text
+  std::vector<std::string> asked;  // what each password question named, and whether one failed
 } g_script;
 
 int ScriptedOverwrite(HWND, const char* text, const char*, const char*) {
@@ -58,6 +60,8 @@ int ScriptedOverwrite(HWND, const char* text, const char*, const char*) {
 
 bool ScriptedPassword(HWND, char* password) {
   ++g_script.passwordAsked;
+  const PasswordSubject& subject = NextPasswordSubject();
+  g_script.asked.push_back(subject.entry + (subject.wrongBefore ? " (wrong)" : ""));
   if (g_script.passwords.empty()) return false;
   snprintf(password, kPathBuf, "%s", g_script.passwords.front().c_str());
   g_script.passwords.pop_front();
@@ -273,6 +277,18 @@ TEST_F(Extract, Passwords) {
   EXPECT_EQ(All("encrypted.zip", destination), 0);
   EXPECT_TRUE(Contents(destination).files.empty());
   EXPECT_EQ(GetLastWrongPasswordCount(), Contents(TestData("ref_encrypted")).files.size());
+
+  // Wrong, then right when asked again for the entry it failed on.
+  SetCurrentPassword("");
+  g_script.passwordAsked = 0;
+  g_script.asked.clear();
+  g_script.passwords = {"nope", "secret"};
+  destination = ScratchDir("password_again");
+  EXPECT_EQ(All("encrypted.zip", destination), 0);
+  ASSERT_EQ(g_script.asked.size(), 2u);
+  EXPECT_EQ(g_script.asked[1], g_script.asked[0] + " (wrong)");
+  EXPECT_FALSE(g_script.asked[0].empty());
+  ExpectSameAsUnzip(destination, "encrypted");
 
   // Right, given in the dialog: asked once for the whole run.
   SetCurrentPassword("");

@@ -51,12 +51,20 @@ TEST(PasswordDialogTest, OkAndEnterStoreTheTypedPasswordTheOthersKeepTheOld) {
       {Close, IDCANCEL, "before", false},
   };
   ResetPrompts();
+  // The question names what it is for, and says when the password given before did not fit.
+  NextPasswordSubject() = {"C:\\archives\\Übersicht.zip", "docs\\Привет.txt", true};
   for (const Case& c : cases) {
     SetCurrentPassword("before");
     LONG_PTR editStyle = 0;
+    std::wstring texts;
     std::thread helper([&] {
       EXPECT_TRUE(OnDialog("Kestrelia", [&](HWND dialog) {
         editStyle = GetWindowLongPtrA(GetDlgItem(dialog, IDC_PASSWORD_EDIT), GWL_STYLE);
+        for (HWND child = GetWindow(dialog, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) {
+          wchar_t text[300] = L"";
+          GetWindowTextW(child, text, 300);
+          texts += std::wstring(text) + L"\n";
+        }
         SetDlgItemTextA(dialog, IDC_PASSWORD_EDIT, "s3cr3t pass");
         c.act(dialog);
       }));
@@ -70,7 +78,11 @@ TEST(PasswordDialogTest, OkAndEnterStoreTheTypedPasswordTheOthersKeepTheOld) {
     EXPECT_STREQ(GetCurrentPassword(), c.viaPrompt ? c.password : "before") << c.result;
     EXPECT_STREQ(typed, result == IDC_PASSWORD_OK ? "s3cr3t pass" : "") << c.result;
     EXPECT_TRUE(editStyle & ES_PASSWORD) << "the typed password is not shown";
+    for (const wchar_t* shown : {L"Übersicht.zip", L"docs\\Привет.txt"})
+      EXPECT_NE(texts.find(shown), std::wstring::npos) << Utf8FromWide(shown);
+    EXPECT_NE(texts.find(WideFromUtf8(GetMessageText(KLANG_MSG_WRONG_PASSWORD))), std::wstring::npos);
   }
+  NextPasswordSubject() = {};
   SetCurrentPassword("");
 }
 
@@ -258,6 +270,15 @@ TEST(MakeNamedFolder, TheArchivesNameWithoutItsEnding) {
 TEST_F(ExtractRunTest, EncryptedArchiveAsksOnceForThePassword) {
   ASSERT_EQ(DetectArchiveEncryption(TestData("zip_encrypted.zip").c_str()), 0);
   EXPECT_EQ(IsArchiveEncrypted(), 1);
+  // Declined: the folder named after the archive, made for the run, is not left behind empty.
+  std::string parent = ScratchDir("extract_password_declined");
+  script.folder = parent;
+  script.namedFolder = 1;
+  ExtractArchive(TestData("zip_encrypted.zip").c_str(), 1, 0);
+  EXPECT_EQ(script.passwordQuestions, 1);
+  EXPECT_FALSE(Exists(parent + "\\zip_encrypted"));
+  script.namedFolder = -1;
+  script.passwordQuestions = 0;
   script.password = "secret";
   for (const char* folder : {"extract_password", "extract_password_again"}) {
     script.folder = ScratchDir(folder);
