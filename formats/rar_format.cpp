@@ -522,6 +522,54 @@ void CountRarFiles(const char* archive, uint64_t* entries, uint64_t* bytes) {
 
 const HeaderKind kRarKind = {"Rar", WalkRarArchive, CountRarFiles};
 
+// The list's names and the walk's may differ in their separators only.
+bool SameEntryName(std::string a, std::string b) {
+  for (std::string* s : {&a, &b})
+    for (char& c : *s)
+      if (c == '/') c = '\\';
+  return a == b;
+}
+
+// Unix permission bits as the attributes Windows shows: no write permission is read-only.
+uint32_t RarAttributes(const RARHeaderDataEx& d) {
+  constexpr uint32_t kUnixHost = 3;
+  if (d.HostOS != kUnixHost) return d.FileAttr;
+  uint32_t attributes = (d.FileAttr & 0170000) == 0040000 ? FILE_ATTRIBUTE_DIRECTORY : 0;
+  return (d.FileAttr & 0200) ? attributes : attributes | FILE_ATTRIBUTE_READONLY;
+}
+
+// The entry's own record: how it was packed (and encrypted), its checksum and attributes.
+int ReadRarEntryDetails(const char* archive, const char* entryName, EntryDetails* out) {
+  RarWalk walk;
+  if (!EnsureRarApi(&walk.api)) return 1;
+  RarBusy busy;
+  snprintf(walk.callback.password, sizeof walk.callback.password, "%s", GetCurrentPassword());
+  CallbackScope scope(&walk.callback);
+  if (!OpenWalk(&walk, archive, RAR_OM_LIST)) return 1;
+  int result = 1;
+  HeaderEntry entry;
+  while (NextRarHeader(&walk, &entry) == 0) {
+    if (SameEntryName(entry.name, entryName)) {
+      static const char* const kMethods[] = {"Store", "Fastest", "Fast", "Normal", "Good", "Best"};
+      const RARHeaderDataEx& d = walk.header->data;
+      unsigned level = d.Method >= 0x30 ? d.Method - 0x30 : 6;
+      out->method = std::string(d.UnpVer >= 50 ? "RAR5 " : "RAR ") +
+                    (level < 6 ? kMethods[level] : ("m" + std::to_string(d.Method)).c_str());
+      if (entry.encrypted) out->method = std::string(d.UnpVer >= 50 ? "AES-256, " : "AES-128, ") + out->method;
+      // A newer archive may keep a BLAKE2 hash in place of the CRC.
+      constexpr uint32_t kBlake2 = 2;
+      out->hasCrc = d.HashType != kBlake2;
+      out->crc = d.FileCRC;
+      out->attributes = RarAttributes(d);
+      result = 0;
+      break;
+    }
+    if (walk.api.RARProcessFileW(walk.archive, RAR_SKIP, nullptr, nullptr)) break;
+  }
+  walk.api.RARCloseArchive(walk.archive);
+  return result;
+}
+
 // The library pushes an entry's data through the callback while RAR_TEST reads it: a walk of
 // its own, turned into a reader by ReaderFromPushWalk. It asks for a password or a volume as
 // the other walks do; it leaves the busy flag alone, for a reader may stay open while the
@@ -704,5 +752,6 @@ void RegisterRarFormat() {
   ops.test = TestRarFiles;
   ops.detectEncryption = DetectRarEncryption;
   ops.openReader = OpenRarReader;
+  ops.details = ReadRarEntryDetails;
   RegisterArchiveOperations(ARCHIVE_RAR, ops);
 }

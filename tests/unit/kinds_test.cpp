@@ -33,6 +33,8 @@
 #include "zip/create.h"
 #include "zip/extract.h"
 
+#include <zlib.h>
+
 namespace {
 
 // The kinds under test; each one's inputs are in a folder of its own.
@@ -387,7 +389,7 @@ TEST_F(Kinds, HostileNamesAndLinksLandNowhereAndAreReportedOnce) {
 
 // ---- RAR: dates, volumes -----------------------------------------------------------------
 
-TEST_F(Kinds, RarListingKeepsTheEntryDateToTheMinute) {
+TEST_F(Kinds, RarListingKeepsTheEntryDateAndThePropertiesItsMethodAndChecksum) {
   struct Case {
     const char* archive;
     const char* entry;
@@ -401,6 +403,14 @@ TEST_F(Kinds, RarListingKeepsTheEntryDateToTheMinute) {
     EXPECT_EQ(std::vector<int>({date.wYear, date.wMonth, date.wDay, date.wHour, date.wMinute}),
               std::vector<int>({c.year, c.month, c.day, c.hour, c.minute}))
         << c.archive;
+    // The entry's properties: its method and the checksum of its bytes.
+    EntryDetails details;
+    ASSERT_EQ(Ops(RAR).details(Input(RAR, c.archive).c_str(), c.entry, &details), 0) << c.archive;
+    std::string bytes = ReadFileBytes(Input(RAR, std::string("src/") + c.entry));
+    EXPECT_TRUE(details.hasCrc) << c.archive;
+    EXPECT_EQ(details.crc, crc32(0, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<uInt>(bytes.size())))
+        << c.archive;
+    EXPECT_NE(details.method.find("RAR"), std::string::npos) << details.method;
   }
 }
 
