@@ -91,6 +91,7 @@ void ClearLastRunReport() {
 thread_local bool t_wrongPasswordKept;
 void KeepWrongPassword(bool kept) { t_wrongPasswordKept = kept; }
 bool IsWrongPasswordKept() { return t_wrongPasswordKept; }
+bool IsRunSilent() { return t_runSilent; }
 
 void BeginExtractionRun(HWND mainWindow, bool testOnly, bool silent) {
   t_wrongPasswordKept = false;

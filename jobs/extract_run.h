@@ -13,6 +13,8 @@ void BeginExtractionRun(HWND mainWindow, bool testOnly = false, bool silent = fa
 // password is given again).
 void KeepWrongPassword(bool kept);
 bool IsWrongPasswordKept();
+// The run asks nothing beyond what it cannot start without.
+bool IsRunSilent();
 void EndExtractionRun(HWND mainWindow);
 // Whether this thread's run only tests.
 bool RunWritesNothing();

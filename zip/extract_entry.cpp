@@ -191,13 +191,16 @@ namespace {
 // typed becomes the session's password. false when the user declines.
 bool AskEntryPassword(unzFile zip, bool wrongBefore) {
   // Once the user would not replace a password that failed, the run's other entries fail
-  // with it without a question each.
-  if (wrongBefore && IsWrongPasswordKept()) return false;
+  // with it without a question each; a silent run asks nothing more.
+  if (wrongBefore && (IsWrongPasswordKept() || IsRunSilent())) return false;
   unz_file_info64 info = {};
   std::string name;
   ReadCurrentEntryName(zip, &info, &name);
   PasswordSubject& subject = NextPasswordSubject();
   subject.entry = name;
+  // As the list shows paths.
+  for (char& c : subject.entry)
+    if (c == '/') c = '\\';
   subject.wrongBefore = wrongBefore;
   char password[kPathBuf] = {};
   bool given = PromptPassword(GetForegroundWindow(), password);

@@ -284,7 +284,7 @@ TEST_F(Extract, Passwords) {
   g_script.asked.clear();
   g_script.passwords = {"nope", "secret"};
   destination = ScratchDir("password_again");
-  EXPECT_EQ(All("encrypted.zip", destination), 0);
+  EXPECT_EQ(All("encrypted.zip", destination, OVERWRITE_ALWAYS, 0), 0);
   ASSERT_EQ(g_script.asked.size(), 2u);
   EXPECT_EQ(g_script.asked[1], g_script.asked[0] + " (wrong)");
   EXPECT_FALSE(g_script.asked[0].empty());
