@@ -40,6 +40,10 @@ void AfterFolderFill() {
   if (m.sortColumn[1] >= 0) {
     SortEntryRows(m.treeList, m.sortColumn[1], m.sortDescending[1]);
     ShowSortMark(m.treeList, m.sortColumn[1], m.sortDescending[1]);
+  } else {
+    // The folder's rows come in the index's byte order; unsorted, they are shown by name as
+    // Explorer orders them, folders first.
+    SortEntryRows(m.treeList, LISTSTRUCT_FILENAME, false);
   }
 }
 
