@@ -632,6 +632,8 @@ const TarChangeCase kTarChanges[] = {
     {"add to a bzip2 archive", "gnu_gnu.tar.bz2", TarJob::Add, "new.txt", nullptr},
     {"rename in an xz archive", "gnu_pax.tar.xz", TarJob::Rename, "readme.txt", "docs\\readme.txt"},
     {"delete from a zstd archive", "gnu_pax.tzst", TarJob::Delete, "data/", nullptr},
+    {"rename where every name begins with \"./\"", "gnu_gnu.tgz", TarJob::Rename, "./docs/numbers.txt",
+     "./docs/counted.txt"},
 };
 
 // What a name becomes: unchanged, gone (""), or with the new path in place of the old.
