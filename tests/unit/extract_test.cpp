@@ -351,26 +351,6 @@ TEST_F(Extract, HostileNamesNeverLeaveTheDestination) {
   EXPECT_TRUE(Contents(destination).files.count("evil.txt"));
 }
 
-TEST_F(Extract, ArchiveThatCannotBeOpened) {
-  EXPECT_EQ(All("missing.zip", ScratchDir("no_archive")), -1);
-  ASSERT_EQ(boxes.texts.size(), 1u);
-  EXPECT_EQ(boxes.texts[0], "ExtractZipArchive: (5) " + TestData("missing.zip") + " cannot be opened");
-}
-
-// A few selected rows: the progress bar shows bytes in percent.
-TEST_F(Extract, WithTheProgressDialog) {
-  ListedArchive listed("deflated.zip");
-  listed.Select("data\\mixed.bin");
-  listed.Select("docs\\numbers.txt");
-  std::string destination = ScratchDir("progress_bytes");
-  StartProgressDialog(true, nullptr);
-  EXPECT_EQ(Selected(listed.window.list, "deflated.zip", destination, 0, 0), 0);
-  EXPECT_EQ(GetProgressDialog(), nullptr);
-  EXPECT_EQ(FileNames(Contents(destination)), (std::set<std::string>{"data/mixed.bin", "docs/numbers.txt"}));
-  EXPECT_EQ(GetExtractionByteCounter(), Contents(destination).files["data/mixed.bin"].bytes.size() +
-                                            Contents(destination).files["docs/numbers.txt"].bytes.size());
-}
-
 }  // namespace
 
 // ---- testing -----------------------------------------------------------------------------

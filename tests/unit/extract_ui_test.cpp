@@ -226,24 +226,6 @@ TEST_F(ExtractRunTest, WholeArchiveLandsInTheChosenFolder) {
   EXPECT_EQ(IsBusy(), 0);
 }
 
-TEST_F(ExtractRunTest, TheCheckBoxPutsTheEntriesIntoAFolderNamedAfterTheArchive) {
-  std::string parent = ScratchDir("extract_named");
-  script.folder = parent;
-  script.namedFolder = 1;
-  ExtractArchive(TestData("zip_deflated.zip").c_str(), 1, 0);
-  for (const std::string& name : ListedNames("zip_deflated.zip"))
-    EXPECT_TRUE(Exists(OnDisk(parent + "\\zip_deflated", name))) << name;
-  EXPECT_FALSE(Exists(parent + "\\readme.txt"));
-  // The folder offered next is the one chosen, and the box keeps its last state.
-  EXPECT_EQ(GetLastExtractFolder(), parent);
-  EXPECT_EQ(IsExtractIntoNamedFolder(), 1);
-  script.namedFolder = 0;
-  ExtractArchive(TestData("zip_deflated.zip").c_str(), 1, 0);
-  EXPECT_TRUE(Exists(parent + "\\readme.txt"));
-  EXPECT_EQ(IsExtractIntoNamedFolder(), 0);
-  SetExtractIntoNamedFolder(1);
-}
-
 TEST(MakeNamedFolder, TheArchivesNameWithoutItsEnding) {
   struct Case {
     const char* folder;
@@ -305,21 +287,6 @@ TEST_F(ExtractRunTest, RefusedNamesAreToldOnceAtTheEnd) {
   for (const char* name : {"../escaped.txt", "sub/../../escaped2.txt", "CON", "a:stream.txt"})
     EXPECT_NE(box.find(name), std::string::npos) << name << " in " << box;
   EXPECT_EQ(box.find("good.txt"), std::string::npos);
-}
-
-TEST_F(ExtractRunTest, SelectionExtractsOnlyTheSelectedRows) {
-  ListedArchive listed("zip_deflated.zip");
-  listed.Select("docs\\numbers.txt");
-  listed.Select("docs\\deep\\er\\note.md");
-  SetCurrentArchivePath(listed.block.path);
-  script.folder = ScratchDir("extract_selected");
-  EntrySelection chosen;
-  CopyEntrySelection(listed.window.list, &chosen);
-  ExtractSelected(chosen);
-  ASSERT_TRUE(PumpUntil([] { return !IsBusy(); }));
-  EXPECT_EQ(FileNames(script.folder), (std::set<std::string>{"docs/numbers.txt", "docs/deep/er/note.md"}));
-  EXPECT_EQ(ReadFileBytes(script.folder + "\\docs\\numbers.txt"), ReadFileBytes(TestData("src\\docs\\numbers.txt")));
-  SetCurrentArchivePath("");
 }
 
 // Nothing selected, or a kind without extraction: a message, and no question before it.

@@ -112,13 +112,6 @@ TEST_P(HelpIndex, EveryIndexAndContentsEntryLeadsToAnAnchorThatExists) {
   }
 }
 
-TEST_P(HelpIndex, TheCompiledFileLiesWhereTheProgramLooksForIt) {
-  char program[kPathBuf] = "", file[kPathBuf];
-  GetModuleFileNameA(nullptr, program, sizeof program);
-  MakeHelpFilePath(program, GetParam().language, file);
-  EXPECT_NE(GetFileAttributesA(file), INVALID_FILE_ATTRIBUTES) << file;
-}
-
 INSTANTIATE_TEST_SUITE_P(Languages, HelpIndex,
                          ::testing::Values(HelpLanguage{KLANG_LANGUAGE_ENGLISH, "en"},
                                            HelpLanguage{KLANG_LANGUAGE_GERMAN, "de"}));

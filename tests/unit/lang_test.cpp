@@ -127,15 +127,6 @@ TEST_F(Lang, OverwriteQuestionHasFourLabelsInAnswerOrder) {
   }
 }
 
-TEST_F(Lang, ColumnTitlesAreDistinct) {
-  // Columns are found again by their header text, so two equal titles would mix them up.
-  for (int language : kLanguages) {
-    SetLanguage(language);
-    std::set<std::string> titles;
-    for (auto fn : Columns()) EXPECT_TRUE(titles.insert(fn()).second) << fn();
-  }
-}
-
 TEST_F(Lang, ConsoleHelpNamesEverySwitchWithWindowsLineEnds) {
   std::string english;
   for (int language : kLanguages) {

@@ -140,20 +140,8 @@ TEST(MainWindow, CloseDuringExtractionCancelsItThenCloses) {
 
 namespace {
 
-// Each key is declared once: every accelerator's command shows that key in its menu caption.
+// Every accelerator's command shows its key in its menu caption, or the key is never learnt.
 TEST(MainWindow, EveryAcceleratorIsShownInItsMenuCaption) {
-  struct Case {
-    BYTE modifiers;
-    WORD key;
-    int command;
-    const char* shown;
-  } const cases[] = {
-      {FCONTROL, 'O', IDM_OPEN, "\tCtrl+O"},
-      {FCONTROL | FSHIFT, 'E', IDM_EXTRACT_SELECTED, "\tCtrl+Shift+E"},
-      {FALT, VK_RETURN, IDM_PROPERTIES, "\tAlt+Enter"},
-      {0, VK_DELETE, IDM_DELETE, "\tDel"},
-      {0, VK_F5, IDM_RELOAD, "\tF5"},
-  };
   HACCEL table = BuildAccelerators();
   ACCEL keys[64];
   int n = CopyAcceleratorTableA(table, keys, 64);
@@ -163,15 +151,6 @@ TEST(MainWindow, EveryAcceleratorIsShownInItsMenuCaption) {
     // Keys without a menu item (Alt+Up to the parent folder) have no caption to show them.
     if (!GetMenuStringA(menu, keys[i].cmd, caption, sizeof caption, MF_BYCOMMAND)) continue;
     EXPECT_NE(strchr(caption, '\t'), nullptr) << "command " << keys[i].cmd << " has a key but shows none";
-  }
-  for (const Case& c : cases) {
-    bool found = false;
-    for (int i = 0; i < n; ++i)
-      found |= keys[i].cmd == c.command && keys[i].key == c.key && (keys[i].fVirt & ~FVIRTKEY) == c.modifiers;
-    EXPECT_TRUE(found) << c.shown;
-    char caption[kPathBuf] = "";
-    GetMenuStringA(menu, c.command, caption, sizeof caption, MF_BYCOMMAND);
-    EXPECT_NE(strstr(caption, c.shown), nullptr) << caption;
   }
   DestroyMenu(menu);
   DestroyAcceleratorTable(table);
