@@ -25,8 +25,6 @@
 namespace {
 
 int g_silent;
-int g_tempArchiveMode;
-char g_creationDirectory[kPathBuf];
 
 constexpr int kMostChosenFiles = 4096;
 
@@ -159,14 +157,7 @@ int ChooseContents(char (*files)[kPathBuf], int capacity) {
 
 }  // namespace
 
-int IsSilentCreation() { return g_silent; }
 void SetSilentCreation(int on) { g_silent = on; }
-int IsTempArchiveMode() { return g_tempArchiveMode; }
-void SetTempArchiveMode(int on) { g_tempArchiveMode = on; }
-const char* GetCreationDirectory() { return g_creationDirectory; }
-void SetCreationDirectory(const char* folder) {
-  snprintf(g_creationDirectory, sizeof g_creationDirectory, "%s", folder ? folder : "");
-}
 
 void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add) {
   CreationClaim claim;
@@ -181,29 +172,21 @@ void RunArchiveBuilder(char (*files)[kPathBuf], int count, bool silent, bool add
   block->fromCommandLine = 1;
   block->add = add ? 1 : 0;
   block->silent = silent ? 1 : 0;
-  if (IsTempArchiveMode()) {
-    const char* temp = getenv("TEMP");
-    snprintf(block->archive, kPathBuf, "%s\\%s", temp ? temp : ".", "zip_temp.zip");
-    EmptyList();
-    claim.handedOver = StartCreation(block);
-  } else {
-    char target[kPathBuf] = "";
-    if (!GetPrompts().saveFile(Owner(), "zip", GetMessageText(KLANG_MSG_SAVE_NEW_ARCHIVE_TITLE), !add, target)) {
-      Log(5, GetVerbose(), "RunArchiveBuilder: no archive chosen");
-      free(block->files);
-      free(block);
-      return;
-    }
-    snprintf(block->archive, kPathBuf, "%s", target);
-    char previous[kPathBuf];
-    GetCurrentDirectoryA(sizeof previous, previous);
-    EmptyList();
-    if (g_creationDirectory[0]) SetCurrentDirectoryA(g_creationDirectory);
-    SetArchiveKind(DefaultArchiveKind());
-    claim.handedOver = StartCreation(block);
-    if (claim.handedOver && !silent) SetMyWindowText(target);
-    Log(5, GetVerbose(), "RunArchiveBuilder: %s, started in %s", target, previous);
+  char target[kPathBuf] = "";
+  if (!GetPrompts().saveFile(Owner(), "zip", GetMessageText(KLANG_MSG_SAVE_NEW_ARCHIVE_TITLE), !add, target)) {
+    Log(5, GetVerbose(), "RunArchiveBuilder: no archive chosen");
+    free(block->files);
+    free(block);
+    return;
   }
+  snprintf(block->archive, kPathBuf, "%s", target);
+  char previous[kPathBuf];
+  GetCurrentDirectoryA(sizeof previous, previous);
+  EmptyList();
+  SetArchiveKind(DefaultArchiveKind());
+  claim.handedOver = StartCreation(block);
+  if (claim.handedOver && !silent) SetMyWindowText(target);
+  Log(5, GetVerbose(), "RunArchiveBuilder: %s, started in %s", target, previous);
   if (HWND view = CurrentView()) SetFocus(view);
   RefreshToolbarState();
 }

@@ -19,9 +19,4 @@ bool CanAddToOpenArchive();
 bool AddDroppedFiles(char (*files)[kPathBuf], int count, const char* folder = "");
 
 // The application's creation settings, kept for the session.
-int IsSilentCreation();
 void SetSilentCreation(int on);
-int IsTempArchiveMode();  // the command line builds %TEMP%\zip_temp.zip without asking
-void SetTempArchiveMode(int on);
-const char* GetCreationDirectory();  // the working directory of a creation run; "" keeps it
-void SetCreationDirectory(const char* folder);

@@ -4,12 +4,7 @@
 
 #include "app/cmdline.h"
 
-// The registered "commdlg_FindReplace" message.
-UINT GetFindReplaceMessage();
-HCURSOR GetWaitCursor();
-HCURSOR GetArrowCursor();
 int IsXPThemeLoaded();
-DWORD GetProcessorCount();
 
 // Opens the one file a single argument names: an archive by its kind, a picture in the
 // viewer, anything else is ignored.

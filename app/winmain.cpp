@@ -121,11 +121,7 @@ void ShutDown() {
 
 }  // namespace
 
-UINT GetFindReplaceMessage() { return g_findReplaceMessage; }
-HCURSOR GetWaitCursor() { return g_waitCursor; }
-HCURSOR GetArrowCursor() { return g_arrowCursor; }
 int IsXPThemeLoaded() { return g_themeLoaded; }
-DWORD GetProcessorCount() { return g_processors; }
 
 int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR line, int showCommand) {
   if (FAILED(OleInitialize(nullptr)))

@@ -339,10 +339,8 @@ bool MakeNamedFolder(const char* folder, const char* archive, char* out) {
 
 ExtractRunResult GetLastExtractRunResult() { return g_lastRun; }
 
-int IsExtractIntoNamedFolder() { return g_intoNamedFolder; }
 void SetExtractIntoNamedFolder(int on) { g_intoNamedFolder = on ? 1 : 0; }
 
-const char* GetLastExtractFolder() { return g_lastFolder; }
 void SetLastExtractFolder(const char* folder) { snprintf(g_lastFolder, sizeof g_lastFolder, "%s", folder ? folder : ""); }
 
 void StartArchiveExtraction(ExtractionProc worker, const char* archive, int silent, int inThread) {

@@ -33,11 +33,7 @@ std::string TestReportText(uint64_t tested, const EntryFailures& failures, bool 
 // folder (and the password when needed), then runs the worker on a thread of its own.
 void StartTreeFolderExtraction(FolderExtractionProc worker, const char* folder);
 
-// The folder proposed by the next destination question: the last one chosen in this
-// session, else the archive's own folder.
-const char* GetLastExtractFolder();
 // The folder chooser's "new folder named after the archive" check box, as last answered.
-int IsExtractIntoNamedFolder();
 void SetExtractIntoNamedFolder(int on);
 // folder joined with the archive's name without its extension ("a.tar.gz" and "a.zip" give
 // "a"); false when it does not fit kPathBuf.

@@ -25,7 +25,6 @@ bool AllocateControlBlocks() {
 }
 
 ArchiveControlBlock* GetCurrentControlBlock() { return g_current; }
-ArchiveControlBlock* GetSecondControlBlock() { return g_second; }
 
 int IsBusy2() { return g_busy2; }
 void SetBusy2(int on) { g_busy2 = on; }

@@ -25,7 +25,6 @@ struct ArchiveControlBlock {
 // Allocates both blocks zero-filled; false when memory ran out.
 bool AllocateControlBlocks();
 ArchiveControlBlock* GetCurrentControlBlock();
-ArchiveControlBlock* GetSecondControlBlock();
 
 // The busy and open-in-progress flags are the one operation claim of services/worker.h.
 int IsBusy2();

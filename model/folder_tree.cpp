@@ -131,8 +131,6 @@ int TwoDigits(const char* p) { return (p[0] - '0') * 10 + (p[1] - '0'); }
 }  // namespace
 
 RBTree* GetTVRBTreeFolder() { return g_folder; }
-RBTree* GetTVRBTreePaths() { return g_paths; }
-RBTree* GetTVRBTreeRows() { return g_rows; }
 RBTree* GetTVRBTreeDataReady() { return g_dataReady; }
 RBTree* GetTVRBTreeCombo() { return g_combo; }
 
@@ -156,7 +154,6 @@ int IsTreeInStep() { return g_inStep; }
 void SetTreeInStep(int on) { InterlockedExchange(&g_inStep, on ? 1 : 0); }
 int GetTVNSem() { return g_tvnSem; }
 void SetTVNSem(int on) { InterlockedExchange(&g_tvnSem, on ? 1 : 0); }
-const char* GetTvnCached() { return g_tvncached; }
 void SetTvnCached(const char* key) { snprintf(g_tvncached, sizeof g_tvncached, "%s", key ? key : ""); }
 int IsTreeListRefilling() { return g_refilling; }
 void SetTreeListRefilling(int on) { InterlockedExchange(&g_refilling, on ? 1 : 0); }

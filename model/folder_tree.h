@@ -18,8 +18,6 @@ struct RBNode;
 // The five indexes; every synchronisation destroys and re-creates them. Keys are heap copies
 // that the indexes free.
 RBTree* GetTVRBTreeFolder();     // "%3d*" + every folder path and each of its prefixes
-RBTree* GetTVRBTreePaths();      // the distinct Path texts of the rows
-RBTree* GetTVRBTreeRows();       // the distinct Path texts and every row record
 RBTree* GetTVRBTreeDataReady();  // "%3d*" + each string of TVRBTreeRows
 RBTree* GetTVRBTreeCombo();      // the folder paths for the address box, in strcmp order
 void RecreateFolderTreeIndexes();
@@ -34,7 +32,6 @@ void SetTreeInStep(int on);
 int GetTVNSem();
 void SetTVNSem(int on);
 // The newest selection key that arrived while a fill ran (kept for the log only).
-const char* GetTvnCached();
 void SetTvnCached(const char* key);
 // Set from a selection change that emptied the folder list until its fill ends: the listing's
 // status bar writes stay away meanwhile.

@@ -11,7 +11,6 @@
 namespace {
 
 size_t g_destroyedNodes = 0;
-char g_dumpFile[kPathBuf] = "c:\\rbtree.txt";
 
 int Sign(int v) { return v < 0 ? -1 : (v > 0 ? 1 : 0); }
 
@@ -352,15 +351,3 @@ Stack* RBTreeEnumerate(RBTree* tree, const void* low, const void* high) {
 }
 
 size_t GetDestroyedNodesCount() { return g_destroyedNodes; }
-
-void SetRBTreeDumpFile(const char* path) { snprintf(g_dumpFile, sizeof g_dumpFile, "%s", path); }
-const char* GetRBTreeDumpFile() { return g_dumpFile; }
-
-void RBTreeDumpPrint(RBTree*, RBNode* node) {
-  if (!node || !node->key) return;
-  // Opened and closed per node, so the dump survives a crash in the middle of the walk.
-  if (FILE* f = fopen(g_dumpFile, "ab")) {
-    fprintf(f, "%s\r\n", static_cast<const char*>(node->key));
-    fclose(f);
-  }
-}

@@ -55,11 +55,6 @@ int RBStringCompare(const void* nodeKey, const void* probe);
 // under a path prefix.
 int RBStringPrefixCompare(const void* nodeKey, const void* probe);
 
-// Debug dump print callback: appends each key as "%s\r\n" to the dump file.
-void RBTreeDumpPrint(RBTree* tree, RBNode* node);
-void SetRBTreeDumpFile(const char* path);
-const char* GetRBTreeDumpFile();
-
 // Range enumeration: the nodes with low <= key <= high, smallest on top of the stack.
 struct Stack;
 Stack* RBTreeEnumerate(RBTree* tree, const void* low, const void* high);

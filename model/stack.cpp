@@ -25,19 +25,6 @@ void* StackPop(Stack* stack) {
 
 int StackNotEmpty(const Stack* stack) { return stack && stack->top != nullptr; }
 
-Stack* StackJoin(Stack* first, Stack* second) {
-  if (!first->top) {
-    free(first);
-    return second;
-  }
-  if (second->top) {
-    first->bottom->next = second->top;
-    first->bottom = second->bottom;
-  }
-  free(second);
-  return first;
-}
-
 void StackDestroy(Stack* stack, void (*destroyElement)(void*)) {
   if (!stack) return;
   while (stack->top) {

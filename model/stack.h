@@ -16,8 +16,5 @@ Stack* StackCreate();
 void StackPush(Stack* stack, void* element);
 void* StackPop(Stack* stack);
 int StackNotEmpty(const Stack* stack);
-// Appends the second stack below the first and frees the second record; when the first is
-// empty it is freed instead and the second returned.
-Stack* StackJoin(Stack* first, Stack* second);
 // Calls destroyElement (when given) on every element, frees the cells and the record.
 void StackDestroy(Stack* stack, void (*destroyElement)(void*));

@@ -77,8 +77,6 @@ int Log(int level, int verbosity, const char* format, ...) {
   return 0;
 }
 
-void LogString(const char* text) { WriteLine(text ? text : ""); }
-
 void SetVerbose(int level) {
   printf("Setting verbose to level: %d\n", level);
   g_verbose = level;

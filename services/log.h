@@ -13,8 +13,6 @@
 
 // Writes when level < verbosity, or always when level is -1. Returns 0.
 int Log(int level, int verbosity, const char* format, ...) KESTRELIA_PRINTF(3, 4);
-// Writes one plain line unconditionally.
-void LogString(const char* text);
 
 void SetVerbose(int level);
 int GetVerbose();

@@ -39,8 +39,6 @@ void SetProgressSecondLine(const char* text);
 void SetProgressFigures(const char* text);
 // Stored as pending when no dialog exists yet; applied when it initialises.
 void SetProgressDetail(const char* text);
-void SetProgressDetailRepaint(const char* text);
-void EnableProgressCancel(bool enable);
 
 // Whether the dialog is shown at all; when off it exists but stays hidden.
 void SetShowProgressDialog(bool show);

@@ -167,16 +167,6 @@ void SetProgressDetail(const char* text) {
   SetDialogText(IDC_PROGRESS_DETAIL, text, IDC_PROGRESS_TITLE);
 }
 
-void SetProgressDetailRepaint(const char* text) {
-  SetProgressDetail(text);
-  if (HWND dialog = g_dialog) RedrawWindow(dialog, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
-}
-
-void EnableProgressCancel(bool enable) {
-  HWND dialog = g_dialog;
-  if (HWND button = dialog ? GetDlgItem(dialog, IDC_PROGRESS_CANCEL) : nullptr) EnableWindow(button, enable);
-}
-
 void SetShowProgressDialog(bool show) {
   g_show = show;
   HWND dialog = g_dialog;

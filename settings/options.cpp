@@ -43,16 +43,12 @@ KESTRELIA_OPTION_BITS(KESTRELIA_OPTION_FLAG)
 KESTRELIA_OPTION_BITS(KESTRELIA_OPTION_ACCESS)
 #undef KESTRELIA_OPTION_ACCESS
 
-int IsPreferredZip() { return !g_IsPreferredTar; }
-
 int GetDefaultCompression() { return g_defaultCompression; }
 
 void SetDefaultCompression(int level) {
   g_defaultCompression = level & static_cast<int>(kCompressionMask);
   g_standardCompression = g_defaultCompression == kDefaultCompressionLevel;
 }
-
-int IsStandardCompression() { return g_standardCompression; }
 
 DWORD MakeOptionWord() {
   DWORD word = static_cast<DWORD>(g_defaultCompression) & kCompressionMask;

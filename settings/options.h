@@ -9,8 +9,6 @@ constexpr int kDefaultCompressionLevel = 6;
 
 int GetDefaultCompression();
 void SetDefaultCompression(int level);  // 0..15; level 6 also sets the flag below
-// Set while the level is the standard one (6); the configuration dialog reads it.
-int IsStandardCompression();
 
 int IsCreateSelfExecutable();
 void SetCreateSelfExecutable(int on);
@@ -30,7 +28,6 @@ int IsAddDirectoriesCombo();
 void SetAddDirectoriesCombo(int on);
 int IsPreferredTar();
 void SetPreferredTar(int on);
-int IsPreferredZip();  // the cleared TAR bit
 int IsEnableSaveButton();
 void SetEnableSaveButton(int on);
 int IsUseJadForClassFiles();

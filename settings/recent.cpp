@@ -75,12 +75,3 @@ int SaveRecentList() {
   }
   return 0;
 }
-
-int ClearRecentList() {
-  ClearRecentSlots();
-  if (WriteString("", 0, HKEY_CURRENT_USER, GetSettingsKeyPath(), kValueFileList)) {
-    Log(-1, GetVerbose(), "cannot ClearLastFilesFromRegistry %lu\n", GetLastError());
-    return 1;
-  }
-  return 0;
-}

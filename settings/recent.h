@@ -21,4 +21,3 @@ void PushRecentFile(const char* path);
 
 // Write "file_list" from the slots, or as the empty string (the slots are emptied too).
 int SaveRecentList();
-int ClearRecentList();

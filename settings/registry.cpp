@@ -68,15 +68,6 @@ LONG ReadString(char* buffer, DWORD* size, HKEY hive, const char* path, const ch
   return ERROR_SUCCESS;
 }
 
-int ReadMultiString(char* buffer, DWORD* size, HKEY hive, const char* path, const char* name) {
-  OpenKey k(hive, path, KEY_READ);
-  if (!k.ok()) return 1;
-  DWORD type = 0;
-  if (RegQueryValueExA(k.key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), size) != ERROR_SUCCESS)
-    return 1;
-  return type == REG_MULTI_SZ ? 0 : 1;
-}
-
 int WriteDword(DWORD value, HKEY hive, const char* path, const char* name) {
   OpenKey k(hive, path, KEY_WRITE);
   if (!k.ok()) return 1;
@@ -99,12 +90,6 @@ int CreateAndWriteDword(DWORD value, HKEY hive, const char* path, const char* na
   CreatedKey k(hive, path);
   if (!k.ok()) return 1;
   return SetValue(k.key, name, REG_DWORD, &value, sizeof value);
-}
-
-int WriteMultiString(const char* text, DWORD length, HKEY hive, const char* path, const char* name) {
-  OpenKey k(hive, path, KEY_WRITE);
-  if (!k.ok()) return 1;
-  return SetValue(k.key, name, REG_MULTI_SZ, text, length);
 }
 
 int DeleteValue(HKEY hive, const char* path, const char* name) {

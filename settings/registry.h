@@ -12,8 +12,6 @@ int ReadDword(DWORD* out, HKEY hive, const char* path, const char* name);
 // The registry's own result: 0, or ERROR_MORE_DATA (234) with the needed size in *size when
 // the buffer is too small. No type check. The text is terminated within the buffer.
 LONG ReadString(char* buffer, DWORD* size, HKEY hive, const char* path, const char* name);
-// 0 only for a REG_MULTI_SZ value, else 1.
-int ReadMultiString(char* buffer, DWORD* size, HKEY hive, const char* path, const char* name);
 // 0 or 1. The key is never created here.
 int WriteDword(DWORD value, HKEY hive, const char* path, const char* name);
 // Stores exactly length bytes as REG_SZ. A missing key counts as success (0), on purpose:
@@ -22,8 +20,6 @@ int WriteString(const char* text, DWORD length, HKEY hive, const char* path, con
 // These two create the key when it is missing. 0 or 1.
 int CreateAndWriteString(const char* text, DWORD length, HKEY hive, const char* path, const char* name);
 int CreateAndWriteDword(DWORD value, HKEY hive, const char* path, const char* name);
-// length counts every byte, the two closing zeros included. 0 or 1.
-int WriteMultiString(const char* text, DWORD length, HKEY hive, const char* path, const char* name);
 int DeleteValue(HKEY hive, const char* path, const char* name);
 // Removes the key with everything in it; 0 also when there was none.
 int DeleteKeyTree(HKEY hive, const char* path);

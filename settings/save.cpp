@@ -78,14 +78,3 @@ int SaveRichEditString(const RichEditFont& font) {
   }
   return 0;
 }
-
-int ResetDragSlots() {
-  int result = WriteUserDword(0, kValueCurrent);
-  result |= WriteUserString("", kValueCurrPath);
-  return result;
-}
-
-int ReadDropTargetPath(char* path, DWORD size) {
-  path[0] = '\0';
-  return ReadString(path, &size, HKEY_CURRENT_USER, Key(), kValueCurrPath) == 0 ? 0 : 1;
-}

@@ -17,7 +17,3 @@ int SaveLanguage();
 int SaveViewerPlacement(const RECT& rect);
 // The text viewer's font into "RichEdit" (and the setting).
 int SaveRichEditString(const RichEditFont& font);
-// Before a drag: "current" to 0 and "currpath" to "".
-int ResetDragSlots();
-// After a drop: the folder that received the files, from "currpath" (kPathBuf); 0 on success.
-int ReadDropTargetPath(char* path, DWORD size);

@@ -80,9 +80,7 @@ void SetDragLayered(int alpha) { g_dragLayered = alpha; }
 int GetSkipCRCCheck() { return g_skipCRCCheck; }
 void SetSkipCRCCheck(int skip) { g_skipCRCCheck = skip; }
 
-int GetPictureLabelWidth() { return g_pictureLabelWidth; }
 void SetPictureLabelWidth(int width) { g_pictureLabelWidth = width; }
-int GetPictureLabelHeight() { return g_pictureLabelHeight; }
 void SetPictureLabelHeight(int height) { g_pictureLabelHeight = height; }
 int IsKeepBrokenFiles() { return g_keepBrokenFiles; }
 void SetKeepBrokenFiles(int on) { g_keepBrokenFiles = on ? 1 : 0; }
@@ -90,7 +88,6 @@ int IsDeleteSimulation() { return g_deleteSimulation; }
 void SetDeleteSimulation(int on) { g_deleteSimulation = on; }
 int IsDragAsThread() { return g_dragAsThread; }
 void SetDragAsThread(int on) { g_dragAsThread = on; }
-int IsDisplayCompanyLogo() { return g_displayCompanyLogo; }
 void SetDisplayCompanyLogo(int on) { g_displayCompanyLogo = on; }
 
 const char* GetFontConfiguration() { return g_fontConfiguration; }

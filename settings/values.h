@@ -34,9 +34,7 @@ int GetSkipCRCCheck();  // above 0: no CRC pass before a file is added
 void SetSkipCRCCheck(int skip);
 
 // Switches set by hand in HKEY_LOCAL_MACHINE.
-int GetPictureLabelWidth();
 void SetPictureLabelWidth(int width);
-int GetPictureLabelHeight();
 void SetPictureLabelHeight(int height);
 // Off by default: a damaged entry's file is removed, not left under its name half right.
 int IsKeepBrokenFiles();
@@ -45,7 +43,6 @@ int IsDeleteSimulation();
 void SetDeleteSimulation(int on);
 int IsDragAsThread();
 void SetDragAsThread(int on);
-int IsDisplayCompanyLogo();
 void SetDisplayCompanyLogo(int on);
 
 // Strings, each in a fixed buffer (kPathBuf, the RichEdit string 256 bytes); longer texts are cut.

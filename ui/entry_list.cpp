@@ -57,13 +57,6 @@ void DeleteAllEntryRows(HWND list) {
   SendMessageA(list, LVM_DELETEALLITEMS, 0, 0);
 }
 
-void DeleteEntryRow(HWND list, int row) {
-  liststruct* record = TakeEntryRecord(list, row);
-  if (!record) return;
-  SendMessageA(list, LVM_DELETEITEM, row, 0);
-  FreeListStruct(record);
-}
-
 int DeleteEntryRowsWhere(HWND list, bool (*gone)(const liststruct*, void*), void* context) {
   std::vector<liststruct*> removed;
   int first = TakeEntryRecordsWhere(list, gone, context, &removed);

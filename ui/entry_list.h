@@ -17,8 +17,6 @@ void PublishEntryRows(HWND list);
 void DetachEntryRows(HWND list);
 // Frees the records of every row, then empties the control.
 void DeleteAllEntryRows(HWND list);
-// Removes one row and frees its record.
-void DeleteEntryRow(HWND list, int row);
 // RemoveEntryRecordsWhere, then the control shows what is left.
 int DeleteEntryRowsWhere(HWND list, bool (*gone)(const liststruct* record, void* context), void* context);
 // Orders the rows by a column (SortEntryRecords); the selection, kept by row number, is cleared.

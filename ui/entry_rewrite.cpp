@@ -642,8 +642,6 @@ bool CutEntries(HWND list, const std::vector<std::string>& names) {
   return true;
 }
 
-size_t GetCutEntryCount() { return g_cut.names.size(); }
-
 void DeletePastedCutEntries() {
   CutMarks cut;
   std::swap(cut, g_cut);

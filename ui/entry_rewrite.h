@@ -56,7 +56,6 @@ void DeleteCTRLCutEntries(HWND list, const int* rows, int count);
 // sorting does not move the marks); false when there was nothing to cut or the archive's kind
 // cannot lose entries.
 bool CutEntries(HWND list, const std::vector<std::string>& names);
-size_t GetCutEntryCount();
 // The cut entries were pasted elsewhere: they leave the archive they were cut from, if that
 // is still the one shown; the marks are cleared either way.
 void DeletePastedCutEntries();

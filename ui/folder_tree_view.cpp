@@ -28,7 +28,6 @@
 namespace {
 
 FolderTreeViews g_views = {};
-volatile LONG g_fillCount = 0;
 // Whether the running fill took the operation claim; a fill that a rewrite's end asks for
 // runs beside that rewrite and must leave its claim alone.
 bool g_fillClaimed = false;
@@ -169,7 +168,6 @@ void RequestFill(const char* key) {
   }
   SetTVNSem(1);
   printf("setting TVNSem to true\n");
-  InterlockedIncrement(&g_fillCount);
   g_fillClaimed = ClaimOperation(OPERATION_JOB) == OPERATION_NONE;
   char* copy = _strdup(key);
   if (!copy || !StartWorker("DoTvnChanged", DoTvnChanged, copy)) {
@@ -256,17 +254,6 @@ bool HandleFolderTreeMessage(UINT message, WPARAM wParam, LPARAM lParam) {
   return true;
 }
 
-int GetTreeRootIcon() {
-  LoadIcons();
-  return g_rootIcon;
-}
-
-int GetTreeFolderIcon() {
-  LoadIcons();
-  return g_folderIcon;
-}
-
-long GetTreeListFillCount() { return g_fillCount; }
 
 bool IsTreeFillPending() { return GetTVNSem() || IsTreeListRefilling() || g_fillDeferred; }
 

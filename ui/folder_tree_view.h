@@ -20,10 +20,6 @@ FolderTreeViews& GetFolderTreeViews();
 // The delay of timer IDT_TREE_FILL, which folds a burst of selection changes into one fill.
 constexpr UINT kTreeFillDelayMs = 200;
 
-// Image indices of the tree's and the address box's image list (the shell's small icons).
-int GetTreeRootIcon();
-int GetTreeFolderIcon();
-
 // The chain of item texts from the item up to, not including, the root item, each followed
 // by the separator ("docs\img\"); the levels walked are returned. withDepth turns the text
 // into its depth key ("%3d*" + text) of the count, or with parentDepth of one level less.
@@ -63,8 +59,6 @@ bool HandleFolderTreeMessage(UINT message, WPARAM wParam, LPARAM lParam);
 bool GetComboItemText(HWND combo, int index, char* text, size_t size);
 // The fill thread's body; takes a heap copy of the key and frees it.
 DWORD WINAPI DoTvnChanged(LPVOID key);
-// Fill threads started since the program began (a burst must start only one more).
-long GetTreeListFillCount();
 // A fill runs, or a selection waits for its turn: the folder list is not yet the selected
 // folder's.
 bool IsTreeFillPending();

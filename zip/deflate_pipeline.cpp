@@ -189,8 +189,6 @@ void ReleaseOldest(DeflatePipeline* p) {
   ReleaseSRWLockExclusive(&p->lock);
 }
 
-bool HasPendingBlocks(const DeflatePipeline* p) { return p->released < p->submitted; }
-
 void CloseDeflatePipeline(DeflatePipeline* p) {
   if (!p) return;
   AcquireSRWLockExclusive(&p->lock);

@@ -42,6 +42,5 @@ void SubmitBlock(DeflatePipeline* pipeline, DeflateBlock* block);
 DeflateBlock* OldestBlock(DeflatePipeline* pipeline, bool wait);
 // The oldest block is written: its place is free again.
 void ReleaseOldest(DeflatePipeline* pipeline);
-bool HasPendingBlocks(const DeflatePipeline* pipeline);
 // Stops the workers (blocks not yet compressed are dropped) and frees everything.
 void CloseDeflatePipeline(DeflatePipeline* pipeline);

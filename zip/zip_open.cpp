@@ -75,7 +75,6 @@ int ZipOpenFailureText(const char* path) {
 }
 
 int GetUnzipErrorIndex() { return g_unzipError; }
-void SetUnzipErrorIndex(int index) { g_unzipError = index; }
 
 const char* GetUnzipErrorText(int index) {
   if (index < 0 || index > 20) return "unzip unknown error";

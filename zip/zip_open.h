@@ -13,7 +13,6 @@ unzFile MyWaitunzOpen2_64With(const char* path, DWORD wait, zlib_filefunc64_def*
 // The reading layer's error index (0 at every open, 9 when the file itself cannot be opened)
 // and its texts.
 int GetUnzipErrorIndex();
-void SetUnzipErrorIndex(int index);
 const char* GetUnzipErrorText(int index);
 
 // Why a file that would not open as a ZIP archive fails, in the user's words: the number of
