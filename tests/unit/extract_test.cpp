@@ -520,8 +520,6 @@ TEST_F(Extract, FailedEntriesLeaveNothingBehind) {
        EXTRACT_SOME_FAILED, 1, {{"docs/numbers.txt", full}}, tarFiles, {}},
       {"TAR: disk full, stop", kTar, 100000, ERROR_DISK_FULL, IDNO, false, false, "", "docs/numbers.txt",
        EXTRACT_CANCELLED, 1, {{"docs/numbers.txt", full}}, tarBefore, {}},
-      {"TAR: device error", kTar, 100000, ERROR_IO_DEVICE, IDOK, false, false, "", "readme.txt",
-       EXTRACT_SOME_FAILED, 0, {{"docs/numbers.txt", device}}, tarFiles, {}},
       {"TAR: cut short, broken file kept", kCutTar, 0, 0, IDOK, true, false, "", "docs/numbers.txt",
        EXTRACT_SOME_FAILED, 0, {{"docs/numbers.txt", cut}, {kCutTar, ReasonText(FAILURE_TRUNCATED)}}, tarBefore,
        {"docs/numbers.txt"}},
