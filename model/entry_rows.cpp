@@ -225,16 +225,6 @@ std::vector<liststruct*> TakeEntryRecords(HWND list) {
   return old;
 }
 
-liststruct* TakeEntryRecord(HWND list, int row) {
-  RowStore* store = Store(list);
-  if (!store || row < 0) return nullptr;
-  std::lock_guard<std::mutex> hold(store->lock);
-  if (static_cast<size_t>(row) >= store->rows.size()) return nullptr;
-  liststruct* record = store->rows[row];
-  store->rows.erase(store->rows.begin() + row);
-  return record;
-}
-
 int TakeEntryRecordsWhere(HWND list, bool (*gone)(const liststruct*, void*), void* context,
                           std::vector<liststruct*>* removed) {
   RowStore* store = Store(list);

@@ -35,8 +35,6 @@ int FindEntryRowByName(HWND list, const char* text, int start, int step);
 // nothing can ask for their texts any more.
 // Empties the store; the next record appended is ordinal 0 again.
 std::vector<liststruct*> TakeEntryRecords(HWND list);
-// Removes one row; null when there is no such row.
-liststruct* TakeEntryRecord(HWND list, int row);
 // Removes every row whose record gone() picks, in one pass (a row at a time would move the
 // rows after it once per removal), into removed; returns the first row removed, -1 when
 // none was.

@@ -18,9 +18,6 @@
 
 namespace {
 
-CreationOptionsPrompt g_optionsPrompt;
-ChooseFilesPrompt g_chooseFilesPrompt;
-
 // The client area, in pixels at 96 dots per inch.
 constexpr int kWidth = 370, kHeight = 290;
 constexpr int kTop = 32;  // below the line that names what is added
@@ -164,11 +161,9 @@ void DefaultCreationChoice(CreationChoice* choice) {
 }
 
 bool AskCreationOptions(HWND owner, CreationChoice* choice) {
-  return (g_optionsPrompt ? g_optionsPrompt : RealOptions)(owner, choice);
+  return RealOptions(owner, choice);
 }
-void SetCreationOptionsPrompt(CreationOptionsPrompt prompt) { g_optionsPrompt = prompt; }
 
 int ChooseFilesToAdd(HWND owner, const char* title, char (*files)[kPathBuf], int capacity) {
-  return (g_chooseFilesPrompt ? g_chooseFilesPrompt : RealChooseFiles)(owner, title, files, capacity);
+  return RealChooseFiles(owner, title, files, capacity);
 }
-void SetChooseFilesPrompt(ChooseFilesPrompt prompt) { g_chooseFilesPrompt = prompt; }

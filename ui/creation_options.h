@@ -24,12 +24,8 @@ void FormatCompressionLevel(int level, char* out, size_t outSize);
 void DefaultCreationChoice(CreationChoice* choice);
 
 // Shows the dialog with choice as it stands; true on OK (choice filled), false on Cancel.
-typedef bool (*CreationOptionsPrompt)(HWND owner, CreationChoice* choice);
 bool AskCreationOptions(HWND owner, CreationChoice* choice);
-void SetCreationOptionsPrompt(CreationOptionsPrompt prompt);  // nullptr: the real dialog
 
 // The multi-selection open dialog for files to add: fills files (each kPathBuf) and returns
 // their number, 0 when cancelled.
-typedef int (*ChooseFilesPrompt)(HWND owner, const char* title, char (*files)[kPathBuf], int capacity);
 int ChooseFilesToAdd(HWND owner, const char* title, char (*files)[kPathBuf], int capacity);
-void SetChooseFilesPrompt(ChooseFilesPrompt prompt);  // nullptr: the real dialog
