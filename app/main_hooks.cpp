@@ -7,6 +7,7 @@
 #include "model/folder_tree.h"
 #include "model/nested_archives.h"
 #include "model/view_hooks.h"
+#include "services/pending_work.h"
 #include "ui/listing_view.h"
 #include "ui/search.h"
 
@@ -87,7 +88,12 @@ void SetMyWindowText(const char* path) {
   if (Main().address) SetWindowTextA(Main().address, path ? path : "");
 }
 
+static void RepaintStatusBar() {
+  if (HWND status = Main().status) InvalidateRect(status, nullptr, FALSE);
+}
+
 void InstallViewHooks() {
+  SetPendingWorkRepaint(RepaintStatusBar);
   ViewHooks& hooks = GetViewHooks();
   hooks.beginListing = BeginListing;
   hooks.finishListing = FinishListing;

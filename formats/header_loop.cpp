@@ -5,6 +5,8 @@
 #include "model/app_state.h"
 #include "model/entry_rows.h"
 #include "model/listing_totals.h"
+#include "jobs/entry_file.h"
+#include "jobs/zone_mark.h"
 #include "services/log.h"
 #include "services/progress.h"
 #include "services/prompts.h"
@@ -74,6 +76,9 @@ struct RunProgress {
     if (!shown) return;
     SetProgressMinimum(0);
     SetProgressMaximum(perEntry ? static_cast<int>(run.entries ? run.entries : 1) : 100);
+    // A kind that could not count its entries beforehand: a bar that moves without a range
+    // says the run goes on, where a range of one would stand still until the end.
+    if (!run.entries && !run.bytes) SetProgressMarquee(true);
   }
   void Taken(uint64_t size) {
     if (!shown) return;
@@ -153,6 +158,7 @@ int RunHeaderEntries(const HeaderSource& source, HeaderRun* run) {
     // A whole archive or folder brings its empty folders along; a choice of rows names files.
     bool take = scope.Takes(entry.name) && !(entry.attributes & kHeaderHidden) &&
                 (!folder || (!run->chosen && writes && !run->withoutPath));
+    if (take) ++run->inScope;
     char reason[128] = "";
     if (take && writes && (JudgeEntryName(entry.name.c_str(), reason, sizeof reason) != ENTRY_NAME_OK ||
                            (entry.attributes & kHeaderLink))) {
@@ -197,6 +203,8 @@ int RunHeaderEntries(const HeaderSource& source, HeaderRun* run) {
     }
     if (folder) continue;
     NoteEntryTaken();
+    if (!failed && writes && IsZoneMarking())
+      MarkExtractedFile(WideTargetName((RunFolder(*run) + target).c_str()).c_str());
     if (!failed) run->taken.push_back(target);
     progress.Taken(entry.size);
     if (asked == WRITE_FAILURE_STOP) {
@@ -263,6 +271,7 @@ int ExtractHeaderEntries(const HeaderKind& kind, ExtractJob* job, const char* fo
   int result = kind.walk(job->archive, &run);
   EndExtractionRun(job->mainWindow);
   Log(2, GetVerbose(), "%sThread: Delete list %d", run.caller, static_cast<int>(job->chosen ? job->chosen->names.size() : 0));
+  if (folder && result == 0 && !run.inScope && !run.damaged) result = EXTRACT_NOTHING_FOUND;
   if (result == 100 && job->cancelled) *job->cancelled = 1;
   CloseRunProgress(job->silent != 0);
   ForgetWrongPassword(run);

@@ -73,6 +73,7 @@ struct HeaderRun {
   // Filled by the run:
   EntryFailures failures;
   std::vector<std::string> taken;  // the names written or tested, in order
+  uint64_t inScope;                // the entries the run was to take, whatever became of them
   bool damaged;
   std::string damage;              // what the kind tells of the early end; empty: the archive is damaged
   std::string movedTo;             // the folder the user chose when the destination refused

@@ -1,6 +1,8 @@
 #include "services/base.h"
 #include "jobs/entry_file.h"
 
+#include "jobs/zone_mark.h"
+
 #include "services/log.h"
 #include "services/long_path.h"
 
@@ -94,6 +96,8 @@ DWORD OpenEntryFileMakingFolders(EntryFile* file, const char* target) {
 DWORD CommitEntryFile(EntryFile* file) {
   if (file->handle != INVALID_HANDLE_VALUE) CloseHandle(file->handle);
   file->handle = INVALID_HANDLE_VALUE;
+  // Under the working name, so the file never stands under its own without the mark.
+  MarkExtractedFile(file->working.c_str());
   if (MoveFileExW(file->working.c_str(), file->target.c_str(), MOVEFILE_REPLACE_EXISTING)) return 0;
   DWORD error = GetLastError();
   Log(1, GetVerbose(), "CommitEntryFile: the finished file cannot take its name (%lu)", error);

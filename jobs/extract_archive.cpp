@@ -11,11 +11,13 @@
 #include "services/log.h"
 #include "services/long_path.h"
 #include "services/password_dialog.h"
+#include "services/pending_work.h"
 #include "services/progress.h"
 #include "services/prompts.h"
 #include "services/worker.h"
 #include "jobs/entry_failures.h"
 #include "jobs/extract_run.h"
+#include "jobs/zone_mark.h"
 
 #include <commctrl.h>
 
@@ -176,14 +178,26 @@ constexpr int kExtractingText = 42;
 // The texts of a test, numbered in this order from "Testing" on.
 enum TestText { kTestingText = 133, kNoErrorsText, kTestedText, kTestFailuresHeading, kTestCancelledText };
 
+// The running job's completion event: the pending-work index holds the run from its start
+// to its end. One job runs at a time (the claim), so one handle serves.
+HANDLE g_runDone = nullptr;
+
 // The window shows a run from here on: commands greyed, a fresh progress dialog.
 void BeginRun(bool withDialog, int detailText = kExtractingText) {
   if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
   CancelProgress(0);
+  g_runDone = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+  if (g_runDone) AddPendingWork(g_runDone);
   if (withDialog) StartProgressDialog(true, GetMessageText(detailText));
 }
 
 void EndRun() {
+  // Before the claim goes: the next run's BeginRun makes a new event.
+  if (HANDLE done = g_runDone) {
+    g_runDone = nullptr;
+    SetEvent(done);
+    CloseHandle(done);
+  }
   ReleaseOperation(OPERATION_JOB);
   if (GetViewHooks().refreshToolbar) GetViewHooks().refreshToolbar();
 }
@@ -210,18 +224,31 @@ void RecordRun(const ExtractRun* run, int result) {
 }
 
 void ShowRunResult(const ExtractRun& run, int result) {
-  if (run.job.silent || !GetViewHooks().showRunResult) return;
+  if (run.job.silent || !GetViewHooks().showRunResult || result == EXTRACT_NOTHING_FOUND) return;
   std::string text = RunResultText(GetLastRunTally(), GetLastRunFailures().items.size(),
                                    result == EXTRACT_CANCELLED, run.job.destination);
   GetViewHooks().showRunResult(text.c_str());
 }
 
+// The tree showed the folder, so an empty run means the archive changed under the window or
+// its names are spelt in a way the tree and the kind read differently: without a word the
+// user would take the silence for success.
+void TellNothingFound(const ExtractRun& run) {
+  Log(2, GetVerbose(), "ExtractArchive: nothing below %s in %s", run.folder.c_str(), run.job.archive);
+  if (run.job.silent) return;
+  std::string text = std::string(GetMessageText(KLANG_MSG_FOLDER_HOLDS_NOTHING)) + "\n" + run.folder;
+  PromptMessageBox(Owner(), text.c_str(), "Kestrelia", MB_OK | MB_ICONINFORMATION);
+}
+
 int RunBody(ExtractRun* run) {
   // A worker that keeps no run report must not show the last run's.
   ClearLastRunReport();
+  BeginZoneMarking(run->job.archive);
   int result = run->folder.empty() ? run->worker(&run->job) : run->folderWorker(&run->job, run->folder.c_str());
+  EndZoneMarking();
   // A worker that gave up before its end may have left the dialog up.
   if (!run->job.silent && IsProgressDialogStarted()) CloseProgressDialog();
+  if (result == EXTRACT_NOTHING_FOUND) TellNothingFound(*run);
   g_lastRun = {ExtractionOutcome(result), GetLastRunFailures().items.size()};
   if (run->madeDestination && (result || g_lastRun.failed)) RemoveMadeFolderIfEmpty(run->job.destination);
   RecordRun(run, result);

@@ -26,6 +26,7 @@ enum ExtractResult {
   EXTRACT_NO_PASSWORD = 21,
   EXTRACT_WRONG_PASSWORD = 22,  // the password fails the entry's check byte; nothing written
   EXTRACT_UNDECODABLE = 23,     // a method or encryption the engine cannot decode; nothing read
+  EXTRACT_NOTHING_FOUND = 24,   // a folder's run found no entry below the folder; nothing written
   EXTRACT_CANCELLED = 100,
 };
 

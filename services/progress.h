@@ -39,6 +39,10 @@ void SetProgressSecondLine(const char* text);
 void SetProgressFigures(const char* text);
 // Stored as pending when no dialog exists yet; applied when it initialises.
 void SetProgressDetail(const char* text);
+// A bar that moves without a range, for work whose size is not known beforehand; off gives
+// the bar back its range. Stored as pending when no dialog exists yet, like the detail.
+void SetProgressMarquee(bool on);
+bool IsProgressMarquee();
 
 // Whether the dialog is shown at all; when off it exists but stays hidden.
 void SetShowProgressDialog(bool show);

@@ -11,7 +11,7 @@
 void BeginProgressDialogInit(HWND dialog);
 // Counts a dialog thread from its start (true) until its dialog registers or it fails (false).
 void NoteProgressDialogStarting(bool started);
-// The pending detail text, asked for before the dialog existed.
+// The pending detail text and marquee, asked for before the dialog existed.
 void ApplyPendingProgressRequests(HWND dialog);
 void EndProgressDialogInit();
 // The dialog is ending; by the user (Cancel, system close) sets IsCancelledByUser.

@@ -28,6 +28,8 @@ std::atomic<int> g_starting{0};
 
 char g_pendingDetail[kPathBuf] = "";
 std::atomic<bool> g_pendingDetailSet{false};
+// -1: no marquee request waits for the dialog; else its on (1) or off (0).
+std::atomic<int> g_pendingMarquee{-1};
 
 constexpr int kPollMs = 10;
 constexpr int kRangeWaitMs = 1000;
@@ -63,6 +65,7 @@ void ResetProgressState() {
   g_maximum = -1;
   // A request left over from this dialog must not show up in the next one.
   g_pendingDetailSet = false;
+  g_pendingMarquee = -1;
 }
 
 void CloseProgress(bool stopOnCancel) {
@@ -167,6 +170,33 @@ void SetProgressDetail(const char* text) {
   SetDialogText(IDC_PROGRESS_DETAIL, text, IDC_PROGRESS_TITLE);
 }
 
+namespace {
+
+void ApplyMarquee(HWND dialog, bool on) {
+  HWND bar = Bar(dialog);
+  if (!bar) return;
+  LONG_PTR style = GetWindowLongPtrA(bar, GWL_STYLE);
+  SetWindowLongPtrA(bar, GWL_STYLE, on ? style | PBS_MARQUEE : style & ~static_cast<LONG_PTR>(PBS_MARQUEE));
+  // Every 100 ms; the bar keeps its range and position underneath for when it is turned off.
+  SendMessageA(bar, PBM_SETMARQUEE, on ? TRUE : FALSE, 100);
+}
+
+}  // namespace
+
+void SetProgressMarquee(bool on) {
+  // Stored before the dialog is looked at: a dialog that registers after this look applies
+  // it at its initialisation, and one whose bar is there already takes it here (twice is
+  // harmless), so no order of the two threads loses the request.
+  g_pendingMarquee = on ? 1 : 0;
+  if (HWND dialog = g_dialog) ApplyMarquee(dialog, on);
+}
+
+bool IsProgressMarquee() {
+  HWND bar = Bar(g_dialog);
+  if (!bar) return g_pendingMarquee == 1;
+  return (GetWindowLongPtrA(bar, GWL_STYLE) & PBS_MARQUEE) != 0;
+}
+
 void SetShowProgressDialog(bool show) {
   g_show = show;
   HWND dialog = g_dialog;
@@ -221,6 +251,8 @@ void ApplyPendingProgressRequests(HWND dialog) {
     SetTextIfChanged(GetDlgItem(dialog, IDC_PROGRESS_DETAIL), g_pendingDetail);
     g_pendingDetail[0] = '\0';
   }
+  int marquee = g_pendingMarquee.exchange(-1);
+  if (marquee >= 0) ApplyMarquee(dialog, marquee == 1);
 }
 
 void EndProgressDialogInit() { g_initialising = false; }

@@ -2,7 +2,7 @@
 #include "settings/options.h"
 
 // One line per option bit: getter, setter, bit. Bit 0x00004000 and everything from
-// 0x04000000 up have no option.
+// 0x08000000 up have no option.
 #define KESTRELIA_OPTION_BITS(X)                                                 \
   X(IsCreateSelfExecutable, SetCreateSelfExecutable, 0x00000010)                 \
   X(IsPasswordEncrypted, SetPasswordEncrypted, 0x00000020)                       \
@@ -24,7 +24,8 @@
   X(IsShowPicturesCentered, SetShowPicturesCentered, 0x00400000)                 \
   X(IsShowPicturesWithScrollBars, SetShowPicturesWithScrollBars, 0x00800000)     \
   X(IsProgramFlag, SetProgramFlag, 0x01000000)                                   \
-  X(IsSearchAndDisplayUpdatesDisabled, SetSearchAndDisplayUpdatesDisabled, 0x02000000)
+  X(IsSearchAndDisplayUpdatesDisabled, SetSearchAndDisplayUpdatesDisabled, 0x02000000) \
+  X(IsZoneMarkOff, SetZoneMarkOff, 0x04000000)
 
 namespace {
 
@@ -42,6 +43,9 @@ KESTRELIA_OPTION_BITS(KESTRELIA_OPTION_FLAG)
   void setter(int on) { g_##getter = on ? (bit) : 0; }
 KESTRELIA_OPTION_BITS(KESTRELIA_OPTION_ACCESS)
 #undef KESTRELIA_OPTION_ACCESS
+
+int IsMarkExtractedFiles() { return !g_IsZoneMarkOff; }
+void SetMarkExtractedFiles(int on) { SetZoneMarkOff(!on); }
 
 int GetDefaultCompression() { return g_defaultCompression; }
 

@@ -52,6 +52,12 @@ int IsProgramFlag();  // kept for the program's own use, no dialog control
 void SetProgramFlag(int on);
 int IsSearchAndDisplayUpdatesDisabled();  // the update check does not run
 void SetSearchAndDisplayUpdatesDisabled(int on);
+// Extracted files take the zone the archive was downloaded from. On by default, so its bit
+// holds the opposite: a word saved before the option existed keeps the files marked.
+int IsZoneMarkOff();
+void SetZoneMarkOff(int on);
+int IsMarkExtractedFiles();
+void SetMarkExtractedFiles(int on);
 
 // The word from the flags, and the flags from a word. Bits without an option are dropped.
 DWORD MakeOptionWord();

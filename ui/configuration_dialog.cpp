@@ -54,6 +54,8 @@ const OptionBox kOptions[] = {
     {kHistory, KLANG_CFG_CHECK_HISTORY_PASSWORD, IsHistoryPassword, SetHistoryPassword},
     {kUpdates, KLANG_CFG_CHECK_SEARCH_AND_DISPLAY_UPDATES, IsSearchAndDisplayUpdatesDisabled,
      SetSearchAndDisplayUpdatesDisabled},
+    // Last, so the boxes before it keep their identifiers; it still shows on its own page.
+    {kExtraction, KLANG_CFG_MARK_EXTRACTED_FILES, IsMarkExtractedFiles, SetMarkExtractedFiles},
 };
 constexpr int kOptionCount = sizeof kOptions / sizeof kOptions[0];
 

@@ -66,8 +66,10 @@ size_t SelectBelow(RBTree* names, const char* folder, RBTree* selection) {
   return found;
 }
 
-// The entries below the block's folder, or none (logged) when there are none.
-RBTree* ChooseEntriesBelow(const char* archive, const char* folder) {
+// The entries below the block's folder; null when the archive cannot be read, and *found 0
+// when no entry lies below the folder.
+RBTree* ChooseEntriesBelow(const char* archive, const char* folder, size_t* found) {
+  *found = 0;
   unzFile zip = MyWaitunzOpen2_64(archive, 3000);
   if (!zip) {
     char text[kPathBuf * 2];
@@ -94,31 +96,34 @@ RBTree* ChooseEntriesBelow(const char* archive, const char* folder) {
     wanted[length] = '\\';
     wanted[length + 1] = 0;
   }
-  size_t found = SelectBelow(names, wanted, selection);
-  if (!found) {
+  *found = SelectBelow(names, wanted, selection);
+  if (!*found) {
     // A path taken from a "/" archive kind or typed by hand: the index spells it with "\".
     ToBackslashes(wanted);
     Log(5, GetVerbose(), "ExtractTreeItemThread nothing found yet will try it with: %3d%s%s", Depth(wanted), "*",
         wanted);
-    found = SelectBelow(names, wanted, selection);
+    *found = SelectBelow(names, wanted, selection);
   }
   RBTreeDestroy(&names);
-  if (!found) {
-    Log(2, GetVerbose(), "ExtractTreeItemThread nothing found - giving up\n--%s--", folder);
-    RBTreeDestroy(&selection);
-  }
+  if (!*found) Log(2, GetVerbose(), "ExtractTreeItemThread nothing found - giving up\n--%s--", folder);
   return selection;
 }
 
-// The entries below folder of archive through the entry loop; -1 when there are none.
+// The entries below folder of archive through the entry loop; -1 when the archive cannot be
+// read, EXTRACT_NOTHING_FOUND when no entry lies below the folder (the run's starter says so).
 int ExtractBelow(const char* archive, const char* folder, const char* password, int* overwriteMode,
                  const char* destination, int silent) {
   if (!archive || !*archive) {
     Log(1, GetVerbose(), "ExtractTreeItemThread: no archive");
     return -1;
   }
-  RBTree* selection = ChooseEntriesBelow(archive, folder);
+  size_t found = 0;
+  RBTree* selection = ChooseEntriesBelow(archive, folder, &found);
   if (!selection) return -1;
+  if (!found) {
+    RBTreeDestroy(&selection);
+    return EXTRACT_NOTHING_FOUND;
+  }
   if (!password || !*password) password = GetCurrentPassword();
   int withoutPath = 0;
   return ExtractZipFilesFromIndex("ExtractTreeItemThread", archive, selection, &withoutPath, overwriteMode,

@@ -18,7 +18,7 @@
                                  (KLANG_TB_*)
      GetToolBarText2, GetToolBarToolTipText2, and their ...WI forms (the same texts)
                                  0..10, the folder tool bar's buttons (KLANG_TB2_*)
-     GetConfigurationText        5..118, the configuration dialog and the history window
+     GetConfigurationText        5..119, the configuration dialog and the history window
                                  (KLANG_CFG_*)
      GetPluginText               0..10, the RAR library's errors, a damaged TAR
      GetLanguageString           0..KLANG_LANGUAGE_COUNT-1, the languages offered by the
@@ -187,6 +187,7 @@
 #define KLANG_CFG_HISTORY_CANCELLED 116
 #define KLANG_CFG_HISTORY_WRONG_PASSWORD 117
 #define KLANG_CFG_HISTORY_NOT_SAVED 118
+#define KLANG_CFG_MARK_EXTRACTED_FILES 119
 
 #ifdef __cplusplus
 extern "C" {

@@ -107,6 +107,7 @@
 #define KLANG_MSG_KIND_RPM                       235  /* RPM packages */
 #define KLANG_MSG_INSIDE_ARCHIVE_READ_ONLY       236  /* This archive is opened from inside another archive ... */
 #define KLANG_MSG_NESTED_COPY_QUESTION           237  /* To open this archive, a copy of it is written to the temporary folder ... */
+#define KLANG_MSG_FOLDER_HOLDS_NOTHING           162  /* No entry of the archive lies below this folder; nothing was ext... */
 
 /* GetGenericText */
 #define KLANG_GEN_OK                               0  /* OK */

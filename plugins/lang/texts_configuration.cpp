@@ -123,6 +123,8 @@ const LangText configuration[] = {
     {117, "The history stays closed: the password does not open it.",
      "Der Verlauf bleibt geschlossen: das Kennwort öffnet ihn nicht."},
     {118, "The history could not be saved.", "Der Verlauf konnte nicht gespeichert werden."},
+    {119, "Mark files extracted from downloaded archives as downloaded",
+     "Aus heruntergeladenen Archiven entpackte Dateien als heruntergeladen kennzeichnen"},
 };
 }  // namespace
 

@@ -232,6 +232,9 @@ const LangText messages[] = {
      "Kein Eintrag des Archivs ist betroffen: das Archiv wurde nicht geändert."},
     {KLANG_MSG_SAVE_CHANGE_AS_NEW, "Save the change as a new archive instead?",
      "Die Änderung stattdessen als neues Archiv speichern?"},
+    // A tree folder's extraction that found nothing: 162\n<folder>
+    {KLANG_MSG_FOLDER_HOLDS_NOTHING, "No entry of the archive lies below this folder; nothing was extracted:",
+     "Unter diesem Ordner liegt kein Eintrag des Archivs; es wurde nichts entpackt:"},
 };
 }  // namespace
 

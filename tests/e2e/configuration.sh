@@ -33,7 +33,8 @@ inspect "${dialog[@]}" Configuration --set 3200 0 --set 3203 1 --set 3204 3 --se
   --set 3240 1 --set 3241 1 --set 3242 1 --set 3220 1 >/dev/null
 screenshot configuration_general
 inspect "${dialog[@]}" Configuration --set 3200 1 --set 3207 112233 --set 3209 445566 --set 3243 1 --set 3244 1 >/dev/null
-inspect "${dialog[@]}" Configuration --set 3200 2 --set 3245 1 >/dev/null
+# The mark for files from downloaded archives is on in a fresh configuration.
+inspect "${dialog[@]}" Configuration --set 3200 2 --set 3245 1 --set 3258 1 >/dev/null
 inspect "${dialog[@]}" Configuration --set 3200 3 --set 3246 1 --set 3247 1 --set 3248 1 >/dev/null
 inspect "${dialog[@]}" Configuration --set 3200 4 --set 3249 1 --set 3250 1 --set 3251 1 --set 3252 1 --set 3253 1 \
   --set 3254 1 --set 3213 1 --set 3214 250 --set 3211 'C:\jad\jad.exe' >/dev/null
@@ -74,8 +75,8 @@ out=$(inspect "${dialog[@]}" Konfiguration)
 echo "$out" >"$shots/restarted.txt"
 screenshot configuration_restarted
 ticked=$(LC_ALL=C grep -c '^control Button ".*" checked' <<<"$out")
-# 18 options, TAR preferred, the picture size box, the ZIP types.
-expect_eq "every box is ticked again" 21 "$ticked"
+# 19 options, TAR preferred, the picture size box, the ZIP types.
+expect_eq "every box is ticked again" 22 "$ticked"
 expect_contains "the level" 'control ComboBox "3"' "$out"
 expect_contains "the language" 'control ComboBox "Deutsch"' "$out"
 expect_contains "the colour" 'control Edit "112233"' "$out"

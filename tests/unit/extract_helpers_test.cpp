@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include "jobs/zone_mark.h"
 #include "model/app_state.h"
+#include "settings/options.h"
 #include "services/prompts.h"
 #include "test_support.h"
 #include "zip/extract.h"
@@ -98,4 +100,43 @@ TEST(WholeDeflate, RoundTripAndRefusals) {
       EXPECT_EQ(std::string(out.data(), out.size()), text);
     }
   }
+}
+
+// The system writes the stream, browsers and mail add their own lines: only the zone of the
+// [ZoneTransfer] section counts, and an unreadable one marks nothing. Files get the mark
+// only from an archive from outside this computer, and only while the option (on in a word
+// saved before it existed) is on.
+TEST(ZoneMark, TheArchivesZoneGoesOnToItsFiles) {
+  const struct {
+    const char* stream;
+    int zone;
+    const char* host;
+  } kStreams[] = {
+      {"[ZoneTransfer]\r\nZoneId=3\r\n", 3, ""},
+      {"[ZoneTransfer]\nHostUrl=https://example.org/a.zip\nZoneId = 4\n", 4, "https://example.org/a.zip"},
+      {"[zonetransfer]\r\nReferrerUrl=C:\\x.zip\r\nZoneId=0", 0, ""},
+      {"[Other]\r\nZoneId=3\r\n", -1, ""},
+      {"[ZoneTransfer]\r\nZoneId=3x\r\n", -1, ""},
+      {"[ZoneTransfer]\r\nZoneId=7\r\n", -1, ""},
+      {"", -1, ""},
+  };
+  for (const auto& c : kStreams) {
+    ZoneMark mark;
+    EXPECT_EQ(ParseZoneIdentifier(c.stream, &mark), c.zone >= 0) << c.stream;
+    EXPECT_EQ(mark.zone, c.zone) << c.stream;
+    EXPECT_EQ(mark.hostUrl, c.host) << c.stream;
+    EXPECT_EQ(MarksExtractedFiles(true, mark), c.zone > 0) << c.stream;
+    EXPECT_FALSE(MarksExtractedFiles(false, mark)) << c.stream;
+  }
+  ZoneMark web;
+  ParseZoneIdentifier(kStreams[1].stream, &web);
+  EXPECT_EQ(ZoneIdentifierText(web, "C:\\down\\a.zip"),
+            "[ZoneTransfer]\r\nZoneId=4\r\nReferrerUrl=C:\\down\\a.zip\r\nHostUrl=https://example.org/a.zip\r\n");
+
+  ResetOptions();
+  EXPECT_TRUE(IsMarkExtractedFiles());
+  SetMarkExtractedFiles(0);
+  EXPECT_NE(MakeOptionWord() & 0x04000000u, 0u);
+  SplitOptionWord(kDefaultCompressionLevel);
+  EXPECT_TRUE(IsMarkExtractedFiles());
 }

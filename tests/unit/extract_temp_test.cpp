@@ -107,7 +107,7 @@ TEST_F(TempExtract, TreeItemTakesExactlyTheEntriesBelowTheFolder) {
       {"a\\b\\", ARCHIVE_ZIP, 0, {"a/b/tree_x.txt", "a/b/sub/tree_y.txt", "a/b/tree_win.txt"}},
       {"a\\b", ARCHIVE_ZIP, 0, {"a/b/tree_x.txt", "a/b/sub/tree_y.txt", "a/b/tree_win.txt"}},
       {"a/b/sub/", ARCHIVE_ZIP, 0, {"a/b/sub/tree_y.txt"}},  // found on the second try
-      {"a\\nothing\\", ARCHIVE_ZIP, -1, {}},                  // the event still comes
+      {"a\\nothing\\", ARCHIVE_ZIP, EXTRACT_NOTHING_FOUND, {}},  // the event still comes
       {"a\\bc\\", 0, 0, {"a/bc/tree_z.txt"}},
   };
   for (const Case& c : cases) {

@@ -276,6 +276,19 @@ TEST_F(ExtractRunTest, RefusedNamesAreToldOnceAtTheEnd) {
   EXPECT_EQ(box.find("good.txt"), std::string::npos);
 }
 
+// A tree folder with no entry below it is told, not passed over as a success.
+TEST_F(ExtractRunTest, AnEmptyTreeFolderIsTold) {
+  SetCurrentArchivePath(TestData("zip_deflated.zip").c_str());
+  script.folder = ScratchDir("extract_empty_folder");
+  ExtractTreeFolder("doc");
+  ASSERT_TRUE(PumpUntil([] { return !IsBusy(); }));
+  SetCurrentArchivePath("");
+  EXPECT_TRUE(FileNames(script.folder).empty());
+  ASSERT_EQ(boxes.texts.size(), 1u);
+  EXPECT_EQ(boxes.texts[0], std::string(GetMessageText(KLANG_MSG_FOLDER_HOLDS_NOTHING)) + "\ndoc");
+  EXPECT_EQ(GetLastExtractRunResult().outcome, EXTRACT_NOTHING_FOUND);
+}
+
 // Nothing selected, or a kind without extraction: a message, and no question before it.
 TEST_F(ExtractRunTest, RefusalsComeBeforeAnyQuestion) {
   HiddenEntryList rows;

@@ -200,6 +200,7 @@ TEST_F(Kinds, ExtractTheChosenRowsOrATreeFolderOnly) {
     std::vector<std::string> chosen;  // empty: the folder below
     const char* folder;
     std::set<std::string> files;
+    int result = 0;
   } cases[] = {
       {TAR, "bsd_pax.tar.bz2", "src", {"docs/deep/er/note.md", kLong, "not/in/the/archive.txt"}, nullptr,
        {"docs/deep/er/note.md", kLong}},
@@ -218,6 +219,8 @@ TEST_F(Kinds, ExtractTheChosenRowsOrATreeFolderOnly) {
       {SEVENZIP, "blocks.7z", "src", {}, "docs/deep\\", {"docs/deep/note.md"}},
       {SEVENZIP, "encrypted_names.7z", "src", {"readme.txt", "data\\random.bin"}, nullptr,
        {"readme.txt", "data/random.bin"}},
+      // A name twin is no parent: nothing lies below "doc", and the run says so.
+      {RAR, "plain.rar", "src", {}, "doc", {}, EXTRACT_NOTHING_FOUND},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.archive) + " " + (c.folder ? c.folder : "(rows)"));
@@ -225,7 +228,7 @@ TEST_F(Kinds, ExtractTheChosenRowsOrATreeFolderOnly) {
     EntrySelection chosen;
     chosen.names = c.chosen;
     std::string destination = ScratchDir("kinds_some");
-    EXPECT_EQ(Extract(c.kind, c.archive, destination, nullptr, c.folder ? nullptr : &chosen, c.folder), 0);
+    EXPECT_EQ(Extract(c.kind, c.archive, destination, nullptr, c.folder ? nullptr : &chosen, c.folder), c.result);
     EXPECT_EQ(FileNames(destination), c.files);
     for (const std::string& name : c.files)
       EXPECT_TRUE(ReadFileBytes(destination + "\\" + name) == ReadFileBytes(Input(c.kind, c.tree + ("/" + name))))

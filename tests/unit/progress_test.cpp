@@ -1,5 +1,6 @@
 #include "services/base.h"
 
+#include "services/pending_work.h"
 #include "services/progress.h"
 #include "test_support.h"
 
@@ -79,14 +80,24 @@ TEST_F(ProgressTest, RangeIsSetOnceAndOnlyOnceTheMinimumIsThere) {
   EXPECT_TRUE(PumpUntil([dialog] { return !IsWindow(dialog); }));
 }
 
-// A detail asked for before the dialog exists is shown once it does; the thread's own
-// initial detail too, and its buffer is emptied.
-TEST_F(ProgressTest, DetailsGivenBeforeTheDialogAreShownAtInit) {
+bool BarMarquee(HWND dialog) { return (GetWindowLongA(GetDlgItem(dialog, IDC_PROGRESS_BAR), GWL_STYLE) & PBS_MARQUEE) != 0; }
+
+// A detail and a marquee asked for before the dialog exists are applied once it does, and
+// only to that dialog; the thread's own initial detail too, and its buffer is emptied.
+TEST_F(ProgressTest, RequestsGivenBeforeTheDialogAreAppliedAtInit) {
   SetProgressDetail("waiting for the dialog");
+  SetProgressMarquee(true);
+  EXPECT_TRUE(IsProgressMarquee());
   HWND dialog = Start(true);
   EXPECT_EQ(ControlText(dialog, IDC_PROGRESS_DETAIL), "waiting for the dialog");
+  EXPECT_TRUE(BarMarquee(dialog));
+  SetProgressMarquee(false);
+  EXPECT_FALSE(BarMarquee(dialog));
+  SetProgressMarquee(true);
+  EXPECT_TRUE(BarMarquee(dialog));
   CloseProgressDialog();
   ASSERT_TRUE(PumpUntil([dialog] { return !IsWindow(dialog); }));
+  EXPECT_FALSE(IsProgressMarquee()) << "the closed dialog's marquee is no request for the next";
   char detail[kPathBuf] = "given to the thread";
   HANDLE thread = CreateThread(nullptr, 0, ProgressDialogThread, detail, 0, nullptr);
   ASSERT_NE(thread, nullptr);
@@ -97,6 +108,7 @@ TEST_F(ProgressTest, DetailsGivenBeforeTheDialogAreShownAtInit) {
   EXPECT_EQ(detail[0], '\0');
   SetProgressSecondLine("second");
   EXPECT_EQ(ControlText(dialog_, IDC_PROGRESS_SECOND_LINE), "second");
+  EXPECT_FALSE(BarMarquee(dialog_));
 }
 
 // Cancel, its button, the close box, or the program itself: the dialog goes, the flag stays
@@ -201,6 +213,31 @@ TEST_F(ProgressTest, WorkerStopsAtTheUsersCancel) {
   EXPECT_EQ(IsCancelledByUser(), 0) << "the worker's close clears the flag";
   EXPECT_EQ(GetProgressDialog(), nullptr);
   EXPECT_TRUE(PumpUntil([dialog] { return !IsWindow(dialog); }));
+}
+
+int g_repaints = 0;
+void CountRepaint() { ++g_repaints; }
+
+// Each run's node goes when its own event is set, whatever the order; the status bar is
+// repainted while any node is left and the repaint thread ends with the last.
+TEST(PendingWork, NodesGoWithTheirEventsAndTheRepaintEndsWithTheLast) {
+  SetPendingWorkRepaint(CountRepaint);
+  HANDLE first = CreateEventA(nullptr, TRUE, FALSE, nullptr), second = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+  int a = AddPendingWork(first), b = AddPendingWork(second);
+  EXPECT_NE(a, 0);
+  EXPECT_NE(b, a);
+  EXPECT_EQ(AddPendingWork(nullptr), 0);
+  EXPECT_EQ(CountPendingWork(), 2u);
+  EXPECT_TRUE(IsPendingWorkRepaintRunning());
+  ASSERT_TRUE(PumpUntil([] { return g_repaints > 0; }));
+  SetEvent(second);
+  CloseHandle(second);
+  ASSERT_TRUE(PumpUntil([] { return CountPendingWork() == 1; }));
+  EXPECT_TRUE(IsPendingWorkRepaintRunning()) << "the first run still goes on";
+  SetEvent(first);
+  CloseHandle(first);
+  ASSERT_TRUE(PumpUntil([] { return CountPendingWork() == 0 && !IsPendingWorkRepaintRunning(); }));
+  SetPendingWorkRepaint(nullptr);
 }
 
 }  // namespace
