@@ -3,6 +3,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -54,6 +55,12 @@ uint16_t Le16(const char* p) {
 }
 
 uint32_t Le32(const char* p) { return Le16(p) | static_cast<uint32_t>(Le16(p + 2)) << 16; }
+
+bool HasExtraTag(const char* extra, size_t extraLength, uint16_t wanted) {
+  for (size_t at = 0; at + 4 <= extraLength; at += 4u + Le16(extra + at + 2))
+    if (Le16(extra + at) == wanted) return true;
+  return false;
+}
 
 // The Unicode Path field's name when the field is whole, of version 1, made for exactly
 // these stored bytes (a tool that renamed the entry without knowing the field leaves a stale
@@ -131,27 +138,24 @@ std::string ZipEntryDisplayName(const char* stored, size_t storedLength, unsigne
 }
 
 int ReadCurrentEntryName(unzFile zip, unz_file_info64* info, std::string* name) {
+  // The extra field comes in the same read as the name: the header is parsed once, and a
+  // plain ASCII name may still be the "?" stand-ins of a tool whose code page lacked the
+  // letters, with the real name only in the Unicode Path field.
   thread_local char stored[kMaxStoredName + 1];
-  int result = unzGetCurrentFileInfo64(zip, info, stored, kMaxStoredName, nullptr, 0, nullptr, 0);
+  thread_local char extra[kMaxStoredName];
+  int result = unzGetCurrentFileInfo64(zip, info, stored, kMaxStoredName, extra, sizeof extra, nullptr, 0);
   if (result != UNZ_OK) {
     name->clear();
     return result;
   }
   size_t length = info->size_filename < kMaxStoredName ? static_cast<size_t>(info->size_filename) : kMaxStoredName;
   length = strnlen(stored, length);
-  if (IsPlainAscii(stored, length)) {
+  size_t extraLength = info->flag & kZipUtf8NameFlag ? 0 : std::min<size_t>(info->size_file_extra, sizeof extra);
+  if (IsPlainAscii(stored, length) && !HasExtraTag(extra, extraLength, kUnicodePathTag)) {
     name->assign(stored, length);
     return UNZ_OK;
   }
-  // Only a name that is not plain ASCII may need the extra field.
-  std::vector<char> extra;
-  if (!(info->flag & kZipUtf8NameFlag) && info->size_file_extra) {
-    extra.resize(info->size_file_extra);
-    if (unzGetCurrentFileInfo64(zip, nullptr, nullptr, 0, extra.data(), static_cast<uLong>(extra.size()), nullptr,
-                                0) != UNZ_OK)
-      extra.clear();
-  }
-  *name = ZipEntryDisplayName(stored, length, info->flag, info->version, extra.data(), extra.size());
+  *name = ZipEntryDisplayName(stored, length, info->flag, info->version, extra, extraLength);
   return UNZ_OK;
 }
 

@@ -72,6 +72,9 @@ def main():
         ("File 2 - ö.txt".encode("cp437"), b"dos german\n", 0, b""),
         ("Grüße/Maß.txt".encode("cp437"), b"dos folder\n", 0, b""),
         ("Привет.txt".encode("cp866"), b"dos russian\n", 0, unicode_path("Привет.txt".encode("cp866"), "Привет.txt")),
+        # Info-ZIP on a system whose code page lacks the letters stores "?" for each: plain
+        # ASCII, and only the field holds the name.
+        (b"???.txt", b"question marks\n", 0, unicode_path(b"???.txt", "Ζωή.txt")),
         # A field left behind by a renaming tool: its CRC is of other bytes, so it is ignored.
         ("Мир.txt".encode("cp866"), b"stale field\n", 0, unicode_path(b"old name", "Stale.txt")),
     ]
