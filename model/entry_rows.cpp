@@ -168,7 +168,7 @@ bool HasEntryRows(HWND list) { return Store(list) != nullptr; }
 
 int AppendEntryRecord(HWND list, liststruct* record) {
   RowStore* store = Store(list);
-  if (!store) return -1;
+  if (!store || !record) return -1;
   std::lock_guard<std::mutex> hold(store->lock);
   record->ordinal = store->received++;
   store->rows.push_back(record);

@@ -16,21 +16,22 @@
 #include <mutex>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace {
 
 constexpr size_t kScratchSize = 20;
 
-char* Dup(const char* s) { return _strdup(s ? s : ""); }
 
 // The shell answers by extension only (the file need not exist), so one question per
 // extension serves every row that has it: a big archive holds few extensions.
 struct ShellType {
-  std::string type;
+  const char* type;  // shared
   int icon;
 };
 std::mutex g_typeLock;
 std::unordered_map<std::string, ShellType> g_typeCache;
+std::unordered_set<std::string> g_sharedTexts;  // under g_typeLock
 
 std::string ExtensionKey(const char* fileName) {
   const char* dot = strrchr(fileName, '.');
@@ -50,11 +51,27 @@ bool IsLastFolder(const NameList* folders, const char* path) {
 void FreeListStruct(liststruct* record) {
   if (!record) return;
   free(record->path);
-  free(record->filename);
-  free(record->rate);
-  free(record->type);
   free(record->scratch);
   free(record);
+}
+
+bool SetEntryRecordNames(liststruct* record, const char* path, const char* name) {
+  path = path ? path : "";
+  name = name ? name : "";
+  size_t pathSize = strlen(path) + 1, nameSize = strlen(name) + 1;
+  char* block = static_cast<char*>(malloc(pathSize + nameSize));
+  if (!block) return false;
+  memcpy(block, path, pathSize);
+  memcpy(block + pathSize, name, nameSize);
+  free(record->path);
+  record->path = block;
+  record->filename = block + pathSize;
+  return true;
+}
+
+const char* ShareRowText(const char* text) {
+  std::lock_guard<std::mutex> hold(g_typeLock);
+  return g_sharedTexts.insert(text ? text : "").first->c_str();
 }
 
 void MakeRateText(uint64_t compressed, uint64_t uncompressed, char (&out)[4]) {
@@ -105,7 +122,7 @@ void MakeFallbackTypeText(const char* fileName, char* out, size_t outSize) {
   snprintf(out, outSize, "%s-%s", ext.c_str(), GetGenericText(KLANG_GEN_FILE));
 }
 
-void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconIndex) {
+const char* SharedTypeText(const char* fileName, int* iconIndex) {
   std::string key = ExtensionKey(fileName);
   ShellType found;
   bool cached;
@@ -120,51 +137,51 @@ void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconInde
     SHGetFileInfoA(fileName, FILE_ATTRIBUTE_NORMAL, &info, sizeof info,
                    SHGFI_USEFILEATTRIBUTES | SHGFI_SYSICONINDEX | SHGFI_SMALLICON | SHGFI_TYPENAME);
     found.icon = info.iIcon;
-    if (info.szTypeName[0]) {
-      found.type = info.szTypeName;
-    } else {
-      char text[kPathBuf];
+    char text[kPathBuf];
+    if (info.szTypeName[0])
+      snprintf(text, sizeof text, "%s", info.szTypeName);
+    else
       MakeFallbackTypeText(fileName, text, sizeof text);
-      found.type = text;
-    }
+    found.type = ShareRowText(text);
     std::lock_guard<std::mutex> hold(g_typeLock);
     g_typeCache.emplace(key, found);
   }
-  snprintf(out, outSize, "%s", found.type.c_str());
   if (iconIndex) *iconIndex = found.icon;
+  return found.type;
+}
+
+void MakeTypeText(const char* fileName, char* out, size_t outSize, int* iconIndex) {
+  snprintf(out, outSize, "%s", SharedTypeText(fileName, iconIndex));
 }
 
 liststruct* MakeEntryRecord(const EntryStamp& stamp, const char* fileName, const char* fullName,
                             NameList* folderList, uint64_t compressed, uint64_t uncompressed) {
   liststruct* record = static_cast<liststruct*>(calloc(1, sizeof(liststruct)));
+  if (!record) return nullptr;
   record->uncompressed = uncompressed;
   record->compressed = compressed;
-  // The scratch block holds the "Encrypted" column's text, empty until someone sets it.
-  record->scratch = calloc(1, kScratchSize);
 
   // Sized to the name: a folder part longer than any fixed buffer is still the whole one.
-  std::string folder(strlen(fullName) + 1, '\0');
-  MakeEntryPath(fileName, fullName, &folder[0], folder.size());
-  const char* path = folder.c_str();
-  record->path = Dup(path);
+  char small[kPathBuf];
+  size_t fullSize = strlen(fullName) + 1;
+  std::string large(fullSize > sizeof small ? fullSize : 0, '\0');
+  char* path = fullSize > sizeof small ? &large[0] : small;
+  MakeEntryPath(fileName, fullName, path, fullSize);
+  if (!SetEntryRecordNames(record, path, fileName)) {
+    free(record);
+    return nullptr;
+  }
   if (folderList && !IsLastFolder(folderList, path) && !NameListSearch(folderList, path) &&
       !NameListAppendCopy(folderList, path))
     printf("cannot insert %s\n", path);
-  record->filename = Dup(fileName);
-
-  char type[kPathBuf];
-  MakeTypeText(fileName, type, sizeof type, nullptr);
-  record->type = Dup(type);
+  record->type = SharedTypeText(fileName, nullptr);
 
   record->date.wYear = static_cast<WORD>(stamp.year);
   record->date.wMonth = static_cast<WORD>(stamp.month + 1);
   record->date.wDay = static_cast<WORD>(stamp.day);
   record->date.wHour = static_cast<WORD>(stamp.hour);
   record->date.wMinute = static_cast<WORD>(stamp.minute);
-  char rate[4];
-  MakeRateText(compressed, uncompressed, rate);
-  record->rate = Dup(rate);
-
+  MakeRateText(compressed, uncompressed, record->rate);
   return record;
 }
 
@@ -175,16 +192,19 @@ liststruct* MakeFolderRecord(const char* path, const char* name) {
     return std::string(info.szTypeName);
   }();
   liststruct* record = static_cast<liststruct*>(calloc(1, sizeof(liststruct)));
-  record->scratch = calloc(1, kScratchSize);
-  record->path = Dup(path);
-  record->filename = Dup(name);
-  record->type = Dup(type.c_str());
-  record->rate = Dup("");
+  if (!record) return nullptr;
+  if (!SetEntryRecordNames(record, path, name)) {
+    free(record);
+    return nullptr;
+  }
+  record->type = ShareRowText(type.c_str());
   record->folder = true;
   return record;
 }
 
+// Made only for a row that gets a mark: most rows of most archives never do.
 void SetEntryEncryptedText(liststruct* record, const char* text) {
+  if (!record->scratch && !(record->scratch = calloc(1, kScratchSize))) return;
   snprintf(static_cast<char*>(record->scratch), kScratchSize, "%s", text ? text : "");
 }
 

@@ -281,14 +281,8 @@ void RenameRows(EntryRewriteJob* job, HWND list) {
     std::string folder = cut == std::string::npos ? "" : now.substr(0, cut + 1);
     std::string name = cut == std::string::npos ? now : now.substr(cut + 1);
     Log(2, GetVerbose(), "ChangeFilename inserting into TVRBTreeDataReady: %s", now.c_str());
-    free(record->path);
-    free(record->filename);
-    record->path = _strdup(folder.c_str());
-    record->filename = _strdup(name.c_str());
-    char type[kPathBuf];
-    MakeTypeText(record->filename, type, sizeof type, nullptr);
-    free(record->type);
-    record->type = _strdup(type);
+    if (!SetEntryRecordNames(record, folder.c_str(), name.c_str())) continue;
+    record->type = SharedTypeText(record->filename, nullptr);
     ListView_RedrawItems(list, static_cast<int>(row), static_cast<int>(row));
   }
 }
