@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # RAR through the program's adapter and unrar.dll against the native unrar in one run:
 # listing many.rar, extracting big.rar and many.rar. The engine's figure is the whole
-# rarengine.exe process under Wine; its in-process time is printed beside. (The machine's 7zz
+# kindengine.exe process under Wine; its in-process time is printed beside. (The machine's 7zz
 # has no RAR codec, so it is not a peer here.)
 #   bench/rar.sh [corpus dir]
 # KESTRELIA_BENCH_ONLY="list big" (any of list, big, many) runs a part.
@@ -9,7 +9,7 @@ set -euo pipefail
 export KESTRELIA_CORPUS=${1:-${KESTRELIA_CORPUS:-/tmp/kbench}}
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 trap 'kestrelia_wine_down; rm -rf "${out:-}"' EXIT
-engine=rarengine
+engine=kindengine
 bench_engine $engine
 # rar and unrar come from Debian non-free, unpacked by scripts/deps.sh.
 export PATH=$KESTRELIA_DEPS/tools/bin:$PATH

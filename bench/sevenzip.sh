@@ -4,7 +4,7 @@
 # two threads like the corpus's archives), its test (decoding only, nothing written: the
 # floor), the native bsdtar, and bsdtar.exe built here from the libarchive the program's other
 # read-only kinds use, under Wine like the program (libarchive's road for the same archives).
-# The engine's figure is the whole sevenzipengine.exe process under Wine; its in-process time
+# The engine's figure is the whole kindengine.exe process under Wine; its in-process time
 # is printed beside.
 #   bench/sevenzip.sh [corpus dir]
 # KESTRELIA_BENCH_ONLY="list big" (any of list, big, many) runs a part.
@@ -12,7 +12,7 @@ set -euo pipefail
 export KESTRELIA_CORPUS=${1:-${KESTRELIA_CORPUS:-/tmp/kbench}}
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 trap 'kestrelia_wine_down; rm -rf "${out:-}"' EXIT
-engine=sevenzipengine
+engine=kindengine
 bench_engine $engine
 [ -f "$corpus/many.7z" ] && [ -f "$corpus/big.7z" ] ||
   flock /tmp/kbench.lock bash "$bench_root/../shared/bench/make_corpus.sh" "$corpus" formats >/dev/null

@@ -1,9 +1,9 @@
-// Lists or extracts a RAR archive (or any kind) through its row of the table of kinds, so a
-// RAR goes through the program's RAR adapter and unrar.dll as the window does but without
-// it, and prints how long the adapter took: the benchmarks use it to tell the adapter's cost
+// Lists or extracts an archive of any kind through its row of the table of kinds (a RAR
+// through the RAR adapter and unrar.dll, a 7z through sevenzip.dll) as the window does but
+// without it, and prints how long the adapter took: the benchmarks use it to tell the adapter's cost
 // from Wine's start. The exit code is the run's outcome.
-//   rarengine list ARCHIVE
-//   rarengine extract ARCHIVE DESTINATION
+//   kindengine list ARCHIVE
+//   kindengine extract ARCHIVE DESTINATION
 #include "services/base.h"
 
 #include "model/app_state.h"
